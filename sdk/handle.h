@@ -1,0 +1,93 @@
+// What a library handle holds. One zero-filled block: KVXInit makes it, KVXShutdown ends it.
+#pragma once
+
+#include "kvx.h"
+
+#include <array>
+#include <cstdint>
+
+struct FeatureMap; // fingerprint/feature_map.h
+
+namespace kvx {
+
+enum HandleState : uint8_t {
+    kUnusable = 0,
+    kNoDeviceId = 1,
+    kIdentified = 2, // with a device id, or an id that the server assigned
+};
+
+constexpr int32_t kFramingHttp = 'H';
+constexpr int32_t kFramingBare = 'B';
+
+constexpr size_t kMapCount = 3;
+
+// Linear interpolation at a 16.16 fixed-point read position that is never reset between calls.
+struct ResamplerState {
+    uint32_t inputCount;   // input samples consumed since initialisation
+    uint32_t position;     // read position in input samples, integer part
+    uint32_t fraction;     // its fractional part, 16 bits
+    uint32_t stepWhole;    // input rate / output rate, integer part
+    uint32_t stepFraction; // its fractional part, 16 bits
+    int16_t lastSample;    // the input sample consumed last
+};
+
+struct BlowfishState {
+    uint32_t p[18];
+    uint32_t s[4][256];
+};
+static_assert(sizeof(BlowfishState) == 4168);
+
+struct Md4Context {
+    uint32_t state[4];
+    uint32_t bitCount[2]; // low word first
+    uint8_t buffer[64];
+};
+static_assert(sizeof(Md4Context) == 88);
+
+} // namespace kvx
+
+struct KVXHandle {
+    uint8_t state; // kvx::HandleState
+
+    // Content masks, one flag byte per entry.
+    uint8_t trackMask[KVX_TRACK_MASK_ENTRIES];
+    uint8_t albumMask[KVX_ALBUM_MASK_ENTRIES];
+    uint8_t dvdMask[KVX_DVD_MASK_ENTRIES];
+    uint8_t performerMask[KVX_PERFORMER_MASK_ENTRIES];
+
+    // The answer being read; the caller owns the bytes.
+    const uint8_t* responseData;
+    int32_t responseLength; // bytes from responseData to the end
+    uint16_t responseCount;
+
+    // Appended to every request behind its payload; an embedding application sets it.
+    const uint8_t* appendix;
+    uint32_t appendixLength;
+
+    // From the access key, and from KVXInit's caller.
+    int32_t checksumMethod;
+    int32_t encryptionMethod;
+    int32_t clientKind;
+    int32_t requestFraming;
+    int32_t responseFraming;
+    uint32_t accountId;
+    uint8_t deviceId[KVX_ID_LENGTH];
+    uint8_t userId[KVX_ID_LENGTH];
+    uint8_t serverId[KVX_ID_LENGTH];
+    uint8_t secretKey[32];
+    char* hostName; // zero-terminated copy
+    uint16_t hostNameLength;
+
+    // Signing state; null unless method 3 is chosen.
+    kvx::BlowfishState* cipher;
+    kvx::Md4Context* digest;
+
+    // Fingerprint session.
+    FeatureMap* featureMaps[kvx::kMapCount];
+    int32_t sampleRate;   // Hz
+    int32_t channelCount; // 1 or 2
+    uint32_t samplesFed;  // mono samples at 22050 Hz given to map 0
+    uint8_t mapFull[kvx::kMapCount];
+    kvx::ResamplerState resampler;
+    int32_t durationMs; // of the whole track
+};
