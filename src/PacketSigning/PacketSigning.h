@@ -1,0 +1,41 @@
+// Checksums and ciphers of the packet signature. The methods come from the access key and stand in the handle.
+#pragma once
+
+#include "handle.h"
+#include "kvx.h"
+
+#include <cstdint>
+
+namespace PacketSigning {
+
+enum Method : int32_t {
+    kNone = 1,
+    kByteSumOrRotation = 2,
+    kMd4OrBlowfish = 3,
+};
+
+// The round function: F(x) = ((S0[a] + S1[b]) ^ S2[c]) + S3[d], a the most significant byte of x. The handle must
+// not be null and its cipher must be keyed; a null handle ends the program.
+uint32_t F(const KVXHandle* hKVXHandle, uint32_t x);
+
+} // namespace PacketSigning
+
+extern const uint32_t PacketSigning_Blowfish_ORIG_P[18];
+extern const uint32_t PacketSigning_Blowfish_ORIG_S[4][256];
+extern const uint8_t PacketSigning_MD4_MD4_PADDING[64];
+
+// Blowfish with the handle's 32-byte secret key. Init: -1 for failed memory.
+int32_t PacketSigning_Blowfish_Init(KVXHandle* handle);
+int32_t PacketSigning_Blowfish_UnInit(KVXHandle* handle);
+int32_t PacketSigning_Blowfish_Encrypt(const KVXHandle* handle, uint32_t* left, uint32_t* right);
+
+// MD4 over the handle's context. Init: -1 for failed memory.
+int32_t PacketSigning_MD4_Init(KVXHandle* handle);
+int32_t PacketSigning_MD4_UnInit(KVXHandle* handle);
+void PacketSigning_MD4_Update(kvx::Md4Context* context, const uint8_t* input, uint32_t count);
+// Writes the 16-byte digest and wipes the context.
+void PacketSigning_MD4_Final(uint8_t* digest, kvx::Md4Context* context);
+void PacketSigning_MD4_Transform(uint32_t state[4], const uint8_t block[64]);
+// Words to bytes and back, least significant byte first; count is of bytes, a multiple of 4.
+void PacketSigning_MD4_Encode(uint8_t* output, const uint32_t* input, uint32_t count);
+void PacketSigning_MD4_Decode(uint32_t* output, const uint8_t* input, uint32_t count);
