@@ -1,0 +1,46 @@
+// The feature map: mono samples at 22050 Hz in, two code strings out.
+#pragma once
+
+#include "fingerprint/spectrum.h"
+#include "fingerprint/stages.h"
+#include "fingerprint/tables.h"
+
+#include <cstdint>
+
+// One zero-filled record holds every buffer but the two texts; nothing is allocated after fmap_create.
+struct FeatureMap {
+    int32_t capacity;   // frames to take, and vectors to code
+    int32_t framesSeen; // frames completed
+    int32_t finished;   // 1 once fmap_flush found the coder full
+    int32_t fill;       // samples in frame, 0 to 511
+    int16_t frame[kvx::kFrameSamples];
+    float work[kvx::kSpectrumFloats + kvx::kMagnitudeFloats]; // windowed frame, then magnitudes
+    kvx::MeanStage mean;
+    kvx::NormStage norm;
+    kvx::ConvStage conv;
+    int32_t codeTicks; // vectors that reached the coder
+    kvx::CodebookState coder1;
+    kvx::CodebookState coder2;
+};
+
+// A map for capacity frames of 512 samples, or null for failed memory. fmap_destroy releases it; null is ignored.
+FeatureMap* fmap_create(uint32_t capacity);
+void fmap_destroy(FeatureMap* map);
+// Clears the map for reuse; keeps capacity and buffers.
+void fmap_reset(FeatureMap* map);
+
+// Takes samples; those behind the frame that fills the map are dropped. Returns 1 when the map has all its frames.
+int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count);
+
+// Drains one vector: 1 the coder is full, 0 coded or skipped, -1 nothing is left.
+int32_t fmap_flush(FeatureMap* map);
+
+// Feature vector of one frame of 512 samples; work: 768 floats. A band of no energy stays 0.
+void iterator_get_feature(float* work, kvx::FeatureVector* out, const int16_t* frame);
+
+// The stages by their names; a null vector drains (the mean has nothing to drain and gives null).
+const kvx::FeatureVector* fmap_mean_tick(FeatureMap* map, const kvx::FeatureVector* vector);
+const kvx::FeatureVector* fmap_norm_tick(FeatureMap* map, const kvx::FeatureVector* vector);
+const kvx::FeatureVector* fmap_conv_tick(FeatureMap* map, const kvx::FeatureVector* vector);
+// 1 the coder has coded capacity vectors, 0 coded or skipped, -1 for null.
+int32_t fmap_code_tick(FeatureMap* map, const kvx::FeatureVector* vector);

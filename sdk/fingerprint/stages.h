@@ -1,0 +1,68 @@
+// The stages that turn one feature vector per frame into letters. Each has its state, one verb, a vector in and a
+// vector (or null for nothing) out, and knows nothing of its neighbours. In feeding, nothing out means "not yet"; a
+// null vector in means "drain".
+#pragma once
+
+#include "fingerprint/tables.h"
+
+#include <cstdint>
+
+namespace kvx {
+
+// Mean of the last 30 vectors. It divides by 30 from the first vector on, so the first 29 results are damped.
+struct MeanStage {
+    static constexpr int32_t kWindow = 30;
+
+    const FeatureVector* tick(const FeatureVector* vector);
+
+    int32_t count; // vectors seen
+    FeatureVector ring[kWindow];
+    FeatureVector sum;
+    FeatureVector out;
+};
+
+// Zero mean and unit variance over a window of 202 vectors, for the vector about 101 places behind the newest.
+struct NormStage {
+    static constexpr int32_t kWindow = 202;
+    static constexpr int32_t kDelay = 101; // vectors that must be there before, and remain while, results come
+
+    const FeatureVector* tick(const FeatureVector* vector);
+
+    int32_t count; // calls, draining ones included
+    FeatureVector ring[kWindow];
+    int32_t fill; // entries in the ring that count
+    FeatureVector sum;
+    FeatureVector sumSquares;
+    FeatureVector out;
+};
+
+// Weighted mean of the last 11 vectors; it drains with zeros.
+struct ConvStage {
+    static constexpr int32_t kWindow = kSmoothingTaps;
+    static constexpr int32_t kDelay = 6;
+
+    const FeatureVector* tick(const FeatureVector* vector);
+
+    int32_t count; // calls, draining ones included
+    int32_t fill;
+    FeatureVector ring[kWindow];
+    FeatureVector out;
+};
+
+// Quantises vectors against one codebook. A run of equal rows becomes about as many letters as the logarithm of its
+// length; the run in progress when coding stops is never written, on purpose.
+struct CodebookState {
+    void code(const FeatureVector& vector);
+
+    const Codebook* codebook;
+    int32_t lastIndex;
+    int32_t run;
+    int32_t coded; // vectors
+    char* text;    // zero-terminated; owned by the map
+    int32_t length;
+};
+
+// Index of the row nearest to vector: the first of equals, and row 0 where no distance is a number below 1e10.
+int32_t nearestRow(const Codebook& codebook, const FeatureVector& vector);
+
+} // namespace kvx

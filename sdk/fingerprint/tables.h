@@ -1,0 +1,38 @@
+// The engine's constant tables.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace kvx {
+
+constexpr int32_t kEngineRateHz = 22050;
+constexpr size_t kFrameSamples = 512;
+constexpr size_t kFeatureDimensions = 6;
+constexpr size_t kSmoothingTaps = 11;
+constexpr size_t kCodebookRows = 24;
+
+// Dimensions 0 to 4 are logarithmic band energies, dimension 5 is the spectral centroid in bins.
+using FeatureVector = std::array<float, kFeatureDimensions>;
+
+// 24 rows x 6 dimensions; a component of exactly 0 means that the row ignores the dimension.
+using Codebook = std::array<FeatureVector, kCodebookRows>;
+
+// Band k covers the magnitude bins from bstart[k] up to but not including bclose[k]. Bands 1 and 2 share bin 11, and
+// band 5 counts in the total alone; both on purpose.
+constexpr std::array<int32_t, kFeatureDimensions> bstart = {6, 8, 11, 16, 23, 4};
+constexpr std::array<int32_t, kFeatureDimensions> bclose = {8, 12, 16, 23, 32, 6};
+
+// Weights of the smoothing window, oldest vector first; they add up to 0.9999.
+constexpr std::array<float, kSmoothingTaps> smooth_vec = {0.0355F, 0.0585F, 0.0863F, 0.1139F, 0.1346F, 0.1423F,
+                                                          0.1346F, 0.1139F, 0.0863F, 0.0585F, 0.0355F};
+
+// First half of a symmetric 512-point Hamming window, divided by 32767: (0.54 - 0.46 cos(2 pi n / 511)) / 32767,
+// computed in double and rounded once. The second half is the first read backwards.
+extern const std::array<float, kFrameSamples / 2> hamming_data;
+
+extern const Codebook marsyas_codebook1; // no component is 0
+extern const Codebook marsyas_codebook2; // quantises dimensions 3, 4 and 5 alone
+
+} // namespace kvx
