@@ -59,6 +59,9 @@ struct KVXHandle {
     const uint8_t* responseData;
     int32_t responseLength; // bytes from responseData to the end
     uint16_t responseCount;
+    // The record read last, so that reading one after the other walks the answer once: its number, from 1, and offset.
+    int32_t cursorNumber;
+    int64_t cursorOffset;
 
     // Appended to every request behind its payload; an embedding application sets it.
     const uint8_t* appendix;

@@ -36,14 +36,14 @@ extern "C" {
  * Constants
  * ------------------------------------------------------------------------------------------------------------ */
 
-KVX_API extern const uint16_t m_KVXBinHeaderLength;      /* 52 bytes */
-KVX_API extern const uint8_t currentTrackMaskSize;       /* 3 bytes of track permission bits */
-KVX_API extern const uint8_t currentAlbumMaskSize;       /* 4 bytes of album permission bits */
-KVX_API extern const uint8_t currentPerformerMaskSize;   /* 3 bytes of performer permission bits */
-KVX_API extern const uint8_t currentDVDMaskSize;         /* 6 bytes of DVD permission bits */
-KVX_API extern const uint8_t m_KVXVersionMajor;          /* 3 */
-KVX_API extern const uint8_t m_KVXVersionMinor;          /* 7 */
-KVX_API extern const uint8_t m_KVXVersionRevision;       /* 0 */
+KVX_API extern const uint16_t m_KVXBinHeaderLength;    /* 52 bytes */
+KVX_API extern const uint8_t currentTrackMaskSize;     /* 3 bytes of track permission bits */
+KVX_API extern const uint8_t currentAlbumMaskSize;     /* 4 bytes of album permission bits */
+KVX_API extern const uint8_t currentPerformerMaskSize; /* 3 bytes of performer permission bits */
+KVX_API extern const uint8_t currentDVDMaskSize;       /* 6 bytes of DVD permission bits */
+KVX_API extern const uint8_t m_KVXVersionMajor;        /* 3 */
+KVX_API extern const uint8_t m_KVXVersionMinor;        /* 7 */
+KVX_API extern const uint8_t m_KVXVersionRevision;     /* 0 */
 
 /* Entries of the four content masks. */
 #define KVX_TRACK_MASK_ENTRIES 17
@@ -124,8 +124,7 @@ KVX_API int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* dest
  * zero behind, for the caller's free function. */
 KVX_API int32_t KVXGetNewArray(const KVXBlob* blob, uint8_t index, uint32_t elementSize, KVXElementLoader loader,
                                void** array, uint16_t* count);
-KVX_API int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array,
-                                          uint16_t* count);
+KVX_API int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count);
 
 /* Writers: fields strictly in index order, into a buffer of the size that the record's size function gave. */
 KVX_API int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLength* value);
@@ -234,8 +233,8 @@ typedef struct Track {
     uint16_t short19;
     TrackDescriptor* descriptors; /* field 12; never written */
     uint16_t descriptorCount;
-    CTrackData* trackData; /* field 13; never written */
-    uint32_t int17;        /* never written */
+    CTrackData* trackData;  /* field 13; never written */
+    uint32_t int17;         /* never written */
     KVXValueLength* text18; /* never written, and left unreleased by KVXFreeTrackContents */
 } Track;
 
@@ -307,10 +306,10 @@ typedef struct Album {
     uint16_t short23;
     ValuePair* valuePairs24;
     uint16_t valuePairs24Count;
-    CAlbumData* albumData;         /* field 25; never written */
-    KVXValueLength* tarnAlbumId;   /* no blob field: the loader leaves it null */
-    KVXValueLength* tarnArtistId;  /* no blob field: the loader leaves it null */
-    ValuePairYOMI* attributes;     /* no blob field: the loader leaves it null */
+    CAlbumData* albumData;        /* field 25; never written */
+    KVXValueLength* tarnAlbumId;  /* no blob field: the loader leaves it null */
+    KVXValueLength* tarnArtistId; /* no blob field: the loader leaves it null */
+    ValuePairYOMI* attributes;    /* no blob field: the loader leaves it null */
     uint16_t attributeCount;
 } Album;
 
@@ -671,7 +670,8 @@ KVX_API int32_t KVXGenerateFingerprintRequest3(KVXHandle* handle, const NumValue
 KVX_API int32_t KVXFreeFingerprintRequest3(uint8_t** bufferInOut);
 
 /* Builds the 'G' packet, which asks for a device identity; id may be null (pass 0 as its length). Clears the
- * handle's user id for good. -1: null handle, unusable handle, unknown framing, no signature possible, failed memory. */
+ * handle's user id for good. -1: null handle, unusable handle, unknown framing, no signature possible, failed memory.
+ */
 KVX_API int32_t KVXGenerateIDRequest(KVXHandle* handle, const uint8_t* id, uint32_t idLength, uint8_t** bufferOut,
                                      uint32_t* lengthOut);
 KVX_API int32_t KVXFreeIDRequest(uint8_t** bufferInOut);
@@ -710,7 +710,7 @@ KVX_API uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t l
 KVX_API int32_t KVXParseServerResponse(KVXHandle* handle, const uint8_t* data, int32_t length, int32_t* countOut);
 
 /* Type character of record number (from 1; anything below reads as 1), one of T A K D G N P O E; else -1. */
-KVX_API int32_t KVXGetResponseType(const KVXHandle* handle, int32_t number);
+KVX_API int32_t KVXGetResponseType(KVXHandle* handle, int32_t number);
 
 /* Readers of record index (from 1). -1: null handle or malformed record; -3: the handle has no device identity;
  * -4: no such record; -5: a record of another type. */

@@ -1,0 +1,39 @@
+// One request packet, whatever its payload: measured, allocated once, written, signed.
+#pragma once
+
+#include "core/byte_sink.h"
+#include "handle.h"
+
+namespace kvx {
+
+// A request's own bytes. write runs twice: once to count, once to write.
+class PacketPayload {
+  public:
+    PacketPayload() = default;
+    PacketPayload(const PacketPayload&) = delete;
+    PacketPayload& operator=(const PacketPayload&) = delete;
+
+    // False for failed memory.
+    virtual bool write(ByteSink& sink) const = 0;
+
+  protected:
+    ~PacketPayload() = default;
+};
+
+struct PacketOptions {
+    int32_t languageCode;
+    uint16_t requestOption;
+};
+
+// Builds the packet, in HTTP text where the handle's framing says so. The buffer is the caller's. -1, with both
+// outputs untouched: unknown framing, no signature possible, failed memory, or more than 2^31 - 1 bytes.
+int32_t buildPacket(KVXHandle& handle, const PacketOptions& options, const PacketPayload& payload, uint8_t** bufferOut,
+                    uint32_t* lengthOut);
+
+// The permission block of the handle's masks.
+void writePermissions(ByteSink& sink, const KVXHandle& handle);
+
+// Frees a request buffer and nulls the caller's pointer; always 0.
+int32_t freeRequest(uint8_t** bufferInOut);
+
+} // namespace kvx
