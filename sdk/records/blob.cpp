@@ -1,0 +1,260 @@
+// The blob primitives: locate, read, write, measure, free.
+#include "records/blob.h"
+
+#include "owned.h"
+
+#include <algorithm>
+
+namespace kvx {
+namespace {
+
+uint32_t offsetAt(const KVXBlob* blob, uint32_t index) {
+    uint32_t offset = 0;
+    KVXMemCopy2(&offset, blob->data + offsetPosition(index), kOffsetBytes);
+    return offset;
+}
+
+// An offset beyond the blob gives its end: no pointer ever leaves the blob.
+const uint8_t* addressAt(const KVXBlob* blob, uint32_t offset) { return blob->data + std::min(offset, blob->length); }
+
+// A new copy of length bytes with one zero byte behind.
+int32_t copyText(const uint8_t* data, uint32_t length, KVXValueLength* value) {
+    auto* copy = static_cast<char*>(KVXMalloc(size_t{length} + 1));
+    if (copy == nullptr) return kFailed;
+    if (length != 0) KVXMemCopy(copy, data, length);
+    copy[length] = 0;
+    value->data = copy;
+    value->length = length;
+    return kOk;
+}
+
+int32_t locateNested(const KVXBlob* blob, uint8_t index, KVXBlob* nested) {
+    const uint8_t* data = nullptr;
+    uint32_t length = 0;
+    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
+    *nested = readingCursor(data, length);
+    return kOk;
+}
+
+void appendBytes(KVXBlob* blob, const void* bytes, uint32_t count) {
+    if (count != 0) KVXMemCopy(blob->data + blob->length, bytes, count);
+    blob->length += count;
+}
+
+// The nested blob of an array under construction: its position starts behind the header for count elements.
+// The count byte holds the count modulo 256, and only that many elements are written.
+KVXBlob startNestedArray(const KVXBlob* blob, int16_t count) {
+    KVXBlob nested{blob->data + blob->length, 0, 0};
+    startRecord(&nested, static_cast<uint8_t>(count));
+    return nested;
+}
+
+// offset[index] is not written, on purpose: it is the end that the field before has written.
+void finishNestedArray(KVXBlob* blob, uint8_t index, const KVXBlob& nested) {
+    blob->length += nested.length;
+    markOffset(blob, uint32_t{index} + 1);
+}
+
+} // namespace
+
+KVXBlob readingCursor(const uint8_t* data, uint32_t length) noexcept {
+    return {const_cast<uint8_t*>(data), 0, length}; // readers never write through the cursor
+}
+
+void startRecord(KVXBlob* blob, uint8_t fieldCount) noexcept {
+    blob->count = fieldCount;
+    blob->data[0] = fieldCount;
+    blob->length = blobHeaderBytes(fieldCount);
+}
+
+void markOffset(KVXBlob* blob, uint32_t index) noexcept {
+    KVXMemCopy2(blob->data + offsetPosition(index), &blob->length, kOffsetBytes);
+}
+
+} // namespace kvx
+
+using namespace kvx;
+
+extern "C" {
+
+uint32_t BlobGetCount(const KVXBlob* blob) { return blob == nullptr || blob->length == 0 ? 0 : blob->data[0]; }
+
+int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldData, uint32_t* fieldLength) {
+    if (blob == nullptr) return kNullCursor;
+    const uint32_t count = BlobGetCount(blob);
+    // Strictly greater on purpose: index N is accepted, bounded by offset[N] and the word behind the table.
+    if (index > count || count == 0) return kIndexOutOfRange;
+    if (blob->length < offsetPosition(uint32_t{index} + 2)) {
+        *fieldData = nullptr;
+        *fieldLength = 0;
+        return kFailed;
+    }
+    const uint32_t start = offsetAt(blob, index);
+    const uint32_t end = offsetAt(blob, uint32_t{index} + 1);
+    *fieldData = addressAt(blob, start);
+    *fieldLength = end - start;
+    // An empty field holds no byte to read, so it may lie anywhere.
+    if (start == end) return kOk;
+    return start < end && end <= blob->length ? kOk : kFailed;
+}
+
+int32_t KVXGetMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength* value) {
+    const uint8_t* data = nullptr;
+    uint32_t length = 0;
+    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
+    return copyText(data, length, value);
+}
+
+int32_t KVXGetNewMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength** value) {
+    *value = nullptr;
+    const uint8_t* data = nullptr;
+    uint32_t length = 0;
+    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
+    if (length == 0) return kOk;
+    Owned<KVXValueLength> made = makeZeroed<KVXValueLength>();
+    if (made == nullptr || failed(copyText(data, length, made.get()))) return kFailed;
+    *value = made.release();
+    return kOk;
+}
+
+int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination, uint32_t width) {
+    const uint8_t* data = nullptr;
+    uint32_t length = 0;
+    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
+    if (length == width) {
+        KVXMemCopy2(destination, data, width);
+    } else {
+        // A field of another width is a 0, not a failure, on purpose.
+        KVXMemSet(destination, 0, width);
+    }
+    return kOk;
+}
+
+int32_t KVXGetShortField(const KVXBlob* blob, uint8_t index, uint16_t* value) {
+    return KVXGetNumberField(blob, index, value, sizeof *value);
+}
+
+int32_t KVXGetIntField(const KVXBlob* blob, uint8_t index, uint32_t* value) {
+    return KVXGetNumberField(blob, index, value, sizeof *value);
+}
+
+int32_t KVXGetNewArray(const KVXBlob* blob, uint8_t index, uint32_t elementSize, KVXElementLoader loader, void** array,
+                       uint16_t* count) {
+    KVXBlob nested;
+    if (failed(locateNested(blob, index, &nested))) return kFailed;
+    const uint32_t elementCount = BlobGetCount(&nested);
+    if (elementCount == 0) return kOk;
+    auto* elements = static_cast<uint8_t*>(allocateZeroed(size_t{elementCount} * elementSize));
+    if (elements == nullptr) return kFailed;
+    // Stored before the elements are loaded: after a failure the caller's free function releases what there is.
+    *array = elements;
+    *count = static_cast<uint16_t>(elementCount);
+    for (uint32_t j = 0; j < elementCount; ++j) {
+        KVXBlob element;
+        if (failed(locateNested(&nested, static_cast<uint8_t>(j), &element))) return kFailed;
+        if (failed(loader(&element, elements + size_t{j} * elementSize))) return kFailed;
+    }
+    return kOk;
+}
+
+int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count) {
+    KVXBlob nested;
+    if (failed(locateNested(blob, index, &nested))) return kFailed;
+    const uint32_t elementCount = BlobGetCount(&nested);
+    if (elementCount == 0) return kOk;
+    auto* elements = static_cast<KVXValueLength*>(allocateZeroed(elementCount * sizeof(KVXValueLength)));
+    if (elements == nullptr) return kFailed;
+    *array = elements;
+    *count = static_cast<uint16_t>(elementCount);
+    for (uint32_t j = 0; j < elementCount; ++j) {
+        if (failed(KVXGetMetaField(&nested, static_cast<uint8_t>(j), &elements[j]))) return kFailed;
+    }
+    return kOk;
+}
+
+int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLength* value) {
+    markOffset(blob, index);
+    if (value != nullptr) appendBytes(blob, value->data, value->length);
+    markOffset(blob, uint32_t{index} + 1);
+    return kOk;
+}
+
+int32_t KVXWriteShortToBlob(KVXBlob* blob, uint8_t index, const uint16_t* value) {
+    markOffset(blob, index);
+    KVXMemCopy2(blob->data + blob->length, value, sizeof *value);
+    blob->length += uint32_t{sizeof *value};
+    markOffset(blob, uint32_t{index} + 1);
+    return kOk;
+}
+
+int32_t KVXWriteEmptyBlob(KVXBlob* blob, uint8_t index) {
+    markOffset(blob, index);
+    markOffset(blob, uint32_t{index} + 1);
+    return kOk;
+}
+
+int32_t KVXWriteArrayToBlob(int16_t count, uint8_t index, uint32_t elementSize, const void* array,
+                            KVXElementWriter writer, KVXBlob* blob) {
+    if (count < 1) return KVXWriteEmptyBlob(blob, index);
+    KVXBlob nested = startNestedArray(blob, count);
+    for (uint32_t j = 0; j < nested.count; ++j) {
+        markOffset(&nested, j);
+        KVXBlob element{nested.data + nested.length, 0, 0};
+        if (failed(writer(static_cast<const uint8_t*>(array) + size_t{j} * elementSize, &element))) return kFailed;
+        nested.length += element.length;
+        markOffset(&nested, j + 1);
+    }
+    finishNestedArray(blob, index, nested);
+    return kOk;
+}
+
+int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXValueLength* array, KVXBlob* blob) {
+    if (count < 1) return KVXWriteEmptyBlob(blob, index);
+    KVXBlob nested = startNestedArray(blob, count);
+    for (uint32_t j = 0; j < nested.count; ++j) {
+        KVXWriteValueLengthToBlob(&nested, static_cast<uint8_t>(j), &array[j]);
+    }
+    finishNestedArray(blob, index, nested);
+    return kOk;
+}
+
+// The sizes count every element, also beyond the 255 that can be written.
+uint32_t KVXGetArrayBlobSize(const void* array, uint32_t elementSize, int16_t count, KVXElementSize elementBlobSize) {
+    if (count < 1) return 0;
+    const auto elementCount = static_cast<uint32_t>(count);
+    uint32_t total = blobHeaderBytes(elementCount);
+    for (uint32_t j = 0; j < elementCount; ++j) {
+        uint32_t size = 0;
+        elementBlobSize(static_cast<const uint8_t*>(array) + size_t{j} * elementSize, &size);
+        total += size;
+    }
+    return total;
+}
+
+uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t count) {
+    if (count < 1) return 0;
+    const auto elementCount = static_cast<uint32_t>(count);
+    uint32_t total = blobHeaderBytes(elementCount);
+    for (uint32_t j = 0; j < elementCount; ++j) total += array[j].length;
+    return total;
+}
+
+// Leaves the caller's pointer as it is, on purpose: whoever uses it again sets it to null.
+int32_t KVXFreeValueLength(KVXValueLength** value) {
+    if (value == nullptr || *value == nullptr) return kOk;
+    if ((*value)->data != nullptr) KVXFree((*value)->data);
+    KVXFree(*value);
+    return kOk;
+}
+
+int32_t KVXFreeValueLengths(KVXValueLength** array, int16_t count) {
+    if (array == nullptr || *array == nullptr) return kOk;
+    for (int32_t j = 0; j < count; ++j) {
+        if ((*array)[j].data != nullptr) KVXFree((*array)[j].data);
+    }
+    KVXFree(*array);
+    *array = nullptr;
+    return kOk;
+}
+
+} // extern "C"

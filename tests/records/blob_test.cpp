@@ -1,0 +1,397 @@
+// Fields of a blob: locating, reading and writing texts and numbers.
+#include "blob_assembler.h"
+#include "record_support.h"
+#include "support/counting_hooks.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace kvxtest {
+namespace {
+
+struct Located {
+    int32_t status;
+    const uint8_t* data;
+    uint32_t length;
+};
+
+const uint8_t kUnset = 0;
+constexpr uint32_t kUnsetLength = 77;
+
+Located locate(const KVXBlob* blob, uint8_t index) {
+    Located result{0, &kUnset, kUnsetLength};
+    result.status = BlobGetData(blob, index, &result.data, &result.length);
+    return result;
+}
+
+TEST(BlobCount, IsTheFirstByte) {
+    const GuardedBlob blob(Bytes{200});
+    EXPECT_EQ(BlobGetCount(blob.cursor()), 200U);
+}
+
+TEST(BlobCount, IsZeroWithoutCursorOrBytes) {
+    uint8_t byte = 9;
+    const KVXBlob empty{&byte, 0, 0};
+    EXPECT_EQ(BlobGetCount(&empty), 0U);
+    EXPECT_EQ(BlobGetCount(nullptr), 0U);
+}
+
+TEST(FieldLocation, GivesMinus41ForANullCursor) {
+    const Located located = locate(nullptr, 0);
+    EXPECT_EQ(located.status, -41);
+    EXPECT_EQ(located.data, &kUnset);
+    EXPECT_EQ(located.length, kUnsetLength);
+}
+
+TEST(FieldLocation, GivesMinus4ForABlobWithoutFields) {
+    uint8_t byte = 9;
+    const KVXBlob absent{&byte, 0, 0};
+    EXPECT_EQ(locate(&absent, 0).status, -4);
+    const GuardedBlob noFields(assemble({}));
+    EXPECT_EQ(locate(noFields.cursor(), 0).status, -4);
+    EXPECT_EQ(locate(noFields.cursor(), 0).data, &kUnset);
+}
+
+TEST(FieldLocation, FindsEveryField) {
+    const Fields fields = {bytesOf("one"), {}, bytesOf("three")};
+    const GuardedBlob blob(assemble(fields));
+    for (uint8_t i = 0; i < 3; ++i) {
+        const Located located = locate(blob.cursor(), i);
+        ASSERT_EQ(located.status, 0);
+        EXPECT_EQ(hexDump(Bytes(located.data, located.data + located.length)), hexDump(fields[i]));
+    }
+}
+
+TEST(FieldLocation, AcceptsAnIndexEqualToTheCount) {
+    // One field, "....": its bytes are also the word behind the table, the end of field 1; field 1 starts at 13.
+    const Bytes end17 = rawBlob(1, {9, 13}, bytesOf(std::string("\x11\0\0\0tail", 8)));
+    const GuardedBlob blob(end17);
+    const Located located = locate(blob.cursor(), 1);
+    EXPECT_EQ(located.status, 0);
+    EXPECT_EQ(std::string(located.data, located.data + located.length), "tail");
+
+    const GuardedBlob beyond(rawBlob(1, {9, 13}, bytesOf(std::string("\x12\0\0\0tail", 8))));
+    EXPECT_EQ(locate(beyond.cursor(), 1).status, -1);
+    EXPECT_EQ(locate(blob.cursor(), 2).status, -4);
+}
+
+TEST(FieldLocation, AcceptsIndex255OfABlobOf255Fields) {
+    Fields fields(255);
+    fields[0] = intBytes(1024 + 5 - 4); // the end of field 255; its start, offset[255], is the same
+    Bytes bytes = assemble(fields);
+    ASSERT_EQ(bytes.size(), 1025U + 4);
+    bytes[1025] = 0x05; // 0x0405 = 1029
+    bytes[1026] = 0x04;
+    const GuardedBlob blob(bytes);
+    EXPECT_EQ(locate(blob.cursor(), 254).status, 0);
+    const Located located = locate(blob.cursor(), 255);
+    EXPECT_EQ(located.status, 0);
+    EXPECT_EQ(located.length, 0U);
+}
+
+TEST(FieldLocation, HasNoBytesForTheIndexBehindAnEmptyLastWord) {
+    // All fields empty: the word behind the table, which index 1 needs, lies beyond the blob.
+    const GuardedBlob blob(assemble({{}}));
+    const Located located = locate(blob.cursor(), 1);
+    EXPECT_EQ(located.status, -1);
+    EXPECT_EQ(located.data, nullptr);
+    EXPECT_EQ(located.length, 0U);
+}
+
+TEST(FieldLocation, SetsItsOutputsAlsoWhenTheFieldIsRefused) {
+    const GuardedBlob blob(rawBlob(1, {9, 12}, bytesOf("ab")));
+    const Located located = locate(blob.cursor(), 0);
+    EXPECT_EQ(located.status, -1);
+    EXPECT_EQ(located.data, blob.data() + 9);
+    EXPECT_EQ(located.length, 3U);
+}
+
+TEST(FieldLocation, RefusesWhatDoesNotLieInsideTheBlob) {
+    struct Case {
+        const char* name;
+        uint32_t start;
+        uint32_t end;
+        int32_t status;
+    };
+    constexpr Case kCases[] = {
+        {"whole rest", 9, 13, 0},
+        {"over header and all", 0, 13, 0},
+        {"one byte too long", 9, 14, -1},
+        {"end before start", 12, 11, -1},
+        {"start at the end, one byte", 13, 14, -1},
+        {"start beyond, one byte", 14, 15, -1},
+        {"start beyond, end inside", 14, 10, -1},
+        {"empty at the end", 13, 13, 0},
+        {"empty far beyond", 4000000000U, 4000000000U, 0},
+        {"empty at the last offset", 0xFFFFFFFFU, 0xFFFFFFFFU, 0},
+        {"longest", 0, 0xFFFFFFFFU, -1},
+        {"wrapped to one byte", 0xFFFFFFFFU, 0, -1},
+        {"wrapped beyond", 0xFFFFFFF0U, 10, -1},
+        {"behind the blob, short enough for what a wrapped remainder would allow", 4000000000U, 4000000010U, -1},
+    };
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(c.name);
+        const GuardedBlob blob(rawBlob(1, {c.start, c.end}, bytesOf("abcd")));
+        const Located located = locate(blob.cursor(), 0);
+        EXPECT_EQ(located.status, c.status);
+        EXPECT_EQ(located.length, c.end - c.start);
+        EXPECT_EQ(located.data - blob.data(), std::min<ptrdiff_t>(c.start, 13));
+    }
+}
+
+TEST(FieldLocation, FailsWhereTheTableLiesBeyondTheBlob) {
+    const Bytes whole = assemble({bytesOf("ab"), bytesOf("cd")});
+    for (size_t length = 1; length < 13; ++length) {
+        SCOPED_TRACE(length);
+        const GuardedBlob blob({whole.data(), length});
+        const Located located = locate(blob.cursor(), 1);
+        EXPECT_EQ(located.status, -1);
+        EXPECT_EQ(located.data, nullptr);
+        EXPECT_EQ(located.length, 0U);
+        EXPECT_EQ(locate(blob.cursor(), 3).status, -4);
+    }
+}
+
+TEST(MetaField, CopiesTheBytesAndAZeroBehind) {
+    CountingHooks hooks;
+    const GuardedBlob blob(assemble({bytesOf(std::string("a\0b", 3))}));
+    KVXValueLength value{};
+    ASSERT_EQ(KVXGetMetaField(blob.cursor(), 0, &value), 0);
+    EXPECT_EQ(textOf(&value), std::string("a\0b", 3));
+    EXPECT_EQ(hooks.largest(), 4U);
+    KVXFree(value.data);
+}
+
+TEST(MetaField, OfAnEmptyFieldIsAOneByteZeroString) {
+    CountingHooks hooks;
+    const GuardedBlob blob(assemble({{}}));
+    KVXValueLength value{nullptr, 5};
+    ASSERT_EQ(KVXGetMetaField(blob.cursor(), 0, &value), 0);
+    ASSERT_NE(value.data, nullptr);
+    EXPECT_EQ(value.data[0], 0);
+    EXPECT_EQ(value.length, 0U);
+    EXPECT_EQ(hooks.largest(), 1U);
+    KVXFree(value.data);
+}
+
+TEST(MetaField, GivesMinus1ForEveryLocationFailure) {
+    const GuardedBlob blob(rawBlob(1, {9, 12}, bytesOf("ab")));
+    KVXValueLength value{};
+    EXPECT_EQ(KVXGetMetaField(nullptr, 0, &value), -1);
+    EXPECT_EQ(KVXGetMetaField(blob.cursor(), 0, &value), -1);
+    EXPECT_EQ(KVXGetMetaField(blob.cursor(), 2, &value), -1);
+    EXPECT_EQ(value.data, nullptr);
+}
+
+TEST(NewMetaField, MakesAnObject) {
+    CountingHooks hooks;
+    const GuardedBlob blob(assemble({bytesOf("text")}));
+    KVXValueLength* value = nullptr;
+    ASSERT_EQ(KVXGetNewMetaField(blob.cursor(), 0, &value), 0);
+    EXPECT_EQ(textOf(value), "text");
+    EXPECT_EQ(hooks.live(), 2U);
+    EXPECT_EQ(KVXFreeValueLength(&value), 0);
+    EXPECT_EQ(hooks.live(), 0U);
+}
+
+TEST(NewMetaField, OfAnEmptyFieldIsNull) {
+    CountingHooks hooks;
+    const GuardedBlob blob(assemble({{}}));
+    KVXValueLength other{};
+    KVXValueLength* value = &other;
+    EXPECT_EQ(KVXGetNewMetaField(blob.cursor(), 0, &value), 0);
+    EXPECT_EQ(value, nullptr);
+    EXPECT_EQ(hooks.allocations(), 0);
+}
+
+TEST(NewMetaField, IsNullAfterAFailure) {
+    const GuardedBlob blob(rawBlob(1, {9, 12}, bytesOf("ab")));
+    for (const size_t index : Indexes{0, 2}) {
+        KVXValueLength other{};
+        KVXValueLength* value = &other;
+        EXPECT_EQ(KVXGetNewMetaField(blob.cursor(), static_cast<uint8_t>(index), &value), -1);
+        EXPECT_EQ(value, nullptr);
+    }
+}
+
+TEST(NewMetaField, ReleasesWhatItTookWhenMemoryFails) {
+    const GuardedBlob blob(assemble({bytesOf("text")}));
+    for (const long failing : {0L, 1L}) {
+        CountingHooks hooks;
+        hooks.failAfter(failing);
+        KVXValueLength* value = nullptr;
+        EXPECT_EQ(KVXGetNewMetaField(blob.cursor(), 0, &value), -1);
+        EXPECT_EQ(value, nullptr);
+        EXPECT_EQ(hooks.live(), 0U);
+    }
+}
+
+TEST(ShortField, IsLittleEndian) {
+    const GuardedBlob blob(assemble({fromHex("34 12")}));
+    uint16_t value = 0;
+    EXPECT_EQ(KVXGetShortField(blob.cursor(), 0, &value), 0);
+    EXPECT_EQ(value, 0x1234);
+}
+
+TEST(ShortField, ReadsAsZeroWhenItsWidthIsNotTwo) {
+    for (const size_t width : Indexes{0, 1, 3, 4}) {
+        SCOPED_TRACE(width);
+        const GuardedBlob blob(assemble({Bytes(width, 0xFF)}));
+        uint16_t value = 0x5555;
+        EXPECT_EQ(KVXGetShortField(blob.cursor(), 0, &value), 0);
+        EXPECT_EQ(value, 0);
+    }
+}
+
+TEST(IntField, IsLittleEndian) {
+    const GuardedBlob blob(assemble({fromHex("78 56 34 12")}));
+    uint32_t value = 0;
+    EXPECT_EQ(KVXGetIntField(blob.cursor(), 0, &value), 0);
+    EXPECT_EQ(value, 0x12345678U);
+}
+
+TEST(IntField, ReadsAsZeroWhenItsWidthIsNotFour) {
+    for (const size_t width : Indexes{0, 2, 3, 5}) {
+        SCOPED_TRACE(width);
+        const GuardedBlob blob(assemble({Bytes(width, 0xFF)}));
+        uint32_t value = 0x55555555;
+        EXPECT_EQ(KVXGetIntField(blob.cursor(), 0, &value), 0);
+        EXPECT_EQ(value, 0U);
+    }
+}
+
+TEST(NumberField, TakesAnyWidth) {
+    const GuardedBlob blob(assemble({fromHex("01 02 03 04 05 06 07")}));
+    Bytes seven(8, 0xEE);
+    EXPECT_EQ(KVXGetNumberField(blob.cursor(), 0, seven.data(), 7), 0);
+    EXPECT_EQ(hexDump(seven), hexDump(fromHex("01 02 03 04 05 06 07 ee")));
+    Bytes six(8, 0xEE);
+    EXPECT_EQ(KVXGetNumberField(blob.cursor(), 0, six.data(), 6), 0);
+    EXPECT_EQ(hexDump(six), hexDump(fromHex("00 00 00 00 00 00 ee ee")));
+}
+
+TEST(NumberFields, FailOnlyWhenTheFieldCannotBeLocated) {
+    const GuardedBlob blob(rawBlob(1, {9, 12}, bytesOf("ab")));
+    uint16_t small = 7;
+    uint32_t large = 7;
+    for (const size_t index : Indexes{0, 2}) {
+        EXPECT_EQ(KVXGetShortField(blob.cursor(), static_cast<uint8_t>(index), &small), -1);
+        EXPECT_EQ(KVXGetIntField(blob.cursor(), static_cast<uint8_t>(index), &large), -1);
+        EXPECT_EQ(KVXGetNumberField(blob.cursor(), static_cast<uint8_t>(index), &large, 3), -1);
+    }
+    EXPECT_EQ(KVXGetShortField(nullptr, 0, &small), -1);
+    EXPECT_EQ(small, 7);
+    EXPECT_EQ(large, 7U);
+}
+
+TEST(Integers, PassThroughTheirOwnCopyHook) {
+    static int copies = 0;
+    copies = 0;
+    const auto before = KVXMemCopy2;
+    KVXMemCopy2 = [](void* destination, const void* source, size_t count) -> void* {
+        ++copies;
+        return std::memcpy(destination, source, count);
+    };
+    const GuardedBlob blob(assemble({fromHex("34 12")}));
+    uint16_t value = 0;
+    KVXGetShortField(blob.cursor(), 0, &value);
+    EXPECT_EQ(copies, 3); // two offsets and the number
+    copies = 0;
+    Bytes buffer(11);
+    KVXBlob writing{buffer.data(), 1, 9};
+    KVXWriteShortToBlob(&writing, 0, &value);
+    EXPECT_EQ(copies, 3);
+    KVXMemCopy2 = before;
+}
+
+TEST(TextWriter, SharesOneOffsetBetweenTwoNeighbours) {
+    Text first("one");
+    Text second("three");
+    Bytes buffer(13 + 8, 0xCC);
+    KVXBlob blob{buffer.data(), 2, 13};
+    buffer[0] = 2;
+    EXPECT_EQ(KVXWriteValueLengthToBlob(&blob, 0, first.get()), 0);
+    EXPECT_EQ(KVXWriteValueLengthToBlob(&blob, 1, second.get()), 0);
+    EXPECT_EQ(blob.length, 21U);
+    EXPECT_EQ(hexDump(buffer), hexDump(rawBlob(2, {13, 16, 21}, bytesOf("onethree"))));
+}
+
+TEST(TextWriter, WritesNullAndEmptyAlike) {
+    KVXValueLength empty{nullptr, 0};
+    for (const KVXValueLength* value :
+         {static_cast<const KVXValueLength*>(nullptr), static_cast<const KVXValueLength*>(&empty)}) {
+        Bytes buffer(9, 0xCC);
+        buffer[0] = 1;
+        KVXBlob blob{buffer.data(), 1, 9};
+        EXPECT_EQ(KVXWriteValueLengthToBlob(&blob, 0, value), 0);
+        EXPECT_EQ(hexDump(buffer), hexDump(rawBlob(1, {9, 9}, {})));
+    }
+}
+
+TEST(EmptyWriter, WritesBothOffsets) {
+    Bytes buffer(9, 0xCC);
+    buffer[0] = 1;
+    KVXBlob blob{buffer.data(), 1, 9};
+    EXPECT_EQ(KVXWriteEmptyBlob(&blob, 0), 0);
+    EXPECT_EQ(hexDump(buffer), hexDump(rawBlob(1, {9, 9}, {})));
+    EXPECT_EQ(blob.length, 9U);
+}
+
+TEST(ExampleBlob, IsReadAndWrittenByThePrimitives) {
+    CountingHooks hooks;
+    const Bytes example = golden("blob_example.bin");
+    EXPECT_EQ(hexDump(example), hexDump(assemble({bytesOf("ab"), shortBytes(0x1234), textArray({"x", ""}), {}})));
+    const GuardedBlob blob(example);
+    KVXValueLength* text = nullptr;
+    KVXValueLength* none = nullptr;
+    uint16_t number = 0;
+    KVXValueLength* texts = nullptr;
+    uint16_t count = 0;
+    ASSERT_EQ(KVXGetNewMetaField(blob.cursor(), 0, &text), 0);
+    ASSERT_EQ(KVXGetShortField(blob.cursor(), 1, &number), 0);
+    ASSERT_EQ(KVXGetNewValueLengthArray(blob.cursor(), 2, &texts, &count), 0);
+    ASSERT_EQ(KVXGetNewMetaField(blob.cursor(), 3, &none), 0);
+    EXPECT_EQ(textOf(text), "ab");
+    EXPECT_EQ(number, 0x1234);
+    EXPECT_EQ(textsOf(texts, count), "x|");
+    EXPECT_EQ(none, nullptr);
+
+    Bytes buffer(example.size(), 0xCC);
+    buffer[0] = 4;
+    KVXBlob writing{buffer.data(), 4, 21};
+    KVXWriteValueLengthToBlob(&writing, 0, text);
+    KVXWriteShortToBlob(&writing, 1, &number);
+    KVXWriteValueLengthArrayToBlob(2, 2, texts, &writing);
+    KVXWriteEmptyBlob(&writing, 3);
+    EXPECT_EQ(writing.length, example.size());
+    EXPECT_EQ(hexDump(buffer), hexDump(example));
+    KVXFreeValueLength(&text);
+    KVXFreeValueLengths(&texts, 2);
+    EXPECT_EQ(hooks.live(), 0U);
+}
+
+TEST(FreeingAText, LeavesTheCallersPointer) {
+    CountingHooks hooks;
+    const GuardedBlob blob(assemble({bytesOf("text")}));
+    KVXValueLength* value = nullptr;
+    ASSERT_EQ(KVXGetNewMetaField(blob.cursor(), 0, &value), 0);
+    KVXValueLength* const before = value;
+    EXPECT_EQ(KVXFreeValueLength(&value), 0);
+    EXPECT_EQ(value, before);
+    EXPECT_EQ(hooks.live(), 0U);
+}
+
+TEST(FreeingAText, IgnoresWhatIsNotThere) {
+    CountingHooks hooks;
+    EXPECT_EQ(KVXFreeValueLength(nullptr), 0);
+    KVXValueLength* value = nullptr;
+    EXPECT_EQ(KVXFreeValueLength(&value), 0);
+    value = static_cast<KVXValueLength*>(KVXMalloc(sizeof(KVXValueLength)));
+    *value = {nullptr, 0};
+    EXPECT_EQ(KVXFreeValueLength(&value), 0);
+    EXPECT_EQ(hooks.live(), 0U);
+    EXPECT_EQ(hooks.strayFrees(), 0);
+}
+
+} // namespace
+} // namespace kvxtest
