@@ -9,11 +9,15 @@
 namespace kvxtest {
 namespace {
 
+std::string textFile(const std::string& name) {
+    const Bytes file = golden(name);
+    return {file.begin(), file.end()};
+}
+
 // The bytes of an annotated dump: lines of offset, two spaces, bytes, two or more spaces, meaning; '#' starts a
 // comment.
-Bytes bytesOfDump(const std::string& name) {
-    const Bytes file = golden(name);
-    std::istringstream lines(std::string(file.begin(), file.end()));
+Bytes bytesOfDump(const std::string& dump) {
+    std::istringstream lines(dump);
     Bytes bytes;
     for (std::string line; std::getline(lines, line);) {
         if (line.empty() || line[0] == '#') continue;
@@ -23,6 +27,13 @@ Bytes bytesOfDump(const std::string& name) {
         bytes.insert(bytes.end(), piece.begin(), piece.end());
     }
     return bytes;
+}
+
+// What stands between the first two fences of a page of docs/formats.
+std::string exampleOfPage(const std::string& page) {
+    const std::string text = textFile("../../docs/formats/" + page);
+    const size_t begin = text.find("```\n") + 4;
+    return text.substr(begin, text.find("```", begin) - begin);
 }
 
 TEST(GoldenRecord, HasTheAssembledBytes) {
@@ -35,15 +46,20 @@ TEST(GoldenRecord, HasTheAssembledBytes) {
 TEST(GoldenRecord, HasTheBytesOfItsDump) {
     for (const GoldenRecord& record : goldenRecords()) {
         SCOPED_TRACE(record.name);
-        EXPECT_EQ(hexDump(bytesOfDump("record_" + record.name + ".txt")), hexDump(record.blob));
+        EXPECT_EQ(hexDump(bytesOfDump(textFile("record_" + record.name + ".txt"))), hexDump(record.blob));
     }
 }
 
 TEST(GoldenBlob, HasTheBytesOfItsDump) {
     for (const std::string name : {"blob_example", "blob_NumValuePairs"}) {
         SCOPED_TRACE(name);
-        EXPECT_EQ(hexDump(bytesOfDump(name + ".txt")), hexDump(golden(name + ".bin")));
+        EXPECT_EQ(hexDump(bytesOfDump(textFile(name + ".txt"))), hexDump(golden(name + ".bin")));
     }
+}
+
+TEST(DocumentedExample, HasTheBytesOfItsGoldenFile) {
+    EXPECT_EQ(hexDump(bytesOfDump(exampleOfPage("blob.md"))), hexDump(golden("blob_example.bin")));
+    EXPECT_EQ(hexDump(bytesOfDump(exampleOfPage("records.md"))), hexDump(golden("record_Release.bin")));
 }
 
 TEST(GoldenRecord, IsWrittenAgainAsItWasLoaded) {
