@@ -42,6 +42,10 @@ class CountingHooks {
 
     // A block that the library returned to the system by free() itself is no longer this counter's to give back.
     void forget(void* block) { live_.erase(block); }
+    // The same for every block of a size, where the block itself is out of sight; returns how many.
+    size_t forgetBlocksOf(size_t size) {
+        return std::erase_if(live_, [size](const auto& entry) { return entry.second == size; });
+    }
 
   private:
     static void* allocate(size_t size) {
