@@ -1,0 +1,22 @@
+// The log as lines of text:
+//   2026-11-20 18:10:26.123 tarn[4711:4711] text
+// local time, process id, thread id.
+#pragma once
+
+#include "platform/Clock.h"
+#include "platform/Log.h"
+#include "platform/TextOutput.h"
+
+namespace tarn {
+
+class LineLog : public Log {
+  public:
+    LineLog(TextOutput& output, const Clock& clock) : output_(output), clock_(clock) {}
+    void write(std::string_view text) override;
+
+  private:
+    TextOutput& output_;
+    const Clock& clock_;
+};
+
+} // namespace tarn

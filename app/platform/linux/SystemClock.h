@@ -1,0 +1,12 @@
+#pragma once
+
+#include "platform/Clock.h"
+
+namespace tarn {
+
+class SystemClock : public Clock {
+  public:
+    Time now() const override { return std::chrono::system_clock::now(); }
+};
+
+} // namespace tarn

@@ -1,0 +1,31 @@
+// The services of a Linux system, ready for a run.
+#pragma once
+
+#include "platform/Services.h"
+#include "platform/linux/DescriptorOutput.h"
+#include "platform/linux/HttpClient.h"
+#include "platform/linux/LineLog.h"
+#include "platform/linux/NettleCipher.h"
+#include "platform/linux/SystemClock.h"
+#include "platform/linux/SystemInterfaces.h"
+
+#include <unistd.h>
+
+namespace tarn {
+
+class SystemServices {
+  public:
+    Services& services() { return services_; }
+
+  private:
+    DescriptorOutput standardOutput_{STDOUT_FILENO};
+    DescriptorOutput standardError_{STDERR_FILENO};
+    SystemClock clock_;
+    LineLog log_{standardError_, clock_};
+    NettleCipher cipher_;
+    SystemInterfaces interfaces_;
+    HttpClient httpClient_;
+    Services services_{log_, standardOutput_, clock_, cipher_, interfaces_, httpClient_};
+};
+
+} // namespace tarn
