@@ -1,0 +1,145 @@
+#include "TarnInterface.h"
+
+#include "AccessKey.h"
+#include "Ascii.h"
+#include "ResponseInterpretation.h"
+#include "TarnError.h"
+#include "WavSession.h"
+
+#include <limits>
+#include <utility>
+
+namespace tarn {
+namespace {
+
+constexpr int32_t kBareFraming = 'B';
+constexpr int32_t kHttpFraming = 'H';
+constexpr int32_t kClientKind = 'S';
+constexpr uint16_t kFingerprintRequestOption = 10;
+constexpr int32_t kLanguageEnglish = 0x656E; // "en", e in the high byte
+constexpr uint32_t kDescriptorValue = 44100;
+constexpr uint8_t kLookupAlbums = 'A';
+
+int64_t secondsSinceEpoch(const Clock& clock) {
+    return std::chrono::floor<std::chrono::seconds>(clock.now().time_since_epoch()).count();
+}
+
+// The text for a library that takes ASCII: null for one that is not.
+const char* asciiOrNull(const std::string& text) { return isAscii(text) ? text.c_str() : nullptr; }
+
+// What is wanted as identity bytes: null for an empty text.
+const uint8_t* identityBytes(const std::string& text) {
+    return text.empty() ? nullptr : reinterpret_cast<const uint8_t*>(text.data());
+}
+
+} // namespace
+
+TarnInterface::TarnInterface(Services& services, std::string key, const std::string& /*userId*/, std::string host,
+                             int32_t nFingerprints, bool doHttp, ErrorSlot& error)
+    : services_(services), httpFlag_(doHttp), key_(std::move(key)), host_(std::move(host)), deviceId_(getMacAddress()),
+      nFingerprints_(nFingerprints) {
+    initHandle(error);
+}
+
+void TarnInterface::shutdown() { KVXShutdown(&handle_); }
+
+void TarnInterface::initHandle(ErrorSlot& error) {
+    const Bytes cipherText = decodeKeyText(key_);
+    AccessCode code;
+    CipherKey cipherKey; // wiped, as the access code is, when this returns: the library has them by then
+    buildCipherKey(cipherKey);
+    {
+        PlainText plain;
+        size_t plainLength = 0;
+        // An empty vector's data may be null, which would be a bad parameter rather than an empty text.
+        static constexpr uint8_t kNothing = 0;
+        const int32_t status =
+            services_.cipher.crypt(CipherOperation::Decrypt, {cipherKey.data(), cipherKey.size()},
+                                   cipherText.empty() ? &kNothing : cipherText.data(), cipherText.size(),
+                                   {plain.data(), kCipherTextLimitBytes}, plainLength);
+        if (status != kCipherSuccess) {
+            error = tarnError(100, "Key Not Correct Format " + std::to_string(status));
+            return;
+        }
+        if (auto refusal = takeAccessCode(plain, plainLength, secondsSinceEpoch(services_.clock), code)) {
+            error = tarnError(100, std::move(*refusal));
+            return;
+        }
+    }
+
+    const std::string device = deviceId_ && isAscii(*deviceId_) ? *deviceId_ : std::string();
+    const int32_t framing = httpFlag_ ? kHttpFraming : kBareFraming;
+    const char* const host = asciiOrNull(host_);
+    const int32_t status = KVXInit(&handle_, code.text(), identityBytes(device), static_cast<int16_t>(device.size()),
+                                   identityBytes(userId_), static_cast<int16_t>(userId_.size()), framing, framing,
+                                   kClientKind, host, static_cast<uint16_t>(host == nullptr ? 0 : host_.size()));
+    if (status != 0) error = tarnError(100, "Cannot Init Handle");
+}
+
+std::string TarnInterface::encodeSak(const std::string& rawText, Services& services) {
+    CipherKey cipherKey;
+    buildCipherKey(cipherKey);
+    const char* const text = asciiOrNull(rawText);
+    SecretBuffer<kEncodedLimitBytes> cipherText;
+    size_t length = 0;
+    const int32_t status = services.cipher.crypt(
+        CipherOperation::Encrypt, {cipherKey.data(), cipherKey.size()}, reinterpret_cast<const uint8_t*>(text),
+        text == nullptr ? 0 : rawText.size(), {cipherText.data(), cipherText.size()}, length);
+    services.log.write("RESULT CODE " + std::to_string(status));
+    return encodeKeyText(cipherText.data(), length);
+}
+
+std::optional<Bytes> TarnInterface::createRequestFromWAVFile(const std::string& path, ErrorSlot& error) {
+    if (!fingerprintWavFile(handle_, path, error)) return std::nullopt;
+    return requestOfSession(path, error);
+}
+
+std::optional<Bytes> TarnInterface::requestOfSession(const std::string& path, ErrorSlot& error) {
+    KVXFingerprintDescriptor descriptor{};
+    descriptor.text1 = asciiOrNull(path);
+    descriptor.value1 = kDescriptorValue;
+    uint8_t* request = nullptr;
+    uint32_t length = 0;
+    if (KVXGenerateFingerprintRequest3(handle_, nullptr, 0, &descriptor, kFingerprintRequestOption, kLanguageEnglish,
+                                       &request, &length) != 0) {
+        error = tarnError(109, "Cannot generate fingerprint request for file " + path);
+        return std::nullopt;
+    }
+    Bytes copy(request, request + length);
+    KVXFreeFingerprintRequest3(&request);
+    return copy;
+}
+
+std::optional<Url> TarnInterface::getRequestURL() const { return Url::parse("http://" + host_ + "/sdkrequest"); }
+
+const char* TarnInterface::getFormBoundary() { return "---------------------------265001916915724"; }
+
+const char* TarnInterface::getFormName() { return "data"; }
+
+std::optional<std::vector<MusicLookupResponse>> TarnInterface::parseResponse(const Bytes& body, ErrorSlot& error) {
+    int32_t count = 0;
+    if (body.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max()) ||
+        KVXParseServerResponse(handle_, body.data(), static_cast<int32_t>(body.size()), &count) != 0) {
+        error = tarnError(200, "Cannot parse server response");
+        return std::nullopt;
+    }
+    return interpretResponses(handle_, count, services_.log, services_.standardOutput, error);
+}
+
+std::optional<Bytes> TarnInterface::createAlbumLookupRequest(const std::string& trackId, int32_t maxAlbums,
+                                                             ErrorSlot& error) {
+    std::string idText = trackId.c_str(); // up to its first zero byte, if it has one
+    const KVXValueLength id = {idText.data(), static_cast<uint32_t>(idText.size())};
+    uint8_t* request = nullptr;
+    uint32_t length = 0;
+    if (KVXGenerateMetaIDRequest(handle_, kLookupAlbums, &id, 1, static_cast<int16_t>(maxAlbums), kLanguageEnglish,
+                                 &request, &length) != 0) {
+        error = tarnError(200, "Cannot generate meta data request for track " + trackId);
+        return std::nullopt;
+    }
+    Bytes copy(request, request + length);
+    KVXFreeMetaIDRequest(&request);
+    return copy;
+}
+
+} // namespace tarn

@@ -1,0 +1,7 @@
+#include "platform/linux/SystemServices.h"
+#include "run.h"
+
+int main(int argumentCount, char** arguments) {
+    tarn::SystemServices system;
+    return tarn::runTarn({arguments, static_cast<size_t>(argumentCount)}, system.services());
+}

@@ -1,0 +1,22 @@
+// One run of the tool.
+#pragma once
+
+#include "platform/Services.h"
+
+#include <span>
+
+namespace tarn {
+
+// What a run returns; the process's exit status is its low eight bits.
+constexpr int kRunDone = 0; // the recognition ran, with or without a match; or a key was encoded
+constexpr int kRunUsageError = -1;
+constexpr int kRunInitFailed = -2;
+constexpr int kRunFingerprintFailed = -3;
+constexpr int kRunTransportFailed = -4;
+constexpr int kRunNoGoodResponse = -5;
+constexpr int kRunParseFailed = -6;
+
+// arguments: the program's name, then the command line.
+int runTarn(std::span<const char* const> arguments, Services& services);
+
+} // namespace tarn

@@ -1,0 +1,214 @@
+// From a WAV file to the bytes of a fingerprint request.
+#include "app/clients.h"
+#include "support/counting_hooks.h"
+#include "support/temporary_directory.h"
+#include "support/wav_maker.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+namespace kvxtest {
+namespace {
+
+struct Outcome {
+    std::optional<tarn::Bytes> request;
+    std::string error;
+};
+
+Outcome requestFor(const std::string& path) {
+    ScriptedServices scripted;
+    Client session(scripted);
+    Outcome outcome;
+    tarn::ErrorSlot error;
+    outcome.request = session.client.createRequestFromWAVFile(path, error);
+    outcome.error = describe(error);
+    return outcome;
+}
+
+Bytes headerAlone(const WavFields& fields) { return wavHeader(fields); }
+
+Bytes silenceBehind(const WavFields& fields, size_t bytes) {
+    Bytes file = wavHeader(fields);
+    file.resize(file.size() + bytes);
+    return file;
+}
+
+TEST(FingerprintRequest, FailsWithTheReasonAndLeavesNothingAllocated) {
+    const TemporaryDirectory directory;
+    WavFields sound = wavFields({.lengthMs = 8000});
+    const auto with = [&](auto change) {
+        WavFields fields = sound;
+        change(fields);
+        return headerAlone(fields);
+    };
+    struct Case {
+        const char* name;
+        Bytes file;
+        const char* error; // with FILE for the file's name
+    };
+    const Case cases[] = {
+        {"empty", {}, "TARN 102 Cannot Read Wav Header From FILE"},
+        {"43 bytes", Bytes(43), "TARN 102 Cannot Read Wav Header From FILE"},
+        {"44 zero bytes", Bytes(44), "TARN 103 File FILE is not a wav file"},
+        {"RIFX", with([](WavFields& f) { f.riff = "RIFX"; }), "TARN 103 File FILE is not a wav file"},
+        {"no WAVE", with([](WavFields& f) { f.wave = "AVI "; }), "TARN 103 File FILE is not a wav file"},
+        {"no fmt", with([](WavFields& f) { f.fmt = "LIST"; }), "TARN 104 File FILE is not a correct wav file"},
+        {"floating point", with([](WavFields& f) { f.formatTag = 3; }), "TARN 104 File FILE is not a correct wav file"},
+        {"8 bits", with([](WavFields& f) { f.bitsPerSample = 8; }), "TARN 104 File FILE is not a correct wav file"},
+        {"no audio announced", with([](WavFields& f) { f.riffSize = 36; }),
+         "TARN 106 Cannot init fingerprint for file FILE - Track Too Short"},
+        {"6 s announced", with([](WavFields& f) { f.riffSize = 28 + 6 * 44100; }),
+         "TARN 106 Cannot init fingerprint for file FILE - Track Too Short"},
+        {"no rate", with([](WavFields& f) { f.rateHz = 0; }),
+         "TARN 106 Cannot init fingerprint for file FILE - Track Too Short"},
+        {"no channel", with([](WavFields& f) { f.channels = 0; }),
+         "TARN 106 Cannot init fingerprint for file FILE - Track Too Short"},
+        {"three channels", with([](WavFields& f) { f.channels = 3, f.riffSize *= 3; }),
+         "TARN 106 Cannot init fingerprint for file FILE"},
+        {"11024 Hz", with([](WavFields& f) { f.rateHz = 11024; }), "TARN 106 Cannot init fingerprint for file FILE"},
+        {"a rate beyond 31 bits", with([](WavFields& f) { f.rateHz = 0x80000000, f.riffSize = 0xffffffff; }),
+         "TARN 106 Cannot init fingerprint for file FILE - Track Too Short"},
+        {"header without audio", with([](WavFields&) {}), "TARN 108 Cannot generate fingerprint for file FILE"},
+        {"audio ends early", silenceBehind(sound, 44100 * 7), "TARN 108 Cannot generate fingerprint for file FILE"},
+    };
+    const std::string path = directory.file("sound.wav");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        writeFile(path, c.file);
+        std::string expected = c.error;
+        expected.replace(expected.find("FILE"), 4, path);
+        CountingHooks hooks;
+        const Outcome outcome = requestFor(path);
+        EXPECT_EQ(outcome.error, expected);
+        EXPECT_FALSE(outcome.request);
+        EXPECT_EQ(hooks.forgetBlocksOf(kHostCopyBytes), 1U);
+        EXPECT_EQ(hooks.live(), 0U);
+    }
+}
+
+TEST(FingerprintRequest, NamesTheSystemsReasonForAFileThatDoesNotOpen) {
+    EXPECT_EQ(requestFor("/nowhere/sound.wav").error,
+              "TARN 101 Cannot Open Audio File /nowhere/sound.wav - No such file or directory");
+}
+
+TEST(FingerprintRequest, ADirectoryOpensAndHasNoHeader) {
+    const TemporaryDirectory directory;
+    EXPECT_EQ(requestFor(directory.path().string()).error,
+              "TARN 102 Cannot Read Wav Header From " + directory.path().string());
+}
+
+TEST(FingerprintRequest, CarriesAnAsciiNameAndNoOther) {
+    const TemporaryDirectory directory;
+    const Bytes file = wavFile({});
+    // The first text stands behind header, payload length, type, permissions and three numbers.
+    constexpr size_t kTextLengthOffset = 52 + 4 + 1 + 21 + 12;
+    const auto textOf = [&](const std::string& name) {
+        const std::string path = directory.file(name);
+        writeFile(path, file);
+        const Outcome outcome = requestFor(path);
+        EXPECT_EQ(outcome.error, "no error");
+        if (!outcome.request) return std::string();
+        const Bytes& bytes = *outcome.request;
+        const size_t length = bytes.at(kTextLengthOffset) | static_cast<size_t>(bytes.at(kTextLengthOffset + 1)) << 8;
+        const auto begin = bytes.begin() + kTextLengthOffset + 4;
+        return std::string(begin, begin + static_cast<std::ptrdiff_t>(length));
+    };
+    EXPECT_EQ(textOf("sound.wav"), directory.file("sound.wav"));
+    EXPECT_EQ(textOf("t\xc3\xb6ne.wav"), "");
+}
+
+TEST(FingerprintRequest, NeedsADeviceIdentity) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("sound.wav");
+    writeFile(path, wavFile({}));
+    ScriptedServices scripted;
+    scripted.interfaces.list.clear();
+    Client session(scripted);
+    tarn::ErrorSlot error;
+    EXPECT_FALSE(session.client.createRequestFromWAVFile(path, error));
+    EXPECT_EQ(describe(error), "TARN 109 Cannot generate fingerprint request for file " + path);
+}
+
+TEST(FingerprintRequest, NeedsASignature) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("sound.wav");
+    writeFile(path, wavFile({}));
+    ScriptedServices scripted;
+    Client session(scripted, goodKey(scripted.clock, 3, 1)); // no checksum
+    ASSERT_EQ(describe(session.error), "no error");
+    tarn::ErrorSlot error;
+    EXPECT_FALSE(session.client.createRequestFromWAVFile(path, error));
+    EXPECT_EQ(describe(error), "TARN 109 Cannot generate fingerprint request for file " + path);
+}
+
+TEST(FingerprintRequest, IsFramedAsTheSessionWasOpened) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("sound.wav");
+    writeFile(path, wavFile({}));
+    for (const bool doHttp : {false, true}) {
+        SCOPED_TRACE(doHttp);
+        ScriptedServices scripted;
+        Client session(scripted, goodKey(scripted.clock), "h", doHttp);
+        tarn::ErrorSlot error;
+        const auto request = session.client.createRequestFromWAVFile(path, error);
+        ASSERT_TRUE(request);
+        const std::string begin(request->begin(), request->begin() + 4);
+        EXPECT_EQ(begin, doHttp ? "POST" : "BIN ");
+    }
+}
+
+// The block's allocation fails; what the error slot holds afterwards is seen at the next allocation.
+struct FailingBlock {
+    FailingBlock() {
+        active = this;
+        KVXMalloc = &allocate;
+    }
+    ~FailingBlock() { KVXMalloc = &std::malloc; }
+    FailingBlock(const FailingBlock&) = delete;
+    FailingBlock& operator=(const FailingBlock&) = delete;
+
+    static void* allocate(size_t size) {
+        if (size == 1024 && !active->failed) {
+            active->failed = true;
+            return nullptr;
+        }
+        if (active->failed && active->seen.empty()) active->seen = describe(*active->slot);
+        return std::malloc(size);
+    }
+
+    static inline FailingBlock* active = nullptr;
+    const tarn::ErrorSlot* slot = nullptr;
+    bool failed = false;
+    std::string seen;
+};
+
+TEST(FingerprintRequest, CarriesOnWithoutABlockUntilTheSeek) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("sound.wav");
+    writeFile(path, wavFile({}));
+    ScriptedServices scripted;
+    Client session(scripted);
+    tarn::ErrorSlot error;
+    FailingBlock hook;
+    hook.slot = &error;
+    EXPECT_FALSE(session.client.createRequestFromWAVFile(path, error));
+    EXPECT_TRUE(hook.failed);
+    EXPECT_EQ(hook.seen, "TARN 105 Cannot allocate buffer memory 1024 bytes"); // while the session is opened
+    EXPECT_EQ(describe(error), "TARN 107 Cannot read file " + path + " to expected offset 0");
+}
+
+TEST(FingerprintRequest, WithoutABlockAShortTrackIsStillTooShort) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("sound.wav");
+    writeFile(path, wavHeader({}));
+    ScriptedServices scripted;
+    Client session(scripted);
+    tarn::ErrorSlot error;
+    FailingBlock hook;
+    hook.slot = &error;
+    EXPECT_FALSE(session.client.createRequestFromWAVFile(path, error));
+    EXPECT_EQ(describe(error), "TARN 106 Cannot init fingerprint for file " + path + " - Track Too Short");
+}
+
+} // namespace
+} // namespace kvxtest

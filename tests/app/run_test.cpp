@@ -1,0 +1,243 @@
+// The order of a run, with services that say what a real network cannot be made to say on demand.
+#include "app/clients.h"
+#include "run.h"
+#include "support/answers.h"
+#include "support/counting_hooks.h"
+#include "support/temporary_directory.h"
+#include "support/wav_maker.h"
+
+#include <gtest/gtest.h>
+
+namespace kvxtest {
+namespace {
+
+using Entries = std::vector<std::string>;
+
+const char* const kUsage = "tarn [-e rawsac] sackey hostname filename\nsackey - obfuscated access key\n"
+                           "hostname tarn host\nfilename - wav file to identify";
+
+int run(ScriptedServices& scripted, const std::vector<std::string>& arguments) {
+    std::vector<const char*> pointers = {"tarn"};
+    for (const auto& argument : arguments) pointers.push_back(argument.c_str());
+    return tarn::runTarn(pointers, scripted.services);
+}
+
+class Run : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        directory_ = new TemporaryDirectory;
+        writeFile(directory_->file("sound.wav"), wavFile({}));
+    }
+    static void TearDownTestSuite() {
+        delete directory_;
+        directory_ = nullptr;
+    }
+
+    int recognise(const std::vector<LoaderAnswer>& answers) {
+        scripted.loader.answers = answers;
+        return run(scripted, {goodKey(scripted.clock), "recog.example", directory_->file("sound.wav")});
+    }
+    static LoaderAnswer answer(const Bytes& body) { return {body, 200, {}}; }
+
+    static inline TemporaryDirectory* directory_ = nullptr;
+    ScriptedServices scripted;
+};
+
+const Bytes kTrack = record('T', trackBlob("t1", "Title", {"Artist"}));
+const Bytes kAlbum = record('A', albumBlob("a1", "Album", "Artist", 87));
+const tarn::Error kLost = {"NSURLErrorDomain", -1005, "The network connection was lost."};
+const char* const kFullReport = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n<album>Album</album>\n"
+                                "<name>Artist</name>\n<title>Title</title>\n</match>\n";
+const char* const kReportWithoutAlbum = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n"
+                                        "<name>Artist</name>\n<title>Title</title>\n</match>\n";
+const Entries kTrackLog = {"Received 1 response(s)\n", "Response 1: T_ID: t1\n", "Response 1: Title: Title\n",
+                           "Response 1: Artist: Artist\n"};
+
+Entries operator+(Entries a, const Entries& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+TEST_F(Run, WithTooFewArgumentsIsAUsageError) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{}, {"key"}, {"-e"}, {"key", "host"}}) {
+        SCOPED_TRACE(arguments.size());
+        scripted.log.entries.clear();
+        EXPECT_EQ(run(scripted, arguments), -1);
+        EXPECT_EQ(scripted.log.entries, Entries{kUsage});
+    }
+    EXPECT_EQ(tarn::runTarn({}, scripted.services), -1); // not even a program name
+}
+
+TEST_F(Run, EncodesWhateverBeginsWithTheOption) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"-e", "raw"}, {"-eanything", "raw"}, {"-e", "raw", "more", "and more"}}) {
+        SCOPED_TRACE(arguments.size());
+        scripted.log.entries.clear();
+        EXPECT_EQ(run(scripted, arguments), 0);
+        EXPECT_EQ(scripted.log.entries, (Entries{"RESULT CODE 0", "Encoded Key " + accessKeyOf("raw")}));
+    }
+    EXPECT_EQ(scripted.output.all(), "");
+}
+
+TEST_F(Run, ShowsAnEmptyKeyWhenTheCipherFails) {
+    EXPECT_EQ(run(scripted, {"-e", std::string(96, 'x')}), 0);
+    EXPECT_EQ(scripted.log.entries, (Entries{"RESULT CODE -4301", "Encoded Key "}));
+}
+
+TEST_F(Run, PrintsTheReportInOnePiece) {
+    EXPECT_EQ(recognise({answer(kTrack), answer(kAlbum)}), 0);
+    EXPECT_EQ(scripted.output.writes, Entries{kFullReport});
+    const Entries albumLog = {"Received 1 response(s)\n", "Response 1: A_ID: a1\n", "Response 1: Artist: Artist\n",
+                              "Response 1: Title: Album\n", "Response 1: Confidence: 87\n"};
+    EXPECT_EQ(scripted.log.entries, kTrackLog + albumLog);
+    ASSERT_EQ(scripted.loader.requests.size(), 2U);
+    for (const auto& request : scripted.loader.requests) {
+        EXPECT_EQ(request.url.value().text, "http://recog.example/sdkrequest");
+        EXPECT_EQ(request.method, "POST");
+    }
+}
+
+TEST_F(Run, EndsWithoutAReportWhenThereIsNoMatch) {
+    const tarn::Bytes notFoundBody = notFound();
+    EXPECT_EQ(recognise({answer(notFoundBody)}), 0);
+    EXPECT_EQ(scripted.log.entries, (Entries{"Received 1 response(s)\n", "Response 1: Not Found\n"}));
+    EXPECT_EQ(scripted.output.all(), "");
+}
+
+TEST_F(Run, EndsQuietlyWithoutABody) {
+    EXPECT_EQ(recognise({{std::nullopt, 200, {}}}), 0);
+    EXPECT_TRUE(scripted.log.entries.empty());
+    EXPECT_EQ(scripted.output.all(), "");
+}
+
+TEST_F(Run, FailsAtEachStepWithItsLineAndItsValue) {
+    struct Case {
+        const char* name;
+        LoaderAnswer answer;
+        int value;
+        const char* line;
+    };
+    const Case cases[] = {
+        {"transport error",
+         {{}, {}, kLost},
+         -4,
+         "Error sending fingerprint request -1005 - The network connection was lost."},
+        {"no answer", {{}, {}, {}}, -5, "No HTTP Response"},
+        {"404", {bytesOf("x"), 404, {}}, -5, "Invalid HTTP Status Code 404"},
+        {"204", {{}, 204, {}}, -5, "Invalid HTTP Status Code 204"},
+        {"an empty body that is present",
+         {Bytes(), 200, {}},
+         -6,
+         "Error parsing fingerprint response 200 - Cannot parse server response"},
+        {"a track that cannot be read",
+         {record('T', {1}), 200, {}},
+         -6,
+         "Error parsing fingerprint response 201 - Error Parsing Track Response - -1"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ScriptedServices fresh;
+        fresh.loader.answers = {c.answer};
+        EXPECT_EQ(run(fresh, {goodKey(fresh.clock), "h", directory_->file("sound.wav")}), c.value);
+        EXPECT_EQ(fresh.log.entries.back(), c.line);
+        EXPECT_EQ(fresh.output.all(), "");
+    }
+}
+
+TEST_F(Run, FailsBeforeAnythingIsSent) {
+    EXPECT_EQ(run(scripted, {"00", "h", directory_->file("sound.wav")}), -2);
+    EXPECT_EQ(scripted.log.entries.back(), "Error Initialising 100 - Key Not Correct Format -4303");
+    EXPECT_EQ(run(scripted, {goodKey(scripted.clock), "h", "/nowhere"}), -3);
+    EXPECT_EQ(scripted.log.entries.back(),
+              "Error Fingerprinting 101 - Cannot Open Audio File /nowhere - No such file or directory");
+    EXPECT_TRUE(scripted.loader.requests.empty());
+}
+
+TEST_F(Run, SendsToNoUrlWhenTheHostMakesNone) {
+    scripted.loader.answers = {{{}, {}, kLost}};
+    EXPECT_EQ(run(scripted, {goodKey(scripted.clock), "no host", directory_->file("sound.wav")}), -4);
+    ASSERT_EQ(scripted.loader.requests.size(), 1U);
+    EXPECT_FALSE(scripted.loader.requests[0].url);
+}
+
+TEST_F(Run, AFailedAlbumLookupLeavesTheAlbumOut) {
+    struct Case {
+        const char* name;
+        LoaderAnswer answer;
+        Entries lines;
+    };
+    const Case cases[] = {
+        {"transport error",
+         {{}, {}, kLost},
+         {"HTTP Error Looking Up Extra Meta Data -1005 - The network connection was lost."}},
+        {"no answer", {{}, {}, {}}, {"No Metadata HTTP Response"}},
+        {"500", {bytesOf("x"), 500, {}}, {"Invalid Metadata HTTP Status Code 500"}},
+        {"no body", {{}, 200, {}}, {"Empty Metadata Response"}},
+        {"an empty body", {Bytes(), 200, {}}, {"Empty Metadata Response"}},
+        {"a body that cannot be parsed", {bytesOf("x"), 200, {}}, {}},
+        {"a record that cannot be read", {record('A', {1}), 200, {}}, {"Received 1 response(s)\n"}},
+        {"nothing found", {notFound(), 200, {}}, {"Received 1 response(s)\n", "Response 1: Not Found\n"}},
+        {"an album without a name",
+         {record('A', albumBlob({}, {}, {}, 1)), 200, {}},
+         {"Received 1 response(s)\n", "Response 1: Confidence: 1\n"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ScriptedServices fresh;
+        fresh.loader.answers = {answer(kTrack), c.answer};
+        EXPECT_EQ(run(fresh, {goodKey(fresh.clock), "h", directory_->file("sound.wav")}), 0);
+        EXPECT_EQ(fresh.log.entries, kTrackLog + c.lines);
+        EXPECT_EQ(fresh.output.all(), kReportWithoutAlbum);
+    }
+}
+
+TEST_F(Run, TakesTheFirstAlbumThatHasAName) {
+    EXPECT_EQ(recognise({answer(kTrack),
+                         answer(joined({record('A', albumBlob("a0", {}, "X", 1)), record('D', dvdBlob("d", "Film")),
+                                        record('K', trackToAlbumBlob({})),
+                                        record('K', trackToAlbumBlob(albumBlob({}, "Second", {}, 1))), kAlbum}))}),
+              0);
+    EXPECT_NE(scripted.output.all().find("<album>Second</album>\n"), std::string::npos);
+}
+
+TEST_F(Run, AsksForNoAlbumWithoutATrackId) {
+    EXPECT_EQ(recognise({answer(record('T', trackBlob({}, "Title", {"Artist"})))}), 0);
+    EXPECT_EQ(scripted.output.all(), kReportWithoutAlbum);
+    EXPECT_EQ(scripted.loader.requests.size(), 1U);
+}
+
+TEST_F(Run, ReportsAMatchThatSaysNothing) {
+    EXPECT_EQ(recognise({answer(record('T', trackBlob({}, {}, {})))}), 0);
+    EXPECT_EQ(scripted.output.all(), "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n</match>\n");
+}
+
+TEST_F(Run, AnAlbumAsFirstMatchGivesItsArtistAlone) {
+    EXPECT_EQ(recognise({answer(joined({kAlbum, kTrack}))}), 0);
+    EXPECT_EQ(scripted.output.all(),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n<name>Artist</name>\n</match>\n");
+}
+
+TEST_F(Run, EscapesNothing) {
+    EXPECT_EQ(recognise({answer(record('T', trackBlob({}, "Rock & <Roll> \"x\"", {"A&B"})))}), 0);
+    EXPECT_NE(scripted.output.all().find("<name>A&B</name>\n<title>Rock & <Roll> \"x\"</title>\n"), std::string::npos);
+}
+
+TEST_F(Run, WritesAnUnexpectedTypeAheadOfTheReport) {
+    EXPECT_EQ(recognise({answer(joined({record('P', {0}), record('T', trackBlob({}, {}, {}))}))}), 0);
+    EXPECT_EQ(scripted.output.all(), "Response 1: Unexpected response type (P)"
+                                     "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n</match>\n");
+}
+
+TEST_F(Run, ReleasesTheLibraryHandleOnSuccessAlone) {
+    const std::string path = directory_->file("sound.wav");
+    CountingHooks hooks;
+    scripted.loader.answers = {{std::nullopt, 200, {}}, {std::nullopt, 404, {}}};
+    EXPECT_EQ(run(scripted, {goodKey(scripted.clock), "h", path}), 0);
+    EXPECT_EQ(hooks.forgetBlocksOf(kHostCopyBytes), 1U);
+    EXPECT_EQ(hooks.live(), 0U);
+    EXPECT_EQ(run(scripted, {goodKey(scripted.clock), "h", path}), -5);
+    EXPECT_GE(hooks.live(), 5U); // handle, host name, three maps
+}
+
+} // namespace
+} // namespace kvxtest
