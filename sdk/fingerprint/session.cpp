@@ -125,7 +125,7 @@ int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t c
 
 int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) {
     if (handle == nullptr || !hasMaps(*handle)) return -1;
-    return feed(*handle, samples, std::max(count, 0));
+    return feed(*handle, samples, samples == nullptr ? 0 : std::max(count, 0)); // null: no samples, not a bad call
 }
 
 int32_t KVX_GetFeatureSize(uint32_t durationMs) {

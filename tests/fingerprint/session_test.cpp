@@ -1,0 +1,319 @@
+#include "fingerprint/session.h"
+
+#include "fingerprint/sessions.h"
+#include "support/audio.h"
+#include "support/counting_hooks.h"
+#include "support/guarded_bytes.h"
+
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+using kvxtest::Audio;
+using kvxtest::audioBytes;
+using kvxtest::codeStringsOf;
+using kvxtest::feedAll;
+using kvxtest::Handle;
+using kvxtest::makeHandle;
+
+namespace {
+
+// 30 s are coded; some more, so that the third map is full as well.
+constexpr int kEnoughMs = 30100;
+
+std::vector<int16_t> ramp(size_t count) {
+    std::vector<int16_t> samples(count);
+    for (size_t i = 0; i < count; ++i) samples[i] = static_cast<int16_t>(i + 1);
+    return samples;
+}
+
+int32_t feedReal(KVXHandle* handle, const std::vector<int16_t>& samples) {
+    return KVXGenerateFingerprint3_Real(handle, samples.data(), static_cast<int32_t>(samples.size()));
+}
+
+} // namespace
+
+TEST(FeatureSize, CountsTheFramesOfADuration) {
+    const struct {
+        uint32_t durationMs;
+        int32_t frames;
+    } cases[] = {
+        {0, 0},      {1, 1},        {23, 1},       {24, 2},
+        {5956, 257}, {29950, 1290}, {30000, 1292}, {97391, 4195}, // the last whose product fits in 31 bits
+    };
+    for (const auto& [durationMs, frames] : cases) EXPECT_EQ(KVX_GetFeatureSize(durationMs), frames) << durationMs;
+}
+
+TEST(FeatureSize, RoundsTowardMinusInfinityWhereTheProductWraps) {
+    // 97392 * 22050 - 2^32 = -2147473696; / 1000 toward zero is -2147473; + 511, / 512 toward minus infinity.
+    EXPECT_EQ(KVX_GetFeatureSize(97392), -4194);
+    // (2^32 - 1) * 22050 is -22050 in 32 bits: -22 samples, and 489 / 512 is 0.
+    EXPECT_EQ(KVX_GetFeatureSize(0xffffffff), 0);
+    // -24 * 22050 / 1000 = -529; -18 / 512 rounds to -1.
+    EXPECT_EQ(KVX_GetFeatureSize(0xffffffff - 23), -1);
+}
+
+TEST(NewFingerprint, ChecksItsArgumentsAndSaysWhereToStart) {
+    const struct {
+        int32_t channels, rateHz, durationMs, result;
+    } cases[] = {
+        {1, 44100, 6005, -2},  {1, 44100, 6006, 0},      {1, 44100, -1, -2},           {1, 44100, INT32_MIN, -2},
+        {2, 44100, 74005, 0},  {2, 44100, 74006, 44000}, {2, 44100, INT32_MAX, 44000}, {1, 11024, 60000, -1},
+        {1, 11025, 60000, 0},  {1, 0, 60000, -1},        {1, -44100, 60000, -1},       {1, INT32_MAX, 60000, 0},
+        {0, 44100, 60000, -1}, {3, 44100, 60000, -1},    {8, 44100, 60000, -1},        {-1, 44100, 60000, -1},
+        {3, 44100, 6005, -2}, // the duration is tested first
+    };
+    for (const auto& [channels, rateHz, durationMs, result] : cases) {
+        const Handle handle = makeHandle();
+        EXPECT_EQ(KVXNewFingerprint3(handle.get(), channels, rateHz, durationMs), result)
+            << channels << " channels, " << rateHz << " Hz, " << durationMs << " ms";
+        EXPECT_EQ(handle->featureMaps[0] != nullptr, result >= 0);
+    }
+    EXPECT_EQ(KVXNewFingerprint3(nullptr, 1, 44100, 60000), -1);
+}
+
+TEST(NewFingerprint, CodesAtMost30Seconds) {
+    const struct {
+        int32_t durationMs, frames;
+    } cases[] = {{6006, 257}, {30000, 1290}, {30049, 1292}, {30050, 1292}, {60000, 1292}, {INT32_MAX, 1292}};
+    for (const auto& [durationMs, frames] : cases) {
+        const Handle handle = makeHandle();
+        KVXNewFingerprint3(handle.get(), 1, 44100, durationMs);
+        for (const FeatureMap* map : handle->featureMaps) EXPECT_EQ(map->capacity, frames) << durationMs;
+    }
+}
+
+TEST(NewFingerprint, StartsOverOnTheSameHandle) {
+    const Handle handle = makeHandle();
+    const std::vector<uint8_t> noise = audioBytes(Audio::kNoise, 2, 32000, 0, 7500);
+    const std::vector<uint8_t> music = audioBytes(Audio::kMusic, 1, 44100, 0, 7500);
+    KVXNewFingerprint3(handle.get(), 2, 32000, 7000);
+    EXPECT_EQ(feedAll(handle.get(), noise, 1024), 0);
+    KVXNewFingerprint3(handle.get(), 1, 44100, 7000);
+    EXPECT_FALSE(kvx::isFinished(*handle));
+    EXPECT_EQ(feedAll(handle.get(), music, 1024), 0);
+    EXPECT_EQ(codeStringsOf(*handle), kvxtest::libraryCodeStrings(music, 1, 44100, 7000, 1024));
+}
+
+TEST(NewFingerprint, LeavesTheSessionBeforeWhenItRefuses) {
+    const Handle handle = makeHandle();
+    const std::vector<uint8_t> music = audioBytes(Audio::kMusic, 1, 22050, 0, 7500);
+    KVXNewFingerprint3(handle.get(), 1, 22050, 7000);
+    EXPECT_EQ(feedAll(handle.get(), std::span(music).first(100000), 1000), KVX_MORE_AUDIO_WANTED);
+    EXPECT_EQ(KVXNewFingerprint3(handle.get(), 1, 22050, 100), -2);
+    EXPECT_EQ(KVXNewFingerprint3(handle.get(), 5, 22050, 7000), -1);
+    EXPECT_EQ(feedAll(handle.get(), std::span(music).subspan(100000), 1000), 0);
+    EXPECT_EQ(codeStringsOf(*handle), kvxtest::libraryCodeStrings(music, 1, 22050, 7000, 1000));
+}
+
+TEST(NewFingerprint, ReleasesEverythingWhenAnAllocationFails) {
+    kvxtest::CountingHooks hooks;
+    const Handle handle = makeHandle();
+    hooks.forget(handle->hostName); // it goes back to the system, past the hook
+    const size_t ofTheHandle = hooks.live();
+    for (long failing = 0; failing < 9; ++failing) {
+        SCOPED_TRACE(failing);
+        hooks.failAfter(failing);
+        EXPECT_EQ(KVXNewFingerprint3(handle.get(), 1, 44100, 60000), -1);
+        EXPECT_EQ(hooks.live(), ofTheHandle);
+        hooks.failAfter(kvxtest::CountingHooks::kNever);
+        const uint8_t pcm[4] = {};
+        EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), pcm, 4), -1) << "there is no session";
+    }
+    hooks.failAfter(9);
+    EXPECT_EQ(KVXNewFingerprint3(handle.get(), 1, 44100, 60000), 0) << "nine blocks are all";
+    EXPECT_EQ(hooks.live(), ofTheHandle + 9);
+    hooks.failAfter(0);
+    EXPECT_EQ(KVXNewFingerprint3(handle.get(), 1, 44100, 60000), -1);
+    EXPECT_EQ(hooks.live(), ofTheHandle) << "the session before is gone too";
+    EXPECT_EQ(hooks.strayFrees(), 0);
+}
+
+TEST(Fingerprint, RefusesWhatItCannotTake) {
+    const Handle handle = makeHandle();
+    const std::vector<uint8_t> pcm(1024);
+    EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data(), 1024), -1) << "no session";
+    EXPECT_EQ(KVXGenerateFingerprint3_Real(handle.get(), nullptr, 0), -1) << "no session";
+    KVXNewFingerprint3(handle.get(), 1, 22050, 60000);
+    EXPECT_EQ(KVXGenerateFingerprint3(nullptr, pcm.data(), 1024), -1);
+    EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), nullptr, 1024), -1);
+    EXPECT_EQ(KVXGenerateFingerprint3_Real(nullptr, nullptr, 0), -1);
+    for (const int32_t count : {1, 2, 3, 1021, 1022, 1023, -1, -2, -4, INT32_MIN}) {
+        EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data(), count), -1) << count;
+    }
+    EXPECT_EQ(handle->samplesFed, 0U);
+    EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data(), 1024), KVX_MORE_AUDIO_WANTED);
+}
+
+TEST(Fingerprint, TakesNoAudioAsNothingHappened) {
+    const Handle handle = makeHandle();
+    const uint8_t unread = 0;
+    for (const int32_t rateHz : {22050, 44100}) {
+        KVXNewFingerprint3(handle.get(), 2, rateHz, 60000);
+        EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), &unread, 0), KVX_MORE_AUDIO_WANTED);
+        EXPECT_EQ(KVXGenerateFingerprint3_Real(handle.get(), nullptr, 0), KVX_MORE_AUDIO_WANTED);
+        EXPECT_EQ(KVXGenerateFingerprint3_Real(handle.get(), nullptr, 512), KVX_MORE_AUDIO_WANTED);
+        EXPECT_EQ(handle->samplesFed, 0U);
+    }
+}
+
+TEST(Fingerprint, ReadsNothingBehindItsInput) {
+    const Handle handle = makeHandle();
+    for (const int channels : {1, 2}) {
+        for (const int rateHz : {11025, 22050, 32000, 44100}) {
+            KVXNewFingerprint3(handle.get(), channels, rateHz, 60000);
+            for (const size_t count : {4U, 8U, 100U, 4096U}) {
+                const kvxtest::GuardedBytes pcm(std::vector<uint8_t>(count, 0x11));
+                EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data(), static_cast<int32_t>(count)),
+                          KVX_MORE_AUDIO_WANTED);
+            }
+        }
+    }
+}
+
+TEST(Fingerprint, CountsMonoSamplesAt22050Hz) {
+    const struct {
+        int32_t channels, rateHz;
+        uint32_t samples;
+    } cases[] = {{1, 22050, 2000}, {2, 22050, 1000}, {1, 44100, 1000}, {2, 44100, 500}, {1, 11025, 3998}};
+    for (const auto& [channels, rateHz, samples] : cases) {
+        const Handle handle = makeHandle();
+        KVXNewFingerprint3(handle.get(), channels, rateHz, 60000);
+        const std::vector<uint8_t> pcm(4000);
+        KVXGenerateFingerprint3(handle.get(), pcm.data(), 4000);
+        EXPECT_EQ(handle->samplesFed, samples) << channels << " channels, " << rateHz << " Hz";
+    }
+}
+
+TEST(Fingerprint, ShiftsTheFramesOfTheMapsBy0And128And256Samples) {
+    EXPECT_EQ(kvx::FEATURE_MAP_OFFSETS, (std::array<uint32_t, 4>{0, 128, 256, 0}));
+    const std::vector<int16_t> samples = ramp(1000);
+    for (const size_t piece : {1U, 3U, 100U, 127U, 128U, 129U, 200U, 256U, 300U, 400U}) {
+        SCOPED_TRACE(piece);
+        const Handle handle = makeHandle();
+        KVXNewFingerprint3(handle.get(), 1, 22050, 60000);
+        for (size_t fed = 0; fed < 400;) {
+            const size_t count = std::min(piece, 400 - fed);
+            KVXGenerateFingerprint3_Real(handle.get(), samples.data() + fed, static_cast<int32_t>(count));
+            fed += count;
+            EXPECT_EQ(handle->featureMaps[0]->fill, static_cast<int32_t>(fed));
+            EXPECT_EQ(handle->featureMaps[1]->fill, fed > 128 ? static_cast<int32_t>(fed - 128) : 0);
+            EXPECT_EQ(handle->featureMaps[2]->fill, fed > 256 ? static_cast<int32_t>(fed - 256) : 0);
+        }
+        EXPECT_EQ(handle->featureMaps[0]->frame[0], 1);
+        EXPECT_EQ(handle->featureMaps[1]->frame[0], 129);
+        EXPECT_EQ(handle->featureMaps[2]->frame[0], 257);
+    }
+}
+
+TEST(Fingerprint, IsCompleteWhenTheThirdMapHasItsFrames) {
+    const Handle handle = makeHandle();
+    KVXNewFingerprint3(handle.get(), 1, 22050, 6006); // 257 frames
+    EXPECT_EQ(feedReal(handle.get(), ramp(257 * 512 + 255)), KVX_MORE_AUDIO_WANTED);
+    EXPECT_EQ(handle->mapFull[0], 1);
+    EXPECT_EQ(handle->mapFull[1], 1);
+    EXPECT_EQ(handle->mapFull[2], 0);
+    EXPECT_EQ(handle->featureMaps[0]->finished, 0) << "no map is flushed before the third is full";
+    EXPECT_EQ(feedReal(handle.get(), ramp(1)), 0);
+    EXPECT_TRUE(kvx::isFinished(*handle));
+    for (const FeatureMap* map : handle->featureMaps) {
+        EXPECT_EQ(map->finished, 1);
+        EXPECT_EQ(map->codeTicks, 257);
+    }
+}
+
+TEST(Fingerprint, StaysAsItIsWhenMoreIsFedAfterTheFinish) {
+    const Handle handle = makeHandle();
+    KVXNewFingerprint3(handle.get(), 2, 44100, 7000);
+    const std::vector<uint8_t> pcm = audioBytes(Audio::kMusic, 2, 44100, 0, 7500);
+    EXPECT_EQ(feedAll(handle.get(), pcm, 1024), 0);
+    const plain::CodeStrings strings = codeStringsOf(*handle);
+    for (int i = 0; i < 50; ++i) EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data(), 4096), 0);
+    EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data(), 0), 0);
+    EXPECT_EQ(codeStringsOf(*handle), strings);
+}
+
+TEST(Fingerprint, IsTheSameThroughTheRealEntry) {
+    const std::vector<uint8_t> pcm = audioBytes(Audio::kMusic, 1, 22050, 0, 7500);
+    const std::vector<int16_t> samples = kvxtest::audioSamples(Audio::kMusic, 1, 22050, 0, 7500);
+    const Handle handle = makeHandle();
+    KVXNewFingerprint3(handle.get(), 2, 96000, 7000); // neither rate nor channels matter here
+    EXPECT_EQ(feedReal(handle.get(), samples), 0);
+    EXPECT_EQ(codeStringsOf(*handle), kvxtest::libraryCodeStrings(pcm, 1, 22050, 7000, 1024));
+}
+
+TEST(Fingerprint, OfTheSameChannelTwiceIsThatOfTheChannel) {
+    const std::vector<int16_t> mono = kvxtest::audioSamples(Audio::kMusic, 1, 22050, 0, 7500);
+    std::vector<uint8_t> stereo(mono.size() * 4);
+    for (size_t i = 0; i < mono.size() * 2; ++i) std::memcpy(&stereo[2 * i], &mono[i / 2], 2);
+    const std::vector<uint8_t> pcm = audioBytes(Audio::kMusic, 1, 22050, 0, 7500);
+    EXPECT_EQ(kvxtest::libraryCodeStrings(stereo, 2, 22050, 7000, 1024),
+              kvxtest::libraryCodeStrings(pcm, 1, 22050, 7000, 1024));
+}
+
+TEST(Fingerprint, IsEmptyWhereNothingVaries) {
+    // Not a number in every feature: row 0 throughout, and a run in progress is never written.
+    for (const Audio audio : {Audio::kSilence, Audio::kConstant, Audio::kHighTone}) {
+        const Handle handle = makeHandle();
+        KVXNewFingerprint3(handle.get(), 1, 22050, 60000);
+        EXPECT_EQ(feedAll(handle.get(), audioBytes(audio, 1, 22050, 0, kEnoughMs), 65536), 0);
+        for (const std::string& text : codeStringsOf(*handle)) EXPECT_EQ(text, "") << kvxtest::nameOf(audio);
+    }
+}
+
+TEST(Fingerprint, GivesItsSixStringsMapByMap) {
+    const Handle handle = makeHandle();
+    for (const char* text : kvx::codeStrings(*handle)) EXPECT_EQ(text, nullptr) << "no session";
+    KVXNewFingerprint3(handle.get(), 1, 22050, 60000);
+    const auto strings = kvx::codeStrings(*handle);
+    for (size_t k = 0; k < 3; ++k) {
+        EXPECT_EQ(strings[2 * k], handle->featureMaps[k]->coder1.text);
+        EXPECT_EQ(strings[2 * k + 1], handle->featureMaps[k]->coder2.text);
+    }
+}
+
+TEST(Fingerprint, UsesTheLettersAToX) {
+    for (const std::string& text :
+         kvxtest::libraryCodeStrings(audioBytes(Audio::kNoise, 1, 22050, 0, kEnoughMs), 1, 22050, 60000, 65536)) {
+        EXPECT_GT(text.size(), 100U);
+        EXPECT_EQ(text.find_first_not_of("abcdefghijklmnopqrstuvwx"), std::string::npos);
+    }
+}
+
+TEST(Fingerprint, GoesOnAfterAFailedAllocation) {
+    // The failed call takes nothing: the same bytes again, and the strings are those of an undisturbed session.
+    const std::vector<uint8_t> pcm = audioBytes(Audio::kMusic, 2, 44100, 0, 7500);
+    const plain::CodeStrings expected = kvxtest::libraryCodeStrings(pcm, 2, 44100, 7000, 4096);
+    kvxtest::CountingHooks hooks;
+    const Handle handle = makeHandle();
+    hooks.forget(handle->hostName);
+    KVXNewFingerprint3(handle.get(), 2, 44100, 7000);
+    const size_t live = hooks.live();
+    int32_t status = KVX_MORE_AUDIO_WANTED;
+    for (size_t at = 0; status == KVX_MORE_AUDIO_WANTED; at += 4096) {
+        for (const long failing : {0, 1}) { // the copy of the input, the resampled samples
+            hooks.failAfter(failing);
+            ASSERT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data() + at, 4096), -1) << failing;
+            ASSERT_EQ(hooks.live(), live);
+        }
+        hooks.failAfter(2);
+        status = KVXGenerateFingerprint3(handle.get(), pcm.data() + at, 4096);
+        ASSERT_EQ(hooks.live(), live);
+    }
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(codeStringsOf(*handle), expected);
+    EXPECT_EQ(hooks.strayFrees(), 0);
+}
+
+TEST(Fingerprint, KeepsNothingOfAChunk) {
+    kvxtest::CountingHooks hooks;
+    for (const int rateHz : {22050, 48000}) {
+        const Handle handle = makeHandle();
+        hooks.forget(handle->hostName);
+        KVXNewFingerprint3(handle.get(), 2, rateHz, 7000);
+        const size_t live = hooks.live();
+        feedAll(handle.get(), audioBytes(Audio::kMusic, 2, rateHz, 0, 7500), 1024);
+        EXPECT_EQ(hooks.live(), live);
+    }
+    EXPECT_EQ(hooks.live(), 0U) << "the maps go with the handle";
+}

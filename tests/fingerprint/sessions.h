@@ -1,0 +1,45 @@
+// Running the library's sessions in tests, the way a client does.
+#pragma once
+
+#include "fingerprint/feature_map.h"
+#include "fingerprint/plain_engine.h"
+#include "support/handles.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+
+namespace kvxtest {
+
+// The six strings as they stand in the handle's maps; empty where there is no map.
+inline plain::CodeStrings codeStringsOf(const KVXHandle& handle) {
+    plain::CodeStrings strings;
+    for (size_t k = 0; k < kvx::kMapCount; ++k) {
+        const FeatureMap* map = handle.featureMaps[k];
+        if (map == nullptr) continue;
+        strings[2 * k] = map->coder1.text;
+        strings[2 * k + 1] = map->coder2.text;
+    }
+    return strings;
+}
+
+// Feeds pcm chunkBytes at a time until the session wants no more. Returns what the last call gave.
+inline int32_t feedAll(KVXHandle* handle, std::span<const uint8_t> pcm, size_t chunkBytes) {
+    int32_t status = KVX_MORE_AUDIO_WANTED;
+    const size_t usable = pcm.size() / 4 * 4;
+    for (size_t at = 0; at < usable && status == KVX_MORE_AUDIO_WANTED; at += chunkBytes)
+        status =
+            KVXGenerateFingerprint3(handle, pcm.data() + at, static_cast<int32_t>(std::min(chunkBytes, usable - at)));
+    return status;
+}
+
+// A whole session on a handle of its own.
+inline plain::CodeStrings libraryCodeStrings(std::span<const uint8_t> pcm, int channels, int32_t rateHz,
+                                             int32_t durationMs, size_t chunkBytes) {
+    const Handle handle = makeHandle();
+    KVXNewFingerprint3(handle.get(), channels, rateHz, durationMs);
+    feedAll(handle.get(), pcm, chunkBytes);
+    return codeStringsOf(*handle);
+}
+
+} // namespace kvxtest
