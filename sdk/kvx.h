@@ -155,7 +155,8 @@ KVX_API int32_t KVXFreeValueLengths(KVXValueLength** array, int16_t count);
  * For every record: a size function sets *size to the bytes that the writer will write (status 0); a writer writes
  * at the cursor and leaves blob->length at that size (status 0); a loader fills a zeroed record and returns 0 or -1,
  * leaving what it filled for the caller to free; a KVXLoadNew... loader allocates the record, and leaves nothing
- * allocated and the pointer null on failure, unless said otherwise. Free functions return 0; those named ...Contents
+ * allocated and the pointer null on failure, unless said otherwise; a blob of too few fields it refuses before it
+ * touches the pointer, so start from null. Free functions return 0; those named ...Contents
  * take the record and leave the record itself.
  * ------------------------------------------------------------------------------------------------------------ */
 

@@ -4,6 +4,7 @@
 #include "kvx.h"
 #include "records/all_records.h"
 #include "records/record_walkers.h"
+#include "support/deliberate_leaks.h"
 #include "support/guarded_bytes.h"
 #include "support/hex.h"
 
@@ -81,22 +82,6 @@ inline Bytes written(const kvx::RecordTable& table, const void* record) {
     EXPECT_EQ(table.write(record, &cursor), 0);
     EXPECT_EQ(cursor.length, size);
     return {buffer.data(), buffer.data() + size};
-}
-
-// Blocks that freeing the record's contents leaves on purpose: two, object and bytes, for every text that its row
-// keeps.
-inline size_t deliberateLeakBlocks(const kvx::RecordTable& table, const void* record) {
-    size_t blocks = 0;
-    for (const kvx::FieldRow& row : table.rows) {
-        if (row.isKeptOnFree && row.pointer(record) != nullptr) blocks += 2;
-        if (row.element == nullptr || row.pointer(record) == nullptr) continue;
-        const size_t count = row.kind == kvx::FieldKind::kRecords ? row.number(record) : 1;
-        const auto* elements = static_cast<const uint8_t*>(row.pointer(record));
-        for (size_t i = 0; i < count; ++i) {
-            blocks += deliberateLeakBlocks(*row.element, elements + i * row.element->recordBytes);
-        }
-    }
-    return blocks;
 }
 
 } // namespace kvxtest
