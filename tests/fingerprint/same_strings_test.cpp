@@ -35,7 +35,7 @@ struct Recording {
 
 plain::CodeStrings expectSameStrings(const Recording& recording, const std::vector<uint8_t>& pcm, size_t chunkBytes) {
     SCOPED_TRACE(recording.name() + ", chunks of " + std::to_string(chunkBytes));
-    const plain::CodeStrings expected =
+    plain::CodeStrings expected =
         plain::codeStrings(pcm, recording.channels, recording.rateHz, recording.durationMs, chunkBytes);
     EXPECT_EQ(kvxtest::libraryCodeStrings(pcm, recording.channels, recording.rateHz, recording.durationMs, chunkBytes),
               expected);

@@ -6,9 +6,9 @@
 #include "fingerprint/tables.h"
 #include "support/audio.h"
 
+#include <bit>
 #include <cmath>
 #include <complex>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <numbers>
 #include <random>
@@ -39,7 +39,9 @@ std::vector<float> noise(size_t count, unsigned seed) {
 }
 
 // Equal bits, or both not a number.
-bool sameFloat(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b)); }
+bool sameFloat(float a, float b) {
+    return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b) || (std::isnan(a) && std::isnan(b));
+}
 
 struct Psd {
     std::array<float, 256> magnitudes;
