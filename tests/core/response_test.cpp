@@ -324,3 +324,28 @@ TEST(RecordReaders, WalkAsManyRecordsAsAnAnswerHolds) {
         ASSERT_EQ(kReaders[3].read(handle.get(), i), 0);
     }
 }
+
+// The answers that scripts/demo serves.
+TEST(RecordedAnswers, HoldATrackAndItsAlbum) {
+    const auto handle = kvxtest::makeHandle();
+    const GuardedBytes trackAnswer(kvxtest::golden("answer_track.bin"));
+    EXPECT_EQ(hexDump(kvxtest::golden("answer_track.bin")), hexDump(kvxtest::dumpedBytes("answer_track.txt")));
+    ASSERT_EQ(parse(handle.get(), trackAnswer), 1);
+    Track* track = nullptr;
+    ASSERT_EQ(KVXGetTrack(handle.get(), 1, &track), 0);
+    EXPECT_STREQ(track->trackId->data, "T-2001");
+    EXPECT_STREQ(track->title->data, "Low Tide");
+    ASSERT_EQ(track->artistCount, 1);
+    EXPECT_STREQ(track->artists[0].property->data, "The Paper Lanterns");
+    KVXFreeTrack(&track);
+
+    const GuardedBytes albumAnswer(kvxtest::golden("answer_album.bin"));
+    EXPECT_EQ(hexDump(kvxtest::golden("answer_album.bin")), hexDump(kvxtest::dumpedBytes("answer_album.txt")));
+    ASSERT_EQ(parse(handle.get(), albumAnswer), 1);
+    Album* album = nullptr;
+    ASSERT_EQ(KVXGetAlbum(handle.get(), 1, &album), 0);
+    EXPECT_STREQ(album->title->data, "Walking on Thin Air");
+    EXPECT_STREQ(album->artist->data, "The Paper Lanterns");
+    EXPECT_EQ(album->confidence, 97);
+    KVXFreeAlbum(&album);
+}
