@@ -3,12 +3,12 @@
 #include "TarnError.h"
 #include "WavHeader.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <system_error>
+#include <vector>
 
 namespace tarn {
 namespace {
@@ -31,12 +31,6 @@ Block allocateBlock() {
     Block block(static_cast<uint8_t*>(KVXMalloc(kBlockBytes)));
     if (block) std::memset(block.get(), 0, kBlockBytes);
     return block;
-}
-
-File openFile(const std::string& path) {
-    File file(std::fopen(path.c_str(), "r"));
-    if (file) std::setvbuf(file.get(), nullptr, _IOFBF, kReadBytes);
-    return file;
 }
 
 // The library's last word: KVX_MORE_AUDIO_WANTED when the file ended first. A short read leaves what the read before
@@ -71,11 +65,13 @@ bool readHeader(std::FILE* file, const std::string& path, WavHeader& header, Err
 } // namespace
 
 bool fingerprintWavFile(KVXHandle* handle, const std::string& path, ErrorSlot& error) {
-    File file = openFile(path);
+    std::vector<char> readBuffer(kReadBytes); // outlives the file, which reads through it
+    File file(std::fopen(path.c_str(), "r"));
     if (!file) {
         error = tarnError(101, "Cannot Open Audio File " + path + " - " + std::generic_category().message(errno));
         return false;
     }
+    std::setvbuf(file.get(), readBuffer.data(), _IOFBF, readBuffer.size());
     WavHeader header;
     if (!readHeader(file.get(), path, header, error)) return false;
 

@@ -170,6 +170,26 @@ TEST(HttpClient, FailsWhenTheExchangeFails) {
     }
 }
 
+TEST(HttpClient, GivesUpAnAnswerThatNeverEnds) {
+    const std::string much(500'000, 'x');
+    std::string interim;
+    for (int i = 0; i < 1000; ++i) interim += "HTTP/1.1 100 Continue\r\n\r\n";
+    struct Case {
+        const char* name;
+        std::string answer;
+    };
+    const Case cases[] = {
+        {"interim answers", interim},
+        {"a chunk's size line", std::string(kChunkedHead) + "1;" + much},
+        {"trailers", std::string(kChunkedHead) + "0\r\nTrailer: " + much},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const LoopbackServer server({answering({send(c.answer), awaitClose()})});
+        EXPECT_EQ(show(sendRequest(requestTo(server.host()))), "NSURLErrorDomain -1017");
+    }
+}
+
 TEST(HttpClient, GivesNoResponseForWhatIsNoHttpAnswer) {
     struct Case {
         const char* name;

@@ -23,6 +23,9 @@ using boost::system::error_code;
 using Parser = http::response_parser<http::vector_body<uint8_t>>;
 
 constexpr size_t kReadSizeBytes = size_t{16} << 10;
+// What may wait for the rest of its line or section: more belongs to a server that never ends one.
+constexpr size_t kUnparsedLimitBytes = 2 * HttpClient::kHeadLimitBytes;
+constexpr int kInterimAnswerLimit = 100;
 // Every answer begins with this, whatever its minor version.
 constexpr std::string_view kAnswerBeginning = "HTTP/1.";
 
@@ -33,7 +36,7 @@ Error timedOut() { return transportError(kUrlErrorTimedOut, "The request timed o
 std::string requestHead(const MutableURLRequest& request) {
     std::string head = request.method + " " + request.url->target + " HTTP/1.1\r\n";
     head += "Host: " + request.url->authority + "\r\n";
-    for (const auto& [name, value] : request.headers) head += name + ": " + value + "\r\n";
+    for (const auto& [name, value] : request.headers) head.append(name).append(": ").append(value).append("\r\n");
     head += "Connection: close\r\n\r\n";
     return head;
 }
@@ -111,6 +114,10 @@ struct Answer {
 // One message of the answer: interim or final.
 class AnswerReader {
   public:
+    static Answer unparsable() {
+        return {{}, {}, transportError(kUrlErrorCannotParseBody, "The server's answer could not be parsed.")};
+    }
+
     AnswerReader(Connection& connection, beast::flat_buffer& buffer) : connection_(connection), buffer_(buffer) {
         parser_.eager(true);
         parser_.header_limit(HttpClient::kHeadLimitBytes);
@@ -150,13 +157,13 @@ class AnswerReader {
         if (status == http::error::body_limit) { // known from the head already when the length is announced
             return {{}, {}, transportError(kUrlErrorCannotParseBody, "The server's answer is too long.")};
         }
-        if (!parser_.is_header_done()) return {};
-        return {{}, {}, transportError(kUrlErrorCannotParseBody, "The server's answer could not be parsed.")};
+        return parser_.is_header_done() ? unparsable() : Answer();
     }
 
     // Nothing when more has come; else the outcome that the connection's end makes.
     std::optional<Answer> receiveMore() {
-        error_code status = connection_.receive(buffer_);
+        if (buffer_.size() > kUnparsedLimitBytes) return unparsable();
+        const error_code status = connection_.receive(buffer_);
         if (!status) return std::nullopt;
         if (status == beast::error::timeout) return Answer{{}, {}, timedOut()};
         if (status != asio::error::eof || !parser_.is_header_done()) return Answer{{}, {}, connectionLost()};
@@ -187,11 +194,12 @@ Answer exchange(const MutableURLRequest& request, std::chrono::milliseconds idle
     bytes.append(request.body.begin(), request.body.end());
     if (auto error = connection.send(asio::buffer(bytes))) return {{}, {}, std::move(error)};
     beast::flat_buffer buffer;
-    for (;;) {
+    for (int i = 0; i <= kInterimAnswerLimit; ++i) {
         AnswerReader reader(connection, buffer);
         Answer answer = reader.read();
         if (!answer.response || !reader.isInterim()) return answer;
     }
+    return AnswerReader::unparsable();
 }
 
 } // namespace
