@@ -1,3 +1,4 @@
+#include "fingerprint/plain_engine.h"
 #include "handle.h"
 #include "support/audio.h"
 #include "support/handles.h"
@@ -216,6 +217,25 @@ TEST(Resampler, KeepsFullScale) {
         const kvxtest::Handle handle = kvxtest::makeHandle();
         KVXResamplerInit(handle.get(), 48000, 22050);
         for (const int16_t sample : resampled(handle.get(), Samples(5000, level), 3000)) ASSERT_NEAR(sample, level, 1);
+    }
+}
+
+TEST(Resampler, GivesThePlainEnginesSamples) {
+    for (const int32_t rateHz : {11025, 16000, 22051, 32000, 44100, 47999, 48000, 96000, 384000}) {
+        for (const kvxtest::Audio audio : {kvxtest::Audio::kConstant, kvxtest::Audio::kNoise, kvxtest::Audio::kSweep}) {
+            SCOPED_TRACE(std::to_string(rateHz) + " Hz, " + std::string(kvxtest::nameOf(audio)));
+            const kvxtest::Handle handle = kvxtest::makeHandle();
+            KVXResamplerInit(handle.get(), rateHz, 22050);
+            plain::Resampler expected(rateHz, 22050);
+            const Samples samples = kvxtest::audioSamples(audio, 1, rateHz, 0, 500);
+            size_t at = 0;
+            for (size_t piece = 1; at + piece <= samples.size(); at += piece, piece = piece % 700 + 13) {
+                const Samples input(samples.begin() + static_cast<std::ptrdiff_t>(at),
+                                    samples.begin() + static_cast<std::ptrdiff_t>(at + piece));
+                const uint32_t capacity = piece % 5 == 0 ? 20 : 1500; // sometimes too little
+                ASSERT_EQ(resampled(handle.get(), input, capacity), expected.resample(input, capacity)) << at;
+            }
+        }
     }
 }
 
