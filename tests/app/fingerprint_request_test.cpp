@@ -4,8 +4,10 @@
 #include "support/temporary_directory.h"
 #include "support/wav_maker.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 namespace kvxtest {
 namespace {
@@ -25,8 +27,6 @@ Outcome requestFor(const std::string& path) {
     return outcome;
 }
 
-Bytes headerAlone(const WavFields& fields) { return wavHeader(fields); }
-
 Bytes silenceBehind(const WavFields& fields, size_t bytes) {
     Bytes file = wavHeader(fields);
     file.resize(file.size() + bytes);
@@ -39,7 +39,7 @@ TEST(FingerprintRequest, FailsWithTheReasonAndLeavesNothingAllocated) {
     const auto with = [&](auto change) {
         WavFields fields = sound;
         change(fields);
-        return headerAlone(fields);
+        return wavHeader(fields);
     };
     struct Case {
         const char* name;
@@ -154,6 +154,52 @@ TEST(FingerprintRequest, IsFramedAsTheSessionWasOpened) {
         ASSERT_TRUE(request);
         const std::string begin(request->begin(), request->begin() + 4);
         EXPECT_EQ(begin, doHttp ? "POST" : "BIN ");
+    }
+}
+
+// Keeps every block that the library is fed with: it copies each in one piece, and the first piece of that size is one.
+struct KeptBlocks {
+    KeptBlocks() {
+        active = this;
+        KVXMemCopy = &copy;
+    }
+    ~KeptBlocks() { KVXMemCopy = &std::memcpy; }
+    KeptBlocks(const KeptBlocks&) = delete;
+    KeptBlocks& operator=(const KeptBlocks&) = delete;
+
+    static void* copy(void* destination, const void* source, size_t count) {
+        const auto* bytes = static_cast<const uint8_t*>(source);
+        if (count == 1024 && active->source == nullptr) active->source = source;
+        if (count == 1024 && active->source == source) active->blocks.emplace_back(bytes, bytes + count);
+        return std::memcpy(destination, source, count);
+    }
+
+    static inline KeptBlocks* active = nullptr;
+    const void* source = nullptr; // where the client keeps its block
+    std::vector<Bytes> blocks;
+};
+
+TEST(FingerprintRequest, FeedsWholeBlocksWhoseRestIsWhatTheReadBeforeLeft) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("sound.wav");
+    const Bytes file = wavFile({});
+    struct Case {
+        const char* name;
+        size_t length;
+        size_t blocks;
+    };
+    for (const Case& c : {Case{"the first read is short", 144, 1}, Case{"the fourth read is short", 3 * 1024 + 100, 4},
+                          Case{"the third read is empty", 2 * 1024, 3}}) {
+        SCOPED_TRACE(c.name);
+        writeFile(path, Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(c.length)));
+        const KeptBlocks kept;
+        EXPECT_EQ(requestFor(path).error, "TARN 108 Cannot generate fingerprint for file " + path);
+        ASSERT_EQ(kept.blocks.size(), c.blocks);
+        Bytes expected(1024); // zeros before the first read
+        for (size_t i = 0; i < c.blocks; ++i) {
+            for (size_t at = i * 1024; at < std::min(c.length, (i + 1) * 1024); ++at) expected[at % 1024] = file[at];
+            EXPECT_EQ(hexDump(kept.blocks[i]), hexDump(expected));
+        }
     }
 }
 

@@ -121,9 +121,8 @@ TEST(RequestBytes, AreSignedAsTheKeySays) {
     }
 }
 
-// The read that ends the file fills a part of the block only; the rest still holds what the read before left there, and
-// the whole block is coded.
-TEST(RequestBytes, AShortLastReadIsCodedWithWhatTheReadBeforeLeft) {
+// A file may end inside the block that completes the fingerprint: the whole block counts.
+TEST(RequestBytes, AShortLastReadCompletesTheFingerprint) {
     constexpr size_t kBlock = 1024;
     constexpr size_t kShort = 100;
     const WavOptions options = {.lengthMs = 8900};
