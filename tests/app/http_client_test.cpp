@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -296,8 +297,10 @@ class ClosedPort {
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t length = sizeof address;
-        bind(socket_, reinterpret_cast<sockaddr*>(&address), length);
-        getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length);
+        auto* const any = reinterpret_cast<sockaddr*>(&address);
+        if (bind(socket_, any, length) != 0 || getsockname(socket_, any, &length) != 0) {
+            throw std::runtime_error("no port to leave closed");
+        }
         port_ = ntohs(address.sin_port);
     }
     ~ClosedPort() { close(socket_); }

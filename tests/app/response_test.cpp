@@ -220,15 +220,14 @@ TEST(AlbumRecord, ShowsItsOwnIdsAndItsAttributes) {
     album.confidence = 12;
     KeptLog log;
     EXPECT_EQ(show(tarn::interpretAlbum(album, 3, log)), "- - 'Artist' 'Title'");
-    EXPECT_EQ(
-        log.entries,
-        (Entries{"Response 3: A_ID: A1\n", "Response 3: Artist: Artist\n", "Response 3: Title: Title\n",
-                 "Response 3: TarnAlbumID: TA\n", "Response 3: TarnArtistID: TR\n", "Response 3: Album Attributes\n",
-                 "PropertyAttributeID = 7\t PropertyAttribute = Genre\tValueAttributeID = 70\t ValueAttribute = "
-                 "Jazz\n",
-                 "PropertyAttributeID = (null)\t PropertyAttribute = (null)\tValueAttributeID = (null)\t "
-                 "ValueAttribute = (null)\n",
-                 "Response 3: Confidence: 12\n"}));
+    const std::string jazz = "PropertyAttributeID = 7\t PropertyAttribute = Genre\tValueAttributeID = 70\t "
+                             "ValueAttribute = Jazz\n";
+    const std::string nothing = "PropertyAttributeID = (null)\t PropertyAttribute = (null)\t"
+                                "ValueAttributeID = (null)\t ValueAttribute = (null)\n";
+    EXPECT_EQ(log.entries,
+              (Entries{"Response 3: A_ID: A1\n", "Response 3: Artist: Artist\n", "Response 3: Title: Title\n",
+                       "Response 3: TarnAlbumID: TA\n", "Response 3: TarnArtistID: TR\n",
+                       "Response 3: Album Attributes\n", jazz, nothing, "Response 3: Confidence: 12\n"}));
 }
 
 TEST(TrackRecord, PrintsTheLengthAndKeepsTheWholeText) {

@@ -81,6 +81,7 @@ struct Exchange {
 
 std::vector<size_t> sizes(const std::vector<Bytes>& chunks) {
     std::vector<size_t> all;
+    all.reserve(chunks.size());
     for (const Bytes& chunk : chunks) all.push_back(chunk.size());
     return all;
 }
