@@ -13,7 +13,6 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <poll.h>
-#include <regex>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -110,16 +109,38 @@ ToolResult runTool(const std::vector<std::string>& arguments) {
     return result;
 }
 
+namespace {
+
+// Matches the beginning of text against a pattern in which '0' stands for one digit and '+' for digits as many as there
+// are; returns the length of what matched, 0 for none.
+size_t matchedLength(const std::string& text, std::string_view pattern) {
+    const auto isDigit = [&](size_t at) { return at < text.size() && text[at] >= '0' && text[at] <= '9'; };
+    size_t at = 0;
+    for (const char expected : pattern) {
+        if (expected == '+') {
+            if (!isDigit(at)) return 0;
+            while (isDigit(at)) ++at;
+        } else if (expected == '0' ? isDigit(at) : at < text.size() && text[at] == expected) {
+            ++at;
+        } else {
+            return 0;
+        }
+    }
+    return at;
+}
+
+size_t logPrefixLength(const std::string& line) { return matchedLength(line, "0000-00-00 00:00:00.000 tarn[+:+] "); }
+
+} // namespace
+
 std::vector<std::string> logTexts(const std::string& errors) {
-    static const std::regex kPrefix(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} tarn\[\d+:\d+\] )");
     std::vector<std::string> texts;
     for (size_t at = 0; at < errors.size();) {
         const size_t end = errors.find('\n', at);
         EXPECT_NE(end, std::string::npos) << "the last line has no end: " << errors.substr(at);
         const std::string line = errors.substr(at, end == std::string::npos ? end : end - at);
-        std::smatch prefix;
-        if (std::regex_search(line, prefix, kPrefix, std::regex_constants::match_continuous)) {
-            texts.push_back(prefix.suffix());
+        if (const size_t prefix = logPrefixLength(line); prefix != 0) {
+            texts.push_back(line.substr(prefix));
         } else if (texts.empty()) {
             ADD_FAILURE() << "not a log line: " << line;
         } else {

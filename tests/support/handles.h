@@ -43,7 +43,7 @@ struct HandleOptions {
     int checksumMethod = 3;
     SecretKey secret = {};
     std::string deviceId = "00:11:22:33:44:5"; // 16 bytes; empty: none
-    std::string userId = {};                        // empty: none
+    std::string userId = {};                   // empty: none
     int32_t requestFraming = 'B';
     int32_t responseFraming = 'B';
     std::string host = "recog.tarn.local";
