@@ -87,6 +87,7 @@ int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
 }
 
 int32_t fmap_flush(FeatureMap* map) {
+    if (map->finished != 0) return 1; // and the stages' counts stand still
     const int32_t result = fmap_code_tick(map, fmap_conv_tick(map, fmap_norm_tick(map, nullptr)));
     if (result == 1) map->finished = 1;
     return result;
