@@ -1,0 +1,74 @@
+// The catalogue: every recording of the collection with its postings. The only files that know the search engine are
+// those of this folder.
+#pragma once
+
+#include "catalog/recording.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace tarn::server {
+
+// The catalogue cannot be opened, read or written; the text says why.
+class CatalogError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// The one writer of a catalogue; a second one, in any process, is refused with a CatalogError that says so.
+class CatalogWriter {
+  public:
+    explicit CatalogWriter(const std::string& location); // a folder (made where there is none), or a stub file
+    ~CatalogWriter();                                    // uncommitted changes are dropped
+    CatalogWriter(const CatalogWriter&) = delete;
+    CatalogWriter& operator=(const CatalogWriter&) = delete;
+
+    // Adds, or replaces the recording of the same contentHash. Durable and visible after the next commit().
+    enum class Outcome { kAdded, kUpdated };
+    Outcome put(const Recording& recording);
+    bool remove(uint32_t id);
+    bool contains(const std::string& contentHash);
+    // A file that was read before and has not changed (size, modification time) needs no decoding.
+    bool isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs);
+    void rememberFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, const std::string& contentHash);
+    void commit();
+    // Merges the small database into the large, compacted one.
+    void compact();
+
+  private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+class CatalogReader {
+  public:
+    explicit CatalogReader(const std::string& location);
+    ~CatalogReader();
+    CatalogReader(const CatalogReader&) = delete;
+    CatalogReader& operator=(const CatalogReader&) = delete;
+
+    // Sees what was committed since; cheap when nothing was.
+    void refresh();
+    uint64_t recordingCount();
+    std::optional<Recording> recording(uint32_t id);
+    std::vector<uint32_t> byTrackId(const std::string& trackId);
+    std::vector<uint32_t> byAlbumId(const std::string& albumId);
+    void forEach(const std::function<void(const Recording&)>& visit); // in the order of their ids
+    // Damage found, one line each; empty: clean.
+    std::vector<std::string> check();
+
+    // Postings of a gram: how many recordings hold it, and which.
+    uint64_t frequency(const std::string& term);
+    void postings(const std::string& term, const std::function<void(uint32_t id)>& visit);
+
+  private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace tarn::server

@@ -1,0 +1,45 @@
+// What the protocol asks of recognition, and what it gets. Implemented by matching over the catalogue; faked in the
+// protocol's tests.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace tarn::server {
+
+// A fingerprint as a request carries it: map 0 codebook 1, map 0 codebook 2, map 1 codebook 1, ...
+struct FingerprintQuery {
+    std::array<std::string, 6> codes;
+    uint32_t durationMs = 0;
+};
+
+struct Match {
+    uint32_t recordingId = 0;
+    int confidence = 0;    // 0 to 100: the chance that this is the recording
+    uint32_t offsetMs = 0; // where in the recording the query begins
+    std::string trackBlob;
+    std::string albumBlob; // empty: no album
+};
+
+// The catalogue cannot be asked now (a shard is dead, too slow, being replaced): 503 to the client.
+class Unavailable : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class Recogniser {
+  public:
+    virtual ~Recogniser() = default;
+
+    // Best first, at most `most`, only those at or above the threshold; empty: not found. Throws Unavailable.
+    virtual std::vector<Match> recognise(const FingerprintQuery& query, size_t most) = 0;
+    // The recordings of a track id, or of an album id (one per album is enough to answer with the album). Confidence
+    // 100. Empty: not found. Throws Unavailable.
+    virtual std::vector<Match> lookUp(const std::string& id, size_t most) = 0;
+    virtual uint64_t recordingCount() = 0;
+};
+
+} // namespace tarn::server
