@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -40,6 +41,8 @@ class Recogniser {
     // 100. Empty: not found. Throws Unavailable.
     virtual std::vector<Match> lookUp(const std::string& id, size_t most) = 0;
     virtual uint64_t recordingCount() = 0;
+    // How many candidates the calling thread's last recognise() judged, for the metrics; nothing: not counted.
+    virtual std::optional<uint32_t> candidatesOfLastQuery() { return std::nullopt; }
 };
 
 } // namespace tarn::server

@@ -1,0 +1,27 @@
+#include "protocol/answer_writer.h"
+
+#include "core/packet_layout.h"
+#include "protocol/wire_reader.h"
+
+#include <limits>
+#include <utility>
+
+namespace tarn::server {
+
+void AnswerWriter::add(char type, std::string_view data) {
+    if (data.empty() || data.size() > std::numeric_limits<uint32_t>::max()) {
+        throw DamagedRecord("a record of impossible length");
+    }
+    const auto length = static_cast<uint32_t>(data.size());
+    char frame[kvx::packet::kRecordFrameBytes] = {type};
+    std::memcpy(frame + kvx::packet::kRecordLengthOffset, &length, sizeof length);
+    body_.append(frame, sizeof frame);
+    body_.append(data);
+}
+
+std::string AnswerWriter::take() {
+    if (body_.empty()) add('N', std::string_view("\0", 1)); // its data are never read, but cannot be absent
+    return std::exchange(body_, {});
+}
+
+} // namespace tarn::server

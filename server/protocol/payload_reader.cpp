@@ -1,0 +1,81 @@
+#include "protocol/payload_reader.h"
+
+#include "core/packet_layout.h"
+
+#include <algorithm>
+
+namespace tarn::server {
+
+using namespace kvx::packet;
+
+namespace {
+
+std::string codeString(WireReader& reader) {
+    const std::string_view codes = reader.text("code string");
+    if (!std::all_of(codes.begin(), codes.end(), [](char c) { return c >= 'a' && c <= 'x'; })) {
+        throw BadPacket("code string");
+    }
+    return std::string(codes);
+}
+
+FingerprintRequest readFingerprint(WireReader& reader) {
+    FingerprintRequest request;
+    request.permissions = Permissions::read(reader);
+    request.query.durationMs = reader.u32("fingerprint block");
+    // What the client says about its file is of no use to recognition: two numbers, five texts, six short numbers,
+    // five more texts.
+    constexpr int kTextsAhead = 5;
+    constexpr size_t kNumberBytes = 2 * 4;
+    constexpr size_t kShortBytes = 6 * 2;
+    constexpr int kTextsBehind = 5;
+    reader.bytes(kNumberBytes, "fingerprint block");
+    for (int i = 0; i < kTextsAhead; ++i) reader.text("fingerprint block");
+    reader.bytes(kShortBytes, "fingerprint block");
+    for (int i = 0; i < kTextsBehind; ++i) reader.text("fingerprint block");
+    for (std::string& codes : request.query.codes) codes = codeString(reader);
+    reader.text("pairs");
+    return request;
+}
+
+IdentityRequest readIdentity(WireReader& reader) {
+    if (reader.u8("identity request") != 0) throw BadPacket("identity request");
+    return {std::string(reader.text("identity"))};
+}
+
+ItemsRequest readItems(WireReader& reader) {
+    ItemsRequest request;
+    request.permissions = Permissions::read(reader);
+    request.kind = reader.u8("kind of items");
+    std::string_view list = reader.text("list of ids");
+    for (;;) {
+        if (request.ids.size() == kMostIds) throw BadPacket("too many ids");
+        const size_t comma = list.find(',');
+        request.ids.emplace_back(list.substr(0, comma));
+        if (comma == std::string_view::npos) return request;
+        list.remove_prefix(comma + 1);
+    }
+}
+
+} // namespace
+
+RequestPayload readPayload(std::span<const uint8_t> payload) {
+    WireReader reader(payload);
+    RequestPayload request;
+    switch (reader.u8("payload")) {
+    case kFingerprintRequest:
+        request = readFingerprint(reader);
+        break;
+    case kIdRequest:
+        request = readIdentity(reader);
+        break;
+    case kMetaIdRequest:
+        request = readItems(reader);
+        break;
+    default:
+        throw BadPacket("unknown request");
+    }
+    reader.expectEnd("bytes behind the payload");
+    return request;
+}
+
+} // namespace tarn::server

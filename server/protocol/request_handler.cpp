@@ -1,0 +1,215 @@
+#include "protocol/request_handler.h"
+
+#include "protocol/answer_writer.h"
+#include "protocol/packet_reader.h"
+#include "protocol/record_blob.h"
+#include "protocol/signature.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+
+namespace tarn::server {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t kUsualAnswers = 10; // where the request option is 0 and states no bound
+constexpr size_t kMostAnswers = 100;
+
+// Adds the time of its life to a total.
+class Stopwatch {
+  public:
+    explicit Stopwatch(std::chrono::nanoseconds& total) : total_(total) {}
+    ~Stopwatch() { total_ += Clock::now() - start_; }
+    Stopwatch(const Stopwatch&) = delete;
+    Stopwatch& operator=(const Stopwatch&) = delete;
+
+  private:
+    std::chrono::nanoseconds& total_;
+    Clock::time_point start_ = Clock::now();
+};
+
+size_t mostAnswers(uint16_t requestOption) {
+    return requestOption == 0 ? kUsualAnswers : std::min<size_t>(requestOption, kMostAnswers);
+}
+
+// Letters and digits as they are, anything else as hexadecimal digits: a log line must not be shaped from outside.
+std::string printable(std::initializer_list<unsigned> characters) {
+    std::string text;
+    if (std::all_of(characters.begin(), characters.end(),
+                    [](unsigned c) { return c < 128 && std::isalnum(static_cast<int>(c)) != 0; })) {
+        for (const unsigned c : characters) text += static_cast<char>(c);
+        return text;
+    }
+    char digits[3];
+    for (const unsigned c : characters) {
+        std::snprintf(digits, sizeof digits, "%02x", c & 0xff);
+        text += digits;
+    }
+    return text;
+}
+
+// Costs what checking a known account's signature costs, so that the time of a refusal does not tell which it was.
+const std::string& decoyCode() {
+    static const std::string code = "0000000003000300" + std::string(64, '0');
+    return code;
+}
+
+RequestKind kindOf(const RequestPayload& payload) {
+    constexpr RequestKind kKinds[] = {RequestKind::kFingerprint, RequestKind::kIdentity, RequestKind::kItems};
+    return kKinds[payload.index()];
+}
+
+} // namespace
+
+const char* outcomeName(Outcome outcome) {
+    constexpr const char* kNames[kOutcomes] = {"matched",   "not_found", "bad_packet", "refused",
+                                               "too_large", "failed",    "overload",   "unavailable"};
+    return kNames[static_cast<size_t>(outcome)];
+}
+
+int httpStatus(Outcome outcome) {
+    constexpr int kStatuses[kOutcomes] = {200, 200, 400, 403, 413, 500, 503, 503};
+    return kStatuses[static_cast<size_t>(outcome)];
+}
+
+const char* kindName(RequestKind kind) {
+    constexpr const char* kNames[kRequestKinds] = {"unknown", "fingerprint", "identity", "items"};
+    return kNames[static_cast<size_t>(kind)];
+}
+
+Reply RequestHandler::failure(RequestReport report, Outcome outcome, const std::string& text,
+                              const std::string& detail) {
+    Reply reply;
+    report.outcome = outcome;
+    report.reason = detail.empty() ? text : detail;
+    reply.status = httpStatus(outcome);
+    reply.body = text + "\n";
+    reply.report = std::move(report);
+    return reply;
+}
+
+std::variant<AdmittedRequest, Reply> RequestHandler::admit(std::span<const uint8_t> bytes) const {
+    AdmittedRequest admitted;
+    RequestReport& report = admitted.report;
+    report.packetBytes = bytes.size();
+    bool refused = false;
+    try {
+        const Stopwatch watch(report.verifying);
+        const Packet packet = readPacket(bytes);
+        const std::optional<std::string> code = accounts_(packet.accountId);
+        const bool isSigned = isSignedWith(packet, code.value_or(decoyCode()));
+        if (code && isSigned) {
+            report.accountId = packet.accountId;
+            report.language = printable({static_cast<unsigned>(packet.languageCode >> 8), packet.languageCode & 0xffU});
+            report.clientKind = printable({packet.clientKind});
+            report.requestOption = packet.requestOption;
+            admitted.closeConnection = packet.responseFraming == 'H';
+            admitted.payload = readPayload(packet.payload);
+            report.kind = kindOf(admitted.payload);
+        } else {
+            refused = true;
+        }
+    } catch (const BadPacket& bad) {
+        return failure(std::move(report), Outcome::kBadPacket, std::string("bad packet: ") + bad.what());
+    }
+    if (refused) return failure(std::move(report), Outcome::kRefused, "unknown account or bad signature");
+    return admitted;
+}
+
+Reply RequestHandler::answer(AdmittedRequest request) const {
+    RequestReport& report = request.report;
+    try {
+        Reply reply;
+        if (const auto* fingerprint = std::get_if<FingerprintRequest>(&request.payload)) {
+            reply.body = answerFingerprint(*fingerprint, report);
+        } else if (const auto* identity = std::get_if<IdentityRequest>(&request.payload)) {
+            reply.body = answerIdentity(*identity, report);
+        } else {
+            reply.body = answerItems(std::get<ItemsRequest>(request.payload), report);
+        }
+        report.outcome = report.answers > 0 ? Outcome::kMatched : Outcome::kNotFound;
+        reply.closeConnection = request.closeConnection;
+        reply.report = std::move(report);
+        return reply;
+    } catch (const Unavailable& error) {
+        return failure(std::move(report), Outcome::kUnavailable, "the catalogue is not available", error.what());
+    } catch (const std::exception& error) {
+        return failure(std::move(report), Outcome::kFailed, "the request failed", error.what());
+    }
+}
+
+Reply RequestHandler::handle(std::span<const uint8_t> packet) const {
+    auto admitted = admit(packet);
+    if (auto* reply = std::get_if<Reply>(&admitted)) return std::move(*reply);
+    return answer(std::get<AdmittedRequest>(std::move(admitted)));
+}
+
+// The tracks, best first, and behind them their albums in the same order: an album record is the only one that has a
+// place for the confidence. A track without album gets an album record that holds nothing else.
+std::string RequestHandler::answerFingerprint(const FingerprintRequest& request, RequestReport& report) const {
+    const size_t most = mostAnswers(report.requestOption);
+    std::vector<Match> matches;
+    {
+        const Stopwatch watch(report.recognising);
+        matches = recogniser_.recognise(request.query, most);
+        report.candidates = recogniser_.candidatesOfLastQuery();
+    }
+    const Stopwatch watch(report.writing);
+    if (matches.size() > most) matches.resize(most);
+    report.answers = matches.size();
+    if (!matches.empty()) report.confidence = matches.front().confidence;
+    AnswerWriter answer;
+    for (const Match& match : matches) answer.add('T', permittedTrack(match.trackBlob, request.permissions));
+    for (const Match& match : matches) {
+        answer.add('A', match.albumBlob.empty()
+                            ? bareAlbum(match.confidence)
+                            : permittedAlbum(match.albumBlob, request.permissions, match.confidence));
+    }
+    return answer.take();
+}
+
+std::string RequestHandler::answerIdentity(const IdentityRequest& request, RequestReport& report) const {
+    const Stopwatch watch(report.writing);
+    const std::optional<Identity> identity = identities_(report.accountId.value(), request.presented);
+    AnswerWriter answer;
+    if (identity) {
+        answer.add('G', blobOf({std::string(identity->begin(), identity->end())}));
+        report.answers = 1;
+    }
+    return answer.take();
+}
+
+std::string RequestHandler::answerItems(const ItemsRequest& request, RequestReport& report) const {
+    const size_t most = mostAnswers(report.requestOption);
+    std::vector<std::string> records; // of different bytes: two tracks may share an album
+    const auto add = [&](std::string record) {
+        if (std::find(records.begin(), records.end(), record) == records.end()) records.push_back(std::move(record));
+    };
+    for (const std::string& id : request.ids) {
+        if (records.size() >= most) break;
+        if (id.empty() || (request.kind != 'A' && request.kind != 'T')) continue; // nothing has it
+        std::vector<Match> matches;
+        {
+            const Stopwatch watch(report.recognising);
+            matches = recogniser_.lookUp(id, most);
+        }
+        const Stopwatch watch(report.writing);
+        for (const Match& match : matches) {
+            if (request.kind == 'T') {
+                add(permittedTrack(match.trackBlob, request.permissions));
+            } else if (!match.albumBlob.empty()) {
+                add(permittedAlbum(match.albumBlob, request.permissions, match.confidence));
+            }
+        }
+    }
+    if (records.size() > most) records.resize(most);
+    report.answers = records.size();
+    AnswerWriter answer;
+    for (const std::string& record : records) answer.add(static_cast<char>(request.kind), record);
+    return answer.take();
+}
+
+} // namespace tarn::server

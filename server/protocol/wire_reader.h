@@ -1,0 +1,55 @@
+// A cursor on bytes from outside. It cannot leave them: a piece that is not there is a BadPacket.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <stdexcept>
+#include <string_view>
+
+namespace tarn::server {
+
+static_assert(std::endian::native == std::endian::little, "integers on the wire are little-endian and copied as such");
+
+// The packet cannot be read; the text names the piece, and quotes nothing of it.
+class BadPacket : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class WireReader {
+  public:
+    explicit WireReader(std::span<const uint8_t> bytes) : rest_(bytes) {}
+
+    std::span<const uint8_t> bytes(size_t count, const char* what) {
+        if (count > rest_.size()) throw BadPacket(what);
+        const auto piece = rest_.first(count);
+        rest_ = rest_.subspan(count);
+        return piece;
+    }
+    uint8_t u8(const char* what) { return bytes(1, what)[0]; }
+    uint16_t u16(const char* what) { return number<uint16_t>(what); }
+    uint32_t u32(const char* what) { return number<uint32_t>(what); }
+    // A length of four bytes, then as many bytes.
+    std::string_view text(const char* what) {
+        const auto piece = bytes(u32(what), what);
+        return {reinterpret_cast<const char*>(piece.data()), piece.size()};
+    }
+    size_t left() const { return rest_.size(); }
+    void expectEnd(const char* what) const {
+        if (!rest_.empty()) throw BadPacket(what);
+    }
+
+  private:
+    template <class Number>
+    Number number(const char* what) {
+        Number value;
+        std::memcpy(&value, bytes(sizeof value, what).data(), sizeof value);
+        return value;
+    }
+
+    std::span<const uint8_t> rest_;
+};
+
+} // namespace tarn::server

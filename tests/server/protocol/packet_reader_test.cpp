@@ -1,0 +1,143 @@
+#include "protocol/packet_reader.h"
+
+#include "protocol/signature.h"
+#include "server/protocol/client.h"
+#include "support/guarded_bytes.h"
+
+#include <gtest/gtest.h>
+
+using namespace servertest;
+using tarn::server::BadPacket;
+using tarn::server::isSignedWith;
+using tarn::server::Packet;
+using tarn::server::readPacket;
+
+namespace {
+
+std::string codeOf(const HandleOptions& options) {
+    return kvxtest::accessCode(options.encryptionMethod, options.checksumMethod, options.secret);
+}
+
+std::string reasonOf(const Bytes& bytes) {
+    const kvxtest::GuardedBytes guarded(bytes);
+    try {
+        readPacket({guarded.data(), guarded.size()});
+        return "read";
+    } catch (const BadPacket& bad) {
+        return bad.what();
+    }
+}
+
+} // namespace
+
+TEST(PacketReader, ReadsTheHeaderThatTheClientWrites) {
+    const HandleOptions options{.encryptionMethod = 2, .checksumMethod = 3, .responseFraming = 'H'};
+    const auto handle = kvxtest::makeHandle(options);
+    const Bytes bytes = itemsPacket(handle.get(), {"T-1"}, 'A', 17);
+    const Packet packet = readPacket(bytes);
+    EXPECT_EQ(packet.accountId, kAccountId);
+    EXPECT_EQ(packet.encryptionMethod, 2);
+    EXPECT_EQ(packet.checksumMethod, 3);
+    EXPECT_EQ(packet.responseFraming, 'H');
+    EXPECT_EQ(packet.languageCode, kEnglish);
+    EXPECT_EQ(packet.requestOption, 17);
+    EXPECT_EQ(packet.clientKind, 'S');
+    EXPECT_EQ(packet.payload.size(), 1U + 21 + 1 + 4 + 3);
+    EXPECT_EQ(packet.payload[0], 'M');
+    EXPECT_EQ(packet.signature.size(), 16U);
+    EXPECT_EQ(packet.signedBytes.size() + 16, bytes.size());
+}
+
+TEST(PacketReader, SkipsTheAppendix) {
+    const auto handle = kvxtest::makeHandle();
+    const Bytes appendix = kvxtest::bytesOf("whatever an application adds");
+    handle->appendix = appendix.data();
+    handle->appendixLength = static_cast<uint32_t>(appendix.size());
+    const Bytes bytes = identityPacket(handle.get());
+    const Packet packet = readPacket(bytes);
+    EXPECT_EQ(packet.payload.size(), 6U);
+    EXPECT_EQ(packet.signature.size(), 16U);
+    EXPECT_TRUE(isSignedWith(packet, codeOf({})));
+}
+
+TEST(PacketReader, NamesWhatIsWrong) {
+    const auto handle = kvxtest::makeHandle();
+    const Bytes good = identityPacket(handle.get());
+    const auto with = [&](size_t offset, uint8_t byte) {
+        Bytes bytes = good;
+        bytes[offset] = byte;
+        return bytes;
+    };
+    const struct {
+        const char* name;
+        Bytes bytes;
+        const char* reason;
+    } cases[] = {
+        {"nothing", {}, "shorter than a header"},
+        {"51 bytes", Bytes(good.begin(), good.begin() + 51), "shorter than a header"},
+        {"a header alone", Bytes(good.begin(), good.begin() + 52), "payload length"},
+        {"another magic", with(3, '.'), "no request packet"},
+        {"another version", with(4, 4), "unknown version"},
+        {"a payload beyond the end", with(52, 255), "payload length"},
+        {"a payload of 4 GB", with(55, 255), "payload length"},
+        {"an appendix beyond the end", with(62, 255), "appendix length"},
+        {"an appendix of 4 GB", with(65, 255), "appendix length"},
+        {"a signature of 15 bytes", Bytes(good.begin(), good.end() - 1), "signature length"},
+        {"no signature", Bytes(good.begin(), good.end() - 16), "signature length"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(reasonOf(c.bytes), c.reason);
+    }
+    Bytes empty = good;
+    empty[52] = 0; // the payload's 6 bytes would now be the appendix length and more
+    EXPECT_EQ(reasonOf(empty), "empty payload");
+}
+
+TEST(Signature, IsGoodForEveryMethodThatCanSign) {
+    for (const Methods& methods : kSigningMethods) {
+        SCOPED_TRACE(methods.name);
+        const HandleOptions options{
+            .encryptionMethod = methods.encryption, .checksumMethod = methods.checksum, .secret = {3, 1, 4}};
+        const auto handle = kvxtest::makeHandle(options);
+        const Bytes bytes = fingerprintPacket(handle.get());
+        EXPECT_TRUE(isSignedWith(readPacket(bytes), codeOf(options)));
+    }
+}
+
+TEST(Signature, IsBadUnderAnotherKey) {
+    const HandleOptions options{.secret = {3, 1, 4}};
+    HandleOptions other = options;
+    other.secret[31] = 1;
+    const Bytes bytes = identityPacket(kvxtest::makeHandle(options).get());
+    EXPECT_TRUE(isSignedWith(readPacket(bytes), codeOf(options)));
+    EXPECT_FALSE(isSignedWith(readPacket(bytes), codeOf(other)));
+}
+
+// The packet says how it is signed, but the account decides: a packet that names a weaker way is not believed.
+TEST(Signature, IsBadWhenTheHeaderNamesOtherMethods) {
+    for (const Methods& packetMethods : kSigningMethods) {
+        for (const Methods& accountMethods : kSigningMethods) {
+            SCOPED_TRACE(std::string(packetMethods.name) + " for " + accountMethods.name);
+            const HandleOptions options{.encryptionMethod = packetMethods.encryption,
+                                        .checksumMethod = packetMethods.checksum};
+            const Bytes bytes = identityPacket(kvxtest::makeHandle(options).get());
+            const std::string code = kvxtest::accessCode(accountMethods.encryption, accountMethods.checksum);
+            EXPECT_EQ(isSignedWith(readPacket(bytes), code), &packetMethods == &accountMethods);
+        }
+    }
+    // Signed in the account's way, but saying otherwise.
+    const auto handle = kvxtest::makeHandle({.encryptionMethod = 1, .checksumMethod = 3});
+    handle->encryptionMethod = 2; // written into the header, and used for the signature
+    const Bytes lying = identityPacket(handle.get());
+    EXPECT_FALSE(isSignedWith(readPacket(lying), kvxtest::accessCode(1, 3)));
+}
+
+TEST(Signature, IsBadForACodeThatIsNone) {
+    const Bytes bytes = identityPacket(kvxtest::makeHandle().get());
+    for (const std::string& code : {std::string(), std::string(79, '0'), std::string(80, '0'),
+                                    kvxtest::accessCode(4, 3), kvxtest::accessCode(3, 1)}) {
+        SCOPED_TRACE(code);
+        EXPECT_FALSE(isSignedWith(readPacket(bytes), code));
+    }
+}

@@ -1,0 +1,311 @@
+#include "protocol/request_handler.h"
+
+#include "core/packet_assembler.h"
+#include "server/protocol/client.h"
+#include "server/protocol/fake_catalogue.h"
+#include "support/guarded_bytes.h"
+
+#include <gtest/gtest.h>
+#include <set>
+
+using namespace servertest;
+using namespace tarn::server;
+
+namespace {
+
+// One account, a catalogue in memory, and identities that are numbered.
+class Service {
+  public:
+    FakeCatalogue catalogue;
+    HandleOptions options;
+    std::set<std::string> identities;
+    bool identitiesLeft = true;
+    Handle client;
+
+    explicit Service(const HandleOptions& theOptions = {})
+        : options(theOptions), client(kvxtest::makeHandle(options)) {}
+
+    Reply ask(const Bytes& packet) {
+        const kvxtest::GuardedBytes guarded(packet);
+        return handler().handle({guarded.data(), guarded.size()});
+    }
+    std::optional<Records> records(const Reply& reply) { return recordsOf(client.get(), reply.body); }
+
+    RequestHandler handler() {
+        return RequestHandler(
+            [this](uint32_t id) -> std::optional<std::string> {
+                if (id != kAccountId) return std::nullopt;
+                return kvxtest::accessCode(options.encryptionMethod, options.checksumMethod, options.secret);
+            },
+            [this](uint32_t, const std::string& presented) -> std::optional<Identity> {
+                if (!identitiesLeft) return std::nullopt;
+                std::string given = presented;
+                if (!identities.contains(given)) given = "identity " + std::to_string(1000000 + identities.size());
+                identities.insert(given);
+                Identity identity;
+                std::copy(given.begin(), given.end(), identity.begin());
+                return identity;
+            },
+            catalogue);
+    }
+};
+
+std::vector<Bytes> onePacketOfEachKind(KVXHandle* client) {
+    return {fingerprintPacket(client), identityPacket(client, "0123456789abcdef"), itemsPacket(client, {"T-a", "T-b"})};
+}
+
+} // namespace
+
+TEST(RequestHandler, AnswersAFingerprintWithTracksAndThenTheirAlbums) {
+    Service service;
+    service.catalogue.matches = {match("a", 97), match("b", 61)};
+    const Reply reply = service.ask(fingerprintPacket(service.client.get()));
+    EXPECT_EQ(reply.status, 200);
+    ASSERT_EQ(typesOf(service.records(reply)), "TTAA");
+    EXPECT_EQ(service.catalogue.lastQuery().codes, kCodes);
+
+    Track* track = nullptr;
+    ASSERT_EQ(KVXGetTrack(service.client.get(), 1, &track), 0);
+    EXPECT_EQ(text(track->trackId), "T-a");
+    EXPECT_EQ(text(track->title), "title a");
+    EXPECT_EQ(text(track->artists[0].property), "artist of title a");
+    KVXFreeTrack(&track);
+    const std::pair<int32_t, int> confidences[] = {{3, 97}, {4, 61}};
+    for (const auto& [index, confidence] : confidences) {
+        Album* album = nullptr;
+        ASSERT_EQ(KVXGetAlbum(service.client.get(), index, &album), 0);
+        EXPECT_EQ(album->confidence, confidence);
+        KVXFreeAlbum(&album);
+    }
+    EXPECT_EQ(reply.report.confidence, 97);
+    EXPECT_EQ(reply.report.answers, 2U);
+    EXPECT_EQ(reply.report.candidates, 5U);
+}
+
+TEST(RequestHandler, TellsTheConfidenceOfATrackWithoutAlbum) {
+    Service service;
+    service.catalogue.matches = {match("a", 77)};
+    service.catalogue.matches[0].albumBlob.clear();
+    const Reply reply = service.ask(fingerprintPacket(service.client.get()));
+    ASSERT_EQ(typesOf(service.records(reply)), "TA");
+    Album* album = nullptr;
+    ASSERT_EQ(KVXGetAlbum(service.client.get(), 2, &album), 0);
+    EXPECT_EQ(album->confidence, 77);
+    EXPECT_EQ(album->title, nullptr);
+    KVXFreeAlbum(&album);
+}
+
+TEST(RequestHandler, AnswersNotFoundWithOneRecordThatTheClientTakes) {
+    Service service;
+    for (const Bytes& packet :
+         {fingerprintPacket(service.client.get()), itemsPacket(service.client.get(), {"T-unknown"})}) {
+        const Reply reply = service.ask(packet);
+        EXPECT_EQ(reply.status, 200);
+        EXPECT_EQ(typesOf(service.records(reply)), "N");
+        EXPECT_EQ(kvxtest::hexDump(kvxtest::bytesOf(reply.body)), "0000: 4e 01 00 00 00 00");
+        EXPECT_EQ(reply.report.outcome, Outcome::kNotFound);
+    }
+}
+
+TEST(RequestHandler, BoundsTheAnswersByTheRequestOption) {
+    const struct {
+        uint16_t option;
+        size_t most;
+    } cases[] = {{0, 10}, {1, 1}, {2, 2}, {99, 99}, {100, 100}, {101, 100}, {0xffff, 100}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.option);
+        Service service;
+        service.catalogue.matches.assign(150, match("a", 90));
+        const Reply reply = service.ask(fingerprintPacket(service.client.get(), c.option));
+        EXPECT_EQ(typesOf(service.records(reply)), std::string(c.most, 'T') + std::string(c.most, 'A'));
+        EXPECT_EQ(service.catalogue.lastMost(), c.most);
+    }
+}
+
+TEST(RequestHandler, AnswersIdsWithTheirAlbums) {
+    Service service;
+    service.catalogue.byId = {{"T-a", {match("a", 100)}}, {"T-b", {match("b", 100)}}, {"A-a", {match("a", 100)}}};
+    const auto titles = [&](const Bytes& packet) {
+        const Reply reply = service.ask(packet);
+        std::string found;
+        const auto records = service.records(reply);
+        for (size_t i = 0; i < records.value().size(); ++i) {
+            Album* album = nullptr;
+            if (KVXGetAlbum(service.client.get(), static_cast<int32_t>(i + 1), &album) != 0) return typesOf(records);
+            found += text(album->title) + " " + std::to_string(album->confidence) + ";";
+            KVXFreeAlbum(&album);
+        }
+        return found;
+    };
+    KVXHandle* client = service.client.get();
+    EXPECT_EQ(titles(itemsPacket(client, {"T-a"})), "album a 100;");
+    EXPECT_EQ(titles(itemsPacket(client, {"A-a"})), "album a 100;");
+    EXPECT_EQ(titles(itemsPacket(client, {"T-?", "", "T-b", "T-a"}, 'A', 10)), "album b 100;album a 100;");
+    EXPECT_EQ(titles(itemsPacket(client, {"T-b", "T-a"}, 'A', 1)), "album b 100;");
+    EXPECT_EQ(titles(itemsPacket(client, {"T-a", "A-a"}, 'A', 10)), "album a 100;"); // the same album once
+    EXPECT_EQ(titles(itemsPacket(client, {"T-a"}, 'D')), "N");
+}
+
+TEST(RequestHandler, AnswersIdsWithTheirTracksWhenTheseAreAskedFor) {
+    Service service;
+    service.catalogue.byId = {{"T-a", {match("a", 100)}}};
+    const Reply reply = service.ask(itemsPacket(service.client.get(), {"T-a"}, 'T'));
+    ASSERT_EQ(typesOf(service.records(reply)), "T");
+}
+
+TEST(RequestHandler, HasNoAlbumForATrackWithoutOne) {
+    Service service;
+    service.catalogue.byId = {{"T-a", {match("a", 100)}}};
+    service.catalogue.byId["T-a"][0].albumBlob.clear();
+    EXPECT_EQ(typesOf(service.records(service.ask(itemsPacket(service.client.get(), {"T-a"})))), "N");
+}
+
+TEST(RequestHandler, SendsOnlyWhatThePermissionBitsAllow) {
+    Service service;
+    service.catalogue.matches = {match("a", 90)};
+    std::array<uint8_t, KVX_TRACK_MASK_ENTRIES> trackMask;
+    trackMask.fill(1);
+    trackMask[3] = 0;
+    std::array<uint8_t, KVX_ALBUM_MASK_ENTRIES> albumMask{};
+    albumMask[1] = 1;
+    KVXSetTrackMask(service.client.get(), trackMask.data());
+    KVXSetAlbumMask(service.client.get(), albumMask.data());
+    const Reply reply = service.ask(fingerprintPacket(service.client.get()));
+    ASSERT_EQ(typesOf(service.records(reply)), "TA");
+    Track* track = nullptr;
+    ASSERT_EQ(KVXGetTrack(service.client.get(), 1, &track), 0);
+    EXPECT_EQ(track->short3, 0);
+    EXPECT_EQ(track->short4, 1004);
+    EXPECT_EQ(text(track->title), "title a");
+    KVXFreeTrack(&track);
+    Album* album = nullptr;
+    ASSERT_EQ(KVXGetAlbum(service.client.get(), 2, &album), 0);
+    EXPECT_EQ(album->albumId, nullptr);
+    EXPECT_EQ(text(album->title), "album a");
+    EXPECT_EQ(album->artist, nullptr);
+    EXPECT_EQ(album->confidence, 90);
+    KVXFreeAlbum(&album);
+}
+
+TEST(RequestHandler, GivesAnIdentityThatTheClientTakes) {
+    Service service({.deviceId = ""});
+    KVXHandle* client = service.client.get();
+    const auto identity = [&] {
+        uint8_t id[16];
+        EXPECT_EQ(KVXGetID(client, id), 0);
+        return std::string(id, id + 16);
+    };
+    Reply reply = service.ask(identityPacket(client));
+    ASSERT_EQ(typesOf(service.records(reply)), "G");
+    ASSERT_EQ(KVXSetID(client), 0);
+    const std::string first = identity();
+    EXPECT_EQ(first, "identity 1000000");
+
+    // Presented again it stays.
+    reply = service.ask(identityPacket(client, first));
+    ASSERT_EQ(typesOf(service.records(reply)), "G");
+    ASSERT_EQ(KVXSetID(client), 0);
+    EXPECT_EQ(identity(), first);
+
+    service.identitiesLeft = false;
+    EXPECT_EQ(typesOf(service.records(service.ask(identityPacket(client)))), "N");
+}
+
+TEST(RequestHandler, RefusesUnknownAccountAndBadSignatureWithOneText) {
+    Service service({.secret = {1, 2, 3}});
+    Bytes unknown = identityPacket(service.client.get());
+    Bytes unsignedPacket = unknown;
+    unsignedPacket.back() = static_cast<uint8_t>(unsignedPacket.back() ^ 1);
+    unknown[6] = 99; // account id
+    const Bytes otherKey = identityPacket(kvxtest::makeHandle({.secret = {1, 2, 4}}).get());
+    const Bytes otherMethods = identityPacket(kvxtest::makeHandle({.checksumMethod = 2, .secret = {1, 2, 3}}).get());
+    std::set<std::string> bodies;
+    for (const Bytes& packet : {unknown, unsignedPacket, otherKey, otherMethods}) {
+        const Reply reply = service.ask(packet);
+        EXPECT_EQ(reply.status, 403);
+        EXPECT_EQ(reply.report.accountId, std::nullopt);
+        bodies.insert(reply.body);
+    }
+    EXPECT_EQ(bodies, std::set<std::string>{"unknown account or bad signature\n"});
+    EXPECT_EQ(service.ask(identityPacket(service.client.get())).status, 200);
+}
+
+TEST(RequestHandler, LooksAtThePayloadOnlyWhenTheSignatureIsGood) {
+    Service service;
+    kvxtest::PacketAssembler packet;
+    packet.header(service.options, kEnglish, 1).u32(1).raw("X").u32(0);
+    Bytes good = packet.bytes;
+    packet.signature(service.options);
+    EXPECT_EQ(service.ask(packet.bytes).status, 400);
+    good.resize(good.size() + 16); // no signature
+    EXPECT_EQ(service.ask(good).status, 403);
+}
+
+TEST(RequestHandler, RefusesEveryTruncationAndEveryChangedByte) {
+    for (const Methods& methods : kSigningMethods) {
+        Service service({.encryptionMethod = methods.encryption, .checksumMethod = methods.checksum, .secret = {5, 5}});
+        service.catalogue.matches = {match("a", 90)};
+        const RequestHandler handler = service.handler();
+        for (const Bytes& packet : onePacketOfEachKind(service.client.get())) {
+            ASSERT_EQ(service.ask(packet).status, 200);
+            const auto refuses = [&](const Bytes& bytes) {
+                const int status = service.ask(bytes).status;
+                return status == 400 || status == 403;
+            };
+            for (size_t length = 0; length < packet.size(); ++length) {
+                ASSERT_TRUE(refuses(Bytes(packet.begin(), packet.begin() + static_cast<ptrdiff_t>(length))))
+                    << methods.name << ", cut to " << length;
+            }
+            for (size_t i = 0; i < packet.size(); ++i) {
+                for (const unsigned change : {1U, 0x80U, 0xffU}) {
+                    Bytes changed = packet;
+                    changed[i] = static_cast<uint8_t>(changed[i] ^ change);
+                    ASSERT_TRUE(refuses(changed)) << methods.name << ", changed at " << i;
+                }
+            }
+        }
+    }
+}
+
+TEST(RequestHandler, SaysThatItIsUnavailableAndWhyOnlyInTheLog) {
+    Service service;
+    service.catalogue.beforeAnswer = [] { throw Unavailable("shard 3 at 10.0.0.3 is gone"); };
+    for (const Bytes& packet : {fingerprintPacket(service.client.get()), itemsPacket(service.client.get(), {"T-a"})}) {
+        const Reply reply = service.ask(packet);
+        EXPECT_EQ(reply.status, 503);
+        EXPECT_EQ(reply.body, "the catalogue is not available\n");
+        EXPECT_EQ(reply.report.reason, "shard 3 at 10.0.0.3 is gone");
+    }
+    service.catalogue.beforeAnswer = [] { throw std::runtime_error("a secret path"); };
+    const Reply reply = service.ask(fingerprintPacket(service.client.get()));
+    EXPECT_EQ(reply.status, 500);
+    EXPECT_EQ(reply.body, "the request failed\n");
+}
+
+TEST(RequestHandler, FailsOnADamagedRecordInsteadOfSendingIt) {
+    Service service;
+    service.catalogue.matches = {match("a", 90)};
+    service.catalogue.matches[0].trackBlob.clear();
+    EXPECT_EQ(service.ask(fingerprintPacket(service.client.get())).status, 500);
+    service.catalogue.matches = {match("a", 90)};
+    service.catalogue.matches[0].albumBlob.resize(40);
+    EXPECT_EQ(service.ask(fingerprintPacket(service.client.get())).status, 500);
+}
+
+TEST(RequestHandler, ClosesTheConnectionForAClientThatTakesEverythingOnIt) {
+    Service bare;
+    EXPECT_FALSE(bare.ask(identityPacket(bare.client.get())).closeConnection);
+    Service http({.responseFraming = 'H'});
+    EXPECT_TRUE(http.ask(identityPacket(http.client.get())).closeConnection);
+}
+
+TEST(RequestHandler, ReportsTheLanguageInLettersOrDigits) {
+    Service service;
+    Reply reply = service.ask(itemsPacket(service.client.get(), {"T"}));
+    EXPECT_EQ(reply.report.language, "en");
+    EXPECT_EQ(reply.report.clientKind, "S");
+    EXPECT_EQ(reply.report.accountId, kAccountId);
+    reply = service.ask(identityPacket(service.client.get()));
+    EXPECT_EQ(reply.report.language, "0000");
+    EXPECT_EQ(reply.report.kind, RequestKind::kIdentity);
+}
