@@ -1,0 +1,189 @@
+#include "accounts/account_file.h"
+
+#include "accounts/private_file.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace tarn::server {
+
+namespace {
+
+constexpr size_t kCodeLength = 80;
+constexpr std::string_view kTimeShape = "0000-00-00T00:00:00Z"; // 0: any digit
+constexpr std::string_view kTitle = "tarn-accounts 1 ";
+constexpr std::string_view kEnd = "end ";
+
+// Where a code's bytes lie: account id, two methods, key.
+constexpr size_t kIdBytes = 4;
+constexpr size_t kEncryptionOffset = 4;
+constexpr size_t kChecksumOffset = 6;
+
+uint32_t littleEndianAt(const std::string& code, size_t offset, size_t width) {
+    uint32_t value = 0;
+    for (size_t i = width; i-- > 0;) {
+        value = (value << 8) | static_cast<uint32_t>(std::stoul(code.substr(2 * (offset + i), 2), nullptr, 16));
+    }
+    return value;
+}
+
+bool isCode(std::string_view text) {
+    return text.size() == kCodeLength && std::all_of(text.begin(), text.end(), [](char c) {
+               return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
+           });
+}
+
+bool isTime(std::string_view text) {
+    return text.size() == kTimeShape.size() &&
+           std::equal(text.begin(), text.end(), kTimeShape.begin(),
+                      [](char c, char shape) { return shape == '0' ? c >= '0' && c <= '9' : c == shape; });
+}
+
+bool isPrintable(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) >= ' ' && c != 127; });
+}
+
+std::optional<uint32_t> numberOf(std::string_view text) {
+    uint32_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+std::optional<Account> accountOf(std::string_view line) {
+    const size_t timeEnd = kCodeLength + 1 + kTimeShape.size();
+    if (line.size() <= timeEnd || line[kCodeLength] != ' ' || line[timeEnd] != ' ') return std::nullopt;
+    const Account account{std::string(line.substr(0, kCodeLength)),
+                          std::string(line.substr(kCodeLength + 1, kTimeShape.size())),
+                          std::string(line.substr(timeEnd + 1))};
+    if (!isCode(account.code) || !isTime(account.created) || !isPrintable(account.name)) return std::nullopt;
+    if (account.encryptionMethod() < 1 || account.encryptionMethod() > 3) return std::nullopt;
+    if (account.checksumMethod() < 2 || account.checksumMethod() > 3) return std::nullopt; // 1 cannot sign
+    return account;
+}
+
+class Parser {
+  public:
+    Parser(const std::filesystem::path& file, std::string_view text) : file_(file), rest_(text) {}
+
+    AccountList parse() {
+        AccountList list;
+        const std::string_view title = line();
+        if (!title.starts_with(kTitle)) damaged("is no account file");
+        list.nextId = numberOf(title.substr(kTitle.size())).value_or(0);
+        if (list.nextId == 0) damaged("is no account file");
+        std::string_view text = line();
+        for (; !text.starts_with(kEnd); text = line()) {
+            const std::optional<Account> account = accountOf(text);
+            if (!account) damaged("is no account");
+            if (list.find(account->id()) != nullptr) damaged("is an account that was there before");
+            if (account->id() == 0 || account->id() >= list.nextId) damaged("has an id that was not given yet");
+            list.accounts.push_back(*account);
+        }
+        if (numberOf(text.substr(kEnd.size())) != list.accounts.size() || !rest_.empty()) damaged("is no end");
+        return list;
+    }
+
+  private:
+    std::string_view line() {
+        ++number_;
+        const size_t end = rest_.find('\n');
+        if (end == std::string_view::npos) damaged("is cut off");
+        const std::string_view text = rest_.substr(0, end);
+        rest_.remove_prefix(end + 1);
+        return text;
+    }
+    [[noreturn]] void damaged(const char* what) const {
+        throw AccountError(file_.string() + ": damaged: line " + std::to_string(number_) + " " + what);
+    }
+
+    const std::filesystem::path& file_;
+    std::string_view rest_;
+    size_t number_ = 0;
+};
+
+} // namespace
+
+uint32_t Account::id() const { return littleEndianAt(code, 0, kIdBytes); }
+int Account::encryptionMethod() const { return static_cast<int>(littleEndianAt(code, kEncryptionOffset, 2)); }
+int Account::checksumMethod() const { return static_cast<int>(littleEndianAt(code, kChecksumOffset, 2)); }
+
+std::string makeAccessCode(uint32_t id, int encryptionMethod, int checksumMethod, const std::string& key32Bytes) {
+    std::string code;
+    const auto put = [&](unsigned byte) {
+        char digits[3];
+        std::snprintf(digits, sizeof digits, "%02X", byte & 0xff);
+        code += digits;
+    };
+    for (unsigned shift = 0; shift < 32; shift += 8) put(id >> shift);
+    for (const int method : {encryptionMethod, checksumMethod}) {
+        put(static_cast<unsigned>(method));
+        put(0);
+    }
+    for (const char byte : key32Bytes) put(static_cast<unsigned char>(byte));
+    return code;
+}
+
+const Account* AccountList::find(uint32_t id) const {
+    const auto found =
+        std::find_if(accounts.begin(), accounts.end(), [&](const Account& account) { return account.id() == id; });
+    return found == accounts.end() ? nullptr : &*found;
+}
+
+AccountList loadAccounts(const std::filesystem::path& file) {
+    const FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!descriptor.isOpen()) {
+        if (errno == ENOENT) return {};
+        throw AccountError(errnoText(file, "cannot be opened"));
+    }
+    struct stat status {};
+    if (fstat(descriptor.get(), &status) != 0) throw AccountError(errnoText(file, "cannot be examined"));
+    if (!S_ISREG(status.st_mode)) throw AccountError(file.string() + ": is not a file");
+    if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        throw AccountError(file.string() + ": others than its owner may use it; chmod 600 it");
+    }
+    try {
+        return Parser(file, readWhole(descriptor, file)).parse();
+    } catch (const AccountError&) {
+        throw;
+    } catch (const std::runtime_error& error) {
+        throw AccountError(error.what());
+    }
+}
+
+void saveAccounts(const std::filesystem::path& file, const AccountList& list) {
+    std::string text(kTitle);
+    text += std::to_string(list.nextId) + "\n";
+    for (const Account& account : list.accounts) {
+        text += account.code + " " + account.created + " " + account.name + "\n";
+    }
+    text += std::string(kEnd) + std::to_string(list.accounts.size()) + "\n";
+    try {
+        replacePrivateFile(file, text);
+    } catch (const std::runtime_error& error) {
+        throw AccountError(error.what());
+    }
+}
+
+AccountFileLock::AccountFileLock(const std::filesystem::path& file) : descriptor_(-1) {
+    const std::filesystem::path lock = file.string() + ".lock";
+    FileDescriptor descriptor(open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!descriptor.isOpen()) throw AccountError(errnoText(lock, "cannot be opened"));
+    while (flock(descriptor.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) throw AccountError(errnoText(lock, "cannot be locked"));
+    }
+    descriptor_ = descriptor.release();
+}
+
+AccountFileLock::~AccountFileLock() { close(descriptor_); }
+
+} // namespace tarn::server

@@ -1,0 +1,61 @@
+// The file of the accounts. It holds their keys, so it is its owner's alone, and it is only ever replaced whole.
+//
+//   tarn-accounts 1 NEXT                        NEXT: id of the next account; no id is given twice
+//   CODE YYYY-MM-DDThh:mm:ssZ NAME              one line an account: access code, when it was made, a name or nothing
+//   end COUNT                                   of accounts: a file that was cut off is noticed
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace tarn::server {
+
+struct Account {
+    std::string code;    // access code, 80 upper-case hexadecimal digits
+    std::string created; // UTC, as in the file
+    std::string name;    // printable, may be empty
+
+    uint32_t id() const;
+    int encryptionMethod() const;
+    int checksumMethod() const;
+};
+
+// An access code: account id, methods and key as they stand in its bytes, integers little-endian.
+std::string makeAccessCode(uint32_t id, int encryptionMethod, int checksumMethod, const std::string& key32Bytes);
+
+struct AccountList {
+    uint32_t nextId = 1;
+    std::vector<Account> accounts; // in the order they were made
+
+    const Account* find(uint32_t id) const;
+};
+
+// The file cannot be used; the text says which file and why, and holds no key.
+class AccountError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+// A file that does not exist holds no account. Throws AccountError, also for a file that others can read.
+AccountList loadAccounts(const std::filesystem::path& file);
+// Written beside it, synced, renamed over it; mode 0600; made by root it belongs to the owner of its folder, so that a
+// service that runs as that user can read it.
+void saveAccounts(const std::filesystem::path& file, const AccountList& list);
+
+// Held while the file is read, changed and written, so that two commands at once lose nothing.
+class AccountFileLock {
+  public:
+    explicit AccountFileLock(const std::filesystem::path& file);
+    ~AccountFileLock();
+    AccountFileLock(const AccountFileLock&) = delete;
+    AccountFileLock& operator=(const AccountFileLock&) = delete;
+
+  private:
+    int descriptor_;
+};
+
+} // namespace tarn::server

@@ -1,0 +1,47 @@
+// The identities that devices were given: 16 random bytes each. Kept in a file that grows by one entry at a time, so
+// that several servers may share it.
+//
+//   account id u32 little-endian | 16 bytes
+#pragma once
+
+#include "accounts/private_file.h"
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+
+namespace tarn::server {
+
+class IdentityStore {
+  public:
+    using Identity = std::array<uint8_t, 16>;
+    // An account whose devices ask for more gets none: the file must not grow without end.
+    static constexpr size_t kMostPerAccount = 100'000;
+
+    // Makes the file where there is none; throws std::runtime_error. An entry that was cut off is dropped.
+    explicit IdentityStore(const std::filesystem::path& file, size_t mostPerAccount = kMostPerAccount);
+
+    // The presented one if it was given to this account, else a new one, on disk before it is returned; nothing when
+    // the account has had its share. Throws std::runtime_error when it cannot be kept.
+    std::optional<Identity> identityFor(uint32_t accountId, const std::string& presented);
+
+  private:
+    void readMore(); // entries added since, by whomever
+
+    const std::filesystem::path path_;
+    const size_t mostPerAccount_;
+    std::mutex mutex_;
+    FileDescriptor file_;
+    int64_t readBytes_ = 0;
+    std::unordered_map<uint32_t, std::set<Identity>> known_;
+};
+
+// From the system's source of random bytes.
+std::string randomBytes(size_t count);
+
+} // namespace tarn::server

@@ -1,0 +1,96 @@
+#include "commands/account.h"
+
+#include "accounts/account_file.h"
+#include "accounts/identity_store.h"
+
+#include <algorithm>
+#include <ctime>
+#include <fmt/format.h>
+#include <limits>
+#include <ostream>
+
+namespace tarn::server {
+
+namespace {
+
+constexpr size_t kKeyBytes = 32;
+constexpr size_t kMostNameBytes = 200;
+
+std::string nowUtc() {
+    const std::time_t now = std::time(nullptr);
+    std::tm parts{};
+    gmtime_r(&now, &parts);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text;
+}
+
+bool isGoodName(const std::string& name) {
+    return name.size() <= kMostNameBytes && std::all_of(name.begin(), name.end(), [](char c) {
+               return static_cast<unsigned char>(c) >= ' ' && c != 127;
+           });
+}
+
+template <class Command>
+int reporting(std::ostream& err, const Command& command) {
+    try {
+        return command();
+    } catch (const std::exception& error) {
+        err << error.what() << '\n';
+        return 1;
+    }
+}
+
+} // namespace
+
+int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        if (options.encryptionMethod < 1 || options.encryptionMethod > 3 || options.checksumMethod < 2 ||
+            options.checksumMethod > 3) {
+            throw AccountError("encryption is 1, 2 or 3; checksum is 2 or 3");
+        }
+        if (!isGoodName(options.name)) throw AccountError("the name is too long or not printable");
+        if (options.accounts.has_parent_path()) {
+            std::filesystem::create_directories(options.accounts.parent_path());
+        }
+        const AccountFileLock lock(options.accounts);
+        AccountList list = loadAccounts(options.accounts);
+        if (list.nextId == std::numeric_limits<uint32_t>::max()) throw AccountError("every account id has been given");
+        const uint32_t id = list.nextId++;
+        list.accounts.push_back(
+            {makeAccessCode(id, options.encryptionMethod, options.checksumMethod, randomBytes(kKeyBytes)), nowUtc(),
+             options.name});
+        saveAccounts(options.accounts, list);
+        out << fmt::format("account {}\naccess code {}\n\n"
+                           "The code is not shown again. A key made from it is good for 30 seconds:\n\n"
+                           "  KEY=$(tarn -e \"$(date +%s):{}\" 2>&1 | sed -n 's/.*Encoded Key //p')\n"
+                           "  tarn \"$KEY\" HOST:PORT FILE.wav\n",
+                           id, list.accounts.back().code, list.accounts.back().code);
+        return 0;
+    });
+}
+
+int runAccountList(const std::filesystem::path& accounts, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        for (const Account& account : loadAccounts(accounts).accounts) {
+            out << fmt::format("{}\t{}\tencryption {}\tchecksum {}\t{}\n", account.id(), account.created,
+                               account.encryptionMethod(), account.checksumMethod(), account.name);
+        }
+        return 0;
+    });
+}
+
+int runAccountRemove(const std::filesystem::path& accounts, uint32_t id, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        const AccountFileLock lock(accounts);
+        AccountList list = loadAccounts(accounts);
+        if (std::erase_if(list.accounts, [&](const Account& account) { return account.id() == id; }) == 0) {
+            throw AccountError(fmt::format("there is no account {}", id));
+        }
+        saveAccounts(accounts, list);
+        out << fmt::format("account {} removed\n", id);
+        return 0;
+    });
+}
+
+} // namespace tarn::server

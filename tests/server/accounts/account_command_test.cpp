@@ -1,0 +1,140 @@
+#include "commands/account.h"
+
+#include "accounts/account_file.h"
+#include "kvx.h"
+#include "server/accounts/temporary_folder.h"
+
+#include <gtest/gtest.h>
+#include <set>
+#include <sstream>
+#include <thread>
+
+using namespace tarn::server;
+using servertest::contents;
+using servertest::TemporaryFolder;
+using servertest::writePrivate;
+
+namespace {
+
+struct Result {
+    int status = 0;
+    std::string out;
+    std::string err;
+};
+
+Result add(const AccountAddOptions& options) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = runAccountAdd(options, out, err);
+    return {status, out.str(), err.str()};
+}
+
+Result list(const std::filesystem::path& file) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = runAccountList(file, out, err);
+    return {status, out.str(), err.str()};
+}
+
+Result remove(const std::filesystem::path& file, uint32_t id) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = runAccountRemove(file, id, out, err);
+    return {status, out.str(), err.str()};
+}
+
+} // namespace
+
+TEST(AccountAdd, ShowsACodeThatTheLibraryTakesAndTheLineToUseIt) {
+    const TemporaryFolder folder;
+    const Result result = add({folder / "deep/state/accounts", "a name", 2, 3});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const AccountList accounts = loadAccounts(folder / "deep/state/accounts");
+    ASSERT_EQ(accounts.accounts.size(), 1U);
+    const Account& account = accounts.accounts[0];
+    EXPECT_EQ(account.id(), 1U);
+    EXPECT_EQ(account.encryptionMethod(), 2);
+    EXPECT_EQ(account.checksumMethod(), 3);
+    EXPECT_EQ(account.name, "a name");
+    EXPECT_NE(result.out.find("access code " + account.code + "\n"), std::string::npos);
+    EXPECT_NE(result.out.find("tarn -e \"$(date +%s):" + account.code + "\""), std::string::npos);
+    KVXHandle* handle = nullptr;
+    EXPECT_EQ(KVXInit(&handle, account.code.c_str(), nullptr, 0, nullptr, 0, 'B', 'B', 'S', nullptr, 0), 0);
+    KVXShutdown(&handle);
+}
+
+TEST(AccountAdd, RefusesMethodsThatCannotSignAndNamesThatCannotBePrinted) {
+    const TemporaryFolder folder;
+    const AccountAddOptions cases[] = {
+        {folder / "accounts", "", 0, 3},           {folder / "accounts", "", 4, 3},
+        {folder / "accounts", "", 3, 1},           {folder / "accounts", "", 3, 4},
+        {folder / "accounts", "two\nlines", 3, 3}, {folder / "accounts", std::string(201, 'x'), 3, 3},
+    };
+    for (const AccountAddOptions& options : cases) {
+        SCOPED_TRACE(options.name);
+        const Result result = add(options);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.err, "");
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "accounts"));
+}
+
+TEST(AccountAdd, LosesNothingWhenManyRunAtOnce) {
+    const TemporaryFolder folder;
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 8; ++i) {
+            threads.emplace_back([&] {
+                for (int k = 0; k < 5; ++k) EXPECT_EQ(add({folder / "accounts", "", 3, 3}).status, 0);
+            });
+        }
+    }
+    const AccountList accounts = loadAccounts(folder / "accounts");
+    std::set<uint32_t> ids;
+    std::set<std::string> keys;
+    for (const Account& account : accounts.accounts) {
+        ids.insert(account.id());
+        keys.insert(account.code.substr(16));
+    }
+    EXPECT_EQ(ids.size(), 40U);
+    EXPECT_EQ(keys.size(), 40U);
+}
+
+TEST(AccountList, ShowsEverythingButTheKeys) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(list(folder / "accounts").out, "");
+    add({folder / "accounts", "first", 3, 3});
+    add({folder / "accounts", "second", 1, 2});
+    const Result result = list(folder / "accounts");
+    EXPECT_EQ(result.status, 0);
+    const AccountList accounts = loadAccounts(folder / "accounts");
+    EXPECT_EQ(result.out, "1\t" + accounts.accounts[0].created + "\tencryption 3\tchecksum 3\tfirst\n2\t" +
+                              accounts.accounts[1].created + "\tencryption 1\tchecksum 2\tsecond\n");
+}
+
+TEST(AccountRemove, TakesTheAccountAndItsIdOutOfUse) {
+    const TemporaryFolder folder;
+    add({folder / "accounts", "", 3, 3});
+    add({folder / "accounts", "", 3, 3});
+    EXPECT_EQ(remove(folder / "accounts", 2).out, "account 2 removed\n");
+    const Result again = remove(folder / "accounts", 2);
+    EXPECT_EQ(again.status, 1);
+    EXPECT_EQ(again.err, "there is no account 2\n");
+    add({folder / "accounts", "", 3, 3});
+    const AccountList accounts = loadAccounts(folder / "accounts");
+    EXPECT_NE(accounts.find(1), nullptr);
+    EXPECT_EQ(accounts.find(2), nullptr);
+    EXPECT_NE(accounts.find(3), nullptr);
+}
+
+TEST(AccountCommands, LeaveADamagedFileAloneAndSaySo) {
+    const TemporaryFolder folder;
+    writePrivate(folder / "accounts", "tarn-accounts 1 5\nrubbish\n");
+    for (const Result& result :
+         {add({folder / "accounts", "", 3, 3}), list(folder / "accounts"), remove(folder / "accounts", 1)}) {
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.err.find("accounts: damaged: line 2 is no account"), std::string::npos);
+    }
+    EXPECT_EQ(contents(folder / "accounts"), "tarn-accounts 1 5\nrubbish\n");
+}

@@ -1,0 +1,181 @@
+#include "accounts/account_file.h"
+
+#include "server/accounts/temporary_folder.h"
+#include "support/handles.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace tarn::server;
+using servertest::contents;
+using servertest::TemporaryFolder;
+using servertest::writePrivate;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kKey = "0123456789abcdef0123456789ABCDEF";
+const std::string kTime = "2026-11-20T18:10:26Z";
+
+Account account(uint32_t id, const std::string& name = "someone") {
+    return {makeAccessCode(id, 3, 3, kKey), kTime, name};
+}
+
+AccountList listOf(uint32_t count) {
+    AccountList list;
+    for (uint32_t id = 1; id <= count; ++id) list.accounts.push_back(account(id, "name " + std::to_string(id)));
+    list.nextId = count + 1;
+    return list;
+}
+
+std::string failureOf(const fs::path& file) {
+    try {
+        loadAccounts(file);
+        return "loaded";
+    } catch (const AccountError& error) {
+        std::string text = error.what();
+        return text.substr(text.find(": ") + 2);
+    }
+}
+
+} // namespace
+
+TEST(AccessCode, IsWhatTheLibraryReads) {
+    kvxtest::SecretKey secret;
+    std::copy(kKey.begin(), kKey.end(), secret.begin());
+    EXPECT_EQ(makeAccessCode(0x04030201, 2, 3, kKey), kvxtest::accessCode(2, 3, secret, 0x04030201));
+    const Account made{makeAccessCode(0xfedcba98, 1, 2, kKey), kTime, ""};
+    EXPECT_EQ(made.id(), 0xfedcba98);
+    EXPECT_EQ(made.encryptionMethod(), 1);
+    EXPECT_EQ(made.checksumMethod(), 2);
+}
+
+TEST(AccountFile, KeepsWhatItIsGiven) {
+    const TemporaryFolder folder;
+    for (const uint32_t count : {0U, 1U, 300U}) {
+        SCOPED_TRACE(count);
+        saveAccounts(folder / "accounts", listOf(count));
+        const AccountList list = loadAccounts(folder / "accounts");
+        EXPECT_EQ(list.nextId, count + 1);
+        ASSERT_EQ(list.accounts.size(), count);
+        for (uint32_t id = 1; id <= count; ++id) {
+            EXPECT_EQ(list.find(id)->code, account(id).code);
+            EXPECT_EQ(list.find(id)->created, kTime);
+            EXPECT_EQ(list.find(id)->name, "name " + std::to_string(id));
+        }
+    }
+}
+
+TEST(AccountFile, ThatDoesNotExistHoldsNoAccount) {
+    const TemporaryFolder folder;
+    EXPECT_TRUE(loadAccounts(folder / "accounts").accounts.empty());
+}
+
+TEST(AccountFile, IsItsOwnersAlone) {
+    const TemporaryFolder folder;
+    saveAccounts(folder / "accounts", listOf(1));
+    struct stat status {};
+    ASSERT_EQ(stat((folder / "accounts").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600U);
+    for (const mode_t mode : {0640U, 0604U, 0620U}) {
+        SCOPED_TRACE(mode);
+        ASSERT_EQ(chmod((folder / "accounts").c_str(), mode), 0);
+        EXPECT_EQ(failureOf(folder / "accounts"), "others than its owner may use it; chmod 600 it");
+    }
+}
+
+TEST(AccountFile, MadeByRootBelongsToTheOwnerOfItsFolder) {
+    const TemporaryFolder folder;
+    const uid_t owner = geteuid() == 0 ? 12345 : geteuid();
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(folder.path().c_str(), owner, owner), 0);
+    }
+    saveAccounts(folder / "accounts", listOf(1));
+    struct stat status {};
+    ASSERT_EQ(stat((folder / "accounts").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, owner);
+}
+
+TEST(AccountFile, CutOffAnywhereIsDamaged) {
+    const TemporaryFolder folder;
+    saveAccounts(folder / "accounts", listOf(2));
+    const std::string whole = contents(folder / "accounts");
+    for (size_t length = 0; length < whole.size(); ++length) {
+        SCOPED_TRACE(length);
+        writePrivate(folder / "cut", whole.substr(0, length));
+        EXPECT_NE(failureOf(folder / "cut").find("damaged: line "), std::string::npos);
+    }
+}
+
+TEST(AccountFile, SaysWhichLineIsDamagedAndNothingOfTheKey) {
+    const TemporaryFolder folder;
+    const std::string line = account(1).code + " " + kTime + " name\n";
+    const std::string weak = makeAccessCode(1, 3, 1, kKey) + " " + kTime + " name\n";
+    std::string lower = line;
+    lower[79] = 'f';
+    const struct {
+        const char* name;
+        std::string text;
+        const char* failure;
+    } cases[] = {
+        {"another file", "something else\n", "damaged: line 1 is no account file"},
+        {"no next id", "tarn-accounts 1 \nend 0\n", "damaged: line 1 is no account file"},
+        {"a next id of 0", "tarn-accounts 1 0\nend 0\n", "damaged: line 1 is no account file"},
+        {"a good one", "tarn-accounts 1 2\n" + line + "end 1\n", "loaded"},
+        {"an empty line", "tarn-accounts 1 2\n\nend 0\n", "damaged: line 2 is no account"},
+        {"a short code", "tarn-accounts 1 2\n" + line.substr(2) + "end 1\n", "damaged: line 2 is no account"},
+        {"a lower-case digit", "tarn-accounts 1 2\n" + lower + "end 1\n", "damaged: line 2 is no account"},
+        {"a checksum that cannot sign", "tarn-accounts 1 2\n" + weak + "end 1\n", "damaged: line 2 is no account"},
+        {"an account twice", "tarn-accounts 1 2\n" + line + line + "end 2\n",
+         "damaged: line 3 is an account that was there before"},
+        {"an id of the future", "tarn-accounts 1 1\n" + line + "end 1\n",
+         "damaged: line 2 has an id that was not given yet"},
+        {"another count", "tarn-accounts 1 2\n" + line + "end 2\n", "damaged: line 3 is no end"},
+        {"something behind the end", "tarn-accounts 1 2\n" + line + "end 1\n\n", "damaged: line 3 is no end"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        writePrivate(folder / "accounts", c.text);
+        EXPECT_EQ(failureOf(folder / "accounts"), c.failure);
+    }
+    EXPECT_EQ(failureOf(folder.path()), "is not a file");
+}
+
+// A disk that fills up is simulated by a limit on the size of files, in a process of its own.
+TEST(AccountFile, StaysAsItWasWhenTheNewOneCannotBeWritten) {
+    const TemporaryFolder folder;
+    saveAccounts(folder / "accounts", listOf(1));
+    const std::string before = contents(folder / "accounts");
+    const pid_t child = fork();
+    if (child == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{1000, 1000};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        try {
+            saveAccounts(folder / "accounts", listOf(100));
+        } catch (const AccountError&) {
+            _exit(7);
+        }
+        _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7);
+    EXPECT_EQ(contents(folder / "accounts"), before);
+    size_t files = 0;
+    for ([[maybe_unused]] const auto& entry : fs::directory_iterator(folder.path())) ++files;
+    EXPECT_EQ(files, 1U) << "the new file is gone again";
+}
+
+TEST(AccountFile, IsNeverSeenHalfWritten) {
+    const TemporaryFolder folder;
+    saveAccounts(folder / "accounts", listOf(1));
+    std::jthread writer([&](const std::stop_token& token) {
+        for (uint32_t i = 0; !token.stop_requested(); ++i) saveAccounts(folder / "accounts", listOf(1 + i % 200));
+    });
+    for (int i = 0; i < 300; ++i) EXPECT_EQ(failureOf(folder / "accounts"), "loaded");
+}
