@@ -29,7 +29,10 @@ FileDescriptor::~FileDescriptor() {
 FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
-    std::swap(descriptor_, other.descriptor_);
+    if (this != &other) {
+        if (descriptor_ >= 0) close(descriptor_);
+        descriptor_ = std::exchange(other.descriptor_, -1);
+    }
     return *this;
 }
 

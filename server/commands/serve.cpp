@@ -1,0 +1,131 @@
+#include "commands/serve.h"
+
+#include "accounts/account_book.h"
+#include "accounts/identity_store.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <mutex>
+#include <ostream>
+#include <pthread.h>
+#include <spdlog/async.h>
+#include <spdlog/sinks/stdout_sinks.h>
+#include <sys/resource.h>
+
+namespace tarn::server {
+
+namespace {
+
+constexpr auto kOpenAgainAfter = std::chrono::seconds(1);
+constexpr size_t kWaitingLogLines = 8192;
+
+// The catalogue, opened when it can be.
+class OpeningRecogniser final : public Recogniser {
+  public:
+    OpeningRecogniser(const RecogniserFactory& open, spdlog::logger& log) : open_(open), log_(log) {}
+
+    std::vector<Match> recognise(const FingerprintQuery& query, size_t most) override {
+        return opened().recognise(query, most);
+    }
+    std::vector<Match> lookUp(const std::string& id, size_t most) override { return opened().lookUp(id, most); }
+    uint64_t recordingCount() override { return opened().recordingCount(); }
+    std::optional<uint32_t> candidatesOfLastQuery() override { return opened().candidatesOfLastQuery(); }
+
+  private:
+    Recogniser& opened() {
+        const std::lock_guard lock(mutex_);
+        if (recogniser_) return *recogniser_;
+        const auto now = std::chrono::steady_clock::now();
+        if (now < nextTry_) throw Unavailable("the catalogue is not open");
+        nextTry_ = now + kOpenAgainAfter;
+        try {
+            recogniser_ = open_();
+        } catch (const std::exception& error) {
+            log_.error("catalogue: {}", error.what());
+            throw Unavailable("the catalogue cannot be opened");
+        }
+        log_.info("catalogue open");
+        return *recogniser_;
+    }
+
+    const RecogniserFactory& open_;
+    spdlog::logger& log_;
+    std::mutex mutex_;
+    std::unique_ptr<Recogniser> recogniser_;
+    std::chrono::steady_clock::time_point nextTry_{};
+};
+
+// Log lines wait in a bounded queue, the oldest giving way: whoever reads the log slowly does not slow the service.
+std::shared_ptr<spdlog::logger> makeLog(std::shared_ptr<spdlog::details::thread_pool>& pool) {
+    pool = std::make_shared<spdlog::details::thread_pool>(kWaitingLogLines, 1);
+    auto log = std::make_shared<spdlog::async_logger>("tarn-server", std::make_shared<spdlog::sinks::stderr_sink_mt>(),
+                                                      pool, spdlog::async_overflow_policy::overrun_oldest);
+    log->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %l %v", spdlog::pattern_time_type::utc);
+    return log;
+}
+
+// Every connection is a descriptor.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+std::filesystem::path fromEnvironment(const char* name) {
+    const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): before any thread
+    return value == nullptr ? "" : value;
+}
+
+} // namespace
+
+std::filesystem::path stateDirectory() {
+    // A service manager may name several, separated by colons.
+    const std::string given = fromEnvironment("STATE_DIRECTORY").string();
+    if (!given.empty()) return given.substr(0, given.find(':'));
+    const std::filesystem::path state = fromEnvironment("XDG_STATE_HOME");
+    return (state.empty() ? fromEnvironment("HOME") / ".local/state" : state) / "tarn-server";
+}
+
+std::filesystem::path defaultAccountsFile() { return stateDirectory() / "accounts"; }
+
+int runServe(const ServeOptions& options, const RecogniserFactory& openCatalogue, std::ostream& out,
+             std::ostream& err) {
+    // Blocked before any thread is made, so that all of them inherit it and only sigwait below takes them.
+    sigset_t endSignals;
+    sigemptyset(&endSignals);
+    sigaddset(&endSignals, SIGTERM);
+    sigaddset(&endSignals, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN); // a client that goes is a failed write
+    raiseDescriptorLimit();
+
+    try {
+        std::shared_ptr<spdlog::details::thread_pool> logPool; // outlives the log
+        const std::shared_ptr<spdlog::logger> log = makeLog(logPool);
+        if (options.accounts.has_parent_path()) std::filesystem::create_directories(options.accounts.parent_path());
+        AccountBook accounts(options.accounts, [&](const std::string& text) { log->error("accounts: {}", text); });
+        IdentityStore identities(options.identities.empty() ? options.accounts.parent_path() / "identities"
+                                                            : options.identities);
+        OpeningRecogniser recogniser(openCatalogue, *log);
+        const RequestHandler handler(
+            [&](uint32_t id) { return accounts.code(id); },
+            [&](uint32_t id, const std::string& presented) { return identities.identityFor(id, presented); },
+            recogniser);
+        HttpServer server(options.listen, options.limits, {handler, recogniser, [&] { return accounts.size(); }, log});
+        out << "listening on " << server.address() << std::endl;
+        log->info("listening on {}, {} accounts", server.address(), accounts.size());
+        int signal = 0;
+        sigwait(&endSignals, &signal);
+        log->info("signal {}, finishing what is in flight", signal);
+        server.stop();
+        log->info("stopped");
+        return 0;
+    } catch (const std::exception& error) {
+        err << error.what() << '\n';
+        return 1;
+    }
+}
+
+} // namespace tarn::server

@@ -1,0 +1,92 @@
+#include "http/listen_socket.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <memory>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <optional>
+
+namespace tarn::server {
+
+namespace {
+
+struct HostAndPort {
+    std::string host; // empty: every address
+    std::string port;
+};
+
+std::optional<HostAndPort> split(const std::string& address) {
+    const size_t colon = address.rfind(':');
+    if (colon == std::string::npos) return std::nullopt;
+    HostAndPort parts{address.substr(0, colon), address.substr(colon + 1)};
+    if (parts.host.size() >= 2 && parts.host.front() == '[' && parts.host.back() == ']') {
+        parts.host = parts.host.substr(1, parts.host.size() - 2);
+    } else if (parts.host.find(':') != std::string::npos) {
+        return std::nullopt; // without brackets nobody knows where the port begins
+    }
+    uint16_t port = 0;
+    const char* end = parts.port.data() + parts.port.size();
+    const auto read = std::from_chars(parts.port.data(), end, port);
+    if (parts.port.empty() || read.ec != std::errc() || read.ptr != end) return std::nullopt;
+    return parts;
+}
+
+sockaddr_storage nameOf(const FileDescriptor& socket) {
+    sockaddr_storage name{};
+    socklen_t length = sizeof name;
+    if (getsockname(socket.get(), reinterpret_cast<sockaddr*>(&name), &length) != 0) {
+        throw ListenError(std::string("no address: ") + std::strerror(errno));
+    }
+    return name;
+}
+
+} // namespace
+
+FileDescriptor listenOn(const std::string& address) {
+    const std::optional<HostAndPort> parts = split(address);
+    if (!parts) throw ListenError(address + ": is not ADDRESS:PORT");
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_PASSIVE | AI_NUMERICHOST | AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    const int status =
+        getaddrinfo(parts->host.empty() ? nullptr : parts->host.c_str(), parts->port.c_str(), &hints, &found);
+    if (status != 0) throw ListenError(address + ": " + gai_strerror(status));
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, freeaddrinfo);
+
+    FileDescriptor descriptor(socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, found->ai_protocol));
+    const int on = 1;
+    if (!descriptor.isOpen() || setsockopt(descriptor.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
+        bind(descriptor.get(), found->ai_addr, found->ai_addrlen) != 0 || listen(descriptor.get(), SOMAXCONN) != 0) {
+        throw ListenError(address + ": cannot listen: " + std::strerror(errno));
+    }
+    return descriptor;
+}
+
+uint16_t boundPort(const FileDescriptor& socket) {
+    const sockaddr_storage name = nameOf(socket);
+    return ntohs(name.ss_family == AF_INET6 ? reinterpret_cast<const sockaddr_in6&>(name).sin6_port
+                                            : reinterpret_cast<const sockaddr_in&>(name).sin_port);
+}
+
+std::string boundAddress(const FileDescriptor& socket) {
+    const sockaddr_storage name = nameOf(socket);
+    const std::string host = addressText(reinterpret_cast<const sockaddr*>(&name));
+    return (name.ss_family == AF_INET6 ? "[" + host + "]" : host) + ":" + std::to_string(boundPort(socket));
+}
+
+std::string addressText(const sockaddr* address) {
+    char text[INET6_ADDRSTRLEN] = "?";
+    if (address != nullptr && address->sa_family == AF_INET6) {
+        inet_ntop(AF_INET6, &reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr, text, sizeof text);
+    } else if (address != nullptr && address->sa_family == AF_INET) {
+        inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text, sizeof text);
+    }
+    return text;
+}
+
+} // namespace tarn::server

@@ -1,0 +1,35 @@
+// fake_service LISTEN ACCOUNTS FOLDER: the service with a catalogue in memory.
+//   FOLDER/closed   while it exists, the catalogue cannot be opened
+//   FOLDER/hold     while it exists, an answer waits; FOLDER/held is made when one does
+#include "commands/serve.h"
+#include "server/protocol/fake_catalogue.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+int main(int count, char** arguments) {
+    if (count != 4) return 2;
+    const fs::path folder = arguments[3];
+    tarn::server::ServeOptions options;
+    options.listen = arguments[1];
+    options.accounts = arguments[2];
+    return tarn::server::runServe(
+        options,
+        [&] {
+            if (fs::exists(folder / "closed")) throw std::runtime_error("closed on purpose");
+            auto catalogue = std::make_unique<servertest::FakeCatalogue>();
+            catalogue->matches = {servertest::match("a", 93)};
+            catalogue->beforeAnswer = [folder] {
+                if (!fs::exists(folder / "hold")) return;
+                std::ofstream(folder / "held") << "held";
+                while (fs::exists(folder / "hold")) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            };
+            return catalogue;
+        },
+        std::cout, std::cerr);
+}

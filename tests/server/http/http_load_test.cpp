@@ -1,0 +1,172 @@
+// Clients that are many, slow, silent or hostile.
+#include "server/http/test_service.h"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <sys/resource.h>
+
+using namespace servertest;
+using namespace tarn::server;
+
+namespace {
+
+void allowManyDescriptors() {
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = limit.rlim_max;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    ASSERT_GE(limit.rlim_cur, 2200U) << "1,000 connections have two ends each";
+}
+
+} // namespace
+
+TEST(HttpLoad, AnswersAThousandConnectionsAtOnce) {
+    allowManyDescriptors();
+    constexpr size_t kClients = 1000;
+    TestService service(
+        {.connectionsPerAddress = 0, .requestTime = std::chrono::minutes(2), .waitingTime = std::chrono::minutes(2)});
+    service.catalogue.matches = {match("a", 93)};
+    const auto handle = kvxtest::makeHandle();
+    const std::string request = postOf(fingerprintPacket(handle.get()));
+    std::vector<RawClient> clients;
+    for (size_t i = 0; i < kClients; ++i) {
+        clients.emplace_back(service.port());
+        ASSERT_TRUE(clients.back().connected());
+        ASSERT_TRUE(clients.back().send(request.substr(0, request.size() / 2)));
+    }
+    // All are open at the same moment, and a further one is served beside them.
+    service.waitForMetric("tarn_connections", std::to_string(kClients + 1));
+    for (RawClient& client : clients) ASSERT_TRUE(client.send(request.substr(request.size() / 2)));
+    for (RawClient& client : clients) EXPECT_EQ(client.read().value_or(HttpAnswer{}).status, 200);
+    EXPECT_EQ(service.catalogue.asked, kClients);
+}
+
+TEST(HttpLoad, TakesSoManyConnectionsFromOneAddressAndNoMore) {
+    TestService service({.connectionsPerAddress = 5});
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 5; ++i) {
+        clients.emplace_back(service.port());
+        ASSERT_TRUE(clients.back().send(getOf("/metrics")));
+        ASSERT_TRUE(clients.back().read().has_value());
+    }
+    RawClient oneTooMany(service.port());
+    oneTooMany.send(getOf("/metrics"));
+    EXPECT_FALSE(oneTooMany.read().has_value());
+    ASSERT_TRUE(clients[0].send(getOf("/metrics")));
+    EXPECT_TRUE(clients[0].read().has_value());
+}
+
+TEST(HttpLoad, EndsClientsThatAreTooSlow) {
+    TestService service({.requestTime = std::chrono::milliseconds(300)});
+    const auto handle = kvxtest::makeHandle();
+    const std::string request = postOf(fingerprintPacket(handle.get()));
+    const size_t bodyStart = request.find("\r\n\r\n") + 4;
+    const struct {
+        const char* name;
+        size_t atOnce;
+    } cases[] = {{"byte by byte from the start", 0}, {"byte by byte from the body on", bodyStart}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        RawClient client(service.port());
+        ASSERT_TRUE(client.send(request.substr(0, c.atOnce)));
+        // The bytes come for ever, far more slowly than they may: the connection must end before they do.
+        size_t at = c.atOnce;
+        while (at < request.size() && !client.ended() && client.send(request.substr(at, 1))) {
+            ++at;
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        EXPECT_LT(at, request.size());
+    }
+    EXPECT_EQ(service.ask(request).status, 200);
+}
+
+TEST(HttpLoad, EndsClientsThatSayNothing) {
+    TestService service({.requestTime = std::chrono::milliseconds(200)});
+    RawClient silent(service.port());
+    EXPECT_EQ(silent.readToEnd(), "");
+    // Half a request, and nothing more.
+    RawClient half(service.port());
+    ASSERT_TRUE(half.send("POST /sdkrequest HTTP/1.1\r\nHo"));
+    EXPECT_EQ(half.readToEnd(), "");
+    // Answered, then idle.
+    RawClient idle(service.port());
+    ASSERT_TRUE(idle.send(getOf("/nothing")));
+    EXPECT_EQ(idle.read().value().status, 404);
+    EXPECT_EQ(idle.readToEnd(), "");
+}
+
+TEST(HttpLoad, NoticesAClientThatGoesInTheMiddle) {
+    TestService service({.requestTime = std::chrono::minutes(10)});
+    const auto handle = kvxtest::makeHandle();
+    const std::string request = postOf(fingerprintPacket(handle.get()));
+    RawClient client(service.port());
+    ASSERT_TRUE(client.send(request.substr(0, request.size() - 10)));
+    client.hangUp();
+    service.waitForMetric("tarn_requests_dropped_total", "1");
+}
+
+// A client that ends its sending side behind its request still waits for the answer.
+TEST(HttpLoad, AnswersAClientThatHasEndedItsSendingSide) {
+    TestService service;
+    service.catalogue.beforeAnswer = [] { std::this_thread::sleep_for(std::chrono::milliseconds(400)); };
+    const auto handle = kvxtest::makeHandle();
+    RawClient client(service.port());
+    ASSERT_TRUE(client.send(postOf(fingerprintPacket(handle.get()))));
+    client.endSending();
+    EXPECT_EQ(client.read().value_or(HttpAnswer{}).status, 200);
+}
+
+// A client's time counts while it is the client's turn: not while a worker thinks.
+TEST(HttpLoad, DoesNotEndAClientThatWaitsForTheCatalogue) {
+    TestService service({.requestTime = std::chrono::milliseconds(200)});
+    service.catalogue.beforeAnswer = [] { std::this_thread::sleep_for(std::chrono::milliseconds(800)); };
+    const auto handle = kvxtest::makeHandle();
+    EXPECT_EQ(service.ask(postOf(fingerprintPacket(handle.get()))).status, 200);
+}
+
+TEST(HttpLoad, AnswersEveryGoodPacketBesideAFloodOfBadOnes) {
+    // One place in the queue: a bad packet that took it would cost a good one its answer.
+    TestService service({.workers = 1, .waiting = 1});
+    service.catalogue.matches = {match("a", 93)};
+    const auto handle = kvxtest::makeHandle();
+    const Bytes good = fingerprintPacket(handle.get());
+    Bytes forged = good;
+    forged.back() = static_cast<uint8_t>(forged.back() ^ 1);
+    const struct {
+        std::string request;
+        int status; // 0: no answer, the connection is ended
+    } floods[] = {{postOf(forged), 403}, {postOf(formOf(part("data", "BIN rubbish"))), 400}, {"rubbish\r\n\r\n", 0}};
+    std::atomic<size_t> refused = 0;
+    {
+        std::vector<std::jthread> attackers;
+        for (const auto& flood : floods) {
+            attackers.emplace_back([&](const std::stop_token& token) {
+                while (!token.stop_requested()) {
+                    EXPECT_EQ(exchange(service.port(), flood.request).status, flood.status);
+                    ++refused;
+                }
+            });
+        }
+        while (refused < 50) std::this_thread::yield();
+        for (int i = 0; i < 200; ++i) EXPECT_EQ(exchange(service.port(), postOf(good)).status, 200);
+        while (refused < 500) std::this_thread::yield();
+    }
+    EXPECT_EQ(service.catalogue.asked, 200U);
+}
+
+TEST(HttpLoad, OutlivesRubbish) {
+    TestService service;
+    const auto handle = kvxtest::makeHandle();
+    const std::string request = postOf(fingerprintPacket(handle.get()));
+    std::mt19937 random(4711);
+    for (int i = 0; i < 400; ++i) {
+        std::string bytes = request;
+        const size_t changes = 1 + random() % 8;
+        for (size_t k = 0; k < changes; ++k) bytes[random() % bytes.size()] = static_cast<char>(random());
+        if (i % 3 == 0) bytes.resize(random() % bytes.size());
+        RawClient client(service.port());
+        client.send(bytes);
+        if (i % 2 == 0) client.endSending();
+    }
+    EXPECT_EQ(service.ask(request).status, 200);
+}
