@@ -1,0 +1,137 @@
+#include "audio/audio_file.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace tarn::server {
+
+namespace {
+
+constexpr size_t kPieceSamples = 65536; // of all channels together
+
+struct Close {
+    void operator()(SNDFILE* file) const { sf_close(file); }
+};
+
+// Formats whose decoder gives values that may lie beyond full scale.
+bool isFloating(int format) {
+    switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_DOUBLE:
+    case SF_FORMAT_VORBIS:
+    case SF_FORMAT_OPUS:
+    case SF_FORMAT_MPEG_LAYER_I:
+    case SF_FORMAT_MPEG_LAYER_II:
+    case SF_FORMAT_MPEG_LAYER_III:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// Containers that state how many frames they hold. Of the others the length is only estimated.
+bool statesItsLength(int format) {
+    const int container = format & SF_FORMAT_TYPEMASK;
+    return container == SF_FORMAT_FLAC || container == SF_FORMAT_WAV || container == SF_FORMAT_AIFF;
+}
+
+int16_t clipped(float value) {
+    if (std::isnan(value)) return 0;
+    return static_cast<int16_t>(std::lrint(std::clamp(value * 32768.0F, -32768.0F, 32767.0F)));
+}
+
+} // namespace
+
+struct AudioFile::Impl {
+    std::unique_ptr<SNDFILE, Close> file;
+    SF_INFO info{};
+    bool floating = false;
+    size_t fileChannels = 0;
+    uint64_t framesRead = 0;
+    std::vector<float> floats;
+    std::vector<int16_t> samples;
+
+    size_t decode() {
+        const auto frames = static_cast<sf_count_t>(std::max<size_t>(1, kPieceSamples / fileChannels));
+        const size_t capacity = static_cast<size_t>(frames) * fileChannels;
+        samples.resize(capacity);
+        sf_count_t got = 0;
+        if (floating) {
+            floats.resize(capacity);
+            got = sf_readf_float(file.get(), floats.data(), frames);
+        } else {
+            got = sf_readf_short(file.get(), samples.data(), frames);
+        }
+        const size_t count = got > 0 ? static_cast<size_t>(std::min(got, frames)) : 0;
+        samples.resize(count * fileChannels);
+        if (floating)
+            std::transform(floats.begin(), floats.begin() + static_cast<long>(samples.size()), samples.begin(),
+                           clipped);
+        return count;
+    }
+
+    void mixToStereo(size_t frames) {
+        const auto evens = static_cast<int32_t>((fileChannels + 1) / 2);
+        const auto odds = static_cast<int32_t>(fileChannels / 2);
+        for (size_t i = 0; i < frames; ++i) {
+            int32_t sums[2] = {0, 0};
+            for (size_t c = 0; c < fileChannels; ++c) sums[c % 2] += samples[i * fileChannels + c];
+            samples[2 * i] = static_cast<int16_t>(sums[0] / evens);
+            samples[2 * i + 1] = static_cast<int16_t>(sums[1] / odds);
+        }
+        samples.resize(2 * frames);
+    }
+};
+
+AudioFile::AudioFile(const std::filesystem::path& path) : impl_(std::make_unique<Impl>()) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) throw AudioError("there is no such file");
+    // Opening a pipe would wait for its writer.
+    if (!std::filesystem::is_regular_file(status)) throw AudioError("not a file");
+    if (std::filesystem::file_size(path, error) == 0 && !error) throw AudioError("the file is empty");
+    impl_->file.reset(sf_open(path.c_str(), SFM_READ, &impl_->info));
+    if (!impl_->file) throw AudioError(std::string("not readable as audio: ") + sf_strerror(nullptr));
+    const SF_INFO& info = impl_->info;
+    if (info.samplerate < kLeastRateHz) {
+        throw AudioError("its rate of " + std::to_string(info.samplerate) + " Hz is below the " +
+                         std::to_string(kLeastRateHz) + " Hz that recognition needs");
+    }
+    if (info.samplerate > kMostRateHz) {
+        throw AudioError("a rate of " + std::to_string(info.samplerate) + " Hz is not believable");
+    }
+    if (info.channels < 1) throw AudioError("it has no channels");
+    impl_->fileChannels = static_cast<size_t>(info.channels);
+    impl_->floating = isFloating(info.format);
+}
+
+AudioFile::~AudioFile() = default;
+
+int AudioFile::rateHz() const { return impl_->info.samplerate; }
+int AudioFile::channels() const { return std::min(impl_->info.channels, 2); }
+uint64_t AudioFile::framesRead() const { return impl_->framesRead; }
+
+std::span<const int16_t> AudioFile::read() {
+    Impl& state = *impl_;
+    const size_t frames = state.decode();
+    state.framesRead += frames;
+    if (state.framesRead > kMostSeconds * static_cast<uint64_t>(rateHz())) throw AudioError("longer than a day");
+    if (frames == 0) {
+        if (sf_error(state.file.get()) != SF_ERR_NO_ERROR) {
+            throw AudioError(std::string("damaged: ") + sf_strerror(state.file.get()));
+        }
+        const auto stated = static_cast<uint64_t>(std::max<sf_count_t>(state.info.frames, 0));
+        if (statesItsLength(state.info.format) && state.info.frames < SF_COUNT_MAX && state.framesRead < stated) {
+            throw AudioError("damaged: it ends after " + std::to_string(state.framesRead) + " of " +
+                             std::to_string(stated) + " frames");
+        }
+        return {};
+    }
+    if (state.fileChannels > 2) state.mixToStereo(frames);
+    return state.samples;
+}
+
+} // namespace tarn::server

@@ -1,0 +1,59 @@
+#include "audio/clean_text.h"
+
+#include <cstdint>
+
+namespace tarn::server {
+
+namespace {
+
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+
+// Bytes of the character at the start of text; 0 where there is no valid one.
+size_t characterBytes(std::string_view text) {
+    const auto byte = [&](size_t i) { return static_cast<uint32_t>(static_cast<unsigned char>(text[i])); };
+    const uint32_t first = byte(0);
+    if (first < 0x80) return 1;
+    const size_t count = first >= 0xC2 && first <= 0xDF   ? 2
+                         : first >> 4 == 0xE              ? 3
+                         : first >= 0xF0 && first <= 0xF4 ? 4
+                                                          : 0;
+    if (count == 0 || text.size() < count) return 0;
+    uint32_t code = first & (0xFFU >> (count + 1));
+    for (size_t i = 1; i < count; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) return 0;
+        code = code << 6 | (byte(i) & 0x3F);
+    }
+    if (count == 3 && (code < 0x800 || (code >= 0xD800 && code <= 0xDFFF))) return 0;
+    if (count == 4 && (code < 0x10000 || code > 0x10FFFF)) return 0;
+    return count;
+}
+
+// Space and the control characters of both ranges (U+0000 to U+001F and U+007F to U+009F).
+bool isSpace(std::string_view character) {
+    const auto first = static_cast<unsigned char>(character[0]);
+    if (character.size() == 1) return first <= ' ' || first == 0x7F;
+    return character.size() == 2 && first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+}
+
+} // namespace
+
+std::string cleanText(std::string_view text) {
+    std::string clean;
+    bool spaceWaits = false;
+    while (!text.empty()) {
+        const size_t bytes = characterBytes(text);
+        const std::string_view character = bytes == 0 ? kReplacement : text.substr(0, bytes);
+        text.remove_prefix(bytes == 0 ? 1 : bytes);
+        if (isSpace(character)) {
+            spaceWaits = !clean.empty();
+            continue;
+        }
+        if (clean.size() + character.size() + (spaceWaits ? 1 : 0) > kMostTextBytes) break;
+        if (spaceWaits) clean += ' ';
+        spaceWaits = false;
+        clean += character;
+    }
+    return clean;
+}
+
+} // namespace tarn::server

@@ -1,0 +1,16 @@
+// Texts from tags and file names, made fit for records, lists and logs.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tarn::server {
+
+constexpr size_t kMostTextBytes = 1000;
+
+// Valid UTF-8 in one line: a byte that is no UTF-8 becomes U+FFFD, runs of white space and control characters one
+// space, none at the ends; cut at a character, to kMostTextBytes at most.
+std::string cleanText(std::string_view text);
+
+} // namespace tarn::server

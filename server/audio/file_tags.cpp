@@ -1,0 +1,41 @@
+#include "audio/file_tags.h"
+
+#include "audio/clean_text.h"
+
+#include <taglib/fileref.h>
+#include <taglib/tag.h>
+#include <taglib/tpropertymap.h>
+
+namespace tarn::server {
+
+namespace {
+
+constexpr uint32_t kMostNumber = 65535; // larger ones are rubbish
+
+std::string text(const TagLib::String& value) { return cleanText(value.to8Bit(true)); }
+
+uint32_t number(unsigned value) { return value <= kMostNumber ? value : 0; }
+
+} // namespace
+
+Tags readTags(const std::filesystem::path& path) {
+    Tags tags;
+    const TagLib::FileRef file(path.c_str(), false);
+    if (!file.isNull() && file.tag() != nullptr) {
+        const TagLib::Tag& tag = *file.tag();
+        tags.title = text(tag.title());
+        tags.artist = text(tag.artist());
+        tags.album = text(tag.album());
+        const TagLib::PropertyMap properties = file.file()->properties();
+        const auto albumArtist = properties.find("ALBUMARTIST");
+        if (albumArtist != properties.end() && !albumArtist->second.isEmpty()) {
+            tags.albumArtist = text(albumArtist->second.front());
+        }
+        tags.number = number(tag.track());
+        tags.year = number(tag.year());
+    }
+    if (tags.title.empty()) tags.title = cleanText(path.stem().string());
+    return tags;
+}
+
+} // namespace tarn::server

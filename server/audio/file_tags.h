@@ -1,0 +1,14 @@
+// What a file says about its recording.
+#pragma once
+
+#include "catalog/recording.h"
+
+#include <filesystem>
+
+namespace tarn::server {
+
+// Title: the file's name without its extension where no tag gives one. Everything else stays empty where no tag does.
+// A file without tags, or with damaged ones, is no error.
+Tags readTags(const std::filesystem::path& path);
+
+} // namespace tarn::server

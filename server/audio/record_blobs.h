@@ -1,0 +1,17 @@
+// The records that the protocol answers with, made from a recording's tags.
+#pragma once
+
+#include "catalog/recording.h"
+
+#include <string>
+
+namespace tarn::server {
+
+std::string trackIdOf(const std::string& contentHash);
+// The album artist, and the artist where there is none, tells albums of one title apart. Empty without an album.
+std::string albumIdOf(const Tags& tags);
+
+// Fills trackId, albumId, trackBlob and albumBlob from contentHash and tags.
+void fillRecords(Recording& recording);
+
+} // namespace tarn::server
