@@ -1,0 +1,31 @@
+// tarn-server add: files and folders into the catalogue.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace tarn::server {
+
+struct AddOptions {
+    std::string catalog;
+    std::vector<std::string> paths;
+    size_t workers = 0;                         // threads that decode; 0: one for each processor
+    size_t batchFiles = 500;                    // committed together; larger ones are slower and take more memory
+    std::chrono::milliseconds batchTime{5'000}; // or after this time, if that is sooner
+    bool progressBar = false;                   // on out, in place of a line for each file
+};
+
+enum AddStatus : int {
+    kAllInCatalog = 0,
+    kAddFailed = 1,    // the catalogue cannot be opened or written
+    kFilesSkipped = 2, // everything else is in the catalogue
+};
+
+// Decodes and codes on all workers, writes on the calling thread. A file is told as added or updated once it is
+// committed: what was told survives anything. What cannot be used is named on err and skipped.
+AddStatus runAdd(const AddOptions& options, std::ostream& out, std::ostream& err);
+
+} // namespace tarn::server

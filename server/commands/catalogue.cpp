@@ -1,0 +1,190 @@
+#include "commands/catalogue.h"
+
+#include "audio/recording_reader.h"
+#include "catalog/catalog.h"
+#include "commands/identify.h"
+#include "commands/progress.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fmt/format.h>
+#include <ostream>
+#include <stdexcept>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace tarn::server {
+
+namespace {
+
+template <class Command>
+int reporting(std::ostream& err, const Command& command) {
+    try {
+        return command();
+    } catch (const std::exception& error) {
+        err << error.what() << '\n';
+        return 1;
+    }
+}
+
+// A mistyped place is not an empty catalogue.
+void expectCatalog(const std::string& catalog) {
+    std::error_code ignored;
+    if (!fs::exists(catalog, ignored)) throw CatalogError("there is no catalogue at " + catalog);
+}
+
+std::vector<Recording> recordingsNamed(CatalogReader& reader, const std::string& name) {
+    std::vector<uint32_t> ids;
+    uint32_t id = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), id);
+    if (error == std::errc{} && end == name.data() + name.size()) {
+        ids.push_back(id);
+    } else {
+        ids = reader.byTrackId(name);
+    }
+    std::vector<Recording> recordings;
+    for (const uint32_t each : ids) {
+        if (std::optional<Recording> recording = reader.recording(each)) recordings.push_back(std::move(*recording));
+    }
+    if (recordings.empty()) throw CatalogError("there is no recording " + name);
+    return recordings;
+}
+
+std::string durationOf(const Recording& recording) { return clockTime(recording.durationMs / 1000); }
+
+void show(const Recording& recording, std::ostream& out) {
+    const auto line = [&](const char* name, const std::string& value) {
+        if (!value.empty()) out << fmt::format("{:<13}{}\n", name, value);
+    };
+    const auto number = [](uint32_t value) { return value == 0 ? std::string() : std::to_string(value); };
+    line("id", std::to_string(recording.id));
+    line("track id", recording.trackId);
+    line("title", recording.tags.title);
+    line("artist", recording.tags.artist);
+    line("album", recording.tags.album);
+    line("album artist", recording.tags.albumArtist);
+    line("number", number(recording.tags.number));
+    line("year", number(recording.tags.year));
+    line("album id", recording.albumId);
+    line("duration", durationOf(recording));
+    line("path", recording.path);
+    line("content", recording.contentHash);
+    for (size_t p = 0; p < recording.codes.size(); ++p) {
+        for (size_t c = 0; c < recording.codes[p].size(); ++c) {
+            line("letters",
+                 fmt::format("{} (phase {}, codebook {})", recording.codes[p][c].letters.size(), kPhases[p], c + 1));
+        }
+    }
+}
+
+uint64_t bytesOnDisk(const std::string& catalog) {
+    std::error_code error;
+    uint64_t bytes = 0;
+    for (fs::recursive_directory_iterator at(catalog, error), end; !error && at != end; at.increment(error)) {
+        std::error_code gone; // a writer may sweep while we look
+        const uint64_t size = at->is_regular_file(gone) ? at->file_size(gone) : 0;
+        if (!gone) bytes += size;
+    }
+    return bytes;
+}
+
+} // namespace
+
+int runList(const std::string& catalog, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        expectCatalog(catalog);
+        CatalogReader(catalog).forEach([&](const Recording& recording) {
+            out << fmt::format("{}\t{}\t{}\t{}\t{}\t{}\t{}\n", recording.id, recording.trackId, durationOf(recording),
+                               recording.tags.artist, recording.tags.title, recording.tags.album, recording.path);
+        });
+        return 0;
+    });
+}
+
+int runShow(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        expectCatalog(catalog);
+        CatalogReader reader(catalog);
+        bool first = true;
+        for (const Recording& recording : recordingsNamed(reader, name)) {
+            if (!first) out << '\n';
+            first = false;
+            show(recording, out);
+        }
+        return 0;
+    });
+}
+
+int runRemove(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        expectCatalog(catalog);
+        CatalogWriter writer(catalog);
+        CatalogReader reader(catalog);
+        const std::vector<Recording> recordings = recordingsNamed(reader, name);
+        for (const Recording& recording : recordings) writer.remove(recording.id);
+        writer.commit();
+        for (const Recording& recording : recordings) {
+            out << fmt::format("removed {} {}: {}\n", recording.id, recording.trackId, recording.tags.title);
+        }
+        return 0;
+    });
+}
+
+int runCheck(const std::string& catalog, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        expectCatalog(catalog);
+        CatalogReader reader(catalog);
+        const std::vector<std::string> damage = reader.check();
+        for (const std::string& line : damage) err << line << '\n';
+        if (!damage.empty()) return 1;
+        out << fmt::format("{} recordings, no damage found\n", reader.recordingCount());
+        return 0;
+    });
+}
+
+int runStats(const std::string& catalog, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        expectCatalog(catalog);
+        CatalogReader reader(catalog);
+        uint64_t durationMs = 0;
+        uint64_t letters = 0;
+        reader.forEach([&](const Recording& recording) {
+            durationMs += recording.durationMs;
+            for (const auto& phase : recording.codes) {
+                for (const CodeString& code : phase) letters += code.letters.size();
+            }
+        });
+        out << fmt::format("recordings   {}\naudio        {}\nletters      {}\n", reader.recordingCount(),
+                           clockTime(durationMs / 1000), letters);
+        if (fs::is_directory(catalog)) { // a stub's shards lie elsewhere
+            const uint64_t bytes = bytesOnDisk(catalog);
+            out << fmt::format("on disk      {} bytes\n", bytes);
+            if (durationMs > 0) {
+                out << fmt::format("             {:.0f} bytes a minute of audio\n",
+                                   static_cast<double>(bytes) * 60'000 / static_cast<double>(durationMs));
+            }
+        }
+        return 0;
+    });
+}
+
+int runCompact(const std::string& catalog, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        expectCatalog(catalog);
+        CatalogWriter(catalog).compact();
+        out << "compacted\n";
+        return 0;
+    });
+}
+
+int runIdentify(const std::string& catalog, const fs::path& file, std::ostream& out, std::ostream& err) {
+    return reporting(err, [&] {
+        expectCatalog(catalog);
+        const FingerprintQuery query = readQuery(file);
+        CatalogReader reader(catalog);
+        return identify(reader, query, out) ? 0 : 1;
+    });
+}
+
+} // namespace tarn::server

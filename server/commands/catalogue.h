@@ -1,0 +1,22 @@
+// tarn-server list, show, remove, check, stats, compact, identify: looking at a catalogue and after it.
+// Exit status: 0; 1 where there is a failure, told on err, or where the answer is no (check: damage, identify: not
+// recognised).
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+#include <string>
+
+namespace tarn::server {
+
+// A line for each recording, in columns separated by tabs: id, track id, duration, artist, title, album, path.
+int runList(const std::string& catalog, std::ostream& out, std::ostream& err);
+// name: an id, or a track id, of which there may be several recordings.
+int runShow(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err);
+int runRemove(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err);
+int runCheck(const std::string& catalog, std::ostream& out, std::ostream& err);
+int runStats(const std::string& catalog, std::ostream& out, std::ostream& err);
+int runCompact(const std::string& catalog, std::ostream& out, std::ostream& err);
+int runIdentify(const std::string& catalog, const std::filesystem::path& file, std::ostream& out, std::ostream& err);
+
+} // namespace tarn::server

@@ -1,0 +1,52 @@
+// Files to recordings on several threads.
+#pragma once
+
+#include "catalog/recording.h"
+#include "commands/file_walk.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tarn::server {
+
+struct DecodedFile {
+    const FoundFile* file = nullptr;
+    Recording recording; // meant only without a problem
+    std::string problem;
+};
+
+class DecodePool {
+  public:
+    // files must stay until the pool ends. Recordings wait in a short queue: whoever takes them slowly slows the
+    // threads down.
+    DecodePool(const std::vector<FoundFile>& files, size_t workers);
+    ~DecodePool(); // ends the threads as soon as each is done with its file
+    DecodePool(const DecodePool&) = delete;
+    DecodePool& operator=(const DecodePool&) = delete;
+
+    // In whatever order they are done. Nothing within the time: nothing.
+    std::optional<DecodedFile> take(std::chrono::steady_clock::time_point until);
+
+  private:
+    void work();
+
+    static constexpr size_t kQueuePerWorker = 4;
+
+    const std::vector<FoundFile>& files_;
+    const size_t workers_;
+    std::mutex mutex_;
+    std::condition_variable done_;
+    std::condition_variable room_;
+    size_t next_ = 0;
+    bool ending_ = false;
+    std::deque<DecodedFile> queue_;
+    std::vector<std::thread> threads_;
+};
+
+} // namespace tarn::server

@@ -1,0 +1,84 @@
+#include "commands/file_walk.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <set>
+#include <string_view>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace tarn::server {
+
+namespace {
+
+constexpr std::array<std::string_view, 35> kExtensions = {
+    "8svx", "aac", "ac3", "aif", "aifc", "aiff", "amr", "ape", "au",   "avr", "caf", "dsf",
+    "flac", "gsm", "iff", "m4a", "m4b",  "mp1",  "mp2", "mp3", "mpc",  "oga", "ogg", "opus",
+    "rf64", "sd2", "snd", "spx", "tta",  "voc",  "w64", "wav", "wave", "wma", "wv"};
+
+bool looksLikeAudio(const fs::path& path) {
+    std::string extension = path.extension().string();
+    if (extension.empty()) return false;
+    extension.erase(0, 1);
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
+    return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+}
+
+class Walk {
+  public:
+    void visit(const fs::path& path, bool named) {
+        struct stat about {};
+        if (::stat(path.c_str(), &about) != 0) return problem(path, std::error_code(errno, std::generic_category()));
+        if (S_ISDIR(about.st_mode)) {
+            if (folders_.emplace(about.st_dev, about.st_ino).second) enter(path);
+        } else if (named || (S_ISREG(about.st_mode) && looksLikeAudio(path))) {
+            take(path, about);
+        }
+    }
+
+    FoundFiles found;
+
+  private:
+    void enter(const fs::path& folder) {
+        std::error_code error;
+        std::vector<fs::path> entries;
+        for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+            if (at->path().filename().string().front() != '.') entries.push_back(at->path());
+        }
+        if (error) problem(folder, error);
+        std::sort(entries.begin(), entries.end(),
+                  [](const fs::path& a, const fs::path& b) { return a.native() < b.native(); });
+        for (const fs::path& entry : entries) visit(entry, false);
+    }
+
+    void take(const fs::path& path, const struct stat& about) {
+        std::error_code error;
+        fs::path canonical = fs::canonical(path, error);
+        if (error) return problem(path, error);
+        if (!files_.insert(canonical.native()).second) return;
+        constexpr int64_t kNsPerSecond = 1'000'000'000;
+        found.files.push_back({std::move(canonical), static_cast<uint64_t>(about.st_size),
+                               about.st_mtim.tv_sec * kNsPerSecond + about.st_mtim.tv_nsec});
+    }
+
+    void problem(const fs::path& path, const std::error_code& error) {
+        found.problems.push_back({path, error.message()});
+    }
+
+    std::set<std::pair<dev_t, ino_t>> folders_;
+    std::set<std::string> files_;
+};
+
+} // namespace
+
+FoundFiles findFiles(const std::vector<std::string>& paths) {
+    Walk walk;
+    for (const std::string& path : paths) walk.visit(path, true);
+    return std::move(walk.found);
+}
+
+} // namespace tarn::server

@@ -1,0 +1,26 @@
+// How far a run has come.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+
+namespace tarn::server {
+
+struct Progress {
+    size_t filesDone = 0;
+    size_t files = 0;
+    uint64_t bytesDone = 0;
+    uint64_t bytes = 0;
+    uint64_t audioMs = 0;
+    std::chrono::milliseconds elapsed{0};
+};
+
+// Bar, files, rate as a multiple of real time, remaining time by bytes; at most 79 columns.
+std::string progressLine(const Progress& progress);
+
+// Hours, minutes, seconds, without what is not needed: 1:02:03, 4:05.
+std::string clockTime(uint64_t seconds);
+
+} // namespace tarn::server

@@ -1,0 +1,149 @@
+#include "commands/account.h"
+#include "commands/add.h"
+#include "commands/catalogue.h"
+#include "commands/serve.h"
+#include "matching/catalog_recogniser.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <unistd.h>
+
+namespace {
+
+using namespace tarn::server;
+
+constexpr int kUsageStatus = 64;
+
+// One subcommand: its options, and what runs when it was chosen.
+class Commands {
+  public:
+    explicit Commands(CLI::App& app) : app_(app) {
+        addAdd();
+        addServe();
+        addAccount();
+        addCatalogue();
+    }
+
+    int run() const { return chosen_(); }
+
+  private:
+    CLI::App* command(CLI::App& parent, const char* name, const char* help, std::function<int()> action) {
+        CLI::App* made = parent.add_subcommand(name, help);
+        made->callback([this, action = std::move(action)] { chosen_ = action; });
+        return made;
+    }
+
+    CLI::App* catalogCommand(const char* name, const char* help, std::function<int()> action) {
+        CLI::App* made = command(app_, name, help, std::move(action));
+        made->add_option("--catalog", catalog_, "Catalogue: a folder, or a file that names shards")
+            ->capture_default_str();
+        return made;
+    }
+
+    void addAdd() {
+        CLI::App* add = catalogCommand("add", "Add files and folders to the catalogue", [this] {
+            add_.catalog = catalog_;
+            add_.progressBar = ::isatty(STDOUT_FILENO) == 1;
+            return static_cast<int>(runAdd(add_, std::cout, std::cerr));
+        });
+        add->add_option("PATH", add_.paths, "Audio files, and folders of them")->required();
+        add->add_option("--workers", add_.workers, "Threads that decode; 0: one for each processor")
+            ->check(CLI::Range(0, 1024))
+            ->capture_default_str();
+        add->add_option("--batch", add_.batchFiles, "Files that are committed together")
+            ->check(CLI::Range(1, 10'000))
+            ->capture_default_str();
+    }
+
+    void addServe() {
+        CLI::App* serve = catalogCommand("serve", "Answer recognition requests", [this] {
+            serve_.accounts = accounts_;
+            return runServe(
+                serve_, [this] { return std::make_unique<CatalogRecogniser>(catalog_); }, std::cout, std::cerr);
+        });
+        serve->add_option("--listen", serve_.listen, "ADDRESS:PORT; port 0 picks a free one")->capture_default_str();
+        serve
+            ->add_option("--workers", serve_.limits.workers,
+                         "Threads that ask the catalogue; 0: one for each processor")
+            ->check(CLI::Range(0, 1024))
+            ->capture_default_str();
+        addAccountsOption(*serve);
+    }
+
+    void addAccount() {
+        CLI::App* account = app_.add_subcommand("account", "Make, list and remove accounts")->require_subcommand(1);
+        CLI::App* add = command(*account, "add", "Make an account and show its access code, once", [this] {
+            accountAdd_.accounts = accounts_;
+            return runAccountAdd(accountAdd_, std::cout, std::cerr);
+        });
+        add->add_option("--name", accountAdd_.name, "Whose it is");
+        add->add_option("--encryption", accountAdd_.encryptionMethod, "1 none, 2 byte rotation, 3 block cipher")
+            ->check(CLI::Range(1, 3))
+            ->capture_default_str();
+        add->add_option("--checksum", accountAdd_.checksumMethod, "2 byte sum, 3 digest")
+            ->check(CLI::Range(2, 3))
+            ->capture_default_str();
+        addAccountsOption(*add);
+        addAccountsOption(*command(*account, "list", "List the accounts, without their keys",
+                                   [this] { return runAccountList(accounts_, std::cout, std::cerr); }));
+        CLI::App* remove = command(*account, "remove", "Remove an account",
+                                   [this] { return runAccountRemove(accounts_, accountId_, std::cout, std::cerr); });
+        remove->add_option("ID", accountId_, "Number of the account")->required();
+        addAccountsOption(*remove);
+    }
+
+    void addAccountsOption(CLI::App& command) {
+        command.add_option("--accounts", accounts_, "File of the accounts")->capture_default_str();
+    }
+
+    void addCatalogue() {
+        catalogCommand("list", "List the recordings", [this] { return runList(catalog_, std::cout, std::cerr); });
+        catalogCommand("show", "Show all that is known of a recording",
+                       [this] { return runShow(catalog_, name_, std::cout, std::cerr); })
+            ->add_option("ID", name_, "Number or track id")
+            ->required();
+        catalogCommand("remove", "Remove a recording",
+                       [this] { return runRemove(catalog_, name_, std::cout, std::cerr); })
+            ->add_option("ID", name_, "Number or track id")
+            ->required();
+        catalogCommand("check", "Look for damage", [this] { return runCheck(catalog_, std::cout, std::cerr); });
+        catalogCommand("stats", "Size of the catalogue", [this] { return runStats(catalog_, std::cout, std::cerr); });
+        catalogCommand("compact", "Merge what was added lately into the main database",
+                       [this] { return runCompact(catalog_, std::cout, std::cerr); });
+        catalogCommand("identify", "Recognise a file without a server, and say why",
+                       [this] { return runIdentify(catalog_, name_, std::cout, std::cerr); })
+            ->add_option("FILE", name_, "An audio file")
+            ->required();
+    }
+
+    CLI::App& app_;
+    std::function<int()> chosen_;
+    std::string catalog_ = (stateDirectory() / "catalog").string();
+    std::filesystem::path accounts_ = defaultAccountsFile();
+    AddOptions add_;
+    ServeOptions serve_;
+    AccountAddOptions accountAdd_;
+    uint32_t accountId_ = 0;
+    std::string name_;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        CLI::App app("Recognises recordings of your own collection.", "tarn-server");
+        app.require_subcommand(1);
+        app.failure_message(CLI::FailureMessage::help);
+        const Commands commands(app);
+        try {
+            app.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            return app.exit(error) == 0 ? 0 : kUsageStatus;
+        }
+        return commands.run();
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << '\n';
+        return 1;
+    }
+}
