@@ -57,8 +57,7 @@ class OpeningRecogniser final : public Recogniser {
 };
 
 // Log lines wait in a bounded queue, the oldest giving way: whoever reads the log slowly does not slow the service.
-std::shared_ptr<spdlog::logger> makeLog(std::shared_ptr<spdlog::details::thread_pool>& pool) {
-    pool = std::make_shared<spdlog::details::thread_pool>(kWaitingLogLines, 1);
+std::shared_ptr<spdlog::logger> makeLog(const std::shared_ptr<spdlog::details::thread_pool>& pool) {
     auto log = std::make_shared<spdlog::async_logger>("tarn-server", std::make_shared<spdlog::sinks::stderr_sink_mt>(),
                                                       pool, spdlog::async_overflow_policy::overrun_oldest);
     log->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %l %v", spdlog::pattern_time_type::utc);
@@ -102,8 +101,9 @@ int runServe(const ServeOptions& options, const RecogniserFactory& openCatalogue
     raiseDescriptorLimit();
 
     try {
-        std::shared_ptr<spdlog::details::thread_pool> logPool; // outlives the log
-        const std::shared_ptr<spdlog::logger> log = makeLog(logPool);
+        std::shared_ptr<spdlog::logger> log; // outlives the thread that writes its lines
+        const auto logThread = std::make_shared<spdlog::details::thread_pool>(kWaitingLogLines, 1);
+        log = makeLog(logThread);
         if (options.accounts.has_parent_path()) std::filesystem::create_directories(options.accounts.parent_path());
         AccountBook accounts(options.accounts, [&](const std::string& text) { log->error("accounts: {}", text); });
         IdentityStore identities(options.identities.empty() ? options.accounts.parent_path() / "identities"
