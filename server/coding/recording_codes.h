@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -9,11 +10,12 @@
 namespace tarn::server {
 
 constexpr size_t kCodebooks = 2;
-// Frame phases at which a recording is coded, in samples at 22050 Hz.
+// Frame phases at which a recording is coded, in samples at 22050 Hz. A query brings phases 0, 128 and 256 from a start
+// that may lie anywhere, so that one of the six pairs is never more than 64 samples apart.
 constexpr std::array<uint32_t, 2> kPhases = {0, 256};
 
-// Letters 'a' to 'x'. frames[i] is the frame (512 samples at 22050 Hz) in which letter i was written; not decreasing,
-// as long as letters, or empty where the times are not known.
+// Letters 'a' to 'x'. frames[i] counts the frames of audio (512 samples at 22050 Hz, from the phase on) up to the end
+// of the run that wrote letter i; not decreasing, as long as letters, or empty where the times are not known.
 struct CodeString {
     std::string letters;
     std::vector<uint32_t> frames;
@@ -21,5 +23,8 @@ struct CodeString {
 
 // codes[phase][codebook]
 using RecordingCodes = std::array<std::array<CodeString, kCodebooks>, kPhases.size()>;
+
+constexpr double kEngineRateHz = 22050.0;
+constexpr double kFrameMs = 512.0 * 1000.0 / kEngineRateHz;
 
 } // namespace tarn::server

@@ -1,0 +1,26 @@
+// Code strings as bytes, for the catalogue.
+//
+// Per string: number of letters (varint); the letters, five bits each, lowest bits first ('a' is 0); then the frame of
+// every 16th letter and of the last one, each as the difference from the one before (varint). In between, frames are
+// interpolated: 16 letters are about 2 seconds of music, and what is asked of a place is a second.
+// A varint holds seven bits a byte, lowest first, the top bit set in all but the last.
+#pragma once
+
+#include "coding/recording_codes.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tarn::server {
+
+void appendVarint(std::string& out, uint64_t value);
+// Moves past the varint at the start of bytes; nothing when there is none of at most 64 bits.
+std::optional<uint64_t> takeVarint(std::string_view& bytes);
+
+void appendCodes(std::string& out, const RecordingCodes& codes);
+// Moves past the codes; nothing when the bytes are no codes.
+std::optional<RecordingCodes> takeCodes(std::string_view& bytes);
+
+} // namespace tarn::server

@@ -1,0 +1,142 @@
+#include "coding/code_packing.h"
+#include "support/hex.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace tarn::server;
+
+namespace {
+
+std::string bytes(std::initializer_list<int> values) {
+    std::string text;
+    for (const int value : values) text.push_back(static_cast<char>(value));
+    return text;
+}
+
+// Letters go round the alphabet; every frame is 7 more than the one before.
+RecordingCodes manyLetters(size_t count) {
+    RecordingCodes codes;
+    for (auto& phase : codes) {
+        for (CodeString& string : phase) {
+            for (size_t i = 0; i < count; ++i) {
+                string.letters.push_back(static_cast<char>('a' + i % 24));
+                string.frames.push_back(static_cast<uint32_t>(150 + 7 * i));
+            }
+            ++count;
+        }
+    }
+    return codes;
+}
+
+} // namespace
+
+TEST(Varint, HoldsSevenBitsAByteLowestFirst) {
+    const struct {
+        uint64_t value;
+        std::string bytes;
+    } cases[] = {
+        {0, bytes({0})},
+        {127, bytes({0x7f})},
+        {128, bytes({0x80, 1})},
+        {300, bytes({0xac, 2})},
+        {std::numeric_limits<uint64_t>::max(), bytes({255, 255, 255, 255, 255, 255, 255, 255, 255, 1})},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.value);
+        std::string out;
+        appendVarint(out, c.value);
+        EXPECT_EQ(out, c.bytes);
+        out += "rest";
+        std::string_view in = out;
+        EXPECT_EQ(takeVarint(in), c.value);
+        EXPECT_EQ(in, "rest");
+    }
+}
+
+TEST(Varint, RefusesWhatHasNoEndOrMoreThan64Bits) {
+    for (const std::string& broken : {bytes({}), bytes({0x80}), bytes({255, 255}), std::string(10, '\xff'),
+                                      bytes({255, 255, 255, 255, 255, 255, 255, 255, 255, 2})}) {
+        SCOPED_TRACE(broken.size());
+        std::string_view in = broken;
+        EXPECT_EQ(takeVarint(in), std::nullopt);
+    }
+}
+
+TEST(PackedCodes, HaveTheLayoutThatTheHeaderTells) {
+    RecordingCodes codes;
+    codes[0][0] = {"abx", {150, 150, 400}};
+    std::string out;
+    appendCodes(out, codes);
+    // 3 letters: 0, 1 << 5, 23 << 10 make 5c20; frame 150 of the first letter, 250 more for the last; three empty ones.
+    EXPECT_EQ(out, bytes({3, 0x20, 0x5c, 0x96, 1, 0xfa, 1, 0, 0, 0}));
+}
+
+TEST(PackedCodes, ComeBackWithTheirLettersAndTimes) {
+    for (const size_t count : {size_t{0}, size_t{1}, size_t{15}, size_t{16}, size_t{17}, size_t{33}, size_t{2000}}) {
+        SCOPED_TRACE(count);
+        const RecordingCodes codes = manyLetters(count);
+        std::string out;
+        appendCodes(out, codes);
+        out += "rest";
+        std::string_view in = out;
+        const auto back = takeCodes(in);
+        ASSERT_TRUE(back.has_value());
+        EXPECT_EQ(in, "rest");
+        for (size_t p = 0; p < codes.size(); ++p) {
+            for (size_t c = 0; c < kCodebooks; ++c) {
+                EXPECT_EQ((*back)[p][c].letters, codes[p][c].letters);
+                EXPECT_EQ((*back)[p][c].frames, codes[p][c].frames); // evenly spread: interpolation is exact
+            }
+        }
+    }
+}
+
+TEST(PackedCodes, KeepATimeWithinItsSixteenLetters) {
+    RecordingCodes codes = manyLetters(100);
+    std::vector<uint32_t>& frames = codes[0][0].frames;
+    for (size_t i = 0; i < frames.size(); ++i) frames[i] = static_cast<uint32_t>(i * i);
+    std::string out;
+    appendCodes(out, codes);
+    std::string_view in = out;
+    const auto back = takeCodes(in);
+    ASSERT_TRUE(back.has_value());
+    for (size_t i = 0; i < frames.size(); ++i) {
+        const uint32_t got = (*back)[0][0].frames[i];
+        if (i % 16 == 0 || i + 1 == frames.size()) {
+            EXPECT_EQ(got, frames[i]);
+        }
+        EXPECT_GE(got, frames[i / 16 * 16]);
+        EXPECT_LE(got, frames[std::min(i / 16 * 16 + 16, frames.size() - 1)]);
+    }
+}
+
+TEST(PackedCodes, AreRefusedWhereverTheyEndEarly) {
+    std::string out;
+    appendCodes(out, manyLetters(40));
+    for (size_t length = 0; length < out.size(); ++length) {
+        SCOPED_TRACE(length);
+        const std::vector<char> exact(out.begin(), out.begin() + static_cast<std::ptrdiff_t>(length));
+        std::string_view in(exact.data(), exact.size());
+        EXPECT_EQ(takeCodes(in).has_value(), false);
+    }
+}
+
+TEST(PackedCodes, AreRefusedWithALetterBehindX) {
+    std::string_view in;
+    const std::string broken = bytes({1, 24, 0, 0, 0, 0});
+    in = broken;
+    EXPECT_FALSE(takeCodes(in).has_value());
+    const std::string sound = bytes({1, 23, 0, 0, 0, 0});
+    in = sound;
+    EXPECT_TRUE(takeCodes(in).has_value());
+}
+
+TEST(PackedCodes, AreRefusedWhenTheyClaimMoreLettersThanThereAreBytes) {
+    std::string claim;
+    appendVarint(claim, std::numeric_limits<uint64_t>::max());
+    claim += std::string(64, 'a');
+    std::string_view in = claim;
+    EXPECT_FALSE(takeCodes(in).has_value());
+}
