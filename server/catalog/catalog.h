@@ -20,11 +20,18 @@ class CatalogError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The catalogue is sound, but a part of it does not answer now.
+class CatalogUnavailable : public CatalogError {
+  public:
+    using CatalogError::CatalogError;
+};
+
 // The one writer of a catalogue; a second one, in any process, is refused with a CatalogError that says so.
 class CatalogWriter {
   public:
-    explicit CatalogWriter(const std::string& location); // a folder (made where there is none), or a stub file
-    ~CatalogWriter();                                    // uncommitted changes are dropped
+    // A folder (made where there is none), or a stub file of folders (catalog/shards.h).
+    explicit CatalogWriter(const std::string& location);
+    ~CatalogWriter(); // uncommitted changes are dropped
     CatalogWriter(const CatalogWriter&) = delete;
     CatalogWriter& operator=(const CatalogWriter&) = delete;
 
@@ -36,6 +43,7 @@ class CatalogWriter {
     // A file that was read before and has not changed (size, modification time) needs no decoding.
     bool isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs);
     void rememberFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, const std::string& contentHash);
+    // Merges too when the small database has grown large beside the main one.
     void commit();
     // Merges the small database into the large, compacted one.
     void compact();
@@ -45,6 +53,17 @@ class CatalogWriter {
     std::unique_ptr<Impl> impl_;
 };
 
+struct WeightedTerm {
+    std::string term;
+    uint32_t weight = 0; // whole numbers add up to the same sum in any order
+};
+
+struct ScoredRecording {
+    uint32_t id = 0;
+    uint32_t score = 0; // sum of the weights of the terms that it holds
+};
+
+// Used by one thread at a time. A location without a catalogue reads as an empty one until it is made.
 class CatalogReader {
   public:
     explicit CatalogReader(const std::string& location);
@@ -62,9 +81,10 @@ class CatalogReader {
     // Damage found, one line each; empty: clean.
     std::vector<std::string> check();
 
-    // Postings of a gram: how many recordings hold it, and which.
+    // How many recordings hold the term; those replaced or removed since the last merge may still count.
     uint64_t frequency(const std::string& term);
-    void postings(const std::string& term, const std::function<void(uint32_t id)>& visit);
+    // The recordings of the highest scores, highest first, equal ones by id.
+    std::vector<ScoredRecording> best(const std::vector<WeightedTerm>& terms, size_t most);
 
   private:
     struct Impl;

@@ -1,0 +1,360 @@
+#include "catalog/catalog.h"
+
+#include "catalog/engine.h"
+#include "catalog/folder.h"
+#include "catalog/frequency_table.h"
+#include "catalog/recording_packing.h"
+#include "catalog/shards.h"
+#include "catalog/terms.h"
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+#include <unordered_set>
+
+namespace fs = std::filesystem;
+
+namespace tarn::server {
+
+namespace {
+
+// What a remote shard gets to answer one message, and to take a connection.
+constexpr unsigned kRemoteTimeoutMs = 400;
+// Readings that a writer's merge or commits spoiled are done again, at most so often.
+constexpr int kMostTries = 8;
+
+// One shard: databases whose documents carry the shard's own ids.
+class ShardReader {
+  public:
+    explicit ShardReader(ShardLocation location) : location_(std::move(location)) {}
+
+    bool isRemote() const { return location_.folder.empty(); }
+
+    void open() {
+        main_ = emptyDatabase();
+        recent_ = emptyDatabase();
+        overridden_.clear();
+        generation_.reset();
+        if (isRemote()) {
+            main_ = Xapian::Remote::open(location_.host, location_.port, kRemoteTimeoutMs, kRemoteTimeoutMs);
+            frequencies_ = FrequencyTable::of(location_.host + ":" + std::to_string(location_.port), main_);
+        } else {
+            const CatalogFolder folder(location_.folder);
+            generation_ = folder.current();
+            if (!generation_) return;
+            recent_ = Xapian::Database(folder.recentOf(*generation_).string());
+            main_ = openIfThere(folder.mainOf(*generation_));
+        }
+        readOverridden();
+    }
+
+    void refresh() {
+        if (isRemote()) {
+            if (main_.reopen()) {
+                frequencies_ = FrequencyTable::of(location_.host + ":" + std::to_string(location_.port), main_);
+            }
+            return;
+        }
+        if (CatalogFolder(location_.folder).current() != generation_) {
+            open();
+        } else if (generation_ && recent_.reopen()) {
+            readOverridden();
+        }
+    }
+
+    uint64_t count() {
+        return uint64_t{main_.get_doccount()} - overridden_.size() + recent_.get_doccount() -
+               recent_.get_termfreq(kGrave);
+    }
+
+    Xapian::docid lastId() { return std::max(main_.get_lastdocid(), recent_.get_lastdocid()); }
+
+    std::optional<std::string> data(Xapian::docid id) {
+        if (std::optional<std::string> recent = dataIn(recent_, id)) {
+            if (recent->empty()) return std::nullopt; // a grave
+            return recent;
+        }
+        return dataIn(main_, id);
+    }
+
+    uint64_t frequency(const std::string& term) {
+        if (frequencies_ != nullptr) return frequencies_->frequency(term);
+        return uint64_t{main_.get_termfreq(term)} + recent_.get_termfreq(term);
+    }
+
+    template <class Visit>
+    void visitPostings(const std::string& term, Visit visit) {
+        if (overridden_.empty()) {
+            forEachPosting(main_, term, visit);
+        } else {
+            forEachPosting(main_, term, [&](Xapian::docid id) {
+                if (!overridden_.contains(id)) visit(id);
+            });
+        }
+        forEachPosting(recent_, term, visit);
+    }
+
+    // The same scores from the server at the other end, in one round trip.
+    std::vector<std::pair<Xapian::docid, uint32_t>> bestOfRemote(const std::vector<WeightedTerm>& terms, size_t most) {
+        std::vector<Xapian::Query> parts;
+        parts.reserve(terms.size());
+        for (const WeightedTerm& term : terms) {
+            parts.emplace_back(Xapian::Query::OP_SCALE_WEIGHT, Xapian::Query(term.term), double{1} * term.weight);
+        }
+        Xapian::Enquire enquire(main_);
+        enquire.set_weighting_scheme(Xapian::CoordWeight());
+        enquire.set_query(Xapian::Query(Xapian::Query::OP_OR, parts.begin(), parts.end()));
+        std::vector<std::pair<Xapian::docid, uint32_t>> found;
+        const Xapian::MSet answers = enquire.get_mset(0, static_cast<Xapian::doccount>(most));
+        for (Xapian::MSetIterator at = answers.begin(); at != answers.end(); ++at) {
+            found.emplace_back(*at, static_cast<uint32_t>(at.get_weight() + 0.5));
+        }
+        return found;
+    }
+
+    void check(std::vector<std::string>& damage) {
+        if (isRemote() || !generation_) return;
+        const CatalogFolder folder(location_.folder);
+        for (const fs::path& path : {folder.mainOf(*generation_), folder.recentOf(*generation_)}) {
+            std::error_code ignored;
+            if (!fs::exists(path, ignored)) continue;
+            std::ostringstream report;
+            size_t errors = 0;
+            try {
+                errors = Xapian::Database::check(path.string(), 0, &report);
+            } catch (const Xapian::Error& error) {
+                damage.push_back(path.string() + ": " + said(error));
+                continue;
+            }
+            if (errors > 0) damage.push_back(path.string() + ": " + std::to_string(errors) + " errors in its tables");
+        }
+    }
+
+  private:
+    static std::optional<std::string> dataIn(Xapian::Database& database, Xapian::docid id) {
+        try {
+            return database.get_document(id).get_data();
+        } catch (const Xapian::DocNotFoundError&) {
+            return std::nullopt;
+        }
+    }
+
+    void readOverridden() {
+        overridden_.clear();
+        forEachPosting(recent_, kOverrides, [&](Xapian::docid id) { overridden_.insert(id); });
+    }
+
+    ShardLocation location_;
+    std::optional<uint64_t> generation_;
+    Xapian::Database main_ = emptyDatabase();
+    Xapian::Database recent_ = emptyDatabase();
+    std::unordered_set<Xapian::docid> overridden_;      // documents of main_ that recent_ replaces or buries
+    std::shared_ptr<const FrequencyTable> frequencies_; // of a remote shard
+};
+
+} // namespace
+
+struct CatalogReader::Impl {
+    std::string location;
+    std::vector<ShardReader> shards;
+    ShardNumbering numbering;
+    bool open = false;
+    std::vector<uint32_t> scores; // by id of the whole; all 0 between two calls of best()
+
+    void openAll() {
+        shards.clear();
+        open = false;
+        for (ShardLocation& shard : shardsOf(location)) shards.emplace_back(std::move(shard));
+        numbering.count = static_cast<uint32_t>(shards.size());
+        for (ShardReader& shard : shards) shard.open();
+        open = true;
+    }
+
+    // Runs a piece of reading, again when a writer has overtaken it.
+    template <class Work>
+    auto reading(Work work) {
+        for (int tries = 1;; ++tries) {
+            try {
+                if (!open) openAll();
+                return work();
+            } catch (const Xapian::NetworkError& error) {
+                open = false; // the connection is of no more use
+                throw CatalogUnavailable(location + ": " + said(error));
+            } catch (const Xapian::DatabaseCorruptError& error) {
+                open = false;
+                throw CatalogError(location + ": " + said(error));
+            } catch (const Xapian::DatabaseError& error) {
+                // Modified: two commits went by since this reader looked. Opening: the generation was merged away.
+                open = false;
+                if (tries == kMostTries) throw CatalogError(location + ": " + said(error));
+            } catch (const Xapian::Error& error) {
+                open = false;
+                throw CatalogError(location + ": " + said(error));
+            }
+        }
+    }
+
+    std::optional<Recording> recording(uint32_t id) {
+        if (id == 0 || shards.empty()) return std::nullopt;
+        const std::optional<std::string> data = shards[numbering.shard(id)].data(numbering.local(id));
+        if (!data) return std::nullopt;
+        std::optional<Recording> recording = unpackRecording(*data);
+        if (!recording) throw CatalogError(location + ": recording " + std::to_string(id) + " is damaged");
+        recording->id = id;
+        return recording;
+    }
+
+    std::vector<uint32_t> byTerm(const std::string& term) {
+        std::vector<uint32_t> ids;
+        for (size_t s = 0; s < shards.size(); ++s) {
+            shards[s].visitPostings(term, [&](Xapian::docid id) { ids.push_back(numbering.whole(id, s)); });
+        }
+        std::sort(ids.begin(), ids.end());
+        return ids;
+    }
+
+    uint32_t lastId() {
+        uint32_t last = 0;
+        for (size_t s = 0; s < shards.size(); ++s) {
+            const Xapian::docid id = shards[s].lastId();
+            if (id != 0) last = std::max(last, numbering.whole(id, s));
+        }
+        return last;
+    }
+
+    std::vector<ScoredRecording> best(const std::vector<WeightedTerm>& terms, size_t most) {
+        scores.assign(lastId() + size_t{1}, 0);
+        std::vector<ScoredRecording> found;
+        for (size_t s = 0; s < shards.size(); ++s) {
+            if (shards[s].isRemote()) {
+                for (const auto& [id, score] : shards[s].bestOfRemote(terms, most)) {
+                    found.push_back({numbering.whole(id, s), score});
+                }
+                continue;
+            }
+            for (const WeightedTerm& term : terms) {
+                shards[s].visitPostings(term.term, [&](Xapian::docid id) {
+                    const uint32_t whole = numbering.whole(id, s);
+                    // A commit between the two looks may have brought a later one.
+                    if (whole < scores.size()) scores[whole] += term.weight;
+                });
+            }
+        }
+        const auto higher = [](const ScoredRecording& a, const ScoredRecording& b) {
+            return a.score != b.score ? a.score > b.score : a.id < b.id;
+        };
+        if (most == 0) return {};
+        // The best so far as a heap with the lowest of them on top.
+        std::make_heap(found.begin(), found.end(), higher);
+        for (uint32_t id = 0; id < scores.size(); ++id) {
+            const ScoredRecording candidate{id, scores[id]};
+            if (candidate.score == 0) continue;
+            if (found.size() >= most) {
+                if (!higher(candidate, found.front())) continue;
+                std::pop_heap(found.begin(), found.end(), higher);
+                found.pop_back();
+            }
+            found.push_back(candidate);
+            std::push_heap(found.begin(), found.end(), higher);
+        }
+        std::sort(found.begin(), found.end(), higher);
+        if (found.size() > most) found.resize(most);
+        return found;
+    }
+};
+
+CatalogReader::CatalogReader(const std::string& location) : impl_(std::make_unique<Impl>()) {
+    impl_->location = location;
+    impl_->reading([] {});
+}
+
+CatalogReader::~CatalogReader() = default;
+
+void CatalogReader::refresh() {
+    impl_->reading([&] {
+        for (ShardReader& shard : impl_->shards) shard.refresh();
+    });
+}
+
+uint64_t CatalogReader::recordingCount() {
+    return impl_->reading([&] {
+        uint64_t count = 0;
+        for (ShardReader& shard : impl_->shards) count += shard.count();
+        return count;
+    });
+}
+
+std::optional<Recording> CatalogReader::recording(uint32_t id) {
+    return impl_->reading([&] { return impl_->recording(id); });
+}
+
+std::vector<uint32_t> CatalogReader::byTrackId(const std::string& trackId) {
+    return impl_->reading([&] { return impl_->byTerm(trackTerm(trackId)); });
+}
+
+std::vector<uint32_t> CatalogReader::byAlbumId(const std::string& albumId) {
+    return impl_->reading([&] { return impl_->byTerm(albumTerm(albumId)); });
+}
+
+void CatalogReader::forEach(const std::function<void(const Recording&)>& visit) {
+    for (const uint32_t id : impl_->reading([&] { return impl_->byTerm(""); })) {
+        if (const std::optional<Recording> found = recording(id)) visit(*found);
+    }
+}
+
+std::vector<std::string> CatalogReader::check() {
+    return impl_->reading([&] {
+        std::vector<std::string> damage;
+        for (ShardReader& shard : impl_->shards) shard.check(damage);
+        if (!damage.empty()) return damage;
+        std::map<std::string, uint32_t> seen;
+        for (const uint32_t id : impl_->byTerm("")) {
+            try {
+                const std::optional<Recording> recording = impl_->recording(id);
+                if (!recording) continue; // a grave
+                const auto [first, isNew] = seen.emplace(recording->contentHash, id);
+                if (!isNew) {
+                    damage.push_back("Recordings " + std::to_string(first->second) + " and " + std::to_string(id) +
+                                     " hold the same audio");
+                }
+                const std::vector<uint32_t> holders = impl_->byTerm(hashTerm(recording->contentHash));
+                if (!std::binary_search(holders.begin(), holders.end(), id)) {
+                    damage.push_back("Recording " + std::to_string(id) + " is not found by its audio");
+                }
+            } catch (const CatalogError& error) {
+                damage.push_back(error.what());
+            }
+        }
+        return damage;
+    });
+}
+
+uint64_t CatalogReader::frequency(const std::string& term) {
+    return impl_->reading([&] {
+        uint64_t sum = 0;
+        for (ShardReader& shard : impl_->shards) sum += shard.frequency(term);
+        return sum;
+    });
+}
+
+std::vector<ScoredRecording> CatalogReader::best(const std::vector<WeightedTerm>& terms, size_t most) {
+    return impl_->reading([&] { return impl_->best(terms, most); });
+}
+
+} // namespace tarn::server
+
+// The search engine's own table check frees an object by its base class, which harms nothing and ends a process under
+// the address sanitizer.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TARN_ADDRESS_SANITIZER
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define TARN_ADDRESS_SANITIZER
+#endif
+#ifdef TARN_ADDRESS_SANITIZER
+extern "C" const char* __asan_default_options();  // NOLINT(bugprone-reserved-identifier)
+extern "C" const char* __asan_default_options() { // NOLINT(bugprone-reserved-identifier)
+    return "new_delete_type_mismatch=0";
+}
+#endif

@@ -1,0 +1,47 @@
+// What reader and writer share of the search engine.
+#pragma once
+
+#include "catalog/catalog.h"
+
+#include <xapian.h>
+
+#include <filesystem>
+#include <string>
+
+namespace tarn::server {
+
+// A database without documents. (One without even a backend cannot be asked everything.)
+inline Xapian::Database emptyDatabase() {
+    return Xapian::WritableDatabase(std::string(), Xapian::DB_BACKEND_INMEMORY);
+}
+
+// Opens a database that may not be there.
+inline Xapian::Database openIfThere(const std::filesystem::path& path) {
+    std::error_code ignored;
+    return std::filesystem::exists(path, ignored) ? Xapian::Database(path.string()) : emptyDatabase();
+}
+
+// Documents that hold the term, in the order of their ids.
+template <class Visit>
+void forEachPosting(const Xapian::Database& database, const std::string& term, Visit visit) {
+    const Xapian::PostingIterator end = database.postlist_end(term);
+    for (Xapian::PostingIterator at = database.postlist_begin(term); at != end; ++at) visit(*at);
+}
+
+// The first document of a term, or 0.
+inline Xapian::docid firstPosting(const Xapian::Database& database, const std::string& term) {
+    const Xapian::PostingIterator at = database.postlist_begin(term);
+    return at == database.postlist_end(term) ? 0 : *at;
+}
+
+inline bool holds(const Xapian::Database& database, Xapian::docid id) {
+    const Xapian::PostingIterator end = database.postlist_end("");
+    Xapian::PostingIterator at = database.postlist_begin("");
+    if (at == end) return false;
+    at.skip_to(id);
+    return at != end && *at == id;
+}
+
+inline std::string said(const Xapian::Error& error) { return error.get_type() + std::string(": ") + error.get_msg(); }
+
+} // namespace tarn::server

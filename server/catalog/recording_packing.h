@@ -1,0 +1,20 @@
+// A recording as the bytes that the catalogue stores.
+//
+//   format (varint, 1); duration in ms, track number, year (varints); track id, album id, content hash, path, title,
+//   artist, album, album artist, track blob, album blob (each its length as a varint, then its bytes); codes
+//   (coding/code_packing.h). The id is the document's.
+#pragma once
+
+#include "catalog/recording.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace tarn::server {
+
+std::string packRecording(const Recording& recording);
+// Nothing when the bytes are no recording of a format that we know.
+std::optional<Recording> unpackRecording(std::string_view bytes);
+
+} // namespace tarn::server

@@ -1,0 +1,299 @@
+#include "catalog/catalog.h"
+#include "catalog/terms.h"
+#include "sample_recording.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+using namespace tarn::server;
+using kvxtest::sampleRecording;
+using kvxtest::TemporaryFolder;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+namespace fs = std::filesystem;
+
+namespace {
+
+using Outcome = CatalogWriter::Outcome;
+
+std::vector<std::string> titlesIn(const std::string& location) {
+    std::vector<std::string> titles;
+    CatalogReader reader(location);
+    reader.forEach([&](const Recording& recording) { titles.push_back(recording.tags.title); });
+    EXPECT_EQ(reader.recordingCount(), titles.size());
+    EXPECT_THAT(reader.check(), IsEmpty());
+    return titles;
+}
+
+// Terms of the recording's grams, each of weight 1.
+std::vector<WeightedTerm> termsOf(const Recording& recording) {
+    std::set<std::string> texts;
+    for (const auto& phase : recording.codes) {
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            for (const Gram& gram : gramsOf(phase[c].letters)) texts.insert(gramTerm(c, gram.value));
+        }
+    }
+    std::vector<WeightedTerm> terms;
+    for (const std::string& text : texts) terms.push_back({text, 1});
+    return terms;
+}
+
+} // namespace
+
+TEST(GramTerms, AreThreeBytesWithoutZeroAndAllDifferent) {
+    EXPECT_EQ(gramTerm(0, 0), "\x01\x01\x01");
+    EXPECT_EQ(gramTerm(0, 1), "\x01\x01\x02");
+    EXPECT_EQ(gramTerm(0, 255), "\x01\x02\x01");
+    EXPECT_EQ(gramTerm(0, 255 * 255), "\x02\x01\x01");
+    std::set<std::string> seen;
+    for (const size_t codebook : {size_t{0}, size_t{1}}) {
+        for (uint32_t value = 0; value < kGramCount; value += 997) {
+            const std::string term = gramTerm(codebook, value);
+            ASSERT_EQ(term.size(), 3U);
+            ASSERT_EQ(term.find('\0'), std::string::npos);
+            ASSERT_TRUE(seen.insert(term).second);
+        }
+    }
+}
+
+TEST(Catalog, ThatIsNotThereReadsAsEmptyUntilItIsMade) {
+    const TemporaryFolder folder;
+    CatalogReader reader(folder / "new");
+    EXPECT_EQ(reader.recordingCount(), 0U);
+    EXPECT_EQ(reader.recording(1), std::nullopt);
+    EXPECT_THAT(reader.best({{"abc", 1}}, 5), IsEmpty());
+    EXPECT_THAT(reader.check(), IsEmpty());
+    EXPECT_FALSE(fs::exists(folder / "new"));
+    CatalogWriter writer(folder / "new");
+    writer.put(sampleRecording(1));
+    writer.commit();
+    reader.refresh();
+    EXPECT_EQ(reader.recordingCount(), 1U);
+}
+
+TEST(Catalog, ShowsWhatWasCommittedAndDropsTheRest) {
+    const TemporaryFolder folder;
+    {
+        CatalogWriter writer(folder / "c");
+        EXPECT_EQ(writer.put(sampleRecording(1)), Outcome::kAdded);
+        CatalogReader reader(folder / "c");
+        EXPECT_EQ(reader.recordingCount(), 0U);
+        writer.commit();
+        EXPECT_EQ(reader.recordingCount(), 0U); // the reader has not looked again
+        reader.refresh();
+        EXPECT_EQ(reader.recordingCount(), 1U);
+        writer.put(sampleRecording(2));
+        writer.rememberFile("/music/2.flac", 5, 6, "hash2");
+    }
+    EXPECT_THAT(titlesIn(folder / "c"), ElementsAre("Title 1"));
+    EXPECT_FALSE(CatalogWriter(folder / "c").isKnownFile("/music/2.flac", 5, 6));
+}
+
+TEST(Catalog, TheSameAudioAgainUpdatesUnderItsId) {
+    for (const bool merged : {false, true}) {
+        SCOPED_TRACE(merged);
+        const TemporaryFolder folder;
+        CatalogWriter writer(folder / "c");
+        for (uint32_t n = 1; n <= 3; ++n) writer.put(sampleRecording(n));
+        writer.commit();
+        if (merged) writer.compact();
+        EXPECT_TRUE(writer.contains("hash2"));
+        EXPECT_FALSE(writer.contains("hash9"));
+        EXPECT_EQ(writer.put(sampleRecording(2, "Better title")), Outcome::kUpdated);
+        EXPECT_EQ(writer.put(sampleRecording(2, "Best title")), Outcome::kUpdated);
+        writer.commit();
+        EXPECT_THAT(titlesIn(folder / "c"), ElementsAre("Title 1", "Best title", "Title 3"));
+        writer.compact();
+        EXPECT_THAT(titlesIn(folder / "c"), ElementsAre("Title 1", "Best title", "Title 3"));
+        EXPECT_EQ(CatalogReader(folder / "c").recording(2)->tags.title, "Best title");
+    }
+}
+
+TEST(Catalog, RemovesFromBothDatabases) {
+    for (const bool merged : {false, true}) {
+        SCOPED_TRACE(merged);
+        const TemporaryFolder folder;
+        CatalogWriter writer(folder / "c");
+        for (uint32_t n = 1; n <= 4; ++n) writer.put(sampleRecording(n));
+        writer.commit();
+        if (merged) writer.compact();
+        EXPECT_TRUE(writer.remove(2));
+        EXPECT_FALSE(writer.remove(2));
+        EXPECT_FALSE(writer.remove(0));
+        EXPECT_FALSE(writer.remove(99));
+        EXPECT_FALSE(writer.contains("hash2"));
+        writer.commit();
+        CatalogReader reader(folder / "c");
+        EXPECT_EQ(reader.recording(2), std::nullopt);
+        EXPECT_THAT(reader.byTrackId("T-2"), IsEmpty());
+        EXPECT_THAT(reader.best(termsOf(sampleRecording(2)), 1), IsEmpty());
+        EXPECT_THAT(titlesIn(folder / "c"), ElementsAre("Title 1", "Title 3", "Title 4"));
+        writer.compact();
+        EXPECT_THAT(titlesIn(folder / "c"), ElementsAre("Title 1", "Title 3", "Title 4"));
+        EXPECT_EQ(writer.put(sampleRecording(2)), Outcome::kAdded);
+        writer.commit();
+        EXPECT_EQ(titlesIn(folder / "c").size(), 4U);
+    }
+}
+
+TEST(Catalog, StaysSoundWhenEverythingIsRemovedAndMerged) {
+    const TemporaryFolder folder;
+    CatalogWriter writer(folder / "c");
+    for (uint32_t n = 1; n <= 3; ++n) writer.put(sampleRecording(n));
+    writer.compact();
+    for (uint32_t id = 1; id <= 3; ++id) EXPECT_TRUE(writer.remove(id));
+    writer.compact();
+    EXPECT_THAT(titlesIn(folder / "c"), IsEmpty());
+    writer.put(sampleRecording(8));
+    writer.compact();
+    EXPECT_THAT(titlesIn(folder / "c"), ElementsAre("Title 8"));
+}
+
+TEST(Catalog, MergesManyTimesWithoutLosingOrDoublingAnything) {
+    const TemporaryFolder folder;
+    CatalogWriter writer(folder / "c");
+    std::vector<std::string> expected;
+    for (uint32_t n = 1; n <= 30; ++n) {
+        writer.put(sampleRecording(n));
+        expected.push_back("Title " + std::to_string(n));
+        if (n % 3 == 0) writer.commit();
+        if (n % 7 == 0) writer.compact();
+    }
+    writer.commit();
+    EXPECT_EQ(titlesIn(folder / "c"), expected);
+}
+
+TEST(Catalog, KnowsAFileWhileItsSizeTimeAndRecordingStay) {
+    const TemporaryFolder folder;
+    CatalogWriter writer(folder / "c");
+    const std::string path(5000, 'p');
+    writer.put(sampleRecording(1));
+    writer.rememberFile(path, 10, -20, "hash1");
+    for (const bool merged : {false, true}) {
+        SCOPED_TRACE(merged);
+        if (merged) writer.compact();
+        EXPECT_TRUE(writer.isKnownFile(path, 10, -20));
+        EXPECT_FALSE(writer.isKnownFile(path, 11, -20));
+        EXPECT_FALSE(writer.isKnownFile(path, 10, -21));
+        EXPECT_FALSE(writer.isKnownFile(path + "q", 10, -20));
+    }
+    writer.rememberFile(path, 11, 5, "hash1"); // the later entry wins, before the merge and after it
+    EXPECT_TRUE(writer.isKnownFile(path, 11, 5));
+    writer.put(sampleRecording(2));
+    writer.compact();
+    EXPECT_TRUE(writer.isKnownFile(path, 11, 5));
+    EXPECT_TRUE(writer.remove(1));
+    EXPECT_FALSE(writer.isKnownFile(path, 11, 5));
+}
+
+TEST(Catalog, RefusesASecondWriterUntilTheFirstEnds) {
+    const TemporaryFolder folder;
+    auto first = std::make_unique<CatalogWriter>(folder / "c");
+    try {
+        const CatalogWriter second(folder / "c");
+        ADD_FAILURE() << "two writers";
+    } catch (const CatalogError& error) {
+        EXPECT_THAT(error.what(), HasSubstr("is being written by another process"));
+    }
+    first.reset();
+    EXPECT_NO_THROW(CatalogWriter(folder / "c"));
+}
+
+TEST(Catalog, ReaderLivesThroughCommitsAndMerges) {
+    const TemporaryFolder folder;
+    CatalogWriter writer(folder / "c");
+    writer.put(sampleRecording(1));
+    writer.commit();
+    CatalogReader reader(folder / "c");
+    for (uint32_t n = 2; n <= 20; ++n) {
+        writer.put(sampleRecording(n));
+        writer.commit();
+        if (n % 5 == 0) writer.compact();
+        // Without a refresh: what the reader holds may be gone, and then it looks anew.
+        EXPECT_EQ(reader.recording(1)->tags.title, "Title 1");
+        EXPECT_EQ(reader.best(termsOf(sampleRecording(1)), 1).at(0).id, 1U);
+        if (n % 3 == 0) reader.refresh();
+    }
+    reader.refresh();
+    EXPECT_EQ(reader.recordingCount(), 20U);
+}
+
+TEST(Catalog, FindsByTrackAndByAlbum) {
+    const TemporaryFolder folder;
+    CatalogWriter writer(folder / "c");
+    for (uint32_t n = 8; n <= 12; ++n) writer.put(sampleRecording(n));
+    writer.commit();
+    CatalogReader reader(folder / "c");
+    EXPECT_THAT(reader.byTrackId("T-10"), ElementsAre(3));
+    EXPECT_THAT(reader.byAlbumId("A-0"), ElementsAre(1, 2));
+    EXPECT_THAT(reader.byAlbumId("A-1"), ElementsAre(3, 4, 5));
+    EXPECT_THAT(reader.byTrackId("A-1"), IsEmpty());
+    EXPECT_THAT(reader.byTrackId(""), IsEmpty());
+    EXPECT_THAT(reader.byTrackId(std::string(4000, 'x')), IsEmpty());
+}
+
+TEST(Catalog, ScoresAddTheWeightsOfTheTermsThatARecordingHolds) {
+    const TemporaryFolder folder;
+    CatalogWriter writer(folder / "c");
+    for (uint32_t n = 1; n <= 6; ++n) writer.put(sampleRecording(n));
+    writer.compact();
+    for (uint32_t n = 7; n <= 9; ++n) writer.put(sampleRecording(n));
+    writer.commit();
+    CatalogReader reader(folder / "c");
+    std::vector<WeightedTerm> terms = termsOf(sampleRecording(4));
+    const auto all = static_cast<uint32_t>(terms.size());
+    const std::string ofEight = termsOf(sampleRecording(8)).front().term;
+    terms.push_back({ofEight, 7});
+    terms.push_back({gramTerm(0, 12345), 1000}); // nobody holds it
+    const std::vector<ScoredRecording> best = reader.best(terms, 2);
+    ASSERT_EQ(best.size(), 2U);
+    EXPECT_EQ(best[0].id, 4U);
+    EXPECT_GE(best[0].score, all);
+    EXPECT_EQ(best[1].id, 8U);
+    EXPECT_GE(best[1].score, 7U);
+    EXPECT_EQ(reader.frequency(ofEight), 1U);
+    EXPECT_EQ(reader.frequency(gramTerm(0, 12345)), 0U);
+    EXPECT_THAT(reader.best(terms, 0), IsEmpty());
+    EXPECT_THAT(reader.best({}, 5), IsEmpty());
+}
+
+TEST(Catalog, SaysWhatIsDamaged) {
+    const TemporaryFolder folder;
+    {
+        CatalogWriter writer(folder / "c");
+        for (uint32_t n = 1; n <= 40; ++n) writer.put(sampleRecording(n));
+        writer.compact();
+    }
+    const fs::path main = fs::path(folder / "c") / "generation-2" / "main" / "postlist.glass";
+    ASSERT_TRUE(fs::exists(main));
+    {
+        std::fstream file(main, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(8192 + 100);
+        file << std::string(6000, '\xee');
+    }
+    bool noticed = false;
+    try {
+        CatalogReader reader(folder / "c");
+        noticed = !reader.check().empty();
+    } catch (const CatalogError&) {
+        noticed = true;
+    }
+    EXPECT_TRUE(noticed);
+}
+
+TEST(Catalog, RefusesACurrentFileThatNamesNothing) {
+    const TemporaryFolder folder;
+    { const CatalogWriter writer(folder / "c"); }
+    for (const char* text : {"", "main\n", "-1\n", "1 2\n"}) {
+        SCOPED_TRACE(text);
+        std::ofstream(fs::path(folder / "c") / "current") << text;
+        EXPECT_THROW(CatalogReader(folder / "c"), CatalogError);
+        EXPECT_THROW(CatalogWriter(folder / "c"), CatalogError);
+    }
+    std::ofstream(fs::path(folder / "c") / "current") << "17\n"; // a generation that is not there
+    EXPECT_THROW(CatalogReader(folder / "c"), CatalogError);
+    EXPECT_THROW(CatalogWriter(folder / "c"), CatalogError);
+}

@@ -1,0 +1,241 @@
+#include "catalog/shards.h"
+#include "catalog/terms.h"
+#include "sample_recording.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <csignal>
+#include <fstream>
+#include <set>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+using namespace tarn::server;
+using kvxtest::sampleRecording;
+using kvxtest::TemporaryFolder;
+using ::testing::HasSubstr;
+
+namespace {
+
+std::string stub(const TemporaryFolder& folder, const std::string& text) {
+    const std::string path = folder / "stub";
+    std::ofstream(path) << text;
+    return path;
+}
+
+std::vector<WeightedTerm> termsOf(const Recording& recording) {
+    std::set<std::string> texts;
+    for (const auto& phase : recording.codes) {
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            for (const Gram& gram : gramsOf(phase[c].letters)) texts.insert(gramTerm(c, gram.value));
+        }
+    }
+    std::vector<WeightedTerm> terms;
+    uint32_t weight = 1;
+    for (const std::string& text : texts) terms.push_back({text, weight++ % 50 + 1});
+    return terms;
+}
+
+// Content hashes and scores of the best, which do not depend on how the ids are given.
+std::multimap<uint32_t, std::string> answers(CatalogReader& reader, const std::vector<WeightedTerm>& terms) {
+    std::multimap<uint32_t, std::string> found;
+    for (const ScoredRecording& scored : reader.best(terms, 1000)) {
+        found.emplace(scored.score, reader.recording(scored.id)->contentHash);
+    }
+    return found;
+}
+
+std::set<std::string> texts(const std::multimap<uint32_t, std::string>& answers) {
+    std::set<std::string> all;
+    for (const auto& [score, hash] : answers) all.insert(std::to_string(score) + " " + hash);
+    return all;
+}
+
+uint16_t freePort() {
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    EXPECT_EQ(::bind(socket, generic, length), 0);
+    EXPECT_EQ(::getsockname(socket, generic, &length), 0);
+    ::close(socket);
+    return ntohs(address.sin_port);
+}
+
+// Serves a database in a session of its own: the server signals its whole process group when it ends.
+class DatabaseServer {
+  public:
+    DatabaseServer(const std::string& database, uint16_t port) {
+        const std::string portText = std::to_string(port);
+        const char* arguments[] = {"xapian-tcpsrv", "--quiet",        "--interface",    "127.0.0.1",
+                                   "--port",        portText.c_str(), database.c_str(), nullptr};
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+        std::vector<char*> writable;
+        for (const char* argument : arguments) writable.push_back(const_cast<char*>(argument));
+        EXPECT_EQ(posix_spawnp(&process_, "xapian-tcpsrv", nullptr, &attributes, writable.data(), environ), 0);
+        posix_spawnattr_destroy(&attributes);
+    }
+    ~DatabaseServer() { stop(); }
+    DatabaseServer(const DatabaseServer&) = delete;
+    DatabaseServer& operator=(const DatabaseServer&) = delete;
+    void stop() {
+        if (process_ <= 0) return;
+        kill(-process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
+        process_ = 0;
+    }
+    void freeze() { kill(-process_, SIGSTOP); }
+    void thaw() { kill(-process_, SIGCONT); }
+
+  private:
+    pid_t process_ = 0;
+};
+
+// A reader as soon as the servers answer.
+std::unique_ptr<CatalogReader> openedReader(const std::string& location) {
+    for (int tries = 0;; ++tries) {
+        try {
+            return std::make_unique<CatalogReader>(location);
+        } catch (const CatalogUnavailable&) {
+            if (tries == 500) throw;
+            usleep(20000);
+        }
+    }
+}
+
+} // namespace
+
+TEST(ShardLocations, AreAFolderOrTheLinesOfAStub) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(shardsOf(folder / "anything").size(), 1U);
+    EXPECT_EQ(shardsOf(folder / "anything")[0].folder, folder / "anything");
+    const auto shards = shardsOf(stub(folder, "# three\n\nfolder a b\nfolder /c\nremote some.host:1234\n"));
+    ASSERT_EQ(shards.size(), 3U);
+    EXPECT_EQ(shards[0].folder, folder / "a b");
+    EXPECT_EQ(shards[1].folder, "/c");
+    EXPECT_EQ(shards[2].folder, "");
+    EXPECT_EQ(shards[2].host, "some.host");
+    EXPECT_EQ(shards[2].port, 1234U);
+}
+
+TEST(ShardLocations, NameTheLineThatIsWrong) {
+    const struct {
+        const char* text;
+        const char* message;
+    } cases[] = {
+        {"", "names no shard"},        {"# nothing\n", "names no shard"},    {"folder a\nfolder\n", "line 2"},
+        {"disk a\n", "line 1"},        {"remote host\n", "HOST:PORT"},       {"remote host:\n", "HOST:PORT"},
+        {"remote :80\n", "HOST:PORT"}, {"remote host:65536\n", "HOST:PORT"}, {"remote host:8x\n", "HOST:PORT"},
+    };
+    const TemporaryFolder folder;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.text);
+        try {
+            shardsOf(stub(folder, c.text));
+            ADD_FAILURE() << "accepted";
+        } catch (const CatalogError& error) {
+            EXPECT_THAT(error.what(), HasSubstr(c.message));
+        }
+    }
+}
+
+TEST(Shards, NumberRecordingsInTurn) {
+    const ShardNumbering numbering{3};
+    for (uint32_t id = 1; id < 100; ++id) EXPECT_EQ(numbering.whole(numbering.local(id), numbering.shard(id)), id);
+    EXPECT_EQ(numbering.whole(1, 0), 1U);
+    EXPECT_EQ(numbering.whole(1, 2), 3U);
+    EXPECT_EQ(numbering.whole(2, 0), 4U);
+}
+
+TEST(Shards, OnDiskAnswerAsOneDatabase) {
+    const TemporaryFolder folder;
+    const std::string sharded = stub(folder, "folder s0\nfolder s1\nfolder s2\n");
+    for (const std::string& location : {sharded, folder / "one"}) {
+        CatalogWriter writer(location);
+        for (uint32_t n = 1; n <= 60; ++n) {
+            writer.put(sampleRecording(n));
+            writer.rememberFile("/f" + std::to_string(n), n, n, "hash" + std::to_string(n));
+        }
+        EXPECT_EQ(writer.put(sampleRecording(7, "Again")), CatalogWriter::Outcome::kUpdated);
+        writer.commit();
+        EXPECT_TRUE(writer.isKnownFile("/f9", 9, 9));
+    }
+    CatalogReader one(folder / "one");
+    CatalogReader three(sharded);
+    EXPECT_EQ(three.recordingCount(), 60U);
+    EXPECT_EQ(three.check(), std::vector<std::string>{});
+    for (int shard = 0; shard < 3; ++shard) {
+        EXPECT_GT(CatalogReader(folder / ("s" + std::to_string(shard))).recordingCount(), 8U);
+    }
+    for (uint32_t n = 1; n <= 60; n += 7) {
+        const auto terms = termsOf(sampleRecording(n));
+        EXPECT_EQ(texts(answers(three, terms)), texts(answers(one, terms)));
+        for (size_t i = 0; i < terms.size(); i += 50) {
+            EXPECT_EQ(three.frequency(terms[i].term), one.frequency(terms[i].term));
+        }
+        const auto ids = three.byTrackId("T-" + std::to_string(n));
+        ASSERT_EQ(ids.size(), 1U);
+        EXPECT_EQ(three.recording(ids[0])->contentHash, "hash" + std::to_string(n));
+    }
+    CatalogWriter writer(sharded);
+    const uint32_t id = three.byTrackId("T-30").at(0);
+    EXPECT_TRUE(writer.remove(id));
+    writer.compact();
+    three.refresh();
+    EXPECT_EQ(three.recordingCount(), 59U);
+    EXPECT_EQ(three.recording(id), std::nullopt);
+}
+
+TEST(Shards, BehindSocketsAnswerAsOneDatabase) {
+    const TemporaryFolder folder;
+    const std::string local = stub(folder, "folder s0\nfolder s1\nfolder s2\n");
+    for (const std::string& location : {local, folder / "one"}) {
+        CatalogWriter writer(location);
+        for (uint32_t n = 1; n <= 60; ++n) writer.put(sampleRecording(n));
+        writer.compact();
+    }
+    std::vector<std::unique_ptr<DatabaseServer>> servers;
+    std::vector<uint16_t> ports;
+    std::string lines;
+    const auto database = [&](size_t s) { return folder / ("s" + std::to_string(s) + "/generation-2/main"); };
+    for (size_t s = 0; s < 3; ++s) {
+        ports.push_back(freePort());
+        servers.push_back(std::make_unique<DatabaseServer>(database(s), ports[s]));
+        lines += "remote 127.0.0.1:" + std::to_string(ports[s]) + "\n";
+    }
+    const std::string remote = folder / "remote";
+    std::ofstream(remote) << lines;
+    EXPECT_THROW(CatalogWriter{remote}, CatalogError); // written where it is stored
+
+    const std::unique_ptr<CatalogReader> reader = openedReader(remote);
+    CatalogReader one(folder / "one");
+    EXPECT_EQ(reader->recordingCount(), 60U);
+    const auto terms = termsOf(sampleRecording(11));
+    const auto expected = texts(answers(one, terms));
+    EXPECT_EQ(texts(answers(*reader, terms)), expected);
+    for (size_t i = 0; i < terms.size(); i += 20) {
+        EXPECT_EQ(reader->frequency(terms[i].term), one.frequency(terms[i].term));
+    }
+
+    servers[1]->freeze();
+    EXPECT_THROW(reader->best(terms, 10), CatalogUnavailable);
+    servers[1]->thaw();
+    EXPECT_EQ(texts(answers(*openedReader(remote), terms)), expected);
+
+    servers[1]->stop();
+    EXPECT_THROW(
+        {
+            reader->refresh();
+            reader->best(terms, 10);
+        },
+        CatalogUnavailable);
+    servers[1] = std::make_unique<DatabaseServer>(database(1), ports[1]);
+    EXPECT_EQ(texts(answers(*openedReader(remote), terms)), expected);
+}
