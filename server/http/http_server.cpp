@@ -32,6 +32,13 @@ constexpr const char* kRetryAfterSeconds = "1";
 
 double milliseconds(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
+// What other libraries say of their failures, fit to stand between quotes in one line of the log.
+std::string quotable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c == '"' || static_cast<unsigned char>(c) < ' '; }, '\'');
+    return text;
+}
+
 // The path of a request target. A client that frames HTTP itself sends the absolute form, http://HOST/PATH.
 std::string_view pathOf(std::string_view target) {
     constexpr std::string_view kScheme = "http://";
@@ -258,7 +265,8 @@ MHD_Result HttpServer::Impl::sendReply(MHD_Connection* connection, Exchange& exc
     const char* type = reply.status == 200 ? "application/octet-stream" : "text/plain";
     exchange.replied = true;
     if (reply.status == 503) {
-        return send(connection, reply.status, type, reply.body, {{"Retry-After", kRetryAfterSeconds}}, false);
+        return send(connection, reply.status, type, reply.body, {{"Retry-After", kRetryAfterSeconds}},
+                    reply.closeConnection);
     }
     return send(connection, reply.status, type, reply.body, {}, reply.closeConnection);
 }
@@ -300,7 +308,7 @@ void HttpServer::Impl::end(MHD_Connection* connection, Exchange& exchange, bool 
                 peer, kindName(report.kind), exchange.reply->status, outcomeName(report.outcome), account,
                 dash(report.language), dash(report.clientKind), report.requestOption, report.packetBytes,
                 report.answers, confidence, milliseconds(report.verifying), milliseconds(exchange.waiting),
-                milliseconds(report.recognising), milliseconds(total), report.reason);
+                milliseconds(report.recognising), milliseconds(total), quotable(report.reason));
         } else {
             metrics.dropped();
             services.log->info("request peer={} outcome=dropped bodyBytes={} totalMs={:.3f}", peer, exchange.bodyBytes,

@@ -87,6 +87,7 @@ Reply RequestHandler::failure(RequestReport report, Outcome outcome, const std::
     report.reason = detail.empty() ? text : detail;
     reply.status = httpStatus(outcome);
     reply.body = text + "\n";
+    reply.closeConnection = true;
     reply.report = std::move(report);
     return reply;
 }

@@ -56,7 +56,8 @@ struct RequestReport {
 struct Reply {
     int status = 200;
     std::string body;
-    // The client takes everything up to the end of the connection for the answer.
+    // The client takes everything up to the end of the connection for the answer, or may do so: a failure always ends
+    // it.
     bool closeConnection = false;
     RequestReport report;
 };

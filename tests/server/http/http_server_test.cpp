@@ -206,6 +206,15 @@ TEST(HttpServer, SaysTryAgainWhileTheCatalogueIsGone) {
     EXPECT_EQ(service.ask(request).status, 200);
 }
 
+TEST(HttpServer, KeepsALogLineInOneLine) {
+    TestService service;
+    service.catalogue.beforeAnswer = [] { throw Unavailable("two\nlines \"quoted\""); };
+    const auto client = kvxtest::makeHandle();
+    EXPECT_EQ(service.ask(postOf(fingerprintPacket(client.get()))).status, 503);
+    service.stop();
+    EXPECT_NE(service.log.str().find("reason=\"two'lines 'quoted'\"\n"), std::string::npos) << service.log.str();
+}
+
 TEST(HttpServer, IsHealthyAndCounts) {
     TestService service;
     service.catalogue.matches = {match("a", 93)};

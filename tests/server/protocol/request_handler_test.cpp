@@ -297,6 +297,8 @@ TEST(RequestHandler, ClosesTheConnectionForAClientThatTakesEverythingOnIt) {
     EXPECT_FALSE(bare.ask(identityPacket(bare.client.get())).closeConnection);
     Service http({.responseFraming = 'H'});
     EXPECT_TRUE(http.ask(identityPacket(http.client.get())).closeConnection);
+    // Of a packet that is refused nobody knows what its client takes.
+    EXPECT_TRUE(bare.ask(kvxtest::bytesOf("rubbish")).closeConnection);
 }
 
 TEST(RequestHandler, ReportsTheLanguageInLettersOrDigits) {
