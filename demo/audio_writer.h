@@ -1,0 +1,22 @@
+// Sound files with tags.
+#pragma once
+
+#include "catalog/recording.h"
+#include "demo/piece.h"
+
+#include <filesystem>
+
+namespace tarn::demo {
+
+enum class FileFormat { kWav, kFlac, kOgg };
+
+// Throws std::runtime_error.
+void writeSound(const std::filesystem::path& path, const Sound& sound, FileFormat format, double quality = 0.4);
+// Into a file that is there. Empty ones, and numbers of 0, are left out.
+void writeTags(const std::filesystem::path& path, const server::Tags& tags);
+
+// A collection of `count` pieces in folders by artist and album; the formats take turns. The paths, in order.
+std::vector<std::filesystem::path> writeCollection(const std::filesystem::path& folder, uint64_t seed, uint32_t count,
+                                                   double seconds, int rateHz, int channels);
+
+} // namespace tarn::demo
