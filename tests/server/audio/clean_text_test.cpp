@@ -1,0 +1,51 @@
+#include "audio/clean_text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using tarn::server::cleanText;
+using tarn::server::kMostTextBytes;
+
+constexpr const char* kNoCharacter = "\xEF\xBF\xBD";
+
+TEST(CleanText, IsValidUtf8InOneLine) {
+    struct Case {
+        const char* name;
+        std::string text;
+        std::string expected;
+    };
+    const std::string bad = kNoCharacter;
+    const Case cases[] = {
+        {"plain", "Paper Orchard", "Paper Orchard"},
+        {"empty", "", ""},
+        {"two, three and four bytes", "\xC3\xA9 \xE2\x82\xAC \xF0\x9D\x84\x9E",
+         "\xC3\xA9 \xE2\x82\xAC \xF0\x9D\x84\x9E"},
+        {"line feeds and tabs", "a\r\nb\t\tc", "a b c"},
+        {"white space at the ends", " \n a \x7F", "a"},
+        {"zero byte", std::string("a\0b", 3), "a b"},
+        {"control characters above ASCII", "a\xC2\x85z", "a z"},
+        {"no-break space is a character", "a\xC2\xA0z", "a\xC2\xA0z"},
+        {"Latin-1", "caf\xE9", "caf" + bad},
+        {"continuation byte alone", "\x80x", bad + "x"},
+        {"cut character", "a\xE2\x82", "a" + bad + bad},
+        {"overlong", "\xC0\xAF", bad + bad},
+        {"overlong of three", "\xE0\x80\xAF", bad + bad + bad},
+        {"surrogate", "\xED\xA0\x80", bad + bad + bad},
+        {"beyond the last character", "\xF4\x90\x80\x80", bad + bad + bad + bad},
+        {"byte FF", "\xFF", bad},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(cleanText(c.text), c.expected);
+    }
+}
+
+TEST(CleanText, IsCutBetweenCharacters) {
+    EXPECT_EQ(cleanText(std::string(kMostTextBytes, 'a')), std::string(kMostTextBytes, 'a'));
+    EXPECT_EQ(cleanText(std::string(5'000'000, 'a')), std::string(kMostTextBytes, 'a'));
+    EXPECT_EQ(cleanText(std::string(kMostTextBytes - 1, 'a') + "\xE2\x82\xAC"), std::string(kMostTextBytes - 1, 'a'));
+    EXPECT_EQ(cleanText(std::string(kMostTextBytes - 1, 'a') + " b"), std::string(kMostTextBytes - 1, 'a'));
+}
+
+} // namespace

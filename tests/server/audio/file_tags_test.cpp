@@ -1,0 +1,103 @@
+#include "audio/file_tags.h"
+
+#include "demo/audio_writer.h"
+#include "server/accounts/temporary_folder.h"
+#include "server/audio/make_tags.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+using servertest::makeTags;
+using servertest::TemporaryFolder;
+using tarn::demo::FileFormat;
+using tarn::demo::writeTags;
+using tarn::server::readTags;
+using tarn::server::Tags;
+
+const tarn::demo::Sound kSound{22050, 1, std::vector<int16_t>(4000, 5)};
+
+void expectEqual(const Tags& tags, const Tags& expected) {
+    EXPECT_EQ(tags.title, expected.title);
+    EXPECT_EQ(tags.artist, expected.artist);
+    EXPECT_EQ(tags.album, expected.album);
+    EXPECT_EQ(tags.albumArtist, expected.albumArtist);
+    EXPECT_EQ(tags.number, expected.number);
+    EXPECT_EQ(tags.year, expected.year);
+}
+
+TEST(FileTags, AreReadFromEveryKindOfFile) {
+    const TemporaryFolder folder;
+    const Tags tags = makeTags("Gr\xC3\xBC\xC3\x9F"
+                               "e \xE2\x99\xAB",
+                               "Mara Feld", "Letters Home", "Low Tide Assembly", 7, 1987);
+    const struct {
+        const char* name;
+        FileFormat format;
+    } cases[] = {{"a.wav", FileFormat::kWav}, {"a.flac", FileFormat::kFlac}, {"a.ogg", FileFormat::kOgg}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        writeSound(folder / c.name, kSound, c.format);
+        writeTags(folder / c.name, tags);
+        expectEqual(readTags(folder / c.name), tags);
+    }
+}
+
+TEST(FileTags, AreTheNameOfAFileThatHasNone) {
+    const TemporaryFolder folder;
+    writeSound(folder / "03 Slow Ferry.live.wav", kSound, FileFormat::kWav);
+    expectEqual(readTags(folder / "03 Slow Ferry.live.wav"), makeTags("03 Slow Ferry.live"));
+}
+
+TEST(FileTags, OfAFileNameThatIsNoUtf8AreUtf8) {
+    const TemporaryFolder folder;
+    writeSound(folder / "caf\xE9.wav", kSound, FileFormat::kWav);
+    EXPECT_EQ(readTags(folder / "caf\xE9.wav").title, "caf\xEF\xBF\xBD");
+}
+
+TEST(FileTags, KeepToOneLineAndABoundedLength) {
+    const TemporaryFolder folder;
+    writeSound(folder / "a.flac", kSound, FileFormat::kFlac);
+    writeTags(folder / "a.flac", makeTags("one\ntwo", std::string(100'000, 'x')));
+    const Tags tags = readTags(folder / "a.flac");
+    EXPECT_EQ(tags.title, "one two");
+    EXPECT_EQ(tags.artist, std::string(1000, 'x'));
+}
+
+TEST(FileTags, HaveNoNumberWhereTheTagsIsBeyondReason) {
+    const TemporaryFolder folder;
+    writeSound(folder / "a.flac", kSound, FileFormat::kFlac);
+    writeTags(folder / "a.flac", makeTags("a", "", "", "", 65536, 4'000'000));
+    const Tags tags = readTags(folder / "a.flac");
+    EXPECT_EQ(tags.number, 0U);
+    EXPECT_EQ(tags.year, 0U);
+}
+
+// Every reading ends, and a title is always there.
+TEST(FileTags, OfDamagedFilesNeverFail) {
+    const TemporaryFolder folder;
+    std::mt19937 random(4);
+    for (const char* name : {"a.wav", "a.flac", "a.ogg"}) {
+        writeSound(folder / name, kSound,
+                   std::string(name) == "a.wav"    ? FileFormat::kWav
+                   : std::string(name) == "a.flac" ? FileFormat::kFlac
+                                                   : FileFormat::kOgg);
+        writeTags(folder / name, makeTags("title", "artist", "album"));
+        const std::string good = servertest::contents(folder / name);
+        for (int round = 0; round < 100; ++round) {
+            SCOPED_TRACE(std::string(name) + ", round " + std::to_string(round));
+            std::string bytes = good;
+            if (round % 4 == 0) bytes.resize(1 + static_cast<size_t>(random()) % good.size());
+            for (int flips = 0; flips <= round % 16; ++flips) {
+                bytes[static_cast<size_t>(random()) % std::min<size_t>(bytes.size(), 400)] =
+                    static_cast<char>(random());
+            }
+            servertest::writePrivate(folder / name, bytes);
+            EXPECT_FALSE(readTags(folder / name).title.empty());
+        }
+    }
+}
+
+} // namespace

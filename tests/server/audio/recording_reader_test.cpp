@@ -1,0 +1,85 @@
+#include "audio/recording_reader.h"
+
+#include "coding/pcm_preparation.h"
+#include "coding/query_coder.h"
+#include "coding/recording_coder.h"
+#include "demo/audio_writer.h"
+#include "server/accounts/temporary_folder.h"
+#include "server/audio/make_tags.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using servertest::TemporaryFolder;
+using tarn::demo::FileFormat;
+using tarn::demo::renderPiece;
+using tarn::demo::Sound;
+using tarn::server::AudioError;
+using tarn::server::readQuery;
+using tarn::server::readRecording;
+using tarn::server::Recording;
+
+TEST(RecordingReader, CodesTheWholeFile) {
+    const TemporaryFolder folder;
+    const Sound sound = renderPiece(11, 12.5, 22050, 1);
+    writeSound(folder / "a.flac", sound, FileFormat::kFlac);
+    const Recording recording = readRecording(folder / "a.flac");
+    EXPECT_EQ(recording.durationMs, 12'500U);
+    EXPECT_EQ(recording.path, (folder / "a.flac").string());
+    const auto expected = tarn::server::codeRecording(sound.samples);
+    for (size_t p = 0; p < expected.size(); ++p) {
+        for (size_t c = 0; c < expected[p].size(); ++c) {
+            EXPECT_GT(expected[p][c].letters.size(), 20U);
+            EXPECT_EQ(recording.codes[p][c].letters, expected[p][c].letters);
+            EXPECT_EQ(recording.codes[p][c].frames, expected[p][c].frames);
+        }
+    }
+}
+
+TEST(RecordingReader, NamesARecordingByItsAudioAlone) {
+    const TemporaryFolder folder;
+    Sound sound = renderPiece(12, 3, 22050, 2);
+    writeSound(folder / "a.wav", sound, FileFormat::kWav);
+    writeSound(folder / "b.flac", sound, FileFormat::kFlac);
+    tarn::demo::writeTags(folder / "b.flac", servertest::makeTags("Another Title"));
+    const Recording a = readRecording(folder / "a.wav");
+    const Recording b = readRecording(folder / "b.flac");
+    EXPECT_EQ(a.contentHash, b.contentHash);
+    EXPECT_EQ(a.trackId, b.trackId);
+    EXPECT_EQ(b.tags.title, "Another Title");
+
+    sound.samples.back() = static_cast<int16_t>(sound.samples.back() ^ 1);
+    writeSound(folder / "c.wav", sound, FileFormat::kWav);
+    EXPECT_NE(readRecording(folder / "c.wav").contentHash, a.contentHash);
+    sound.rateHz = 24000;
+    writeSound(folder / "d.wav", sound, FileFormat::kWav);
+    writeSound(folder / "e.flac", sound, FileFormat::kFlac);
+    EXPECT_EQ(readRecording(folder / "d.wav").contentHash, readRecording(folder / "e.flac").contentHash);
+    EXPECT_NE(readRecording(folder / "d.wav").contentHash, readRecording(folder / "c.wav").contentHash);
+}
+
+TEST(RecordingReader, RefusesAFileWithoutAudio) {
+    const TemporaryFolder folder;
+    writeSound(folder / "a.wav", {22050, 1, {}}, FileFormat::kWav);
+    EXPECT_THROW(readRecording(folder / "a.wav"), AudioError);
+}
+
+// What a client sends: 30 s from the start of a short recording, from 44 s of a longer one.
+TEST(QueryReader, TakesThePartThatAClientReads) {
+    const TemporaryFolder folder;
+    for (const double seconds : {20.0, 74.0, 80.0}) {
+        SCOPED_TRACE(seconds);
+        const Sound sound = renderPiece(13, seconds, 22050, 1);
+        writeSound(folder / "a.wav", sound, FileFormat::kWav);
+        const size_t start = seconds > 74.005 ? size_t{44} * 22050 : 0;
+        const auto expected =
+            tarn::server::codeQuery(std::span(sound.samples).subspan(start), static_cast<uint32_t>(seconds * 1000));
+        const auto query = readQuery(folder / "a.wav");
+        EXPECT_EQ(query.durationMs, expected.durationMs);
+        EXPECT_GT(query.codes[0].size(), 20U);
+        EXPECT_EQ(query.codes, expected.codes);
+    }
+}
+
+} // namespace

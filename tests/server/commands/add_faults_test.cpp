@@ -1,0 +1,251 @@
+// The tool at work when it is killed, or when the disk is full.
+#include "server/accounts/temporary_folder.h"
+#include "server/commands/small_collection.h"
+
+#include <gmock/gmock.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <functional>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+using servertest::linesWith;
+using servertest::recordingsIn;
+using servertest::TemporaryFolder;
+
+struct Ended {
+    int status = 0; // as waitpid gives it
+    std::string out;
+    std::string err;
+};
+
+class Tool {
+  public:
+    // prepare runs in the child before the tool starts.
+    Tool(
+        const std::vector<std::string>& arguments, const TemporaryFolder& folder,
+        const std::function<void()>& prepare = [] {})
+        : outPath_(folder / "stdout"), errPath_(folder / "stderr") {
+        std::vector<std::string> words = {TARN_SERVER_TOOL};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        std::vector<char*> pointers;
+        for (std::string& word : words) pointers.push_back(word.data());
+        pointers.push_back(nullptr);
+        // Of the tool before, should this one be killed before it begins.
+        fs::remove(outPath_);
+        fs::remove(errPath_);
+        child_ = fork();
+        if (child_ != 0) return;
+        constexpr int kMode = 0600;
+        dup2(open(outPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kMode), STDOUT_FILENO);
+        dup2(open(errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kMode), STDERR_FILENO);
+        prepare();
+        execv(pointers[0], pointers.data());
+        _exit(127);
+    }
+
+    void kill() const { ::kill(child_, SIGKILL); }
+
+    Ended wait() {
+        Ended ended;
+        waitpid(child_, &ended.status, 0);
+        ended.out = servertest::contents(outPath_);
+        ended.err = servertest::contents(errPath_);
+        return ended;
+    }
+
+    size_t reported() const { return linesWith(servertest::contents(outPath_), "added "); }
+
+  private:
+    fs::path outPath_;
+    fs::path errPath_;
+    pid_t child_ = -1;
+};
+
+std::vector<std::string> addArguments(const fs::path& catalog, const fs::path& music) {
+    return {"add", "--batch", "3", "--workers", "2", "--catalog", catalog.string(), music.string()};
+}
+
+// Every line "added PATH: ..." names a recording of the catalogue.
+void expectReportedIsThere(const std::string& out, const fs::path& catalog) {
+    std::vector<std::string> paths;
+    for (const auto& recording : recordingsIn(catalog)) paths.push_back(recording.path);
+    std::istringstream in(out);
+    for (std::string line; std::getline(in, line);) {
+        if (!line.starts_with("added ")) continue;
+        const std::string path = line.substr(6, line.find(": T-") - 6);
+        EXPECT_THAT(paths, testing::Contains(path));
+    }
+}
+
+void expectClean(const fs::path& catalog) {
+    EXPECT_THAT(tarn::server::CatalogReader(catalog.string()).check(), testing::IsEmpty());
+}
+
+// The kills are spread over the time that a whole run takes: TARN_KILL_POINTS of them, 20 where it is not set.
+TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
+    const TemporaryFolder folder;
+    constexpr size_t kPieces = 16;
+    servertest::writeSmallCollection(folder / "music", kPieces);
+    const char* wanted = std::getenv("TARN_KILL_POINTS"); // NOLINT(concurrency-mt-unsafe)
+    const int points = wanted == nullptr ? 20 : std::atoi(wanted);
+    ASSERT_GT(points, 0);
+
+    const auto start = std::chrono::steady_clock::now();
+    Tool whole(addArguments(folder / "whole", folder / "music"), folder);
+    const Ended undisturbed = whole.wait();
+    ASSERT_EQ(undisturbed.status, 0) << undisturbed.err;
+    ASSERT_EQ(linesWith(undisturbed.out, "added "), kPieces);
+    const auto wholeTime = std::chrono::steady_clock::now() - start;
+
+    size_t cutOff = 0;
+    size_t cutInTheMiddle = 0;
+    for (int point = 0; point < points; ++point) {
+        SCOPED_TRACE("point " + std::to_string(point) + " of " + std::to_string(points));
+        const fs::path catalog = folder / ("catalog" + std::to_string(point));
+        Tool tool(addArguments(catalog, folder / "music"), folder);
+        std::this_thread::sleep_for(wholeTime * point / points);
+        tool.kill();
+        const Ended killed = tool.wait();
+        if (WIFSIGNALED(killed.status)) ++cutOff;
+        const size_t reported = linesWith(killed.out, "added ");
+        if (reported > 0 && reported < kPieces) ++cutInTheMiddle;
+        if (fs::exists(catalog)) {
+            expectReportedIsThere(killed.out, catalog);
+            expectClean(catalog);
+        }
+
+        Tool next(addArguments(catalog, folder / "music"), folder);
+        const Ended finished = next.wait();
+        EXPECT_EQ(finished.status, 0) << finished.err;
+        // It goes on where the other was: what that one told is known.
+        EXPECT_LE(linesWith(finished.out, "added "), kPieces - reported);
+        EXPECT_EQ(recordingsIn(catalog).size(), kPieces);
+        expectClean(catalog);
+        fs::remove_all(catalog);
+    }
+    RecordProperty("cutOff", static_cast<int>(cutOff));
+    RecordProperty("cutInTheMiddle", static_cast<int>(cutInTheMiddle));
+    EXPECT_GT(cutOff, 0U);
+}
+
+// The same, once for each batch: the kill falls right behind its report.
+TEST(AddFaults, KilledBehindAReportLosesNothingThatWasReported) {
+    const TemporaryFolder folder;
+    constexpr size_t kPieces = 9;
+    servertest::writeSmallCollection(folder / "music", kPieces);
+    for (const size_t lines : {1U, 4U, 7U}) {
+        SCOPED_TRACE(lines);
+        const fs::path catalog = folder / ("catalog" + std::to_string(lines));
+        Tool tool(addArguments(catalog, folder / "music"), folder);
+        while (tool.reported() < lines) std::this_thread::yield();
+        tool.kill();
+        const Ended killed = tool.wait();
+        EXPECT_GE(linesWith(killed.out, "added "), lines);
+        expectReportedIsThere(killed.out, catalog);
+        expectClean(catalog);
+    }
+}
+
+// A disk of its own where the system lets us make one, else files that may not grow.
+class SmallDisk {
+  public:
+    explicit SmallDisk(const fs::path& place) : place_(place) {
+        fs::create_directories(place);
+        mounted_ = mount("tmpfs", place.c_str(), "tmpfs", 0, "size=128k") == 0;
+    }
+    ~SmallDisk() {
+        if (mounted_) umount(place_.c_str());
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
+    bool mounted() const { return mounted_; }
+
+  private:
+    fs::path place_;
+    bool mounted_ = false;
+};
+
+void limitFileSize() {
+    std::signal(SIGXFSZ, SIG_IGN); // the write fails
+    constexpr rlim_t kMostBytes = 40 * 1024;
+    const rlimit limit{kMostBytes, kMostBytes};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+void expectFailureThatCanBeMended(const Ended& ended, const fs::path& catalog, const fs::path& music,
+                                  const std::function<void()>& mend, const TemporaryFolder& folder) {
+    ASSERT_TRUE(WIFEXITED(ended.status));
+    EXPECT_EQ(WEXITSTATUS(ended.status), tarn::server::kAddFailed) << ended.out << ended.err;
+    EXPECT_NE(ended.err, "");
+    EXPECT_THAT(ended.out, testing::HasSubstr(" added, 0 updated"));
+    expectReportedIsThere(ended.out, catalog);
+    expectClean(catalog);
+    mend();
+    Tool next(addArguments(catalog, music), folder);
+    const Ended finished = next.wait();
+    EXPECT_EQ(finished.status, 0) << finished.err;
+    EXPECT_EQ(recordingsIn(catalog).size(), 60U);
+}
+
+TEST(AddFaults, OnAFullDiskSaysSoAndKeepsWhatWasReported) {
+    const TemporaryFolder folder;
+    servertest::writeSmallCollection(folder / "music", 60);
+    const SmallDisk disk(folder / "disk");
+    const fs::path catalog = folder / "disk/catalog";
+    Tool tool(addArguments(catalog, folder / "music"), folder, disk.mounted() ? [] {} : limitFileSize);
+    expectFailureThatCanBeMended(
+        tool.wait(), catalog, folder / "music",
+        [&] {
+            if (disk.mounted()) mount("tmpfs", (folder / "disk").c_str(), "tmpfs", MS_REMOUNT, "size=64m");
+        },
+        folder);
+}
+
+TEST(AddFaults, WithFilesThatMayNotGrowSaysSoAndKeepsWhatWasReported) {
+    const TemporaryFolder folder;
+    servertest::writeSmallCollection(folder / "music", 60);
+    const fs::path catalog = folder / "catalog";
+    Tool tool(addArguments(catalog, folder / "music"), folder, limitFileSize);
+    expectFailureThatCanBeMended(
+        tool.wait(), catalog, folder / "music", [] {}, folder);
+}
+
+TEST(AddFaults, ASecondWriterIsRefused) {
+    const TemporaryFolder folder;
+    servertest::writeSmallCollection(folder / "music", 2);
+    const tarn::server::CatalogWriter first((folder / "catalog").string());
+    Tool second(addArguments(folder / "catalog", folder / "music"), folder);
+    const Ended ended = second.wait();
+    ASSERT_TRUE(WIFEXITED(ended.status));
+    EXPECT_EQ(WEXITSTATUS(ended.status), tarn::server::kAddFailed);
+    EXPECT_THAT(ended.err, testing::HasSubstr("is being written by another process"));
+}
+
+TEST(CommandLine, WithoutSenseGivesTheHelpAndTheUsageStatus) {
+    const TemporaryFolder folder;
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{}, {"add"}, {"nonsense"}, {"add", "--batch", "0", "x"}, {"account"}, {"show"}}) {
+        Tool tool(arguments, folder);
+        const Ended ended = tool.wait();
+        ASSERT_TRUE(WIFEXITED(ended.status));
+        EXPECT_EQ(WEXITSTATUS(ended.status), 64);
+        EXPECT_THAT(ended.err, testing::HasSubstr("Usage: tarn-server"));
+    }
+    Tool help({"--help"}, folder);
+    const Ended ended = help.wait();
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_THAT(ended.out, testing::HasSubstr("identify"));
+}
+
+} // namespace

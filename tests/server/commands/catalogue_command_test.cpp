@@ -1,0 +1,147 @@
+#include "commands/catalogue.h"
+
+#include "server/accounts/temporary_folder.h"
+#include "server/commands/small_collection.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+namespace {
+
+namespace fs = std::filesystem;
+using servertest::addTo;
+using servertest::recordingsIn;
+using servertest::TemporaryFolder;
+using tarn::server::Recording;
+using testing::HasSubstr;
+
+class CatalogueCommands : public testing::Test {
+  protected:
+    CatalogueCommands() {
+        servertest::writeSmallCollection(folder_ / "music", 3);
+        EXPECT_EQ(addTo(catalog_, {(folder_ / "music").string()}).status, 0);
+    }
+
+    // Runs a command; its output is then in out_ and err_.
+    template <class Command, class... Arguments>
+    int run(Command command, const Arguments&... arguments) {
+        std::ostringstream out;
+        std::ostringstream err;
+        const int status = command(catalog_, arguments..., out, err);
+        out_ = out.str();
+        err_ = err.str();
+        return status;
+    }
+
+    TemporaryFolder folder_;
+    std::string catalog_ = (folder_ / "catalog").string();
+    std::string out_;
+    std::string err_;
+};
+
+TEST_F(CatalogueCommands, ListARecordingALine) {
+    EXPECT_EQ(run(tarn::server::runList), 0);
+    std::string expected;
+    for (const Recording& each : recordingsIn(catalog_)) {
+        expected += std::to_string(each.id) + "\t" + each.trackId + "\t0:04\t" + each.tags.artist + "\t" +
+                    each.tags.title + "\t" + each.tags.album + "\t" + each.path + "\n";
+    }
+    EXPECT_EQ(out_, expected);
+    EXPECT_EQ(std::count(out_.begin(), out_.end(), '\n'), 3);
+}
+
+TEST_F(CatalogueCommands, ShowARecordingByNumberOrTrackId) {
+    const Recording recording = recordingsIn(catalog_).at(1);
+    EXPECT_EQ(run(tarn::server::runShow, std::to_string(recording.id)), 0);
+    const std::string byNumber = out_;
+    for (const std::string& fact : {recording.trackId, recording.albumId, recording.tags.title, recording.path,
+                                    recording.contentHash, std::string("0:04")}) {
+        EXPECT_THAT(byNumber, HasSubstr(" " + fact + "\n"));
+    }
+    EXPECT_EQ(run(tarn::server::runShow, recording.trackId), 0);
+    EXPECT_EQ(out_, byNumber);
+}
+
+TEST_F(CatalogueCommands, RemoveARecordingWhichMayBeAddedAgain) {
+    const Recording recording = recordingsIn(catalog_).at(1);
+    EXPECT_EQ(run(tarn::server::runRemove, recording.trackId), 0);
+    EXPECT_THAT(out_, HasSubstr("removed " + std::to_string(recording.id) + " " + recording.trackId));
+    EXPECT_EQ(recordingsIn(catalog_).size(), 2U);
+    EXPECT_EQ(run(tarn::server::runRemove, recording.trackId), 1);
+    EXPECT_THAT(err_, HasSubstr("there is no recording " + recording.trackId));
+    EXPECT_THAT(addTo(catalog_, {(folder_ / "music").string()}).out, HasSubstr("1 added, 0 updated, 2 unchanged"));
+    EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+}
+
+TEST_F(CatalogueCommands, RefuseNamesThatAreNone) {
+    for (const char* name : {"0", "4", "99999999999999999999", "-1", "T-0000000000000000", "", "1x"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(run(tarn::server::runShow, std::string(name)), 1);
+        EXPECT_EQ(out_, "");
+        EXPECT_THAT(err_, HasSubstr("there is no recording"));
+        EXPECT_EQ(run(tarn::server::runRemove, std::string(name)), 1);
+    }
+    EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+}
+
+TEST_F(CatalogueCommands, CheckAndMeasureAndCompact) {
+    EXPECT_EQ(run(tarn::server::runCheck), 0) << err_;
+    EXPECT_EQ(out_, "3 recordings, no damage found\n");
+    EXPECT_EQ(run(tarn::server::runStats), 0);
+    EXPECT_THAT(out_, HasSubstr("recordings   3\naudio        0:12\n"));
+    EXPECT_THAT(out_, HasSubstr("bytes a minute of audio"));
+    EXPECT_EQ(run(tarn::server::runCompact), 0) << err_;
+    EXPECT_EQ(run(tarn::server::runCheck), 0) << err_;
+    EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+}
+
+TEST_F(CatalogueCommands, CheckFindsDamage) {
+    EXPECT_EQ(run(tarn::server::runCompact), 0) << err_;
+    std::vector<fs::path> tables;
+    for (const auto& entry : fs::recursive_directory_iterator(catalog_)) {
+        if (entry.path().filename() == "postlist.glass") tables.push_back(entry.path());
+    }
+    ASSERT_FALSE(tables.empty());
+    for (const fs::path& table : tables) {
+        const std::string bytes = servertest::contents(table);
+        servertest::writePrivate(table, bytes.substr(0, bytes.size() / 2));
+    }
+    EXPECT_EQ(run(tarn::server::runCheck), 1);
+    EXPECT_NE(err_, "");
+}
+
+TEST_F(CatalogueCommands, TellAMistypedPlaceFromAnEmptyCatalogue) {
+    catalog_ = (folder_ / "nowhere").string();
+    for (const auto command :
+         {tarn::server::runList, tarn::server::runCheck, tarn::server::runStats, tarn::server::runCompact}) {
+        EXPECT_EQ(run(command), 1);
+        EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalog_));
+    }
+    EXPECT_FALSE(fs::exists(catalog_));
+}
+
+TEST(Identify, RecognisesAFileOfTheCollectionAndNoOther) {
+    const TemporaryFolder folder;
+    for (uint64_t seed = 0; seed < 3; ++seed) {
+        writeSound(folder / ("known" + std::to_string(seed) + ".ogg"), tarn::demo::renderPiece(seed, 40, 22050, 1),
+                   tarn::demo::FileFormat::kOgg);
+    }
+    writeSound(folder / "unknown.wav", tarn::demo::renderPiece(77, 40, 22050, 1), tarn::demo::FileFormat::kWav);
+    const std::string catalog = (folder / "catalog").string();
+    ASSERT_EQ(addTo(catalog, {(folder / "known0.ogg").string(), (folder / "known1.ogg").string(),
+                              (folder / "known2.ogg").string()})
+                  .status,
+              0);
+    std::ostringstream out;
+    std::ostringstream err;
+    EXPECT_EQ(tarn::server::runIdentify(catalog, folder / "known1.ogg", out, err), 0) << out.str() << err.str();
+    EXPECT_THAT(out.str(), HasSubstr("known1"));
+    EXPECT_THAT(out.str(), HasSubstr("accepted with confidence"));
+    EXPECT_EQ(tarn::server::runIdentify(catalog, folder / "unknown.wav", out, err), 1);
+    EXPECT_EQ(err.str(), "");
+    EXPECT_EQ(tarn::server::runIdentify(catalog, folder / "missing.wav", out, err), 1);
+    EXPECT_THAT(err.str(), HasSubstr("there is no such file"));
+}
+
+} // namespace
