@@ -1,0 +1,15 @@
+// What recognition makes of a file, and why, without a server.
+#pragma once
+
+#include "catalog/catalog.h"
+#include "recogniser.h"
+
+#include <ostream>
+
+namespace tarn::server {
+
+// Looks the query up and tells every candidate: what its grams weigh, how well it fits where, and why it was taken or
+// not. Returns whether one was accepted.
+bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream& out);
+
+} // namespace tarn::server

@@ -1,0 +1,190 @@
+#include "matching/alignment.h"
+
+#include <edlib.h>
+
+#include <algorithm>
+#include <optional>
+
+namespace tarn::server {
+
+namespace {
+
+// Votes for a place are counted in bins of about two seconds. The letters of a query carry no times and are taken as
+// evenly spread, so that a vote may be off by a bin: neighbours count too.
+constexpr uint32_t kVoteBinFrames = 86;
+// How much more than the voted place is searched, on either side.
+constexpr uint32_t kMarginFrames = 250;
+// What a query is taken to last when it does not say.
+constexpr uint32_t kUsualFrames = 1292;
+
+uint32_t framesOf(const PreparedQuery& query) { return query.frames != 0 ? query.frames : kUsualFrames; }
+
+// Votes of one map for the frame at which the query starts in the recording.
+class Votes {
+  public:
+    Votes(uint32_t queryFrames, uint32_t recordingFrames)
+        : lead_(queryFrames), bins_((queryFrames + recordingFrames) / kVoteBinFrames + 2, 0) {}
+
+    void add(uint32_t recordingFrame, uint32_t queryFrame) {
+        const size_t bin = (size_t{recordingFrame} + lead_ - std::min(queryFrame, lead_)) / kVoteBinFrames;
+        if (bin < bins_.size()) ++bins_[bin];
+    }
+
+    struct Place {
+        int64_t frame = 0; // may lie before the recording's start
+        uint32_t votes = 0;
+    };
+    Place best() const {
+        Place place;
+        for (size_t bin = 0; bin + 1 < bins_.size(); ++bin) {
+            const uint32_t votes = bins_[bin] + bins_[bin + 1];
+            if (votes > place.votes) place = {static_cast<int64_t>((bin + 1) * kVoteBinFrames) - lead_, votes};
+        }
+        return place;
+    }
+
+  private:
+    uint32_t lead_; // the query may begin before the recording does
+    std::vector<uint32_t> bins_;
+};
+
+struct Window {
+    size_t begin = 0;
+    size_t end = 0;
+};
+
+Window lettersBetween(const CodeString& string, int64_t firstFrame, int64_t lastFrame) {
+    const auto at = [&](int64_t frame) {
+        const auto clamped = static_cast<uint32_t>(std::clamp<int64_t>(frame, 0, UINT32_MAX));
+        return static_cast<size_t>(std::lower_bound(string.frames.begin(), string.frames.end(), clamped) -
+                                   string.frames.begin());
+    };
+    return {at(firstFrame), at(lastFrame)};
+}
+
+struct Edits {
+    int count = 0;
+    size_t begin = 0; // of the stretch of target that fits, and its last letter
+    size_t last = 0;
+};
+
+// The whole of query somewhere in target; nothing when one of them is empty.
+std::optional<Edits> editsWithin(std::string_view query, std::string_view target, bool withStart) {
+    if (query.empty() || target.empty()) return std::nullopt;
+    const EdlibAlignResult result = edlibAlign(
+        query.data(), static_cast<int>(query.size()), target.data(), static_cast<int>(target.size()),
+        edlibNewAlignConfig(-1, EDLIB_MODE_HW, withStart ? EDLIB_TASK_LOC : EDLIB_TASK_DISTANCE, nullptr, 0));
+    std::optional<Edits> edits;
+    if (result.status == EDLIB_STATUS_OK && result.editDistance >= 0 && result.numLocations > 0) {
+        const auto last = static_cast<size_t>(std::max(result.endLocations[0], 0));
+        const size_t begin = withStart ? static_cast<size_t>(std::max(result.startLocations[0], 0)) : 0;
+        edits = Edits{result.editDistance, std::min(begin, last), last};
+    }
+    edlibFreeAlignResult(result);
+    return edits;
+}
+
+std::string_view lettersIn(const CodeString& string, const Window& window) {
+    return std::string_view(string.letters).substr(window.begin, window.end - window.begin);
+}
+
+Votes::Place place(const PreparedQuery& query, const RecordingCodes& codes) {
+    uint32_t recordingFrames = 0;
+    for (const auto& phase : codes) {
+        for (const CodeString& string : phase) {
+            if (!string.frames.empty()) recordingFrames = std::max(recordingFrames, string.frames.back());
+        }
+    }
+    Votes votes(framesOf(query), recordingFrames);
+    for (const auto& phase : codes) {
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            for (const Gram& gram : gramsOf(phase[c].letters)) {
+                for (const GramPlaces::Place& place : query.places[c].of(gram.value)) {
+                    votes.add(phase[c].frames[gram.index], place.frame);
+                }
+            }
+        }
+    }
+    return votes.best();
+}
+
+} // namespace
+
+Alignment align(const PreparedQuery& query, const RecordingCodes& codes) {
+    const Votes::Place voted = place(query, codes);
+    Alignment best;
+    if (voted.votes == 0) return best;
+    const int64_t from = voted.frame - kMarginFrames;
+    const int64_t to = voted.frame + framesOf(query) + kMarginFrames;
+    for (size_t p = 0; p < kPhases.size(); ++p) {
+        for (size_t m = 0; m < kMaps; ++m) {
+            if (!query.maps[m].usable) continue;
+            size_t edits = 0;
+            size_t letters = 0;
+            for (size_t c = 0; c < kCodebooks; ++c) {
+                const std::string_view core = query.maps[m].strings[c].core;
+                const CodeString& string = codes[p][c];
+                const auto found = editsWithin(core, lettersIn(string, lettersBetween(string, from, to)), false);
+                edits += found ? static_cast<size_t>(found->count) : core.size();
+                letters += core.size();
+            }
+            const double distance = static_cast<double>(edits) / static_cast<double>(letters);
+            if (distance < best.distance) best = {distance, letters, m, p, voted.frame};
+        }
+    }
+    return best;
+}
+
+// The frame at which the query starts: its ends are known in the recording's letters, whose frames are known, and in
+// the query, which is coded from kFirstCodedFrame to its last frame. A run's letters are written at its end, so each
+// end lies between two letters. The median of what the strings say.
+void refineStart(const PreparedQuery& query, const RecordingCodes& codes, Alignment& alignment) {
+    const int64_t from = alignment.startFrame - kMarginFrames;
+    const int64_t to = alignment.startFrame + framesOf(query) + kMarginFrames;
+    std::vector<int64_t> estimates;
+    for (const QueryMap& map : query.maps) {
+        if (!map.usable) continue;
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            const CodeString& string = codes[alignment.phase][c];
+            const Window window = lettersBetween(string, from, to);
+            const auto edits = editsWithin(map.strings[c].letters, lettersIn(string, window), true);
+            if (!edits) continue;
+            const size_t begin = window.begin + edits->begin;
+            const size_t last = window.begin + edits->last;
+            const int64_t before = begin > 0 ? string.frames[begin - 1] : kFirstCodedFrame;
+            estimates.push_back((before + string.frames[begin]) / 2 - kFirstCodedFrame);
+            if (query.frames == 0) continue;
+            const int64_t after = last + 1 < string.frames.size() ? string.frames[last + 1] : string.frames[last];
+            estimates.push_back((after + string.frames[last]) / 2 - query.frames);
+        }
+    }
+    if (estimates.empty()) return;
+    const auto middle = estimates.begin() + static_cast<std::ptrdiff_t>(estimates.size() / 2);
+    std::nth_element(estimates.begin(), middle, estimates.end());
+    alignment.startFrame = *middle;
+}
+
+double stretchDistance(const RecordingCodes& a, int64_t startA, const RecordingCodes& b, int64_t startB,
+                       uint32_t frames) {
+    double best = 1.0;
+    for (const auto& phaseB : b) {
+        size_t edits = 0;
+        size_t letters = 0;
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            const CodeString& stringA = a[0][c];
+            const CodeString& stringB = phaseB[c];
+            const std::string_view part = lettersIn(
+                stringA, lettersBetween(stringA, startA + kMarginFrames / 2, startA + frames - kMarginFrames / 2));
+            const auto found = editsWithin(
+                part,
+                lettersIn(stringB, lettersBetween(stringB, startB - kMarginFrames, startB + frames + kMarginFrames)),
+                false);
+            edits += found ? static_cast<size_t>(found->count) : part.size();
+            letters += part.size();
+        }
+        if (letters > 0) best = std::min(best, static_cast<double>(edits) / static_cast<double>(letters));
+    }
+    return best;
+}
+
+} // namespace tarn::server

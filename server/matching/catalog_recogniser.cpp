@@ -1,0 +1,88 @@
+#include "matching/catalog_recogniser.h"
+
+#include "matching/matcher.h"
+
+#include <algorithm>
+
+namespace tarn::server {
+
+namespace {
+
+thread_local std::optional<uint32_t> candidatesJudged;
+
+Match matchOf(const Recording& recording) {
+    Match match;
+    match.recordingId = recording.id;
+    match.trackBlob = recording.trackBlob;
+    match.albumBlob = recording.albumBlob;
+    return match;
+}
+
+} // namespace
+
+template <class Work>
+auto CatalogRecogniser::withReader(Work work) {
+    std::unique_ptr<CatalogReader> reader;
+    {
+        const std::lock_guard lock(mutex_);
+        if (!idle_.empty()) {
+            reader = std::move(idle_.back());
+            idle_.pop_back();
+        }
+    }
+    try {
+        if (reader == nullptr) {
+            reader = std::make_unique<CatalogReader>(location_);
+        } else {
+            reader->refresh();
+        }
+        auto result = work(*reader);
+        const std::lock_guard lock(mutex_);
+        idle_.push_back(std::move(reader));
+        return result;
+    } catch (const CatalogError& error) {
+        throw Unavailable(error.what()); // the reader goes, and the next request opens the catalogue anew
+    }
+}
+
+std::vector<Match> CatalogRecogniser::recognise(const FingerprintQuery& query, size_t most) {
+    return withReader([&](CatalogReader& reader) {
+        Examination examination = examine(reader, query);
+        candidatesJudged = static_cast<uint32_t>(examination.candidates.size());
+        std::vector<Match> matches;
+        for (const Candidate& candidate : examination.candidates) {
+            if (!candidate.accepted || matches.size() == most) break;
+            Match match = matchOf(candidate.recording);
+            match.confidence = confidenceOf(candidate.chance);
+            match.offsetMs = offsetMs(candidate.alignment);
+            matches.push_back(std::move(match));
+        }
+        return matches;
+    });
+}
+
+std::vector<Match> CatalogRecogniser::lookUp(const std::string& id, size_t most) {
+    return withReader([&](CatalogReader& reader) {
+        std::vector<uint32_t> ids = reader.byTrackId(id);
+        const std::vector<uint32_t> ofAlbum = reader.byAlbumId(id);
+        ids.insert(ids.end(), ofAlbum.begin(), ofAlbum.end());
+        std::vector<Match> matches;
+        for (const uint32_t recordingId : ids) {
+            if (matches.size() == most) break;
+            const std::optional<Recording> recording = reader.recording(recordingId);
+            if (!recording) continue;
+            Match match = matchOf(*recording);
+            match.confidence = 100;
+            matches.push_back(std::move(match));
+        }
+        return matches;
+    });
+}
+
+uint64_t CatalogRecogniser::recordingCount() {
+    return withReader([](CatalogReader& reader) { return reader.recordingCount(); });
+}
+
+std::optional<uint32_t> CatalogRecogniser::candidatesOfLastQuery() { return candidatesJudged; }
+
+} // namespace tarn::server

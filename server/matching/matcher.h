@@ -1,0 +1,39 @@
+// A query against the catalogue: candidates by the weight of the grams that they share with it, rarest grams first; a
+// judgement by alignment.
+#pragma once
+
+#include "catalog/catalog.h"
+#include "matching/alignment.h"
+#include "matching/calibration.h"
+#include "recogniser.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarn::server {
+
+struct Candidate {
+    uint32_t id = 0;
+    uint32_t score = 0; // sum of its grams' weights
+    Alignment alignment;
+    std::optional<uint32_t> sameAs; // the better candidate that holds the same recording
+    double chance = 0;              // of the best alone; what it was judged by is in evidence
+    Evidence evidence;
+    bool accepted = false;
+    Recording recording;
+};
+
+struct Examination {
+    std::string refusal;               // why the query was not looked up; empty: it was
+    int stages = 0;                    // 1: the rarest grams sufficed; 2: all were needed
+    size_t terms = 0;                  // looked up in the last stage
+    std::vector<Candidate> candidates; // best first
+};
+
+Examination examine(CatalogReader& reader, const FingerprintQuery& query);
+
+// Milliseconds from the start of the recording.
+uint32_t offsetMs(const Alignment& alignment);
+
+} // namespace tarn::server

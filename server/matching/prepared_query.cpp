@@ -1,0 +1,87 @@
+#include "matching/prepared_query.h"
+
+#include "catalog/terms.h"
+#include "kvx.h"
+
+#include <algorithm>
+#include <set>
+
+namespace tarn::server {
+
+namespace {
+
+// A client's coder starts and stops in the middle of the music, where its normalising window is cut: the letters of
+// both ends differ from those of the whole recording. So many go from each end, and not more than a sixth.
+constexpr size_t kEndLetters = 25;
+constexpr size_t kEndPart = 6;
+
+// Letters carry no times in a query: they are taken as evenly spread.
+uint32_t frameOf(const Gram& gram, size_t letters, uint32_t frames) {
+    if (frames <= kFirstCodedFrame) return 0;
+    return kFirstCodedFrame + static_cast<uint32_t>(uint64_t{frames - kFirstCodedFrame} * gram.index / letters);
+}
+
+// A client codes 50 ms less than the recording, and 30 s at most.
+uint32_t codedFrames(uint32_t durationMs) {
+    if (durationMs <= 50) return 0;
+    return static_cast<uint32_t>(KVX_GetFeatureSize(std::min<uint32_t>(durationMs - 50, 30000)));
+}
+
+} // namespace
+
+GramPlaces::GramPlaces(std::vector<Place> places) : places_(std::move(places)) {
+    std::sort(places_.begin(), places_.end(), [](const Place& a, const Place& b) { return a.value < b.value; });
+    for (const Place& place : places_) filter_.set(place.value % kFilterBits);
+}
+
+std::span<const GramPlaces::Place> GramPlaces::of(uint32_t value) const {
+    if (!filter_.test(value % kFilterBits)) return {};
+    const auto begin = std::lower_bound(places_.begin(), places_.end(), value,
+                                        [](const Place& place, uint32_t v) { return place.value < v; });
+    auto end = begin;
+    while (end != places_.end() && end->value == value) ++end;
+    return {begin, end};
+}
+
+PreparedQuery::PreparedQuery(const FingerprintQuery& query) : frames(codedFrames(query.durationMs)) {
+    std::array<std::vector<GramPlaces::Place>, kCodebooks> found;
+    for (size_t m = 0; m < kMaps; ++m) {
+        QueryMap& map = maps[m];
+        map.usable = true;
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            QueryString& string = map.strings[c];
+            string.letters = query.codes[m * kCodebooks + c].substr(0, kMostLetters + 1);
+            const size_t cut = std::min(kEndLetters, string.letters.size() / kEndPart);
+            string.core = std::string_view(string.letters).substr(cut, string.letters.size() - 2 * cut);
+            string.grams = gramsOf(string.letters);
+            map.usable = map.usable && string.letters.size() >= kLeastLetters &&
+                         string.letters.size() <= kMostLetters &&
+                         distinctLetters(string.letters) >= kLeastDistinctLetters;
+        }
+        if (!map.usable) continue;
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            const QueryString& string = map.strings[c];
+            for (const Gram& gram : string.grams) {
+                found[c].push_back({gram.value, frameOf(gram, string.letters.size(), frames)});
+            }
+        }
+    }
+    for (size_t c = 0; c < kCodebooks; ++c) places[c] = GramPlaces(std::move(found[c]));
+}
+
+bool PreparedQuery::usable() const {
+    return std::any_of(maps.begin(), maps.end(), [](const QueryMap& map) { return map.usable; });
+}
+
+std::vector<std::string> PreparedQuery::terms() const {
+    std::set<std::string> terms;
+    for (const QueryMap& map : maps) {
+        if (!map.usable) continue;
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            for (const Gram& gram : map.strings[c].grams) terms.insert(gramTerm(c, gram.value));
+        }
+    }
+    return {terms.begin(), terms.end()};
+}
+
+} // namespace tarn::server

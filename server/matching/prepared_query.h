@@ -1,0 +1,72 @@
+// A query's six strings, made ready to be looked for.
+#pragma once
+
+#include "catalog/catalog.h"
+#include "coding/grams.h"
+#include "recogniser.h"
+
+#include <array>
+#include <bitset>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarn::server {
+
+constexpr size_t kMaps = 3;
+
+// Less than this in each of a map's strings says nothing: two unlike recordings of few letters come close by chance.
+constexpr size_t kLeastLetters = 40;
+constexpr size_t kLeastDistinctLetters = 10;
+// No client writes more: 30 s are 1292 frames, and a letter takes three.
+constexpr size_t kMostLetters = 1292;
+
+struct QueryString {
+    std::string letters;
+    std::string_view core;   // letters without the ends
+    std::vector<Gram> grams; // of letters
+};
+
+// Where the grams of one codebook are in the query, over all its maps.
+class GramPlaces {
+  public:
+    struct Place {
+        uint32_t value; // of the gram
+        uint32_t frame; // about where, from the query's start
+    };
+    GramPlaces() = default;
+    explicit GramPlaces(std::vector<Place> places);
+    // The places of a gram, side by side.
+    std::span<const Place> of(uint32_t value) const;
+
+  private:
+    static constexpr size_t kFilterBits = 65536;
+    std::vector<Place> places_;       // by value
+    std::bitset<kFilterBits> filter_; // the lowest bits of the values that there are: most questions end here
+};
+
+struct QueryMap {
+    bool usable = false; // passes the gates
+    std::array<QueryString, kCodebooks> strings;
+};
+
+struct PreparedQuery {
+    explicit PreparedQuery(const FingerprintQuery& query);
+    PreparedQuery(const PreparedQuery&) = delete; // core points into letters
+    PreparedQuery& operator=(const PreparedQuery&) = delete;
+
+    bool usable() const;
+    // The different grams of the usable maps, as terms.
+    std::vector<std::string> terms() const;
+
+    std::array<QueryMap, kMaps> maps;
+    std::array<GramPlaces, kCodebooks> places;
+    uint32_t frames = 0; // that were coded; 0: not known
+};
+
+// The first frame that a client codes, and where the first letter's run may begin.
+constexpr uint32_t kFirstCodedFrame = 41;
+
+} // namespace tarn::server
