@@ -135,7 +135,7 @@ int main(int argc, char** argv) {
         CLI::App app("Recognises recordings of your own collection.", "tarn-server");
         app.require_subcommand(1);
         app.failure_message(CLI::FailureMessage::help);
-        const Commands commands(app);
+        Commands commands(app);
         try {
             app.parse(argc, argv);
         } catch (const CLI::ParseError& error) {

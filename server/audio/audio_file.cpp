@@ -32,11 +32,8 @@ bool isFloating(int format) {
     }
 }
 
-// Containers that state how many frames they hold. Of the others the length is only estimated.
-bool statesItsLength(int format) {
-    const int container = format & SF_FORMAT_TYPEMASK;
-    return container == SF_FORMAT_FLAC || container == SF_FORMAT_WAV || container == SF_FORMAT_AIFF;
-}
+// Of other containers the length is only estimated, or taken from what is there.
+bool statesItsLength(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
 
 int16_t clipped(float value) {
     if (std::isnan(value)) return 0;
