@@ -1,5 +1,6 @@
 #include "protocol/packet_reader.h"
 
+#include "core/packet_assembler.h"
 #include "protocol/signature.h"
 #include "server/protocol/client.h"
 #include "support/guarded_bytes.h"
@@ -127,10 +128,12 @@ TEST(Signature, IsBadWhenTheHeaderNamesOtherMethods) {
         }
     }
     // Signed in the account's way, but saying otherwise.
-    const auto handle = kvxtest::makeHandle({.encryptionMethod = 1, .checksumMethod = 3});
-    handle->encryptionMethod = 2; // written into the header, and used for the signature
-    const Bytes lying = identityPacket(handle.get());
-    EXPECT_FALSE(isSignedWith(readPacket(lying), kvxtest::accessCode(1, 3)));
+    for (const auto& [encryption, checksum] : {std::pair{2, 3}, {1, 2}, {1, 3}}) {
+        kvxtest::PacketAssembler packet;
+        packet.header({.encryptionMethod = encryption, .checksumMethod = checksum}, kEnglish, 0);
+        packet.u32(6).raw("G").u8(0).u32(0).u32(0).signature({.encryptionMethod = 1, .checksumMethod = 3});
+        EXPECT_EQ(isSignedWith(readPacket(packet.bytes), kvxtest::accessCode(1, 3)), encryption == 1 && checksum == 3);
+    }
 }
 
 TEST(Signature, IsBadForACodeThatIsNone) {
