@@ -24,9 +24,9 @@ KVXHandle* makeHandle() {
     return handle;
 }
 
-// The mean of each frame, rounded toward minus infinity, as the library rounds pairs.
+// The mean of each frame of one channel or more, rounded toward minus infinity, as the library rounds pairs.
 void mixMany(const int16_t* pcm, size_t frames, size_t channels, int16_t* mono) {
-    const auto divisor = static_cast<int64_t>(channels);
+    const auto divisor = static_cast<int64_t>(std::max<size_t>(channels, 1));
     for (size_t i = 0; i < frames; ++i) {
         int64_t sum = 0;
         for (size_t c = 0; c < channels; ++c) sum += pcm[i * channels + c];
