@@ -60,10 +60,9 @@ class Composer {
     void play() {
         const double barSeconds = beatSeconds_ * kBeatsPerBar;
         const double end = static_cast<double>(left_.size()) / rateHz_;
-        int bar = 0;
-        for (double start = 0; start < end; start += barSeconds, ++bar) {
+        for (int bar = 0; bar * barSeconds < end; ++bar) {
             if (bar % 8 == 7) harmony_[static_cast<size_t>(dice_.below(8))] = dice_.below(7); // it moves on
-            playBar(start, harmony_[static_cast<size_t>(bar % 8)], bar);
+            playBar(bar * barSeconds, harmony_[static_cast<size_t>(bar % 8)], bar);
         }
     }
 

@@ -1,5 +1,6 @@
 #include "audio/clean_text.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tarn::server {
@@ -54,6 +55,12 @@ std::string cleanText(std::string_view text) {
         clean += character;
     }
     return clean;
+}
+
+std::string inOneLine(std::string path) {
+    std::replace_if(
+        path.begin(), path.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; }, '?');
+    return path;
 }
 
 } // namespace tarn::server

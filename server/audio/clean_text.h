@@ -13,4 +13,7 @@ constexpr size_t kMostTextBytes = 1000;
 // space, none at the ends; cut at a character, to kMostTextBytes at most.
 std::string cleanText(std::string_view text);
 
+// A path as it is, but for control characters of ASCII, which become question marks: it stays in its line and column.
+std::string inOneLine(std::string path);
+
 } // namespace tarn::server

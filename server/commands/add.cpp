@@ -36,7 +36,7 @@ struct Counts {
 std::string describe(const FoundFile& file, const Recording& recording) {
     std::string name = recording.tags.title;
     if (!recording.tags.artist.empty()) name = recording.tags.artist + " - " + name;
-    return fmt::format("{}: {}, {}, {}", cleanText(file.path.string()), recording.trackId,
+    return fmt::format("{}: {}, {}, {}", inOneLine(file.path.string()), recording.trackId,
                        clockTime(recording.durationMs / 1000), name);
 }
 
@@ -121,7 +121,7 @@ class Run {
     void skip(const std::filesystem::path& path, const std::string& reason) {
         ++counts_.skipped;
         clearBar();
-        err_ << "skipped " << cleanText(path.string()) << ": " << cleanText(reason) << std::endl;
+        err_ << "skipped " << inOneLine(path.string()) << ": " << cleanText(reason) << std::endl;
     }
 
     void draw() {

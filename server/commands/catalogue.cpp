@@ -1,5 +1,6 @@
 #include "commands/catalogue.h"
 
+#include "audio/clean_text.h"
 #include "audio/recording_reader.h"
 #include "catalog/catalog.h"
 #include "commands/identify.h"
@@ -68,7 +69,7 @@ void show(const Recording& recording, std::ostream& out) {
     line("year", number(recording.tags.year));
     line("album id", recording.albumId);
     line("duration", durationOf(recording));
-    line("path", recording.path);
+    line("path", inOneLine(recording.path));
     line("content", recording.contentHash);
     for (size_t p = 0; p < recording.codes.size(); ++p) {
         for (size_t c = 0; c < recording.codes[p].size(); ++c) {
@@ -96,7 +97,8 @@ int runList(const std::string& catalog, std::ostream& out, std::ostream& err) {
         expectCatalog(catalog);
         CatalogReader(catalog).forEach([&](const Recording& recording) {
             out << fmt::format("{}\t{}\t{}\t{}\t{}\t{}\t{}\n", recording.id, recording.trackId, durationOf(recording),
-                               recording.tags.artist, recording.tags.title, recording.tags.album, recording.path);
+                               recording.tags.artist, recording.tags.title, recording.tags.album,
+                               inOneLine(recording.path));
         });
         return 0;
     });

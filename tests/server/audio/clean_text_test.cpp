@@ -48,4 +48,10 @@ TEST(CleanText, IsCutBetweenCharacters) {
     EXPECT_EQ(cleanText(std::string(kMostTextBytes - 1, 'a') + " b"), std::string(kMostTextBytes - 1, 'a'));
 }
 
+TEST(InOneLine, ReplacesOnlyWhatWouldBreakALine) {
+    using tarn::server::inOneLine;
+    EXPECT_EQ(inOneLine("/a  b/\xC3\xA9\xFF.wav "), "/a  b/\xC3\xA9\xFF.wav ");
+    EXPECT_EQ(inOneLine("a\nb\tc\x7F\x1B[2J"), "a?b?c??[2J");
+}
+
 } // namespace
