@@ -84,6 +84,7 @@ TEST(AccountAdd, LosesNothingWhenManyRunAtOnce) {
     const TemporaryFolder folder;
     {
         std::vector<std::jthread> threads;
+        threads.reserve(8);
         for (int i = 0; i < 8; ++i) {
             threads.emplace_back([&] {
                 for (int k = 0; k < 5; ++k) EXPECT_EQ(add({folder / "accounts", "", 3, 3}).status, 0);

@@ -22,7 +22,7 @@ void allowManyDescriptors() {
 // A server that never answers is a test that runs into its time-out.
 HttpAnswer askUntilAnswered(const TestService& service, const std::string& request) {
     for (;;) {
-        const HttpAnswer answer = service.ask(request);
+        HttpAnswer answer = service.ask(request);
         if (answer.status != 0) return answer;
     }
 }
@@ -38,6 +38,7 @@ TEST(HttpLoad, AnswersAThousandConnectionsAtOnce) {
     const auto handle = kvxtest::makeHandle();
     const std::string request = postOf(fingerprintPacket(handle.get()));
     std::vector<RawClient> clients;
+    clients.reserve(kClients);
     for (size_t i = 0; i < kClients; ++i) {
         clients.emplace_back(service.port());
         ASSERT_TRUE(clients.back().connected());

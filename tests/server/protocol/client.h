@@ -31,8 +31,8 @@ inline const Codes kCodes = {"abcdefgh", "xwvu", "", "aab", "q", "hgfedcba"};
 inline void finishWith(KVXHandle* handle, const Codes& codes) {
     if (KVXNewFingerprint3(handle, 1, 22050, 61000) != 0) throw std::runtime_error("no session");
     for (size_t k = 0; k < 3; ++k) {
-        std::strcpy(handle->featureMaps[k]->coder1.text, codes[2 * k].c_str());
-        std::strcpy(handle->featureMaps[k]->coder2.text, codes[2 * k + 1].c_str());
+        std::memcpy(handle->featureMaps[k]->coder1.text, codes[2 * k].c_str(), codes[2 * k].size() + 1);
+        std::memcpy(handle->featureMaps[k]->coder2.text, codes[2 * k + 1].c_str(), codes[2 * k + 1].size() + 1);
         handle->mapFull[k] = 1;
     }
 }
@@ -72,6 +72,7 @@ inline Bytes identityPacket(KVXHandle* handle, const std::string& presented = {}
 
 inline Bytes itemsPacket(KVXHandle* handle, std::vector<std::string> ids, uint8_t kind = 'A', int16_t option = 1) {
     std::vector<KVXValueLength> list;
+    list.reserve(ids.size());
     for (std::string& id : ids) list.push_back({id.data(), static_cast<uint32_t>(id.size())});
     uint8_t* buffer = nullptr;
     uint32_t length = 0;
