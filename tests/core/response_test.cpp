@@ -325,7 +325,6 @@ TEST(RecordReaders, WalkAsManyRecordsAsAnAnswerHolds) {
     }
 }
 
-// The answers that scripts/demo serves.
 TEST(RecordedAnswers, HoldATrackAndItsAlbum) {
     const auto handle = kvxtest::makeHandle();
     const GuardedBytes trackAnswer(kvxtest::golden("answer_track.bin"));

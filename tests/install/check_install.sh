@@ -9,6 +9,7 @@ expected="kvx 3.7.0, a request of 70 bytes" # 52 header + 4 payload length + 6 p
 rm -rf "$work"
 mkdir -p "$work"
 cmake -S "$source" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARN_BUILD_TESTS=OFF \
+    -DTARN_BUILD_SERVER=OFF \
     -DBUILD_SHARED_LIBS="$shared" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
 cmake --build "$work/build" --target kvx >"$work/build.log" || { cat "$work/build.log"; exit 1; }
 cmake --install "$work/build" --component kvx --prefix "$work/prefix" >/dev/null
