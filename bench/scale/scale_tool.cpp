@@ -4,7 +4,7 @@
 //                               the large one; COUNT: recordings of 4 minutes
 //
 // A synthetic string follows the real ones' chances of a letter after the two before it (repeats removed) and of a run
-// of it. The second phase is the first with as many edits as real phases have between them; a query is a stretch of a
+// of it. The other variants are the first with about as many edits as real ones have between them; a query is a stretch of a
 // recording with edits. Times are CPU times of the one thread that works.
 #include "catalog/catalog.h"
 #include "coding/grams.h"
@@ -29,6 +29,7 @@ namespace {
 constexpr uint32_t kSeconds = 240;
 constexpr uint32_t kBatch = 500;
 constexpr double kPhaseEdits = 0.10;
+constexpr double kQuietEdits = 0.10;
 constexpr double kQueryEdits = 0.12;
 
 double cpuMs() {
@@ -136,6 +137,7 @@ Recording synthetic(const Models& models, uint32_t number) {
         const std::string letters = models[c].draw(dice, length);
         recording.codes[0][c] = timed(letters);
         recording.codes[1][c] = timed(edited(dice, letters, kPhaseEdits));
+        recording.codes[2][c] = timed(edited(dice, letters, kQuietEdits));
     }
     return recording;
 }

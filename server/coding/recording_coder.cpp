@@ -15,6 +15,12 @@ constexpr auto kFrameSamples = static_cast<int32_t>(kvx::kFrameSamples);
 // as many as the logarithm of its length: far fewer than this.
 constexpr uint32_t kTextFrames = 256;
 
+// Rounded to the nearest, as a quiet copy's samples are.
+int16_t halved(int16_t sample, int times) {
+    const int half = 1 << (times - 1);
+    return static_cast<int16_t>((sample + half) >> times);
+}
+
 // Moves the letters that the coder has written since the last call.
 void takeLetters(kvx::CodebookState& coder, uint32_t frame, CodeString& out) {
     if (coder.length == 0) return;
@@ -62,6 +68,12 @@ void RecordingCoder::add(std::span<const int16_t> samples) {
         const size_t skipped = std::min<size_t>(phase.samplesToSkip, samples.size());
         phase.samplesToSkip -= static_cast<uint32_t>(skipped);
         std::span<const int16_t> rest = samples.subspan(skipped);
+        std::vector<int16_t> quieter;
+        if (kHalvings[p] > 0) {
+            quieter.assign(rest.begin(), rest.end());
+            for (int16_t& sample : quieter) sample = halved(sample, kHalvings[p]);
+            rest = quieter;
+        }
         while (!rest.empty()) {
             // To the end of the frame and no further, so that the frame of each letter is known.
             const size_t count = std::min(rest.size(), static_cast<size_t>(kFrameSamples - map.fill));

@@ -11,7 +11,7 @@ struct FeatureMap;
 
 namespace tarn::server {
 
-// One endless feature map per phase. Memory stays the same however long the recording is, but for the letters.
+// One endless feature map per variant. Memory stays the same however long the recording is, but for the letters.
 class RecordingCoder {
   public:
     RecordingCoder();

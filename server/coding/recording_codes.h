@@ -10,9 +10,12 @@
 namespace tarn::server {
 
 constexpr size_t kCodebooks = 2;
-// Frame phases at which a recording is coded, in samples at 22050 Hz. A query brings phases 0, 128 and 256 from a start
-// that may lie anywhere, so that one of the six pairs is never more than 64 samples apart.
-constexpr std::array<uint32_t, 2> kPhases = {0, 256};
+// A recording is coded several times: from frame phases in samples at 22050 Hz, and made quieter by halvings. A query
+// brings phases 0, 128 and 256 from a start that may lie anywhere, so that one of the pairs with phases 0 and 256 is
+// never more than 64 samples apart. The engine takes frames under a fixed energy for silence, which loud and quiet
+// copies of a recording cross at different places: the quiet variant is for copies about 30 dB below.
+constexpr std::array<uint32_t, 3> kPhases = {0, 256, 0};
+constexpr std::array<int, kPhases.size()> kHalvings = {0, 0, 5};
 
 // Letters 'a' to 'x'. frames[i] counts the frames of audio (512 samples at 22050 Hz, from the phase on) up to the end
 // of the run that wrote letter i; not decreasing, as long as letters, or empty where the times are not known.
@@ -21,7 +24,7 @@ struct CodeString {
     std::vector<uint32_t> frames;
 };
 
-// codes[phase][codebook]
+// codes[variant][codebook]; variants as in kPhases and kHalvings.
 using RecordingCodes = std::array<std::array<CodeString, kCodebooks>, kPhases.size()>;
 
 constexpr double kEngineRateHz = 22050.0;

@@ -49,7 +49,9 @@ bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream
         out << "  " << candidate.id << "  " << nameOf(candidate.recording) << "\n      weight "
             << withDecimals(candidate.score / 100.0, 1) << " bits, " << withDecimals(candidate.alignment.distance, 3)
             << " edits a letter at " << clock(offsetMs(candidate.alignment)) << " (map " << candidate.alignment.map
-            << ", phase " << kPhases[candidate.alignment.phase] << "): " << verdict(candidate, isBest) << '\n';
+            << ", phase " << kPhases[candidate.alignment.phase]
+            << (kHalvings[candidate.alignment.phase] > 0 ? " quiet" : "") << "): " << verdict(candidate, isBest)
+            << '\n';
         isBest = false;
     }
     return !examination.candidates.empty() && examination.candidates.front().accepted;

@@ -21,6 +21,6 @@ double chanceOf(const Evidence& evidence);
 int confidenceOf(double chance);
 
 // Below this chance there is no answer.
-constexpr double kLeastChance = 0.6;
+constexpr double kLeastChance = 0.7;
 
 } // namespace tarn::server

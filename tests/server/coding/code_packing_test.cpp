@@ -69,8 +69,8 @@ TEST(PackedCodes, HaveTheLayoutThatTheHeaderTells) {
     codes[0][0] = {"abx", {150, 150, 400}};
     std::string out;
     appendCodes(out, codes);
-    // 3 letters: 0, 1 << 5, 23 << 10 make 5c20; frame 150 of the first letter, 250 more for the last; three empty ones.
-    EXPECT_EQ(out, bytes({3, 0x20, 0x5c, 0x96, 1, 0xfa, 1, 0, 0, 0}));
+    // 3 letters: 0, 1 << 5, 23 << 10 make 5c20; frame 150 of the first letter, 250 more for the last; five empty ones.
+    EXPECT_EQ(out, bytes({3, 0x20, 0x5c, 0x96, 1, 0xfa, 1, 0, 0, 0, 0, 0}));
 }
 
 TEST(PackedCodes, ComeBackWithTheirLettersAndTimes) {
@@ -125,10 +125,10 @@ TEST(PackedCodes, AreRefusedWhereverTheyEndEarly) {
 
 TEST(PackedCodes, AreRefusedWithALetterBehindX) {
     std::string_view in;
-    const std::string broken = bytes({1, 24, 0, 0, 0, 0});
+    const std::string broken = bytes({1, 24, 0, 0, 0, 0, 0, 0});
     in = broken;
     EXPECT_FALSE(takeCodes(in).has_value());
-    const std::string sound = bytes({1, 23, 0, 0, 0, 0});
+    const std::string sound = bytes({1, 23, 0, 0, 0, 0, 0, 0});
     in = sound;
     EXPECT_TRUE(takeCodes(in).has_value());
 }
