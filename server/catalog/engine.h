@@ -11,9 +11,7 @@
 namespace tarn::server {
 
 // A database without documents. (One without even a backend cannot be asked everything.)
-inline Xapian::Database emptyDatabase() {
-    return Xapian::WritableDatabase(std::string(), Xapian::DB_BACKEND_INMEMORY);
-}
+inline Xapian::Database emptyDatabase() { return Xapian::WritableDatabase(std::string(), Xapian::DB_BACKEND_INMEMORY); }
 
 // Opens a database that may not be there.
 inline Xapian::Database openIfThere(const std::filesystem::path& path) {
