@@ -4,8 +4,8 @@
 //                               the large one; COUNT: recordings of 4 minutes
 //
 // A synthetic string follows the real ones' chances of a letter after the two before it (repeats removed) and of a run
-// of it. The other variants are the first with about as many edits as real ones have between them; a query is a stretch of a
-// recording with edits. Times are CPU times of the one thread that works.
+// of it. The other variants are the first with about as many edits as real ones have between them; a query is a stretch
+// of a recording with edits. Times are CPU times of the one thread that works.
 #include "catalog/catalog.h"
 #include "coding/grams.h"
 #include "matching/matcher.h"

@@ -73,8 +73,8 @@ void show(const Recording& recording, std::ostream& out) {
     line("content", recording.contentHash);
     for (size_t p = 0; p < recording.codes.size(); ++p) {
         for (size_t c = 0; c < recording.codes[p].size(); ++c) {
-            line("letters",
-                 fmt::format("{} (phase {}, codebook {})", recording.codes[p][c].letters.size(), kPhases[p], c + 1));
+            line("letters", fmt::format("{} (phase {}, {} dB, codebook {})", recording.codes[p][c].letters.size(),
+                                        kPhases[p], -6 * kHalvings[p], c + 1));
         }
     }
 }
