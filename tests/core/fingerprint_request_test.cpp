@@ -39,8 +39,8 @@ Request request(KVXHandle* handle, const KVXFingerprintDescriptor* descriptor = 
 void finishWith(KVXHandle* handle, const std::array<const char*, 6>& codes) {
     ASSERT_EQ(KVXNewFingerprint3(handle, 1, 22050, 61000), 0);
     for (size_t k = 0; k < 3; ++k) {
-        std::strcpy(handle->featureMaps[k]->coder1.text, codes[2 * k]);
-        std::strcpy(handle->featureMaps[k]->coder2.text, codes[2 * k + 1]);
+        std::memcpy(handle->featureMaps[k]->coder1.text, codes[2 * k], std::strlen(codes[2 * k]) + 1);
+        std::memcpy(handle->featureMaps[k]->coder2.text, codes[2 * k + 1], std::strlen(codes[2 * k + 1]) + 1);
         handle->mapFull[k] = 1;
     }
 }
