@@ -1,12 +1,12 @@
 #include "accounts/account_book.h"
 
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 
 #include <gtest/gtest.h>
 
 using namespace tarn::server;
 using servertest::contents;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using servertest::writePrivate;
 
 namespace {
@@ -23,7 +23,7 @@ AccountList listOf(const std::vector<uint32_t>& ids) {
 } // namespace
 
 TEST(AccountBook, SeesEveryChangeOfTheFile) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     std::vector<std::string> complaints;
     AccountBook book(folder / "accounts", [&](const std::string& text) { complaints.push_back(text); });
     EXPECT_EQ(book.code(1), std::nullopt);
@@ -39,7 +39,7 @@ TEST(AccountBook, SeesEveryChangeOfTheFile) {
 }
 
 TEST(AccountBook, KeepsItsAccountsWhileTheFileIsDamagedAndComplainsOnce) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     std::vector<std::string> complaints;
     saveAccounts(folder / "accounts", listOf({1}));
     AccountBook book(folder / "accounts", [&](const std::string& text) { complaints.push_back(text); });
@@ -56,7 +56,7 @@ TEST(AccountBook, KeepsItsAccountsWhileTheFileIsDamagedAndComplainsOnce) {
 }
 
 TEST(AccountBook, DoesNotStartWithADamagedFile) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writePrivate(folder / "accounts", "tarn-accounts 1 5\n");
     EXPECT_THROW(AccountBook(folder / "accounts", [](const std::string&) {}), AccountError);
 }

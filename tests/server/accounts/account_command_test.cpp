@@ -2,7 +2,7 @@
 
 #include "accounts/account_file.h"
 #include "kvx.h"
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 
 #include <gtest/gtest.h>
 #include <set>
@@ -11,7 +11,7 @@
 
 using namespace tarn::server;
 using servertest::contents;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using servertest::writePrivate;
 
 namespace {
@@ -46,7 +46,7 @@ Result remove(const std::filesystem::path& file, uint32_t id) {
 } // namespace
 
 TEST(AccountAdd, ShowsACodeThatTheLibraryTakesAndTheLineToUseIt) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const Result result = add({folder / "deep/state/accounts", "a name", 2, 3});
     ASSERT_EQ(result.status, 0) << result.err;
     const AccountList accounts = loadAccounts(folder / "deep/state/accounts");
@@ -64,7 +64,7 @@ TEST(AccountAdd, ShowsACodeThatTheLibraryTakesAndTheLineToUseIt) {
 }
 
 TEST(AccountAdd, RefusesMethodsThatCannotSignAndNamesThatCannotBePrinted) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const AccountAddOptions cases[] = {
         {folder / "accounts", "", 0, 3},           {folder / "accounts", "", 4, 3},
         {folder / "accounts", "", 3, 1},           {folder / "accounts", "", 3, 4},
@@ -81,7 +81,7 @@ TEST(AccountAdd, RefusesMethodsThatCannotSignAndNamesThatCannotBePrinted) {
 }
 
 TEST(AccountAdd, LosesNothingWhenManyRunAtOnce) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     {
         std::vector<std::jthread> threads;
         threads.reserve(8);
@@ -103,7 +103,7 @@ TEST(AccountAdd, LosesNothingWhenManyRunAtOnce) {
 }
 
 TEST(AccountList, ShowsEverythingButTheKeys) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     EXPECT_EQ(list(folder / "accounts").out, "");
     add({folder / "accounts", "first", 3, 3});
     add({folder / "accounts", "second", 1, 2});
@@ -115,7 +115,7 @@ TEST(AccountList, ShowsEverythingButTheKeys) {
 }
 
 TEST(AccountRemove, TakesTheAccountAndItsIdOutOfUse) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     add({folder / "accounts", "", 3, 3});
     add({folder / "accounts", "", 3, 3});
     EXPECT_EQ(remove(folder / "accounts", 2).out, "account 2 removed\n");
@@ -130,7 +130,7 @@ TEST(AccountRemove, TakesTheAccountAndItsIdOutOfUse) {
 }
 
 TEST(AccountCommands, LeaveADamagedFileAloneAndSaySo) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writePrivate(folder / "accounts", "tarn-accounts 1 5\nrubbish\n");
     for (const Result& result :
          {add({folder / "accounts", "", 3, 3}), list(folder / "accounts"), remove(folder / "accounts", 1)}) {

@@ -1,6 +1,6 @@
 #include "accounts/account_file.h"
 
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 #include "support/handles.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 
 using namespace tarn::server;
 using servertest::contents;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using servertest::writePrivate;
 namespace fs = std::filesystem;
 
@@ -55,7 +55,7 @@ TEST(AccessCode, IsWhatTheLibraryReads) {
 }
 
 TEST(AccountFile, KeepsWhatItIsGiven) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     for (const uint32_t count : {0U, 1U, 300U}) {
         SCOPED_TRACE(count);
         saveAccounts(folder / "accounts", listOf(count));
@@ -71,12 +71,12 @@ TEST(AccountFile, KeepsWhatItIsGiven) {
 }
 
 TEST(AccountFile, ThatDoesNotExistHoldsNoAccount) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     EXPECT_TRUE(loadAccounts(folder / "accounts").accounts.empty());
 }
 
 TEST(AccountFile, IsItsOwnersAlone) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     saveAccounts(folder / "accounts", listOf(1));
     struct stat status {};
     ASSERT_EQ(stat((folder / "accounts").c_str(), &status), 0);
@@ -89,7 +89,7 @@ TEST(AccountFile, IsItsOwnersAlone) {
 }
 
 TEST(AccountFile, MadeByRootBelongsToTheOwnerOfItsFolder) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const uid_t owner = geteuid() == 0 ? 12345 : geteuid();
     if (geteuid() == 0) {
         ASSERT_EQ(chown(folder.path().c_str(), owner, owner), 0);
@@ -101,7 +101,7 @@ TEST(AccountFile, MadeByRootBelongsToTheOwnerOfItsFolder) {
 }
 
 TEST(AccountFile, CutOffAnywhereIsDamaged) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     saveAccounts(folder / "accounts", listOf(2));
     const std::string whole = contents(folder / "accounts");
     for (size_t length = 0; length < whole.size(); ++length) {
@@ -112,7 +112,7 @@ TEST(AccountFile, CutOffAnywhereIsDamaged) {
 }
 
 TEST(AccountFile, SaysWhichLineIsDamagedAndNothingOfTheKey) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const std::string line = account(1).code + " " + kTime + " name\n";
     const std::string weak = makeAccessCode(1, 3, 1, kKey) + " " + kTime + " name\n";
     std::string lower = line;
@@ -147,7 +147,7 @@ TEST(AccountFile, SaysWhichLineIsDamagedAndNothingOfTheKey) {
 
 // A disk that fills up is simulated by a limit on the size of files, in a process of its own.
 TEST(AccountFile, StaysAsItWasWhenTheNewOneCannotBeWritten) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     saveAccounts(folder / "accounts", listOf(1));
     const std::string before = contents(folder / "accounts");
     const pid_t child = fork();
@@ -172,7 +172,7 @@ TEST(AccountFile, StaysAsItWasWhenTheNewOneCannotBeWritten) {
 }
 
 TEST(AccountFile, IsNeverSeenHalfWritten) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     saveAccounts(folder / "accounts", listOf(1));
     std::jthread writer([&](const std::stop_token& token) {
         for (uint32_t i = 0; !token.stop_requested(); ++i) saveAccounts(folder / "accounts", listOf(1 + i % 200));

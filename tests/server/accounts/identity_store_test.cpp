@@ -1,6 +1,6 @@
 #include "accounts/identity_store.h"
 
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 
 #include <gtest/gtest.h>
 #include <set>
@@ -9,7 +9,7 @@
 
 using namespace tarn::server;
 using servertest::contents;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 
 namespace {
 
@@ -21,7 +21,7 @@ std::string given(IdentityStore& store, uint32_t account, const std::string& pre
 } // namespace
 
 TEST(IdentityStore, GivesANewIdentityEveryTime) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     IdentityStore store(folder / "identities");
     std::set<std::string> seen;
     for (int i = 0; i < 100; ++i) seen.insert(given(store, 1));
@@ -30,7 +30,7 @@ TEST(IdentityStore, GivesANewIdentityEveryTime) {
 }
 
 TEST(IdentityStore, KnowsItsIdentitiesAgainAfterARestart) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     std::vector<std::string> identities;
     {
         IdentityStore store(folder / "identities");
@@ -42,7 +42,7 @@ TEST(IdentityStore, KnowsItsIdentitiesAgainAfterARestart) {
 }
 
 TEST(IdentityStore, GivesANewOneForOneItDoesNotKnow) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     IdentityStore store(folder / "identities");
     const std::string mine = given(store, 1);
     for (const std::string& presented : {std::string("0123456789abcdef"), mine.substr(0, 15), mine + "x"}) {
@@ -52,7 +52,7 @@ TEST(IdentityStore, GivesANewOneForOneItDoesNotKnow) {
 }
 
 TEST(IdentityStore, GivesAnAccountItsShareAndNoMore) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     IdentityStore store(folder / "identities", 3);
     const std::string first = given(store, 1);
     given(store, 1);
@@ -63,7 +63,7 @@ TEST(IdentityStore, GivesAnAccountItsShareAndNoMore) {
 }
 
 TEST(IdentityStore, DropsAnEntryThatWasCutOff) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     std::string first;
     {
         IdentityStore store(folder / "identities");
@@ -80,7 +80,7 @@ TEST(IdentityStore, DropsAnEntryThatWasCutOff) {
 }
 
 TEST(IdentityStore, SharesItsFileWithOtherServers) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     IdentityStore one(folder / "identities");
     IdentityStore other(folder / "identities");
     const std::string identity = given(one, 1);
@@ -100,7 +100,7 @@ TEST(IdentityStore, SharesItsFileWithOtherServers) {
 }
 
 TEST(IdentityStore, IsItsOwnersAlone) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const IdentityStore store(folder / "identities");
     struct stat status {};
     ASSERT_EQ(stat((folder / "identities").c_str(), &status), 0);
@@ -108,6 +108,6 @@ TEST(IdentityStore, IsItsOwnersAlone) {
 }
 
 TEST(IdentityStore, SaysWhyItCannotOpen) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     EXPECT_THROW(IdentityStore(folder / "missing/identities"), std::runtime_error);
 }

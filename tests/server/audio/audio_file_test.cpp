@@ -1,7 +1,7 @@
 #include "audio/audio_file.h"
 
 #include "demo/audio_writer.h"
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 
 #include <gmock/gmock.h>
 #include <sndfile.h>
@@ -20,7 +20,7 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:vorbis_info_
 
 namespace {
 
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using tarn::demo::FileFormat;
 using tarn::demo::Sound;
 using tarn::server::AudioError;
@@ -72,7 +72,7 @@ std::string complaint(const std::filesystem::path& path) {
 }
 
 TEST(AudioFile, GivesTheSamplesOfALosslessFileUnchanged) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     struct Case {
         const char* name;
         FileFormat format;
@@ -94,7 +94,7 @@ TEST(AudioFile, GivesTheSamplesOfALosslessFileUnchanged) {
 }
 
 TEST(AudioFile, GivesALossyFileNearlyUnchanged) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const Sound sound = tarn::demo::renderPiece(3, 4, 44100, 2);
     writeSound(folder / "piece.ogg", sound, FileFormat::kOgg, 0.9);
     const Sound read = readWhole(folder / "piece.ogg");
@@ -109,7 +109,7 @@ TEST(AudioFile, GivesALossyFileNearlyUnchanged) {
 }
 
 TEST(AudioFile, ClipsFloatingValuesAndReadsWhatIsNoNumberAsZero) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float infinite = std::numeric_limits<float>::infinity();
     writeValues<float>(folder / "loud.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 22050, 1,
@@ -119,7 +119,7 @@ TEST(AudioFile, ClipsFloatingValuesAndReadsWhatIsNoNumberAsZero) {
 }
 
 TEST(AudioFile, AveragesEvenChannelsToTheLeftAndOddOnesToTheRight) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeValues<int16_t>(folder / "three.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 48000, 3,
                          {100, 7, 300, -32768, 32767, -32768});
     const Sound three = readWhole(folder / "three.wav");
@@ -130,7 +130,7 @@ TEST(AudioFile, AveragesEvenChannelsToTheLeftAndOddOnesToTheRight) {
 }
 
 TEST(AudioFile, RefusesRatesThatNoClientRecognises) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSound(folder / "low.wav", ramp(11024, 1, 1000), FileFormat::kWav);
     EXPECT_THAT(complaint(folder / "low.wav"), testing::HasSubstr("11024 Hz is below the 11025 Hz"));
     writeSound(folder / "least.wav", ramp(11025, 1, 1000), FileFormat::kWav);
@@ -140,7 +140,7 @@ TEST(AudioFile, RefusesRatesThatNoClientRecognises) {
 }
 
 TEST(AudioFile, RefusesWhatIsNoAudioFileWithAText) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     EXPECT_EQ(complaint(folder / "missing.wav"), "there is no such file");
     EXPECT_EQ(complaint(folder.path()), "not a file");
     ASSERT_EQ(mkfifo((folder / "pipe.wav").c_str(), 0600), 0);
@@ -152,7 +152,7 @@ TEST(AudioFile, RefusesWhatIsNoAudioFileWithAText) {
 }
 
 TEST(AudioFile, SaysThatAFlacFileEndsEarly) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSound(folder / "whole.flac", tarn::demo::renderPiece(5, 4, 22050, 1), FileFormat::kFlac);
     const std::string bytes = servertest::contents(folder / "whole.flac");
     servertest::writePrivate(folder / "half.flac", bytes.substr(0, bytes.size() / 2));
@@ -161,7 +161,7 @@ TEST(AudioFile, SaysThatAFlacFileEndsEarly) {
 
 // A WAV header that promises 4 GB: what is there is read, and nothing is taken for what is not.
 TEST(AudioFile, ReadsOnlyWhatIsThereOfAFileThatPromisesMore) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSound(folder / "small.wav", ramp(44100, 2, 1000), FileFormat::kWav);
     std::string bytes = servertest::contents(folder / "small.wav");
     constexpr size_t kDataLengthOffset = 40;
@@ -180,7 +180,7 @@ TEST(AudioFile, ReadsOnlyWhatIsThereOfAFileThatPromisesMore) {
 
 // Whatever the bytes are, a reading ends, with samples or with a text.
 TEST(AudioFile, EndsOnEveryDamagedFile) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const Sound sound = tarn::demo::renderPiece(7, 0.5, 22050, 2);
     std::mt19937 random(20);
     for (const FileFormat format : {FileFormat::kWav, FileFormat::kFlac, FileFormat::kOgg}) {

@@ -1,7 +1,7 @@
 #include "audio/file_tags.h"
 
 #include "demo/audio_writer.h"
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 #include "server/audio/make_tags.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 namespace {
 
 using servertest::makeTags;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using tarn::demo::FileFormat;
 using tarn::demo::writeTags;
 using tarn::server::readTags;
@@ -29,7 +29,7 @@ void expectEqual(const Tags& tags, const Tags& expected) {
 }
 
 TEST(FileTags, AreReadFromEveryKindOfFile) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const Tags tags = makeTags("Gr\xC3\xBC\xC3\x9F"
                                "e \xE2\x99\xAB",
                                "Mara Feld", "Letters Home", "Low Tide Assembly", 7, 1987);
@@ -46,19 +46,19 @@ TEST(FileTags, AreReadFromEveryKindOfFile) {
 }
 
 TEST(FileTags, AreTheNameOfAFileThatHasNone) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSound(folder / "03 Slow Ferry.live.wav", kSound, FileFormat::kWav);
     expectEqual(readTags(folder / "03 Slow Ferry.live.wav"), makeTags("03 Slow Ferry.live"));
 }
 
 TEST(FileTags, OfAFileNameThatIsNoUtf8AreUtf8) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSound(folder / "caf\xE9.wav", kSound, FileFormat::kWav);
     EXPECT_EQ(readTags(folder / "caf\xE9.wav").title, "caf\xEF\xBF\xBD");
 }
 
 TEST(FileTags, KeepToOneLineAndABoundedLength) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSound(folder / "a.flac", kSound, FileFormat::kFlac);
     writeTags(folder / "a.flac", makeTags("one\ntwo", std::string(100'000, 'x')));
     const Tags tags = readTags(folder / "a.flac");
@@ -67,7 +67,7 @@ TEST(FileTags, KeepToOneLineAndABoundedLength) {
 }
 
 TEST(FileTags, HaveNoNumberWhereTheTagsIsBeyondReason) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSound(folder / "a.flac", kSound, FileFormat::kFlac);
     writeTags(folder / "a.flac", makeTags("a", "", "", "", 65536, 4'000'000));
     const Tags tags = readTags(folder / "a.flac");
@@ -77,7 +77,7 @@ TEST(FileTags, HaveNoNumberWhereTheTagsIsBeyondReason) {
 
 // Every reading ends, and a title is always there.
 TEST(FileTags, OfDamagedFilesNeverFail) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     std::mt19937 random(4);
     for (const char* name : {"a.wav", "a.flac", "a.ogg"}) {
         writeSound(folder / name, kSound,

@@ -4,14 +4,14 @@
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "demo/audio_writer.h"
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 #include "server/audio/make_tags.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using tarn::demo::FileFormat;
 using tarn::demo::renderPiece;
 using tarn::demo::Sound;
@@ -21,7 +21,7 @@ using tarn::server::readRecording;
 using tarn::server::Recording;
 
 TEST(RecordingReader, CodesTheWholeFile) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const Sound sound = renderPiece(11, 12.5, 22050, 1);
     writeSound(folder / "a.flac", sound, FileFormat::kFlac);
     const Recording recording = readRecording(folder / "a.flac");
@@ -38,7 +38,7 @@ TEST(RecordingReader, CodesTheWholeFile) {
 }
 
 TEST(RecordingReader, NamesARecordingByItsAudioAlone) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     Sound sound = renderPiece(12, 3, 22050, 2);
     writeSound(folder / "a.wav", sound, FileFormat::kWav);
     writeSound(folder / "b.flac", sound, FileFormat::kFlac);
@@ -60,14 +60,14 @@ TEST(RecordingReader, NamesARecordingByItsAudioAlone) {
 }
 
 TEST(RecordingReader, RefusesAFileWithoutAudio) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSound(folder / "a.wav", {22050, 1, {}}, FileFormat::kWav);
     EXPECT_THROW(readRecording(folder / "a.wav"), AudioError);
 }
 
 // What a client sends: 30 s from the start of a short recording, from 44 s of a longer one.
 TEST(QueryReader, TakesThePartThatAClientReads) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     for (const double seconds : {20.0, 74.0, 80.0}) {
         SCOPED_TRACE(seconds);
         const Sound sound = renderPiece(13, seconds, 22050, 1);

@@ -9,7 +9,7 @@
 
 using namespace tarn::server;
 using kvxtest::sampleRecording;
-using kvxtest::TemporaryFolder;
+using kvxtest::TemporaryDirectory;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -60,7 +60,7 @@ TEST(GramTerms, AreThreeBytesWithoutZeroAndAllDifferent) {
 }
 
 TEST(Catalog, ThatIsNotThereReadsAsEmptyUntilItIsMade) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     CatalogReader reader(folder / "new");
     EXPECT_EQ(reader.recordingCount(), 0U);
     EXPECT_EQ(reader.recording(1), std::nullopt);
@@ -75,7 +75,7 @@ TEST(Catalog, ThatIsNotThereReadsAsEmptyUntilItIsMade) {
 }
 
 TEST(Catalog, ShowsWhatWasCommittedAndDropsTheRest) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     {
         CatalogWriter writer(folder / "c");
         EXPECT_EQ(writer.put(sampleRecording(1)), Outcome::kAdded);
@@ -95,7 +95,7 @@ TEST(Catalog, ShowsWhatWasCommittedAndDropsTheRest) {
 TEST(Catalog, TheSameAudioAgainUpdatesUnderItsId) {
     for (const bool merged : {false, true}) {
         SCOPED_TRACE(merged);
-        const TemporaryFolder folder;
+        const TemporaryDirectory folder;
         CatalogWriter writer(folder / "c");
         for (uint32_t n = 1; n <= 3; ++n) writer.put(sampleRecording(n));
         writer.commit();
@@ -115,7 +115,7 @@ TEST(Catalog, TheSameAudioAgainUpdatesUnderItsId) {
 TEST(Catalog, RemovesFromBothDatabases) {
     for (const bool merged : {false, true}) {
         SCOPED_TRACE(merged);
-        const TemporaryFolder folder;
+        const TemporaryDirectory folder;
         CatalogWriter writer(folder / "c");
         for (uint32_t n = 1; n <= 4; ++n) writer.put(sampleRecording(n));
         writer.commit();
@@ -140,7 +140,7 @@ TEST(Catalog, RemovesFromBothDatabases) {
 }
 
 TEST(Catalog, StaysSoundWhenEverythingIsRemovedAndMerged) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     CatalogWriter writer(folder / "c");
     for (uint32_t n = 1; n <= 3; ++n) writer.put(sampleRecording(n));
     writer.compact();
@@ -153,7 +153,7 @@ TEST(Catalog, StaysSoundWhenEverythingIsRemovedAndMerged) {
 }
 
 TEST(Catalog, MergesManyTimesWithoutLosingOrDoublingAnything) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     CatalogWriter writer(folder / "c");
     std::vector<std::string> expected;
     for (uint32_t n = 1; n <= 30; ++n) {
@@ -167,7 +167,7 @@ TEST(Catalog, MergesManyTimesWithoutLosingOrDoublingAnything) {
 }
 
 TEST(Catalog, KnowsAFileWhileItsSizeTimeAndRecordingStay) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     CatalogWriter writer(folder / "c");
     const std::string path(5000, 'p');
     writer.put(sampleRecording(1));
@@ -190,7 +190,7 @@ TEST(Catalog, KnowsAFileWhileItsSizeTimeAndRecordingStay) {
 }
 
 TEST(Catalog, RefusesASecondWriterUntilTheFirstEnds) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     auto first = std::make_unique<CatalogWriter>(folder / "c");
     try {
         const CatalogWriter second(folder / "c");
@@ -203,7 +203,7 @@ TEST(Catalog, RefusesASecondWriterUntilTheFirstEnds) {
 }
 
 TEST(Catalog, ReaderLivesThroughCommitsAndMerges) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     CatalogWriter writer(folder / "c");
     writer.put(sampleRecording(1));
     writer.commit();
@@ -222,7 +222,7 @@ TEST(Catalog, ReaderLivesThroughCommitsAndMerges) {
 }
 
 TEST(Catalog, FindsByTrackAndByAlbum) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     CatalogWriter writer(folder / "c");
     for (uint32_t n = 8; n <= 12; ++n) writer.put(sampleRecording(n));
     writer.commit();
@@ -236,7 +236,7 @@ TEST(Catalog, FindsByTrackAndByAlbum) {
 }
 
 TEST(Catalog, ScoresAddTheWeightsOfTheTermsThatARecordingHolds) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     CatalogWriter writer(folder / "c");
     for (uint32_t n = 1; n <= 6; ++n) writer.put(sampleRecording(n));
     writer.compact();
@@ -261,7 +261,7 @@ TEST(Catalog, ScoresAddTheWeightsOfTheTermsThatARecordingHolds) {
 }
 
 TEST(Catalog, SaysWhatIsDamaged) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     {
         CatalogWriter writer(folder / "c");
         for (uint32_t n = 1; n <= 40; ++n) writer.put(sampleRecording(n));
@@ -285,7 +285,7 @@ TEST(Catalog, SaysWhatIsDamaged) {
 }
 
 TEST(Catalog, RefusesACurrentFileThatNamesNothing) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     { const CatalogWriter writer(folder / "c"); }
     for (const char* text : {"", "main\n", "-1\n", "1 2\n"}) {
         SCOPED_TRACE(text);

@@ -12,7 +12,7 @@
 
 using namespace tarn::server;
 using kvxtest::sampleRecording;
-using kvxtest::TemporaryFolder;
+using kvxtest::TemporaryDirectory;
 using ::testing::IsEmpty;
 
 namespace {
@@ -33,7 +33,7 @@ namespace {
 } // namespace
 
 TEST(KilledWriter, LosesNothingThatItReported) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const std::string location = folder / "c";
     std::mt19937 dice(4);
     uint32_t reported = 0;

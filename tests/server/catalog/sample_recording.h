@@ -1,7 +1,8 @@
-// Recordings and folders for catalogue tests.
+// Recordings for catalogue tests.
 #pragma once
 
 #include "catalog/catalog.h"
+#include "support/temporary_directory.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -11,26 +12,6 @@
 #include <unistd.h>
 
 namespace kvxtest {
-
-// A folder of its own, removed at the end.
-class TemporaryFolder {
-  public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "tarn-test-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-        path_ = name;
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-
-  private:
-    std::filesystem::path path_;
-};
 
 // Random letters from the number; every field filled.
 inline tarn::server::Recording sampleRecording(uint32_t number, const std::string& title = "") {

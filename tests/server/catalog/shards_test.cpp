@@ -15,12 +15,12 @@
 
 using namespace tarn::server;
 using kvxtest::sampleRecording;
-using kvxtest::TemporaryFolder;
+using kvxtest::TemporaryDirectory;
 using ::testing::HasSubstr;
 
 namespace {
 
-std::string stub(const TemporaryFolder& folder, const std::string& text) {
+std::string stub(const TemporaryDirectory& folder, const std::string& text) {
     const std::string path = folder / "stub";
     std::ofstream(path) << text;
     return path;
@@ -113,7 +113,7 @@ std::unique_ptr<CatalogReader> openedReader(const std::string& location) {
 } // namespace
 
 TEST(ShardLocations, AreAFolderOrTheLinesOfAStub) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     ASSERT_EQ(shardsOf(folder / "anything").size(), 1U);
     EXPECT_EQ(shardsOf(folder / "anything")[0].folder, folder / "anything");
     const auto shards = shardsOf(stub(folder, "# three\n\nfolder a b\nfolder /c\nremote some.host:1234\n"));
@@ -134,7 +134,7 @@ TEST(ShardLocations, NameTheLineThatIsWrong) {
         {"disk a\n", "line 1"},        {"remote host\n", "HOST:PORT"},       {"remote host:\n", "HOST:PORT"},
         {"remote :80\n", "HOST:PORT"}, {"remote host:65536\n", "HOST:PORT"}, {"remote host:8x\n", "HOST:PORT"},
     };
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         try {
@@ -155,9 +155,9 @@ TEST(Shards, NumberRecordingsInTurn) {
 }
 
 TEST(Shards, OnDiskAnswerAsOneDatabase) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const std::string sharded = stub(folder, "folder s0\nfolder s1\nfolder s2\n");
-    for (const std::string& location : {sharded, folder / "one"}) {
+    for (const std::string& location : {sharded, folder.file("one")}) {
         CatalogWriter writer(location);
         for (uint32_t n = 1; n <= 60; ++n) {
             writer.put(sampleRecording(n));
@@ -194,9 +194,9 @@ TEST(Shards, OnDiskAnswerAsOneDatabase) {
 }
 
 TEST(Shards, BehindSocketsAnswerAsOneDatabase) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const std::string local = stub(folder, "folder s0\nfolder s1\nfolder s2\n");
-    for (const std::string& location : {local, folder / "one"}) {
+    for (const std::string& location : {local, folder.file("one")}) {
         CatalogWriter writer(location);
         for (uint32_t n = 1; n <= 60; ++n) writer.put(sampleRecording(n));
         writer.compact();

@@ -1,5 +1,5 @@
 // The tool at work when it is killed, or when the disk is full.
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 #include "server/commands/small_collection.h"
 
 #include <gmock/gmock.h>
@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using servertest::linesWith;
 using servertest::recordingsIn;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 
 struct Ended {
     int status = 0; // as waitpid gives it
@@ -33,7 +33,7 @@ class Tool {
   public:
     // prepare runs in the child before the tool starts.
     Tool(
-        const std::vector<std::string>& arguments, const TemporaryFolder& folder,
+        const std::vector<std::string>& arguments, const TemporaryDirectory& folder,
         const std::function<void()>& prepare = [] {})
         : outPath_(folder / "stdout"), errPath_(folder / "stderr") {
         std::vector<std::string> words = {TARN_SERVER_TOOL};
@@ -94,7 +94,7 @@ void expectClean(const fs::path& catalog) {
 
 // The kills are spread over the time that a whole run takes: TARN_KILL_POINTS of them, 20 where it is not set.
 TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     constexpr size_t kPieces = 16;
     servertest::writeSmallCollection(folder / "music", kPieces);
     const char* wanted = std::getenv("TARN_KILL_POINTS"); // NOLINT(concurrency-mt-unsafe)
@@ -141,7 +141,7 @@ TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
 
 // The same, once for each batch: the kill falls right behind its report.
 TEST(AddFaults, KilledBehindAReportLosesNothingThatWasReported) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     constexpr size_t kPieces = 9;
     servertest::writeSmallCollection(folder / "music", kPieces);
     for (const size_t lines : {1U, 4U, 7U}) {
@@ -184,7 +184,7 @@ void limitFileSize() {
 }
 
 void expectFailureThatCanBeMended(const Ended& ended, const fs::path& catalog, const fs::path& music,
-                                  const std::function<void()>& mend, const TemporaryFolder& folder) {
+                                  const std::function<void()>& mend, const TemporaryDirectory& folder) {
     ASSERT_TRUE(WIFEXITED(ended.status));
     EXPECT_EQ(WEXITSTATUS(ended.status), tarn::server::kAddFailed) << ended.out << ended.err;
     EXPECT_NE(ended.err, "");
@@ -199,7 +199,7 @@ void expectFailureThatCanBeMended(const Ended& ended, const fs::path& catalog, c
 }
 
 TEST(AddFaults, OnAFullDiskSaysSoAndKeepsWhatWasReported) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     servertest::writeSmallCollection(folder / "music", 60);
     const SmallDisk disk(folder / "disk");
     const fs::path catalog = folder / "disk/catalog";
@@ -213,7 +213,7 @@ TEST(AddFaults, OnAFullDiskSaysSoAndKeepsWhatWasReported) {
 }
 
 TEST(AddFaults, WithFilesThatMayNotGrowSaysSoAndKeepsWhatWasReported) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     servertest::writeSmallCollection(folder / "music", 60);
     const fs::path catalog = folder / "catalog";
     Tool tool(addArguments(catalog, folder / "music"), folder, limitFileSize);
@@ -222,7 +222,7 @@ TEST(AddFaults, WithFilesThatMayNotGrowSaysSoAndKeepsWhatWasReported) {
 }
 
 TEST(AddFaults, ASecondWriterIsRefused) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     servertest::writeSmallCollection(folder / "music", 2);
     const tarn::server::CatalogWriter first((folder / "catalog").string());
     Tool second(addArguments(folder / "catalog", folder / "music"), folder);
@@ -233,7 +233,7 @@ TEST(AddFaults, ASecondWriterIsRefused) {
 }
 
 TEST(CommandLine, WithoutSenseGivesTheHelpAndTheUsageStatus) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{}, {"add"}, {"nonsense"}, {"add", "--batch", "0", "x"}, {"account"}, {"show"}}) {
         Tool tool(arguments, folder);

@@ -1,4 +1,4 @@
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 #include "server/commands/small_collection.h"
 
 #include "commands/add.h"
@@ -14,11 +14,11 @@ using servertest::Added;
 using servertest::addTo;
 using servertest::linesWith;
 using servertest::recordingsIn;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using servertest::writeSmallCollection;
 
 TEST(Add, PutsEveryFileIntoTheCatalogueWithItsTags) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const auto paths = writeSmallCollection(folder / "music", 7);
     const Added added = addTo(folder / "catalog", {(folder / "music").string()});
     EXPECT_EQ(added.status, 0) << added.err;
@@ -45,7 +45,7 @@ TEST(Add, PutsEveryFileIntoTheCatalogueWithItsTags) {
 }
 
 TEST(Add, TakesAgainOnlyWhatChanged) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const auto paths = writeSmallCollection(folder / "music", 4);
     ASSERT_EQ(addTo(folder / "catalog", {(folder / "music").string()}).status, 0);
 
@@ -66,7 +66,7 @@ TEST(Add, TakesAgainOnlyWhatChanged) {
 }
 
 TEST(Add, UpdatesTheSameAudioFromAnotherFile) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const auto sound = tarn::demo::renderPiece(3, 4, 22050, 1);
     writeSound(folder / "a.wav", sound, tarn::demo::FileFormat::kWav);
     writeSound(folder / "b.flac", sound, tarn::demo::FileFormat::kFlac);
@@ -80,7 +80,7 @@ TEST(Add, UpdatesTheSameAudioFromAnotherFile) {
 
 // Within one batch too.
 TEST(Add, StoresTheSameAudioTwiceInOneRunOnce) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const auto sound = tarn::demo::renderPiece(3, 4, 22050, 1);
     for (const char* name : {"a.wav", "b.wav", "c.wav"}) {
         writeSound(folder / name, sound, tarn::demo::FileFormat::kWav);
@@ -91,7 +91,7 @@ TEST(Add, StoresTheSameAudioTwiceInOneRunOnce) {
 }
 
 TEST(Add, NamesBadFilesAndGoesOn) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSmallCollection(folder / "music", 3);
     servertest::writePrivate(folder / "music/empty.flac", "");
     servertest::writePrivate(folder / "music/text.mp3", std::string(5000, 'x'));
@@ -109,7 +109,7 @@ TEST(Add, NamesBadFilesAndGoesOn) {
 }
 
 TEST(Add, CommitsInBatches) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSmallCollection(folder / "music", 5);
     const Added added = addTo(folder / "catalog", {(folder / "music").string()}, 2);
     EXPECT_EQ(added.status, 0);
@@ -118,7 +118,7 @@ TEST(Add, CommitsInBatches) {
 }
 
 TEST(Add, DrawsABarOnATerminalInPlaceOfLines) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSmallCollection(folder / "music", 3);
     std::ostringstream out;
     std::ostringstream err;
@@ -133,7 +133,7 @@ TEST(Add, DrawsABarOnATerminalInPlaceOfLines) {
 }
 
 TEST(Add, IsRefusedWhileAnotherWriterIsAtWork) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     writeSmallCollection(folder / "music", 1);
     const tarn::server::CatalogWriter other((folder / "catalog").string());
     const Added added = addTo(folder / "catalog", {(folder / "music").string()});

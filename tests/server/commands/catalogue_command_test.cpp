@@ -1,6 +1,6 @@
 #include "commands/catalogue.h"
 
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 #include "server/commands/small_collection.h"
 
 #include <gmock/gmock.h>
@@ -12,7 +12,7 @@ namespace {
 namespace fs = std::filesystem;
 using servertest::addTo;
 using servertest::recordingsIn;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using tarn::server::Recording;
 using testing::HasSubstr;
 
@@ -34,7 +34,7 @@ class CatalogueCommands : public testing::Test {
         return status;
     }
 
-    TemporaryFolder folder_;
+    TemporaryDirectory folder_;
     std::string catalog_ = (folder_ / "catalog").string();
     std::string out_;
     std::string err_;
@@ -122,7 +122,7 @@ TEST_F(CatalogueCommands, TellAMistypedPlaceFromAnEmptyCatalogue) {
 }
 
 TEST(Identify, RecognisesAFileOfTheCollectionAndNoOther) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     for (uint64_t seed = 0; seed < 3; ++seed) {
         writeSound(folder / ("known" + std::to_string(seed) + ".ogg"), tarn::demo::renderPiece(seed, 40, 22050, 1),
                    tarn::demo::FileFormat::kOgg);

@@ -1,6 +1,6 @@
 #include "commands/file_walk.h"
 
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using servertest::TemporaryFolder;
+using servertest::TemporaryDirectory;
 using tarn::server::findFiles;
 using tarn::server::FoundFiles;
 
@@ -24,7 +24,7 @@ std::vector<std::string> namesIn(const FoundFiles& found, const fs::path& root) 
 }
 
 TEST(FileWalk, TakesAudioFilesOfAFolderAtAnyDepthInOrder) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     for (const char* name : {"b/2.flac", "b/10.OGG", "a.mp3", "b/deep/er/x.wav", "unreadable.m4a", "cover.jpg",
                              "b/notes.txt", "noextension", ".hidden.wav", ".folder/y.wav"}) {
         touch(folder / name);
@@ -40,7 +40,7 @@ TEST(FileWalk, TakesAudioFilesOfAFolderAtAnyDepthInOrder) {
 }
 
 TEST(FileWalk, TakesANamedFileWhateverItsName) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     touch(folder / "noextension");
     touch(folder / ".hidden");
     EXPECT_THAT(namesIn(findFiles({(folder / "noextension").string(), (folder / ".hidden").string()}), folder.path()),
@@ -48,7 +48,7 @@ TEST(FileWalk, TakesANamedFileWhateverItsName) {
 }
 
 TEST(FileWalk, TakesAFileOnceWhateverLeadsToIt) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     touch(folder / "a/1.wav");
     fs::create_symlink("a/1.wav", folder / "link.wav");
     fs::create_directory_symlink("a", folder / "b");
@@ -59,7 +59,7 @@ TEST(FileWalk, TakesAFileOnceWhateverLeadsToIt) {
 }
 
 TEST(FileWalk, EndsWhereLinksRunInACircle) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     touch(folder / "a/1.wav");
     fs::create_directory_symlink("..", folder / "a/up");
     fs::create_directory_symlink(".", folder / "a/self");
@@ -71,7 +71,7 @@ TEST(FileWalk, EndsWhereLinksRunInACircle) {
 }
 
 TEST(FileWalk, NamesWhatIsNotThere) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     touch(folder / "1.wav");
     fs::create_symlink("gone", folder / "dangling.wav");
     const FoundFiles found = findFiles({(folder / "missing").string(), folder.path().string()});
@@ -84,7 +84,7 @@ TEST(FileWalk, NamesWhatIsNotThere) {
 
 // A pipe of that name would keep whoever opens it waiting.
 TEST(FileWalk, LeavesOutWhatIsNoFile) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     ASSERT_EQ(mkfifo((folder / "pipe.wav").c_str(), 0600), 0);
     EXPECT_THAT(findFiles({folder.path().string()}).files, testing::IsEmpty());
 }

@@ -3,7 +3,7 @@
 
 #include "accounts/account_file.h"
 #include "commands/account.h"
-#include "server/accounts/temporary_folder.h"
+#include "server/accounts/private_files.h"
 #include "server/http/raw_client.h"
 #include "server/protocol/client.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 class ServiceProcess {
   public:
-    ServiceProcess(const std::string& listen, const std::filesystem::path& accounts, const TemporaryFolder& folder)
+    ServiceProcess(const std::string& listen, const std::filesystem::path& accounts, const TemporaryDirectory& folder)
         : log_(folder / "log") {
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
@@ -86,7 +86,7 @@ Handle clientOf(const std::string& code) {
 } // namespace
 
 TEST(Serve, NoticesAccountsThatComeAndGo) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     ServiceProcess service("127.0.0.1:0", folder / "accounts", folder);
     ASSERT_EQ(service.firstLine().substr(0, 23), "listening on 127.0.0.1:") << service.log();
     const std::string code = addAccount(folder / "accounts");
@@ -107,7 +107,7 @@ TEST(Serve, NoticesAccountsThatComeAndGo) {
 }
 
 TEST(Serve, GivesIdentitiesThatLastBeyondARestart) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const Handle client = clientOf(addAccount(folder / "accounts"));
     std::string first;
     for (int run = 0; run < 2; ++run) {
@@ -126,7 +126,7 @@ TEST(Serve, GivesIdentitiesThatLastBeyondARestart) {
 }
 
 TEST(Serve, FinishesItsRequestOnASignal) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const Handle client = clientOf(addAccount(folder / "accounts"));
     ServiceProcess service("127.0.0.1:0", folder / "accounts", folder);
     writePrivate(folder / "hold", "");
@@ -145,7 +145,7 @@ TEST(Serve, FinishesItsRequestOnASignal) {
 }
 
 TEST(Serve, StartsWithoutItsCatalogueAndOpensItWhenItCan) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const Handle client = clientOf(addAccount(folder / "accounts"));
     const std::string request = postOf(fingerprintPacket(client.get()));
     writePrivate(folder / "closed", "");
@@ -158,7 +158,7 @@ TEST(Serve, StartsWithoutItsCatalogueAndOpensItWhenItCan) {
 }
 
 TEST(Serve, SaysWhyItCannotStart) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     ServiceProcess running("127.0.0.1:0", folder / "accounts", folder);
     const std::string taken = "127.0.0.1:" + std::to_string(running.port());
     writePrivate(folder / "damaged", "rubbish\n");
@@ -174,7 +174,7 @@ TEST(Serve, SaysWhyItCannotStart) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const TemporaryFolder other;
+        const TemporaryDirectory other;
         ServiceProcess service(c.listen, folder / c.accounts, other);
         EXPECT_EQ(service.wait(), 1);
         EXPECT_EQ(service.firstLine(), "");

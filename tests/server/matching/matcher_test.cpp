@@ -16,7 +16,7 @@
 
 using namespace tarn::server;
 using kvxtest::melody;
-using kvxtest::TemporaryFolder;
+using kvxtest::TemporaryDirectory;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -53,7 +53,7 @@ FingerprintQuery queryOf(const std::vector<int16_t>& samples) {
 class Matching : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        folder_ = new TemporaryFolder;
+        folder_ = new TemporaryDirectory;
         CatalogWriter writer(location());
         for (uint32_t seed = 1; seed <= kPieces; ++seed) add(writer, seed, piece(seed));
         std::vector<int16_t> twin = melody(77, 4);
@@ -74,10 +74,10 @@ class Matching : public ::testing::Test {
         writer.put(recording);
     }
 
-    static TemporaryFolder* folder_;
+    static TemporaryDirectory* folder_;
 };
 
-TemporaryFolder* Matching::folder_ = nullptr;
+TemporaryDirectory* Matching::folder_ = nullptr;
 
 } // namespace
 
@@ -234,7 +234,7 @@ TEST_F(Matching, ServesSeveralThreadsWhileTheCatalogueGrows) {
 }
 
 TEST_F(Matching, IsUnavailableWhileTheCatalogueCannotBeRead) {
-    const TemporaryFolder folder;
+    const TemporaryDirectory folder;
     const std::string stub = folder / "stub";
     std::ofstream(stub) << "remote 127.0.0.1:1\n"; // nobody listens there
     CatalogRecogniser recogniser(stub);
