@@ -299,15 +299,18 @@ void HttpServer::Impl::end(MHD_Connection* connection, Exchange& exchange, bool 
             const RequestReport& report = exchange.reply->report;
             metrics.request(report, exchange.waiting, total);
             const std::string account = report.accountId ? std::to_string(*report.accountId) : "-";
-            const std::string confidence = report.confidence ? std::to_string(*report.confidence) : "-";
+            const std::string best = report.best
+                                         ? fmt::format("confidence={} recording={} placeMs={}", report.best->confidence,
+                                                       report.best->recordingId, report.best->offsetMs)
+                                         : "confidence=- recording=- placeMs=-";
             const auto dash = [](const std::string& text) { return text.empty() ? std::string("-") : text; };
             services.log->info(
                 "request peer={} kind={} status={} outcome={} account={} language={} client={} option={} "
-                "packetBytes={} answers={} confidence={} verifyMs={:.3f} waitMs={:.3f} "
+                "packetBytes={} answers={} {} verifyMs={:.3f} waitMs={:.3f} "
                 "recogniseMs={:.3f} totalMs={:.3f} reason=\"{}\"",
                 peer, kindName(report.kind), exchange.reply->status, outcomeName(report.outcome), account,
                 dash(report.language), dash(report.clientKind), report.requestOption, report.packetBytes,
-                report.answers, confidence, milliseconds(report.verifying), milliseconds(exchange.waiting),
+                report.answers, best, milliseconds(report.verifying), milliseconds(exchange.waiting),
                 milliseconds(report.recognising), milliseconds(total), quotable(report.reason));
         } else {
             metrics.dropped();

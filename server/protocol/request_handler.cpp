@@ -161,7 +161,10 @@ std::string RequestHandler::answerFingerprint(const FingerprintRequest& request,
     const Stopwatch watch(report.writing);
     if (matches.size() > most) matches.resize(most);
     report.answers = matches.size();
-    if (!matches.empty()) report.confidence = matches.front().confidence;
+    if (!matches.empty()) {
+        const Match& best = matches.front();
+        report.best = {best.recordingId, best.confidence, best.offsetMs};
+    }
     AnswerWriter answer;
     for (const Match& match : matches) answer.add('T', permittedTrack(match.trackBlob, request.permissions));
     for (const Match& match : matches) {

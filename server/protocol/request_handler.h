@@ -46,7 +46,12 @@ struct RequestReport {
     uint16_t requestOption = 0;
     size_t packetBytes = 0;
     size_t answers = 0;
-    std::optional<int> confidence; // of the best match of a fingerprint
+    struct Best {
+        uint32_t recordingId = 0;
+        int confidence = 0;
+        uint32_t offsetMs = 0;
+    };
+    std::optional<Best> best; // match of a fingerprint
     std::optional<uint32_t> candidates;
     std::chrono::nanoseconds verifying{0};
     std::chrono::nanoseconds recognising{0};

@@ -247,7 +247,7 @@ TEST(HttpServer, LogsALineForARequestWithoutSecrets) {
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << log;
     for (const char* field :
          {"peer=127.0.0.1", "kind=fingerprint", "status=200", "outcome=matched", "account=67305985", "language=en",
-          "client=S", "option=10", "answers=1", "confidence=93", "outcome=dropped"}) {
+          "client=S", "option=10", "answers=1", "confidence=93", "recording=12", "placeMs=61000", "outcome=dropped"}) {
         EXPECT_NE(log.find(field), std::string::npos) << field << " in " << log;
     }
     for (const std::string& secret : {options.deviceId, options.userId, kvxtest::accessCode(3, 3), kCodes[0]}) {

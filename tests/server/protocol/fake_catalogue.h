@@ -63,7 +63,9 @@ inline std::vector<std::string> albumFields(const std::string& id, const std::st
 
 inline tarn::server::Match match(const std::string& name, int confidence) {
     tarn::server::Match made;
+    made.recordingId = 12;
     made.confidence = confidence;
+    made.offsetMs = 61000;
     made.trackBlob = tarn::server::blobOf(trackFields("T-" + name, "title " + name));
     made.albumBlob = tarn::server::blobOf(albumFields("A-" + name, "album " + name));
     return made;

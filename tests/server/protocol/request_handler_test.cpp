@@ -77,7 +77,10 @@ TEST(RequestHandler, AnswersAFingerprintWithTracksAndThenTheirAlbums) {
         EXPECT_EQ(album->confidence, confidence);
         KVXFreeAlbum(&album);
     }
-    EXPECT_EQ(reply.report.confidence, 97);
+    ASSERT_TRUE(reply.report.best);
+    EXPECT_EQ(reply.report.best->confidence, 97);
+    EXPECT_EQ(reply.report.best->recordingId, 12U);
+    EXPECT_EQ(reply.report.best->offsetMs, 61000U);
     EXPECT_EQ(reply.report.answers, 2U);
     EXPECT_EQ(reply.report.candidates, 5U);
 }
