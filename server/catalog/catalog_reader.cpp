@@ -34,6 +34,7 @@ class ShardReader {
         main_ = emptyDatabase();
         recent_ = emptyDatabase();
         overridden_.clear();
+        frequencies_.reset();
         generation_.reset();
         if (isRemote()) {
             main_ = Xapian::Remote::open(location_.host, location_.port, kRemoteTimeoutMs, kRemoteTimeoutMs);
@@ -44,6 +45,9 @@ class ShardReader {
             if (!generation_) return;
             recent_ = Xapian::Database(folder.recentOf(*generation_).string());
             main_ = openIfThere(folder.mainOf(*generation_));
+            if (main_.get_doccount() > 0) {
+                frequencies_ = std::make_shared<const FrequencyTable>(folder.frequenciesOf(*generation_));
+            }
         }
         readOverridden();
     }
@@ -70,16 +74,16 @@ class ShardReader {
     Xapian::docid lastId() { return std::max(main_.get_lastdocid(), recent_.get_lastdocid()); }
 
     std::optional<std::string> data(Xapian::docid id) {
-        if (std::optional<std::string> recent = dataIn(recent_, id)) {
-            if (recent->empty()) return std::nullopt; // a grave
-            return recent;
-        }
-        return dataIn(main_, id);
+        std::string data;
+        if (!overridden_.contains(id)) data = dataIn(main_, id);
+        if (data.empty()) data = dataIn(recent_, id);
+        if (data.empty()) return std::nullopt; // never there, or a grave
+        return data;
     }
 
     uint64_t frequency(const std::string& term) {
-        if (frequencies_ != nullptr) return frequencies_->frequency(term);
-        return uint64_t{main_.get_termfreq(term)} + recent_.get_termfreq(term);
+        const uint64_t inMain = frequencies_ != nullptr ? frequencies_->frequency(term) : main_.get_termfreq(term);
+        return recent_.get_doccount() == 0 ? inMain : inMain + recent_.get_termfreq(term);
     }
 
     template <class Visit>
@@ -91,7 +95,7 @@ class ShardReader {
                 if (!overridden_.contains(id)) visit(id);
             });
         }
-        forEachPosting(recent_, term, visit);
+        if (recent_.get_doccount() > 0) forEachPosting(recent_, term, visit);
     }
 
     // The same scores from the server at the other end, in one round trip.
@@ -128,14 +132,20 @@ class ShardReader {
             }
             if (errors > 0) damage.push_back(path.string() + ": " + std::to_string(errors) + " errors in its tables");
         }
+        if (damage.empty() && frequencies_ != nullptr && !frequencies_->agreesWith(main_)) {
+            damage.push_back(folder.frequenciesOf(*generation_).string() + ": does not agree with the database");
+        }
     }
 
   private:
-    static std::optional<std::string> dataIn(Xapian::Database& database, Xapian::docid id) {
+    // Nothing for a document that is not there: none has empty data but a grave. Not asking first whether it is there
+    // spares a descent.
+    static std::string dataIn(Xapian::Database& database, Xapian::docid id) {
+        if (id > database.get_lastdocid()) return {};
         try {
-            return database.get_document(id).get_data();
+            return database.get_document(id, Xapian::DOC_ASSUME_VALID).get_data();
         } catch (const Xapian::DocNotFoundError&) {
-            return std::nullopt;
+            return {};
         }
     }
 
@@ -149,7 +159,7 @@ class ShardReader {
     Xapian::Database main_ = emptyDatabase();
     Xapian::Database recent_ = emptyDatabase();
     std::unordered_set<Xapian::docid> overridden_;      // documents of main_ that recent_ replaces or buries
-    std::shared_ptr<const FrequencyTable> frequencies_; // of a remote shard
+    std::shared_ptr<const FrequencyTable> frequencies_; // of main_; none while that holds nothing
 };
 
 } // namespace
@@ -199,7 +209,9 @@ struct CatalogReader::Impl {
         const std::optional<std::string> data = shards[numbering.shard(id)].data(numbering.local(id));
         if (!data) return std::nullopt;
         std::optional<Recording> recording = unpackRecording(*data);
-        if (!recording) throw CatalogError(location + ": recording " + std::to_string(id) + " is damaged");
+        if (!recording)
+            throw CatalogError(location + ": recording " + std::to_string(id) +
+                               " is damaged or of another version of the format");
         recording->id = id;
         return recording;
     }

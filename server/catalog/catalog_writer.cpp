@@ -2,6 +2,7 @@
 
 #include "catalog/engine.h"
 #include "catalog/folder.h"
+#include "catalog/frequency_table.h"
 #include "catalog/recording_packing.h"
 #include "catalog/shards.h"
 #include "catalog/terms.h"
@@ -220,7 +221,9 @@ class FolderWriter {
         if (fs::exists(mainSource, ignored)) sources.add_database(Xapian::Database(mainSource.string()));
         sources.add_database(Xapian::Database(recentSource.string()));
         LatestEntryWins latest;
-        sources.compact(folder_.mainOf(next).string(), Xapian::DBCOMPACT_NO_RENUMBER, 0, latest);
+        sources.compact(folder_.mainOf(next).string(),
+                        unsigned{Xapian::DBCOMPACT_NO_RENUMBER} | unsigned{Xapian::Compactor::FULL}, 0, latest);
+        FrequencyTable::write(folder_.frequenciesOf(next), Xapian::Database(folder_.mainOf(next).string()));
         Xapian::WritableDatabase(folder_.recentOf(next).string(), Xapian::DB_CREATE).commit();
         sources = Xapian::Database();
         fs::remove_all(target / "main.work");

@@ -23,8 +23,9 @@ constexpr char kGenerationPrefix[] = "generation-";
 
 std::string reason() { return std::strerror(errno); }
 
-// Makes a file or folder durable. A file system that cannot sync folders is taken as it is.
-void sync(const fs::path& path) {
+} // namespace
+
+void syncToDisk(const fs::path& path) {
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) throw CatalogError(path.string() + ": " + reason());
     const int status = ::fsync(file);
@@ -32,8 +33,6 @@ void sync(const fs::path& path) {
     ::close(file);
     if (status != 0 && error != EINVAL) throw CatalogError(path.string() + ": " + std::strerror(error));
 }
-
-} // namespace
 
 std::optional<uint64_t> CatalogFolder::current() const {
     std::ifstream file(path_ / kCurrent);
@@ -56,10 +55,10 @@ void CatalogFolder::setCurrent(uint64_t number) const {
         file.close();
         if (!file) throw CatalogError(next.string() + " cannot be written");
     }
-    sync(next);
-    sync(generation(number));
+    syncToDisk(next);
+    syncToDisk(generation(number));
     fs::rename(next, path_ / kCurrent);
-    sync(path_);
+    syncToDisk(path_);
 }
 
 fs::path CatalogFolder::generation(uint64_t number) const {

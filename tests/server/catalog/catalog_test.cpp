@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <xapian.h>
 
 using namespace tarn::server;
 using kvxtest::sampleRecording;
@@ -296,4 +297,42 @@ TEST(Catalog, RefusesACurrentFileThatNamesNothing) {
     std::ofstream(fs::path(folder / "c") / "current") << "17\n"; // a generation that is not there
     EXPECT_THROW(CatalogReader(folder / "c"), CatalogError);
     EXPECT_THROW(CatalogWriter(folder / "c"), CatalogError);
+}
+
+TEST(Catalog, SaysThatItsFrequenciesAreNotItsOwn) {
+    const TemporaryDirectory folder;
+    for (const uint32_t first : {1U, 2U}) {
+        CatalogWriter writer(folder / std::to_string(first));
+        for (uint32_t n = first; n <= 5; ++n) writer.put(sampleRecording(n));
+        writer.compact();
+    }
+    EXPECT_THAT(CatalogReader(folder / "1").check(), IsEmpty());
+    fs::copy_file(folder / "2/generation-2/frequencies", folder / "1/generation-2/frequencies",
+                  fs::copy_options::overwrite_existing);
+    EXPECT_THAT(CatalogReader(folder / "1").check(), ElementsAre(HasSubstr("frequencies: does not agree")));
+}
+
+TEST(Catalog, OfAnotherFormatIsRefusedInWords) {
+    const TemporaryDirectory folder;
+    {
+        CatalogWriter writer(folder / "c");
+        writer.put(sampleRecording(1));
+        writer.commit();
+    }
+    {
+        Xapian::WritableDatabase database(folder / "c/generation-1/recent", Xapian::DB_OPEN);
+        Xapian::Document document = database.get_document(1);
+        std::string data = document.get_data();
+        ++data[0];
+        document.set_data(data);
+        database.replace_document(1, document);
+        database.commit();
+    }
+    CatalogReader reader(folder / "c");
+    try {
+        reader.recording(1);
+        ADD_FAILURE() << "accepted";
+    } catch (const CatalogError& error) {
+        EXPECT_THAT(error.what(), HasSubstr("recording 1 is damaged or of another version of the format"));
+    }
 }
