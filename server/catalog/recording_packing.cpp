@@ -9,7 +9,7 @@ namespace tarn::server {
 
 namespace {
 
-constexpr uint64_t kFormat = 1;
+constexpr uint64_t kFormat = 2;
 
 constexpr std::array kNumbers = {
     +[](Recording& r) -> uint32_t& { return r.durationMs; },

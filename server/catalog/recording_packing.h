@@ -1,6 +1,6 @@
 // A recording as the bytes that the catalogue stores.
 //
-//   format (varint, 1); duration in ms, track number, year (varints); track id, album id, content hash, path, title,
+//   format (varint, 2); duration in ms, track number, year (varints); track id, album id, content hash, path, title,
 //   artist, album, album artist, track blob, album blob (each its length as a varint, then its bytes); codes
 //   (coding/code_packing.h). The id is the document's.
 #pragma once

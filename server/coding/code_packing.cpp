@@ -8,45 +8,29 @@ namespace tarn::server {
 namespace {
 
 constexpr size_t kLettersPerTime = 16;
-constexpr uint32_t kLetterBits = 5;
-constexpr uint32_t kLetterMask = (1U << kLetterBits) - 1;
 constexpr uint32_t kLetterValues = 24;
-
-size_t packedBytes(size_t letters) { return (letters * kLetterBits + 7) / 8; }
+constexpr uint32_t kMostRun = 10; // letters that one byte stands for
 
 void appendLetters(std::string& out, std::string_view letters) {
-    uint32_t bits = 0;
-    uint32_t held = 0;
-    for (const char c : letters) {
-        bits |= static_cast<uint32_t>(c - 'a') << held;
-        held += kLetterBits;
-        while (held >= 8) {
-            out.push_back(static_cast<char>(bits & 0xff));
-            bits >>= 8;
-            held -= 8;
-        }
+    for (size_t i = 0; i < letters.size();) {
+        uint32_t run = 1;
+        while (run < kMostRun && i + run < letters.size() && letters[i + run] == letters[i]) ++run;
+        out.push_back(static_cast<char>(static_cast<uint32_t>(letters[i] - 'a') + kLetterValues * (run - 1)));
+        i += run;
     }
-    if (held > 0) out.push_back(static_cast<char>(bits & 0xff));
 }
 
 bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
-    if (count > bytes.size() * 8 / kLetterBits) return false;
-    out.resize(count);
-    uint32_t bits = 0;
-    uint32_t held = 0;
+    out.reserve(count);
     size_t at = 0;
-    for (char& letter : out) {
-        while (held < kLetterBits) {
-            bits |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[at++])) << held;
-            held += 8;
-        }
-        const uint32_t value = bits & kLetterMask;
-        if (value >= kLetterValues) return false;
-        letter = static_cast<char>('a' + value);
-        bits >>= kLetterBits;
-        held -= kLetterBits;
+    while (out.size() < count) {
+        if (at == bytes.size()) return false;
+        const uint32_t value = static_cast<unsigned char>(bytes[at++]);
+        const size_t run = value / kLetterValues + 1;
+        if (run > kMostRun || out.size() + run > count) return false;
+        out.append(run, static_cast<char>('a' + value % kLetterValues));
     }
-    bytes.remove_prefix(packedBytes(count));
+    bytes.remove_prefix(at);
     return true;
 }
 
@@ -121,7 +105,7 @@ std::optional<RecordingCodes> takeCodes(std::string_view& bytes) {
     for (auto& phase : codes) {
         for (CodeString& string : phase) {
             const std::optional<uint64_t> count = takeVarint(bytes);
-            if (!count || *count > bytes.size() * 2) return std::nullopt;
+            if (!count || *count > bytes.size() * kMostRun) return std::nullopt;
             if (!takeLetters(bytes, static_cast<size_t>(*count), string.letters)) return std::nullopt;
             if (!takeFrames(bytes, string.letters.size(), string.frames)) return std::nullopt;
         }

@@ -1,8 +1,9 @@
 // Code strings as bytes, for the catalogue.
 //
-// Per string: number of letters (varint); the letters, five bits each, lowest bits first ('a' is 0); then the frame of
-// every 16th letter and of the last one, each as the difference from the one before (varint). In between, frames are
-// interpolated: 16 letters are about 2 seconds of music, and what is asked of a place is a second.
+// Per string: number of letters (varint); a byte for each run of 1 to 10 equal letters, the letter ('a' is 0) and 24
+// for each repeat; then the frame of every 16th letter and of the last one, each as the difference from the one before
+// (varint). In between, frames are interpolated: 16 letters are about 2 seconds of music, and what is asked of a place
+// is a second. Whole bytes, because the search engine deflates what it stores.
 // A varint holds seven bits a byte, lowest first, the top bit set in all but the last.
 #pragma once
 

@@ -44,6 +44,8 @@ TEST(PackedRecording, IsRefusedWhereverItEndsEarly) {
 TEST(PackedRecording, IsRefusedInAnotherFormatAndWithBytesBehind) {
     std::string packed = packRecording(sampleRecording(3));
     EXPECT_FALSE(unpackRecording(packed + "x").has_value());
-    packed[0] = 2;
-    EXPECT_FALSE(unpackRecording(packed).has_value());
+    for (const char format : {'\x01', '\x03'}) {
+        packed[0] = format;
+        EXPECT_FALSE(unpackRecording(packed).has_value());
+    }
 }

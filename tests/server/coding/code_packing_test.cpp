@@ -66,11 +66,14 @@ TEST(Varint, RefusesWhatHasNoEndOrMoreThan64Bits) {
 
 TEST(PackedCodes, HaveTheLayoutThatTheHeaderTells) {
     RecordingCodes codes;
-    codes[0][0] = {"abx", {150, 150, 400}};
+    codes[0][0] = {"abbbx", {150, 150, 150, 150, 400}};
+    codes[0][1] = {std::string(23, 'c'), std::vector<uint32_t>(23, 7)};
     std::string out;
     appendCodes(out, codes);
-    // 3 letters: 0, 1 << 5, 23 << 10 make 5c20; frame 150 of the first letter, 250 more for the last; five empty ones.
-    EXPECT_EQ(out, bytes({3, 0x20, 0x5c, 0x96, 1, 0xfa, 1, 0, 0, 0, 0, 0}));
+    // 5 letters: a, b and two repeats, x; frame 150 of the first letter, 250 more for the last. 23 letters: c and nine
+    // repeats, the same again, c and two; frame 7 of the first, no more for the 17th and the last. Four empty ones.
+    EXPECT_EQ(out, bytes({5, 0, 1 + 2 * 24, 23, 0x96, 1, 0xfa, 1, 23, 2 + 9 * 24, 2 + 9 * 24, 2 + 2 * 24, 7, 0, 0, 0, 0,
+                          0, 0}));
 }
 
 TEST(PackedCodes, ComeBackWithTheirLettersAndTimes) {
@@ -123,14 +126,21 @@ TEST(PackedCodes, AreRefusedWhereverTheyEndEarly) {
     }
 }
 
-TEST(PackedCodes, AreRefusedWithALetterBehindX) {
-    std::string_view in;
-    const std::string broken = bytes({1, 24, 0, 0, 0, 0, 0, 0});
-    in = broken;
-    EXPECT_FALSE(takeCodes(in).has_value());
-    const std::string sound = bytes({1, 23, 0, 0, 0, 0, 0, 0});
-    in = sound;
-    EXPECT_TRUE(takeCodes(in).has_value());
+TEST(PackedCodes, AreRefusedWithARunThatIsTooLong) {
+    const struct {
+        const char* name;
+        std::string bytes;
+        bool sound;
+    } cases[] = {
+        {"ten letters", bytes({10, 9 * 24 + 23, 0, 0, 0, 0, 0, 0, 0}), true},
+        {"eleven letters in a byte", bytes({11, 10 * 24, 0, 0, 0, 0, 0, 0, 0}), false},
+        {"more letters than were said", bytes({9, 9 * 24, 0, 0, 0, 0, 0, 0, 0}), false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string_view in = c.bytes;
+        EXPECT_EQ(takeCodes(in).has_value(), c.sound);
+    }
 }
 
 TEST(PackedCodes, AreRefusedWhenTheyClaimMoreLettersThanThereAreBytes) {
