@@ -1,5 +1,6 @@
 #include "synthetic_music.h"
 
+#include "audio/record_blobs.h"
 #include "catalog/catalog.h"
 #include "coding/grams.h"
 
@@ -181,16 +182,16 @@ Recording SyntheticMusic::recording(uint32_t number) const {
     Dice dice(number);
     const VariantRates& rates = ratesOf(number);
     Recording recording;
-    // As long as real ones; what they say does not matter here.
-    recording.contentHash = std::string(52, 'h') + std::to_string(1000000000U + number);
-    recording.trackId = "T-000000" + std::to_string(1000000000U + number);
-    recording.albumId = "A-000000" + std::to_string(1000000000U + number / 12);
+    for (int digit = 0; digit < 64; ++digit) recording.contentHash.push_back("0123456789abcdef"[dice.below(16)]);
     recording.path = "/music/artist/album/" + std::to_string(number) + ".flac";
     recording.durationMs = kSyntheticSeconds * 1000;
-    recording.tags.title = "Title " + std::to_string(number);
-    recording.tags.album = "Album " + std::to_string(number / 12);
-    recording.trackBlob = std::string(180, 't') + std::to_string(number);
-    recording.albumBlob = std::string(220, 'a') + std::to_string(number / 12);
+    recording.tags = {.title = "Title " + std::to_string(number),
+                      .artist = "Artist " + std::to_string(number / 60),
+                      .album = "Album " + std::to_string(number / 12),
+                      .albumArtist = {},
+                      .number = number % 12 + 1,
+                      .year = 1999};
+    fillRecords(recording);
     for (size_t c = 0; c < kCodebooks; ++c) {
         const Runs first = models_[c].draw(dice, kSyntheticSeconds);
         recording.codes[0][c] = timed(lettersOf(first));
