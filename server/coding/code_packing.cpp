@@ -1,6 +1,8 @@
 #include "coding/code_packing.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <limits>
 
 namespace tarn::server {
@@ -21,15 +23,19 @@ void appendLetters(std::string& out, std::string_view letters) {
 }
 
 bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
-    out.reserve(count);
+    std::array<char, kMostRun> run;
+    out.resize(count + kMostRun); // room for a whole run behind the last letter
     size_t at = 0;
-    while (out.size() < count) {
+    for (size_t taken = 0; taken < count;) {
         if (at == bytes.size()) return false;
         const uint32_t value = static_cast<unsigned char>(bytes[at++]);
-        const size_t run = value / kLetterValues + 1;
-        if (run > kMostRun || out.size() + run > count) return false;
-        out.append(run, static_cast<char>('a' + value % kLetterValues));
+        const size_t length = value / kLetterValues + 1;
+        if (length > kMostRun || taken + length > count) return false;
+        run.fill(static_cast<char>('a' + value % kLetterValues));
+        std::memcpy(&out[taken], run.data(), run.size()); // of a fixed length, which is quicker than the run's own
+        taken += length;
     }
+    out.resize(count);
     bytes.remove_prefix(at);
     return true;
 }
@@ -47,9 +53,12 @@ bool takeFrames(std::string_view& bytes, size_t count, std::vector<uint32_t>& ou
         const uint64_t frame = previousFrame + *difference;
         if (frame > std::numeric_limits<uint32_t>::max()) return false;
         out[index] = static_cast<uint32_t>(frame);
-        for (size_t between = previous + 1; between < index; ++between) {
-            out[between] =
-                static_cast<uint32_t>(previousFrame + *difference * (between - previous) / (index - previous));
+        const uint64_t gap = index - previous;
+        for (uint64_t between = 1; between < gap; ++between) {
+            const uint64_t part = *difference * between;
+            // A division by a constant is a shift; all gaps but the last are whole.
+            out[previous + between] =
+                static_cast<uint32_t>(previousFrame + (gap == kLettersPerTime ? part / kLettersPerTime : part / gap));
         }
         if (index == count - 1) return true;
         previous = index;
