@@ -3,8 +3,10 @@
 #include "owned.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
+#include <span>
 
 using kvx::FeatureVector;
 
@@ -12,6 +14,9 @@ namespace {
 
 // Vectors that reach the coder before the first is coded.
 constexpr int32_t kSkippedVectors = 40;
+// A call with so many frames leaves none waiting, so that whoever brings whole recordings finds all counts in place;
+// taking in less than a group costs as much as a whole one, which is little then.
+constexpr int32_t kManyFrames = 128;
 constexpr size_t kBands = 5; // whose logarithm is taken; the sixth counts in the total alone
 
 // A run of L vectors writes fewer than L letters, so capacity letters always fit.
@@ -29,16 +34,56 @@ void start(FeatureMap& map, int32_t capacity, char* text1, char* text2) {
     map.coder2.text = text2;
 }
 
-void takeFrame(FeatureMap& map) {
+// Up to a group of vectors that go to the coder together.
+class CodeGroup {
+  public:
+    explicit CodeGroup(FeatureMap& map) : map_(map) {}
+    int32_t size() const { return size_; }
+    // Null is no vector.
+    void add(const FeatureVector* vector) {
+        if (vector == nullptr) return;
+        vectors_[static_cast<size_t>(size_++)] = *vector;
+        if (size_ == static_cast<int32_t>(vectors_.size())) code();
+    }
+    void code() {
+        const std::span vectors(vectors_.data(), static_cast<size_t>(size_));
+        size_ = 0;
+        if (vectors.empty()) return;
+        int32_t rows1[kvx::kGroupFrames];
+        int32_t rows2[kvx::kGroupFrames];
+        kvx::nearestRows(*map_.coder1.codebook, vectors, rows1);
+        kvx::nearestRows(*map_.coder2.codebook, vectors, rows2);
+        for (size_t i = 0; i < vectors.size() && map_.codeTicks < map_.capacity; ++i) {
+            if (++map_.codeTicks <= kSkippedVectors) continue;
+            map_.coder1.code(rows1[i], map_.codeTicks);
+            map_.coder2.code(rows2[i], map_.codeTicks);
+        }
+    }
+
+  private:
+    FeatureMap& map_;
+    std::array<FeatureVector, kvx::kGroupFrames> vectors_;
+    int32_t size_ = 0;
+};
+
+// Takes in the frames that wait.
+void settle(FeatureMap& map) {
+    if (map.waiting == 0) return;
+    FeatureVector features[kvx::kGroupFrames];
+    kvx::featuresOfGroup(map.waitingFrames[0], features);
+    CodeGroup coded(map);
+    for (int32_t i = 0; i < map.waiting; ++i) {
+        const FeatureVector* vector = map.norm.tick(map.mean.tick(&features[i]));
+        if (vector != nullptr) coded.add(map.conv.tick(vector));
+    }
+    coded.code();
+    map.waiting = 0;
+}
+
+void takeFrame(FeatureMap& map, const int16_t* frame) {
     ++map.framesSeen;
-    FeatureVector feature;
-    iterator_get_feature(map.work, &feature, map.frame);
-    const FeatureVector* vector = fmap_mean_tick(&map, &feature);
-    vector = fmap_norm_tick(&map, vector);
-    if (vector == nullptr) return;
-    vector = fmap_conv_tick(&map, vector);
-    if (vector == nullptr) return;
-    fmap_code_tick(&map, vector);
+    KVXMemCopy(map.waitingFrames[map.waiting], frame, sizeof map.waitingFrames[0]);
+    if (++map.waiting == static_cast<int32_t>(kvx::kGroupFrames)) settle(map);
 }
 
 } // namespace
@@ -72,25 +117,48 @@ void fmap_reset(FeatureMap* map) {
 }
 
 int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
+    constexpr auto kFrame = static_cast<int32_t>(kvx::kFrameSamples);
+    const bool many = count >= kManyFrames * kFrame;
     while (count > 0 && map->framesSeen < map->capacity) {
-        const int32_t taken = std::min(static_cast<int32_t>(kvx::kFrameSamples) - map->fill, count);
-        KVXMemCopy(map->frame + map->fill, samples, static_cast<size_t>(taken) * sizeof *samples);
-        map->fill += taken;
+        int32_t taken = kFrame;
+        if (map->fill == 0 && count >= kFrame) {
+            takeFrame(*map, samples);
+        } else {
+            taken = std::min(kFrame - map->fill, count);
+            KVXMemCopy(map->frame + map->fill, samples, static_cast<size_t>(taken) * sizeof *samples);
+            map->fill += taken;
+            if (map->fill == kFrame) {
+                map->fill = 0;
+                takeFrame(*map, map->frame);
+            }
+        }
         samples += taken;
         count -= taken;
-        if (map->fill == static_cast<int32_t>(kvx::kFrameSamples)) {
-            map->fill = 0;
-            takeFrame(*map);
-        }
     }
-    return map->framesSeen >= map->capacity ? 1 : 0;
+    const bool full = map->framesSeen >= map->capacity;
+    if (full || many) settle(*map);
+    return full ? 1 : 0;
 }
 
 int32_t fmap_flush(FeatureMap* map) {
+    settle(*map);
     if (map->finished != 0) return 1; // and the stages' counts stand still
-    const int32_t result = fmap_code_tick(map, fmap_conv_tick(map, fmap_norm_tick(map, nullptr)));
+    const int32_t result = fmap_code_tick(map, map->conv.tick(map->norm.tick(nullptr)));
     if (result == 1) map->finished = 1;
     return result;
+}
+
+void fmap_drain(FeatureMap* map) {
+    settle(*map);
+    CodeGroup coded(*map);
+    while (map->finished == 0) {
+        const FeatureVector* vector = map->conv.tick(map->norm.tick(nullptr));
+        const int32_t ticks = map->codeTicks + coded.size();
+        if (ticks + (vector != nullptr ? 1 : 0) >= map->capacity) map->finished = 1;
+        if (vector == nullptr || ticks >= map->capacity) break;
+        coded.add(vector);
+    }
+    coded.code();
 }
 
 void iterator_get_feature(float* work, FeatureVector* out, const int16_t* frame) {
@@ -115,18 +183,28 @@ void iterator_get_feature(float* work, FeatureVector* out, const int16_t* frame)
     feature[kvx::kFeatureDimensions - 1] = centroid;
 }
 
-const FeatureVector* fmap_mean_tick(FeatureMap* map, const FeatureVector* vector) { return map->mean.tick(vector); }
+const FeatureVector* fmap_mean_tick(FeatureMap* map, const FeatureVector* vector) {
+    settle(*map);
+    return map->mean.tick(vector);
+}
 
-const FeatureVector* fmap_norm_tick(FeatureMap* map, const FeatureVector* vector) { return map->norm.tick(vector); }
+const FeatureVector* fmap_norm_tick(FeatureMap* map, const FeatureVector* vector) {
+    settle(*map);
+    return map->norm.tick(vector);
+}
 
-const FeatureVector* fmap_conv_tick(FeatureMap* map, const FeatureVector* vector) { return map->conv.tick(vector); }
+const FeatureVector* fmap_conv_tick(FeatureMap* map, const FeatureVector* vector) {
+    settle(*map);
+    return map->conv.tick(vector);
+}
 
 int32_t fmap_code_tick(FeatureMap* map, const FeatureVector* vector) {
+    settle(*map);
     if (map->codeTicks >= map->capacity) return 1;
     if (vector == nullptr) return -1;
     ++map->codeTicks;
     if (map->codeTicks <= kSkippedVectors) return 0;
-    map->coder1.code(*vector);
-    map->coder2.code(*vector);
+    map->coder1.code(kvx::nearestRow(*map->coder1.codebook, *vector), map->codeTicks);
+    map->coder2.code(kvx::nearestRow(*map->coder2.codebook, *vector), map->codeTicks);
     return map->codeTicks >= map->capacity ? 1 : 0;
 }

@@ -1,6 +1,7 @@
 // The feature map: mono samples at 22050 Hz in, two code strings out.
 #pragma once
 
+#include "fingerprint/lanes.h"
 #include "fingerprint/spectrum.h"
 #include "fingerprint/stages.h"
 #include "fingerprint/tables.h"
@@ -21,6 +22,9 @@ struct FeatureMap {
     int32_t codeTicks; // vectors that reached the coder
     kvx::CodebookState coder1;
     kvx::CodebookState coder2;
+    // Completed frames that wait for a group to be full. Nobody can tell: the maps that ask for results take them in.
+    int32_t waiting;
+    int16_t waitingFrames[kvx::kGroupFrames][kvx::kFrameSamples];
 };
 
 // A map for capacity frames of 512 samples, or null for failed memory. fmap_destroy releases it; null is ignored.
@@ -34,6 +38,9 @@ int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count);
 
 // Drains one vector: 1 the coder is full, 0 coded or skipped, -1 nothing is left.
 int32_t fmap_flush(FeatureMap* map);
+
+// fmap_flush until it gives something other than 0, many vectors at a time.
+void fmap_drain(FeatureMap* map);
 
 // Feature vector of one frame of 512 samples; work: 768 floats. A band of no energy stays 0.
 void iterator_get_feature(float* work, kvx::FeatureVector* out, const int16_t* frame);

@@ -39,10 +39,7 @@ int32_t feed(KVXHandle& handle, const int16_t* samples, int32_t m) {
         handle.mapFull[k] = fmap_add_data(handle.featureMaps[k], samples + skip, m - skip) != 0;
     }
     if (!kvx::isFinished(handle)) return KVX_MORE_AUDIO_WANTED;
-    for (FeatureMap* map : handle.featureMaps) {
-        while (fmap_flush(map) == 0) {
-        }
-    }
+    for (FeatureMap* map : handle.featureMaps) fmap_drain(map);
     return kFinished;
 }
 
@@ -111,7 +108,7 @@ int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRa
 
 int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t count) {
     if (handle == nullptr || pcm == nullptr || count < 0 || count % 4 != 0 || !hasMaps(*handle)) return -1;
-    const kvx::Owned<int16_t> work(static_cast<int16_t*>(kvx::allocateZeroed(static_cast<size_t>(count))));
+    const kvx::Owned<int16_t> work(static_cast<int16_t*>(KVXMalloc(static_cast<size_t>(std::max(count, 1)))));
     if (work == nullptr) return -1;
     KVXEndianBufferCopy(work.get(), pcm, count, sizeof(int16_t));
     int32_t samples = count / 2;

@@ -1,38 +1,11 @@
 #include "fingerprint/spectrum.h"
 
+#include "fingerprint/twiddle.h"
+
 #include <cmath>
 #include <utility>
 
 namespace {
-
-constexpr float kPi = 3.14159265358979323846F;
-constexpr float kSilence = 1e-6F; // of the total energy, on the scaled spectrum
-constexpr float kAudible = 0.001F;
-// Bins 1 and 2 never take part in the centroid; 59 is about 2.5 kHz.
-constexpr size_t kCentroidFirstBin = 3;
-constexpr size_t kCentroidLastBin = 59;
-
-// e^{i theta k}, from k to k + 1 by a recurrence that loses little in single precision.
-class Twiddle {
-  public:
-    explicit Twiddle(float theta) : stepImaginary_(std::sin(theta)) {
-        const float half = std::sin(theta / 2.0F);
-        stepReal_ = -2.0F * (half * half);
-    }
-    float real() const { return real_; }
-    float imaginary() const { return imaginary_; }
-    void advance() {
-        const float real = real_;
-        real_ = real * stepReal_ - imaginary_ * stepImaginary_ + real;
-        imaginary_ = imaginary_ * stepReal_ + real * stepImaginary_ + imaginary_;
-    }
-
-  private:
-    float stepReal_ = 0.0F;
-    float stepImaginary_;
-    float real_ = 1.0F;
-    float imaginary_ = 0.0F;
-};
 
 void permuteBitReversed(float* data, size_t n) {
     size_t reversed = 0;
@@ -56,7 +29,7 @@ void cfft(float* data, size_t n) {
     permuteBitReversed(data, n);
     const size_t floats = 2 * n;
     for (size_t span = 2; span < floats; span *= 2) { // span and indices count floats
-        Twiddle w(2.0F * kPi / static_cast<float>(span));
+        kvx::Twiddle w(2.0F * kvx::kPi / static_cast<float>(span));
         for (size_t column = 0; column < span; column += 2) {
             for (size_t i = column; i < floats; i += 2 * span) {
                 const size_t j = i + span;
@@ -76,7 +49,7 @@ void cfft(float* data, size_t n) {
 
 void OBN_Heron_rfft(float* data, size_t n) {
     cfft(data, n);
-    Twiddle w(kPi / static_cast<float>(n));
+    kvx::Twiddle w(kvx::kPi / static_cast<float>(n));
     const float dc = data[0] + data[1];
     const float nyquist = data[0] - data[1];
     data[0] = dc;
@@ -107,7 +80,7 @@ float psd_process(float* mag, float* frame) {
         mag[k] = std::sqrt(power);
         total += power;
     }
-    if (total < kSilence) {
+    if (total < kvx::kSilence) {
         for (size_t k = 0; k < kvx::kMagnitudeFloats; ++k) mag[k] = 0.0F;
         return 0.0F;
     }
@@ -116,8 +89,8 @@ float psd_process(float* mag, float* frame) {
 
     float weight = 0.0F;
     float moment = 0.0F;
-    for (size_t k = kCentroidFirstBin; k <= kCentroidLastBin; ++k) {
-        if (mag[k] > kAudible) {
+    for (size_t k = kvx::kCentroidFirstBin; k <= kvx::kCentroidLastBin; ++k) {
+        if (mag[k] > kvx::kAudible) {
             weight += mag[k];
             moment += static_cast<float>(k) * mag[k];
         }

@@ -62,17 +62,20 @@ const FeatureVector* ConvStage::tick(const FeatureVector* vector) {
         if (fill < 0) return nullptr;
         ring[slot] = FeatureVector{};
     }
-    out = FeatureVector{};
-    for (int32_t j = 1; j <= kWindow; ++j) { // oldest first
-        const FeatureVector& entry = ring[(slot + j) % kWindow];
-        const float weight = smooth_vec[static_cast<size_t>(j - 1)];
-        for (size_t d = 0; d < kFeatureDimensions; ++d) out[d] += entry[d] * weight;
-    }
+    FeatureVector sum{};
+    size_t tap = 0;
+    const auto add = [&](int32_t first, int32_t last) {
+        for (int32_t i = first; i < last; ++i, ++tap)
+            for (size_t d = 0; d < kFeatureDimensions; ++d) sum[d] += ring[i][d] * smooth_vec[tap];
+    };
+    add(slot + 1, kWindow); // oldest first
+    add(0, slot + 1);
+    out = sum;
     return &out;
 }
 
 int32_t nearestRow(const Codebook& codebook, const FeatureVector& vector) {
-    float nearest = 1e10F;
+    float nearest = kFarthest;
     size_t index = 0;
     for (size_t row = 0; row < kCodebookRows; ++row) {
         float distance = 0.0F;
@@ -90,14 +93,16 @@ int32_t nearestRow(const Codebook& codebook, const FeatureVector& vector) {
     return static_cast<int32_t>(index);
 }
 
-void CodebookState::code(const FeatureVector& vector) {
-    const int32_t row = nearestRow(*codebook, vector);
+void CodebookState::code(int32_t row, int32_t tick) {
     if (row == lastIndex) {
         ++run;
     } else {
         if (run > 0) {
             const long letters = std::lround(std::log(static_cast<double>(run)));
-            for (long i = 0; i < letters; ++i) text[length++] = static_cast<char>('a' + lastIndex);
+            for (long i = 0; i < letters; ++i) {
+                if (ticks != nullptr) ticks[length] = tick;
+                text[length++] = static_cast<char>('a' + lastIndex);
+            }
         }
         run = 0;
     }

@@ -52,7 +52,8 @@ struct ConvStage {
 // Quantises vectors against one codebook. A run of equal rows becomes about as many letters as the logarithm of its
 // length; the run in progress when coding stops is never written, on purpose.
 struct CodebookState {
-    void code(const FeatureVector& vector);
+    // The row of the next vector; tick counts the vectors that reached the coder, this one included.
+    void code(int32_t row, int32_t tick);
 
     const Codebook* codebook;
     int32_t lastIndex;
@@ -60,9 +61,12 @@ struct CodebookState {
     int32_t coded; // vectors
     char* text;    // zero-terminated; owned by the map
     int32_t length;
+    int32_t* ticks; // of each letter, its vector's; null where nobody asks, otherwise as long as text and not owned
 };
 
-// Index of the row nearest to vector: the first of equals, and row 0 where no distance is a number below 1e10.
+constexpr float kFarthest = 1e10F; // a distance that no row is taken for
+
+// Index of the row nearest to vector: the first of equals, and row 0 where no distance is a number below kFarthest.
 int32_t nearestRow(const Codebook& codebook, const FeatureVector& vector);
 
 } // namespace kvx

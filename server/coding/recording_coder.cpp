@@ -10,9 +10,11 @@ namespace tarn::server {
 
 namespace {
 
-constexpr auto kFrameSamples = static_cast<int32_t>(kvx::kFrameSamples);
-// Sizes the maps' text buffers. Letters are taken out after every frame, and one frame ends one run, whose letters are
-// as many as the logarithm of its length: far fewer than this.
+// A piece is coded and its letters taken out before the next. With what was waiting it makes two groups of frames, and
+// so many frames end as many runs: the first as long as the recording may be, the others no longer than the piece.
+constexpr size_t kPieceSamples = kvx::kGroupFrames * kvx::kFrameSamples;
+// Sizes the maps' text buffers. The letters of a run are as many as the logarithm of its length: at most 21 for the
+// first run, and fewer than its vectors for any other.
 constexpr uint32_t kTextFrames = 256;
 
 // Rounded to the nearest, as a quiet copy's samples are.
@@ -22,18 +24,12 @@ int16_t halved(int16_t sample, int times) {
 }
 
 // Moves the letters that the coder has written since the last call.
-void takeLetters(kvx::CodebookState& coder, uint32_t frame, CodeString& out) {
+void moveLetters(kvx::CodebookState& coder, CodeString& out) {
     if (coder.length == 0) return;
     const auto count = static_cast<size_t>(coder.length);
     out.letters.append(coder.text, count);
-    out.frames.insert(out.frames.end(), count, frame);
+    out.frames.insert(out.frames.end(), coder.ticks, coder.ticks + count);
     coder.length = 0;
-}
-
-void takeLetters(FeatureMap& map, std::array<CodeString, kCodebooks>& out) {
-    const auto frame = static_cast<uint32_t>(map.codeTicks);
-    takeLetters(map.coder1, frame, out[0]);
-    takeLetters(map.coder2, frame, out[1]);
 }
 
 } // namespace
@@ -44,6 +40,7 @@ RecordingCoder::RecordingCoder() {
     for (Phase& phase : phases_) {
         phase.map.reset(fmap_create(kTextFrames));
         if (phase.map == nullptr) throw std::bad_alloc();
+        for (std::vector<int32_t>& ticks : phase.ticks) ticks.resize(kTextFrames);
     }
     start();
 }
@@ -56,9 +53,16 @@ void RecordingCoder::start() {
         map.capacity = static_cast<int32_t>(kTextFrames); // of the text buffers that the reset clears
         fmap_reset(&map);
         map.capacity = std::numeric_limits<int32_t>::max(); // never full
+        map.coder1.ticks = phases_[p].ticks[0].data();
+        map.coder2.ticks = phases_[p].ticks[1].data();
         phases_[p].samplesToSkip = kPhases[p];
     }
     codes_ = {};
+}
+
+void RecordingCoder::takeLetters(size_t variant) {
+    moveLetters(phases_[variant].map->coder1, codes_[variant][0]);
+    moveLetters(phases_[variant].map->coder2, codes_[variant][1]);
 }
 
 void RecordingCoder::add(std::span<const int16_t> samples) {
@@ -75,10 +79,9 @@ void RecordingCoder::add(std::span<const int16_t> samples) {
             rest = quieter;
         }
         while (!rest.empty()) {
-            // To the end of the frame and no further, so that the frame of each letter is known.
-            const size_t count = std::min(rest.size(), static_cast<size_t>(kFrameSamples - map.fill));
+            const size_t count = std::min(rest.size(), kPieceSamples);
             fmap_add_data(&map, rest.data(), static_cast<int32_t>(count));
-            takeLetters(map, codes_[p]);
+            takeLetters(p);
             rest = rest.subspan(count);
         }
     }
@@ -87,7 +90,8 @@ void RecordingCoder::add(std::span<const int16_t> samples) {
 RecordingCodes RecordingCoder::finish() {
     for (size_t p = 0; p < kPhases.size(); ++p) {
         FeatureMap& map = *phases_[p].map;
-        while (fmap_flush(&map) == 0) takeLetters(map, codes_[p]);
+        while (fmap_flush(&map) == 0) takeLetters(p);
+        takeLetters(p);
     }
     RecordingCodes codes = std::move(codes_);
     start();

@@ -3,9 +3,11 @@
 
 #include "coding/recording_codes.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <vector>
 
 struct FeatureMap;
 
@@ -30,9 +32,11 @@ class RecordingCoder {
     };
     struct Phase {
         std::unique_ptr<FeatureMap, MapDestroy> map;
+        std::array<std::vector<int32_t>, kCodebooks> ticks; // of the letters in the map's texts
         uint32_t samplesToSkip = 0;
     };
     void start();
+    void takeLetters(size_t variant);
 
     std::array<Phase, kPhases.size()> phases_;
     RecordingCodes codes_;

@@ -1,10 +1,12 @@
-// Prints the six code strings of a fixed set of generated recordings, one line each, as the library makes them or, when
-// built with TARN_PLAIN_ENGINE, as the plain engine does. Builds that differ in one rounding differ in their output.
+// Prints the six code strings of a fixed set of generated recordings, one line each, as the library makes them with
+// every instruction set of the processor or, when built with TARN_PLAIN_ENGINE, as the plain engine does. Builds that
+// differ in one rounding differ in their output.
 #include "support/audio.h"
 
 #ifdef TARN_PLAIN_ENGINE
 #include "fingerprint/plain_engine.h"
 #else
+#include "fingerprint/lanes.h"
 #include "fingerprint/session.h"
 #endif
 
@@ -46,7 +48,7 @@ void quitUnless(bool condition, const char* what) {
     std::exit(1);
 }
 
-CodeStrings codeStrings(const Recording& recording) {
+CodeStrings codeStringsInUse(const Recording& recording) {
     const std::string accessCode = "0100000003000300" + std::string(64, '5');
     KVXHandle* handle = nullptr;
     quitUnless(KVXInit(&handle, accessCode.c_str(), nullptr, 0, nullptr, 0, 'B', 'B', 'S', nullptr, 0) == 0,
@@ -66,6 +68,16 @@ CodeStrings codeStrings(const Recording& recording) {
     std::copy(texts.begin(), texts.end(), strings.begin());
     KVXShutdown(&handle);
     return strings;
+}
+
+CodeStrings codeStrings(const Recording& recording) {
+    const CodeStrings widest = codeStringsInUse(recording);
+    for (const kvx::LaneKernels* lanes : kvx::availableLanes()) {
+        kvx::useLanes(lanes);
+        quitUnless(codeStringsInUse(recording) == widest, lanes->name);
+    }
+    kvx::useLanes(nullptr);
+    return widest;
 }
 
 #endif

@@ -1,0 +1,68 @@
+// Frames side by side: the costly parts of the engine for a group of frames at once, one frame a lane. Every lane
+// carries out the operations of the plain form (spectrum.h, stages.h) in their order, so its bits are the same.
+#pragma once
+
+#include "fingerprint/spectrum.h"
+#include "fingerprint/stages.h"
+#include "fingerprint/tables.h"
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+namespace kvx {
+
+constexpr size_t kGroupFrames = 16;
+
+// A vector for each frame of a group, dimension by dimension.
+struct alignas(64) VectorGroup {
+    float values[kFeatureDimensions][kGroupFrames];
+};
+
+struct Factor {
+    float real;
+    float imaginary;
+};
+
+// What the transform of a frame is made with; the factors by the recurrence of Twiddle.
+struct TransformTables {
+    static constexpr size_t kSize = kSpectrumFloats / 2;
+
+    TransformTables();
+
+    std::array<float, kFrameSamples> window;
+    std::array<Factor, kSize>
+        transform; // entry span + c: column c of the stage whose butterflies are span values apart
+    std::array<Factor, kSize / 2 + 1> split; // entry k: e^{i pi k / 256}
+};
+
+// What is compiled once for each instruction set.
+struct LaneKernels {
+    const char* name;
+    // frames: 16 frames of 512 samples, one behind the other. Gives each frame's five band energies as parts of the
+    // total of six, 0 for a band of none, and the centroid: a feature vector before its logarithms.
+    void (*analyse)(const TransformTables& tables, const int16_t* frames, VectorGroup& result);
+    // rows: 16 results of nearestRow.
+    void (*nearestRows)(const Codebook& codebook, const VectorGroup& vectors, int32_t* rows);
+};
+
+extern const LaneKernels kBaselineLanes; // what every processor of the architecture has
+#if defined(__x86_64__)
+extern const LaneKernels kAvx2Lanes;
+extern const LaneKernels kAvx512Lanes;
+#endif
+
+// Those that this processor can run, the narrowest first.
+std::span<const LaneKernels* const> availableLanes();
+
+// What the engine runs: the widest, unless a test or a measurement asked for others; null for the widest again.
+const LaneKernels& lanesInUse();
+void useLanes(const LaneKernels* kernels);
+
+// The feature vectors of 16 frames of 512 samples, one behind the other: each as iterator_get_feature gives it.
+void featuresOfGroup(const int16_t* frames, FeatureVector* features);
+
+// nearestRow for up to 16 vectors.
+void nearestRows(const Codebook& codebook, std::span<const FeatureVector> vectors, int32_t* rows);
+
+} // namespace kvx

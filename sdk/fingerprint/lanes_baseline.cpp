@@ -1,0 +1,44 @@
+// Four frames side by side: what every x86-64 processor has; elsewhere, what the compiler makes of it.
+#include "fingerprint/lanes.h"
+
+#include <cmath>
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace kvx {
+
+namespace {
+
+constexpr size_t kLanes = 4;
+using Lanes = float __attribute__((vector_size(4 * kLanes)));
+using LaneInts = int32_t __attribute__((vector_size(4 * kLanes)));
+
+inline Lanes squareRoot(Lanes x) {
+#if defined(__x86_64__)
+    return _mm_sqrt_ps(x);
+#else
+    return Lanes{std::sqrt(x[0]), std::sqrt(x[1]), std::sqrt(x[2]), std::sqrt(x[3])};
+#endif
+}
+
+inline LaneInts widened(const int16_t* samples) {
+#if defined(__x86_64__)
+    const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(samples));
+    return reinterpret_cast<LaneInts>(_mm_srai_epi32(_mm_unpacklo_epi16(four, four), 16));
+#else
+    return LaneInts{samples[0], samples[1], samples[2], samples[3]};
+#endif
+}
+
+} // namespace
+
+} // namespace kvx
+
+#include "fingerprint/lanes_code.inc"
+
+namespace kvx {
+
+const LaneKernels kBaselineLanes = {"baseline", &analyse, &findNearestRows};
+
+} // namespace kvx

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "fingerprint/lanes.h"
+
+namespace kvxtest {
+
+// What kvx::kAvx512Lanes computes, on any processor and slowly.
+extern const kvx::LaneKernels kSixteenLanes;
+
+} // namespace kvxtest
