@@ -66,24 +66,10 @@ class CodeGroup {
     int32_t size_ = 0;
 };
 
-// Takes in the frames that wait.
-void settle(FeatureMap& map) {
-    if (map.waiting == 0) return;
-    FeatureVector features[kvx::kGroupFrames];
-    kvx::featuresOfGroup(map.waitingFrames[0], features);
-    CodeGroup coded(map);
-    for (int32_t i = 0; i < map.waiting; ++i) {
-        const FeatureVector* vector = map.norm.tick(map.mean.tick(&features[i]));
-        if (vector != nullptr) coded.add(map.conv.tick(vector));
-    }
-    coded.code();
-    map.waiting = 0;
-}
-
 void takeFrame(FeatureMap& map, const int16_t* frame) {
     ++map.framesSeen;
     KVXMemCopy(map.waitingFrames[map.waiting], frame, sizeof map.waitingFrames[0]);
-    if (++map.waiting == static_cast<int32_t>(kvx::kGroupFrames)) settle(map);
+    if (++map.waiting == static_cast<int32_t>(kvx::kGroupFrames)) fmap_settle(&map);
 }
 
 } // namespace
@@ -116,6 +102,19 @@ void fmap_reset(FeatureMap* map) {
     start(*map, capacity, text1, text2);
 }
 
+void fmap_settle(FeatureMap* map) {
+    if (map->waiting == 0) return;
+    FeatureVector features[kvx::kGroupFrames];
+    kvx::featuresOfGroup(map->waitingFrames[0], features);
+    CodeGroup coded(*map);
+    for (int32_t i = 0; i < map->waiting; ++i) {
+        const FeatureVector* vector = map->norm.tick(map->mean.tick(&features[i]));
+        if (vector != nullptr) coded.add(map->conv.tick(vector));
+    }
+    coded.code();
+    map->waiting = 0;
+}
+
 int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
     constexpr auto kFrame = static_cast<int32_t>(kvx::kFrameSamples);
     const bool many = count >= kManyFrames * kFrame;
@@ -136,12 +135,12 @@ int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
         count -= taken;
     }
     const bool full = map->framesSeen >= map->capacity;
-    if (full || many) settle(*map);
+    if (full || many) fmap_settle(map);
     return full ? 1 : 0;
 }
 
 int32_t fmap_flush(FeatureMap* map) {
-    settle(*map);
+    fmap_settle(map);
     if (map->finished != 0) return 1; // and the stages' counts stand still
     const int32_t result = fmap_code_tick(map, map->conv.tick(map->norm.tick(nullptr)));
     if (result == 1) map->finished = 1;
@@ -149,7 +148,7 @@ int32_t fmap_flush(FeatureMap* map) {
 }
 
 void fmap_drain(FeatureMap* map) {
-    settle(*map);
+    fmap_settle(map);
     CodeGroup coded(*map);
     while (map->finished == 0) {
         const FeatureVector* vector = map->conv.tick(map->norm.tick(nullptr));
@@ -184,22 +183,22 @@ void iterator_get_feature(float* work, FeatureVector* out, const int16_t* frame)
 }
 
 const FeatureVector* fmap_mean_tick(FeatureMap* map, const FeatureVector* vector) {
-    settle(*map);
+    fmap_settle(map);
     return map->mean.tick(vector);
 }
 
 const FeatureVector* fmap_norm_tick(FeatureMap* map, const FeatureVector* vector) {
-    settle(*map);
+    fmap_settle(map);
     return map->norm.tick(vector);
 }
 
 const FeatureVector* fmap_conv_tick(FeatureMap* map, const FeatureVector* vector) {
-    settle(*map);
+    fmap_settle(map);
     return map->conv.tick(vector);
 }
 
 int32_t fmap_code_tick(FeatureMap* map, const FeatureVector* vector) {
-    settle(*map);
+    fmap_settle(map);
     if (map->codeTicks >= map->capacity) return 1;
     if (vector == nullptr) return -1;
     ++map->codeTicks;

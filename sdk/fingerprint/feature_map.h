@@ -22,7 +22,7 @@ struct FeatureMap {
     int32_t codeTicks; // vectors that reached the coder
     kvx::CodebookState coder1;
     kvx::CodebookState coder2;
-    // Completed frames that wait for a group to be full. Nobody can tell: the maps that ask for results take them in.
+    // Completed frames that wait until they are a group; fmap_settle takes them in.
     int32_t waiting;
     int16_t waitingFrames[kvx::kGroupFrames][kvx::kFrameSamples];
 };
@@ -35,6 +35,10 @@ void fmap_reset(FeatureMap* map);
 
 // Takes samples; those behind the frame that fills the map are dropped. Returns 1 when the map has all its frames.
 int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count);
+
+// Takes in the frames that wait, so that counts and texts are those of all frames seen. A map that is full has done so,
+// and whatever asks the stages does it first; only who reads the members of a map that still takes samples needs it.
+void fmap_settle(FeatureMap* map);
 
 // Drains one vector: 1 the coder is full, 0 coded or skipped, -1 nothing is left.
 int32_t fmap_flush(FeatureMap* map);

@@ -61,8 +61,9 @@ namespace kvx {
 std::array<const char*, kCodeStringCount> codeStrings(const KVXHandle& handle) {
     std::array<const char*, kCodeStringCount> strings{};
     for (size_t k = 0; k < kMapCount; ++k) {
-        const FeatureMap* map = handle.featureMaps[k];
+        FeatureMap* map = handle.featureMaps[k];
         if (map == nullptr) continue;
+        fmap_settle(map); // of a session that is not finished
         strings[2 * k] = map->coder1.text;
         strings[2 * k + 1] = map->coder2.text;
     }

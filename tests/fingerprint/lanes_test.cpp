@@ -251,6 +251,13 @@ TEST_P(Lanes, TellNobodyOfFramesThatWait) {
     EXPECT_EQ(atOnce->codeTicks, 221 - 106);
 }
 
+TEST_P(Lanes, GiveThePlainEnginesStringsOfAudioThatEndsEarly) {
+    const std::vector<uint8_t> pcm = audioBytes(Audio::kMusic, 1, 22050, 0, 9000);
+    for (const size_t bytes : {pcm.size(), pcm.size() - 3000, pcm.size() - 9504})
+        EXPECT_EQ(kvxtest::libraryCodeStrings(std::span(pcm).first(bytes), 1, 22050, 30500, 1024),
+                  plain::codeStrings(std::span(pcm).first(bytes), 1, 22050, 30500, 1024));
+}
+
 TEST_P(Lanes, NoteTheVectorOfEachLetterWhereAskedTo) {
     const std::vector<int16_t> samples = audioSamples(Audio::kMusic, 1, 22050, 0, 12000);
     const size_t frames = samples.size() / 512;

@@ -3,6 +3,7 @@
 
 #include "fingerprint/feature_map.h"
 #include "fingerprint/plain_engine.h"
+#include "fingerprint/session.h"
 #include "support/handles.h"
 
 #include <algorithm>
@@ -11,15 +12,12 @@
 
 namespace kvxtest {
 
-// The six strings as they stand in the handle's maps; empty where there is no map.
+// The six strings of the audio so far; empty where there is no map.
 inline plain::CodeStrings codeStringsOf(const KVXHandle& handle) {
     plain::CodeStrings strings;
-    for (size_t k = 0; k < kvx::kMapCount; ++k) {
-        const FeatureMap* map = handle.featureMaps[k];
-        if (map == nullptr) continue;
-        strings[2 * k] = map->coder1.text;
-        strings[2 * k + 1] = map->coder2.text;
-    }
+    const auto texts = kvx::codeStrings(handle);
+    for (size_t i = 0; i < texts.size(); ++i)
+        if (texts[i] != nullptr) strings[i] = texts[i];
     return strings;
 }
 
