@@ -1,7 +1,10 @@
 // Audio preparation: 16-bit PCM in host order to mono at the engine's rate.
+#include "fingerprint/audio.h"
+
 #include "handle.h"
 #include "kvx.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <limits>
@@ -19,41 +22,93 @@ uint32_t saturatedStep(float step) {
     return static_cast<uint32_t>(step);
 }
 
+// Toward minus infinity.
+int16_t meanOf(const int16_t* pair) { return static_cast<int16_t>((pair[0] + pair[1]) >> 1); }
+
 #if defined(__SSE2__)
-// Four channel pairs to four means.
-__m128i meansOf(const int16_t* pairs) {
+__m128i load(const int16_t* samples) {
     __m128i values;
-    std::memcpy(&values, pairs, sizeof values);
-    return _mm_srai_epi32(_mm_madd_epi16(values, _mm_set1_epi16(1)), 1);
+    std::memcpy(&values, samples, sizeof values);
+    return values;
 }
 
-// The first of each of four pairs.
-__m128i lowerOfPairs(const int16_t* pairs) {
-    __m128i values;
-    std::memcpy(&values, pairs, sizeof values);
-    return _mm_srai_epi32(_mm_slli_epi32(values, 16), 16);
+// Four channel pairs to four means.
+__m128i meansOf(__m128i pairs) { return _mm_srai_epi32(_mm_madd_epi16(pairs, _mm_set1_epi16(1)), 1); }
+
+// The first of each two of eight channel pairs.
+__m128i everyOther(const int16_t* pairs) {
+    const __m128 low = _mm_castsi128_ps(load(pairs));
+    const __m128 high = _mm_castsi128_ps(load(pairs + 8));
+    return _mm_castps_si128(_mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0)));
 }
+
+// The first of each four pairs of samples.
+__m128i firstOfPairs(const int16_t* pairs) { return _mm_srai_epi32(_mm_slli_epi32(load(pairs), 16), 16); }
 #endif
 
-// True when the resampler only picks samples: its steps are whole, and so is its position, which is at most one sample
-// behind the input. (Behind by more when an output was full; and 32 bits run over after a day.)
-bool picksSamples(const kvx::ResamplerState& state, uint32_t inputCount) {
-    constexpr uint32_t kFarFromWrapping = 1U << 30;
-    return state.stepFraction == 0 && state.fraction == 0 && state.stepWhole != 0 &&
-           state.stepWhole < kFarFromWrapping && state.position < kFarFromWrapping && inputCount < kFarFromWrapping &&
-           state.inputCount <= state.position + 1;
-}
+// The samples that a call of the resampler writes where it interpolates none: its steps are whole, and so is its
+// position.
+class Picks {
+  public:
+    Picks(kvx::ResamplerState& state, int32_t inputCount, uint32_t outputCapacity)
+        : state_(state), inputCount_(static_cast<uint32_t>(inputCount)) {
+        constexpr uint32_t kFarFromWrapping = 1U << 30; // 32 bits run over after a day
+        if (state.stepFraction != 0 || state.fraction != 0 || state.stepWhole == 0) return;
+        if (std::max({state.stepWhole, state.position, inputCount_}) >= kFarFromWrapping) return;
+        if (state.inputCount > state.position + 1) return; // an output was full, and samples are due again
+        before_ = state.inputCount == state.position + 1;
+        first_ = state.position + (before_ ? state.stepWhole : 0) - state.inputCount;
+        // The last sample is consumed, but is for the next call to write.
+        count_ = first_ + 1 < inputCount_ ? (inputCount_ - 2 - first_) / state.stepWhole + 1 : 0;
+        possible_ = written() <= outputCapacity;
+    }
+    // False: the general form is needed, be it because the output will be full.
+    bool possible() const { return possible_; }
+    bool before() const { return before_; } // the sample consumed last comes before all others
+    size_t first() const { return first_; } // index in the input
+    size_t step() const { return state_.stepWhole; }
+    size_t count() const { return count_; } // of samples from the input
+    uint32_t written() const { return count_ + (before_ ? 1 : 0); }
+    // Leaves the state that the general form would.
+    void consume(int16_t lastSample) {
+        state_.position += written() * state_.stepWhole;
+        state_.inputCount += inputCount_;
+        state_.lastSample = lastSample;
+    }
 
-// Every step-th sample.
-void pick(const int16_t* input, size_t step, size_t count, int16_t* output) {
+  private:
+    kvx::ResamplerState& state_;
+    uint32_t inputCount_;
+    bool possible_ = false;
+    bool before_ = false;
+    uint32_t first_ = 0;
+    uint32_t count_ = 0;
+};
+
+void pick(const Picks& picks, const int16_t* input, int16_t* output) {
+    input += picks.first();
     size_t i = 0;
 #if defined(__SSE2__)
-    for (; step == 2 && i + 8 < count; i += 8) { // 44100 Hz; the last pair may not be whole
-        const __m128i samples = _mm_packs_epi32(lowerOfPairs(input + 2 * i), lowerOfPairs(input + 2 * i + 8));
+    for (; picks.step() == 2 && i + 8 < picks.count(); i += 8) { // the last pair may not be whole
+        const __m128i samples = _mm_packs_epi32(firstOfPairs(input + 2 * i), firstOfPairs(input + 2 * i + 8));
         std::memcpy(output + i, &samples, sizeof samples);
     }
 #endif
-    for (; i < count; ++i) output[i] = input[i * step];
+    for (; i < picks.count(); ++i) output[i] = input[i * picks.step()];
+}
+
+// The same of frames of two channels, mixed.
+void pickMixed(const Picks& picks, const int16_t* input, int16_t* output) {
+    input += 2 * picks.first();
+    size_t i = 0;
+#if defined(__SSE2__)
+    for (; picks.step() == 2 && i + 8 < picks.count(); i += 8) {
+        const int16_t* frames = input + 4 * i;
+        const __m128i samples = _mm_packs_epi32(meansOf(everyOther(frames)), meansOf(everyOther(frames + 16)));
+        std::memcpy(output + i, &samples, sizeof samples);
+    }
+#endif
+    for (; i < picks.count(); ++i) output[i] = meanOf(input + 2 * i * picks.step());
 }
 
 } // namespace
@@ -73,14 +128,11 @@ void KVXMixChannels(int16_t* samples, uint32_t count) {
     size_t i = 0;
 #if defined(__SSE2__)
     for (; i + 8 <= frames; i += 8) {
-        const __m128i means = _mm_packs_epi32(meansOf(samples + 2 * i), meansOf(samples + 2 * i + 8));
+        const __m128i means = _mm_packs_epi32(meansOf(load(samples + 2 * i)), meansOf(load(samples + 2 * i + 8)));
         std::memcpy(samples + i, &means, sizeof means);
     }
 #endif
-    for (; i < frames; ++i) {
-        const int32_t sum = samples[2 * i] + samples[2 * i + 1];
-        samples[i] = static_cast<int16_t>(sum >> 1); // toward minus infinity
-    }
+    for (; i < frames; ++i) samples[i] = meanOf(samples + 2 * i);
 }
 
 int32_t KVXResamplerInit(KVXHandle* handle, int32_t inputRateHz, int32_t outputRateHz) {
@@ -98,21 +150,11 @@ uint32_t KVXResample(KVXHandle* handle, const int16_t* input, int16_t* output, i
     if (handle == nullptr || inputCount <= 0) return 0;
     constexpr float kOneOver65536 = 1.5258789e-5F;
     kvx::ResamplerState& state = handle->resampler;
-    if (picksSamples(state, static_cast<uint32_t>(inputCount))) {
-        const auto count = static_cast<uint32_t>(inputCount);
-        const bool first = state.inputCount > state.position; // the sample consumed last is yet to be written
-        const uint32_t at = state.position + (first ? state.stepWhole : 0) - state.inputCount;
-        // The last sample is consumed, but is for the next call to write.
-        const uint32_t picked = at < count - 1 ? (count - 2 - at) / state.stepWhole + 1 : 0;
-        const uint32_t written = picked + (first ? 1 : 0);
-        if (written <= outputCapacity) {
-            if (first) *output++ = state.lastSample;
-            pick(input + at, state.stepWhole, picked, output);
-            state.position += written * state.stepWhole;
-            state.inputCount += count;
-            state.lastSample = input[count - 1];
-            return written;
-        }
+    if (Picks picks(state, inputCount, outputCapacity); picks.possible()) {
+        if (picks.before()) *output++ = state.lastSample;
+        pick(picks, input, output);
+        picks.consume(input[inputCount - 1]);
+        return picks.written();
     }
     int16_t previous = state.lastSample;
     uint32_t written = 0;
@@ -138,3 +180,16 @@ uint32_t KVXResample(KVXHandle* handle, const int16_t* input, int16_t* output, i
 }
 
 } // extern "C"
+
+uint32_t kvx::mixAndResample(KVXHandle& handle, int16_t* samples, int32_t frames, int16_t* output,
+                             uint32_t outputCapacity) {
+    ResamplerState& state = handle.resampler;
+    if (Picks picks(state, frames, outputCapacity); frames > 0 && picks.possible()) {
+        if (picks.before()) *output++ = state.lastSample;
+        pickMixed(picks, samples, output);
+        picks.consume(meanOf(samples + 2 * static_cast<size_t>(frames - 1)));
+        return picks.written();
+    }
+    KVXMixChannels(samples, 2 * static_cast<uint32_t>(frames));
+    return KVXResample(&handle, samples, output, frames, outputCapacity);
+}

@@ -1,5 +1,6 @@
 #include "fingerprint/session.h"
 
+#include "fingerprint/audio.h"
 #include "fingerprint/feature_map.h"
 #include "owned.h"
 
@@ -43,15 +44,28 @@ int32_t feed(KVXHandle& handle, const int16_t* samples, int32_t m) {
     return kFinished;
 }
 
-int32_t resampleAndFeed(KVXHandle& handle, const int16_t* samples, int32_t count) {
+// frames: samples of one channel, or pairs of two.
+int32_t resampleAndFeed(KVXHandle& handle, int16_t* samples, int32_t frames) {
     const float ratio = static_cast<float>(kvx::kEngineRateHz) / static_cast<float>(handle.sampleRate);
-    const auto bytes = static_cast<float>(count * static_cast<int32_t>(sizeof *samples));
+    const auto bytes = static_cast<float>(frames * static_cast<int32_t>(sizeof *samples));
     const size_t outputBytes = static_cast<size_t>(bytes * ratio) + 2;
     const kvx::Owned<int16_t> output(static_cast<int16_t*>(KVXMalloc(outputBytes)));
     if (output == nullptr) return -1;
     const auto capacity = static_cast<uint32_t>(outputBytes / sizeof *samples);
-    const uint32_t produced = KVXResample(&handle, samples, output.get(), count, capacity);
+    const uint32_t produced = handle.channelCount == 1
+                                  ? KVXResample(&handle, samples, output.get(), frames, capacity)
+                                  : kvx::mixAndResample(handle, samples, frames, output.get(), capacity);
     return feed(handle, output.get(), static_cast<int32_t>(produced));
+}
+
+// Callers that have a recording in memory bring what follows next: asks the processor to fetch it. What is not there is
+// not read.
+void prefetchBehind(const uint8_t* pcm, int32_t count) {
+    constexpr int32_t kMost = 4096;
+    constexpr int32_t kCacheLine = 64;
+    const auto behind = reinterpret_cast<uintptr_t>(pcm) + static_cast<uintptr_t>(count);
+    for (int32_t i = 0; i < std::min(count, kMost); i += kCacheLine)
+        __builtin_prefetch(reinterpret_cast<const void*>(behind + static_cast<uintptr_t>(i)));
 }
 
 } // namespace
@@ -111,14 +125,12 @@ int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t c
     if (handle == nullptr || pcm == nullptr || count < 0 || count % 4 != 0 || !hasMaps(*handle)) return -1;
     const kvx::Owned<int16_t> work(static_cast<int16_t*>(KVXMalloc(static_cast<size_t>(std::max(count, 1)))));
     if (work == nullptr) return -1;
+    prefetchBehind(pcm, count);
     KVXEndianBufferCopy(work.get(), pcm, count, sizeof(int16_t));
-    int32_t samples = count / 2;
-    if (handle->channelCount != 1) {
-        KVXMixChannels(work.get(), static_cast<uint32_t>(samples));
-        samples /= 2;
-    }
-    if (handle->sampleRate == kvx::kEngineRateHz) return feed(*handle, work.get(), samples);
-    return resampleAndFeed(*handle, work.get(), samples);
+    const int32_t frames = count / static_cast<int32_t>(sizeof(int16_t)) / handle->channelCount;
+    if (handle->sampleRate != kvx::kEngineRateHz) return resampleAndFeed(*handle, work.get(), frames);
+    if (handle->channelCount != 1) KVXMixChannels(work.get(), 2 * static_cast<uint32_t>(frames));
+    return feed(*handle, work.get(), frames);
 }
 
 int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) {

@@ -1,3 +1,5 @@
+#include "fingerprint/audio.h"
+
 #include "fingerprint/plain_engine.h"
 #include "handle.h"
 #include "support/audio.h"
@@ -237,6 +239,40 @@ TEST(Resampler, GivesThePlainEnginesSamples) {
             }
         }
     }
+}
+
+TEST(MixAndResample, GivesThePlainEnginesSamples) {
+    for (const int32_t rateHz : {11025, 32000, 44100, 48000, 66150, 88200}) {
+        for (const kvxtest::Audio audio : {kvxtest::Audio::kNoise, kvxtest::Audio::kMusic}) {
+            SCOPED_TRACE(std::to_string(rateHz) + " Hz, " + std::string(kvxtest::nameOf(audio)));
+            const kvxtest::Handle handle = kvxtest::makeHandle();
+            KVXResamplerInit(handle.get(), rateHz, 22050);
+            plain::Resampler expected(rateHz, 22050);
+            const Samples samples = kvxtest::audioSamples(audio, 2, rateHz, 0, 500);
+            size_t at = 0;
+            for (size_t frames = 1; at + 2 * frames <= samples.size(); at += 2 * frames, frames = frames % 300 + 7) {
+                Samples input(samples.begin() + static_cast<std::ptrdiff_t>(at),
+                              samples.begin() + static_cast<std::ptrdiff_t>(at + 2 * frames));
+                const uint32_t capacity = frames % 5 == 0 ? 20 : 700; // sometimes too little
+                const Samples wanted = expected.resample(plain::mixedToMono(input), capacity);
+                Samples output(capacity);
+                output.resize(
+                    kvx::mixAndResample(*handle, input.data(), static_cast<int32_t>(frames), output.data(), capacity));
+                ASSERT_EQ(output, wanted) << at;
+            }
+        }
+    }
+}
+
+TEST(MixAndResample, TakesNoInputAsNothingHappened) {
+    const kvxtest::Handle handle = kvxtest::makeHandle();
+    KVXResamplerInit(handle.get(), 44100, 22050);
+    Samples pair = {3, 4};
+    int16_t output[2] = {};
+    kvx::mixAndResample(*handle, pair.data(), 1, output, 2);
+    EXPECT_EQ(kvx::mixAndResample(*handle, pair.data(), 0, output, 2), 0U);
+    EXPECT_EQ(handle->resampler.inputCount, 1U);
+    EXPECT_EQ(handle->resampler.lastSample, 3);
 }
 
 TEST(SafeStrlen, CountsToTheZeroAndGivesZeroForNull) {
