@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <chrono>
 #include <iostream>
 #include <unistd.h>
 
@@ -68,7 +69,33 @@ class Commands {
                          "Threads that ask the catalogue; 0: one for each processor")
             ->check(CLI::Range(0, 1024))
             ->capture_default_str();
+        HttpLimits& limits = serve_.limits;
+        addCount(*serve, "--connections", limits.connections, 1, 100'000, "Connections at once");
+        addCount(*serve, "--connections-per-address", limits.connectionsPerAddress, 0, 100'000,
+                 "Connections at once from one address; 0: no limit");
+        addCount(*serve, "--packet-bytes", limits.packetBytes, 1024, 4 * 1024 * 1024, "Longest packet");
+        addCount(*serve, "--waiting", limits.waiting, 1, 1'000'000, "Admitted requests that wait for a worker");
+        addSeconds(*serve, "--request-seconds", limits.requestTime, "To send a request, and to take its answer");
+        addSeconds(*serve, "--waiting-seconds", limits.waitingTime, "For an admitted request to wait for a worker");
+        addSeconds(*serve, "--stopping-seconds", limits.stoppingTime, "For what is in flight when the service ends");
         addAccountsOption(*serve);
+    }
+
+    static void addCount(CLI::App& command, const char* name, size_t& value, size_t least, size_t most,
+                         const char* help) {
+        command.add_option(name, value, help)->check(CLI::Range(least, most))->capture_default_str();
+    }
+
+    static void addSeconds(CLI::App& command, const char* name, std::chrono::milliseconds& value, const char* help) {
+        command
+            .add_option_function<double>(
+                name,
+                [&value](double seconds) {
+                    value = std::chrono::round<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+                },
+                help)
+            ->check(CLI::Range(0.01, 3600.0))
+            ->default_str(std::to_string(value.count() / 1000));
     }
 
     void addAccount() {
