@@ -1,19 +1,18 @@
 #include "catalog/shards.h"
 #include "catalog/terms.h"
+#include "database_server.h"
 #include "sample_recording.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <csignal>
 #include <fstream>
 #include <set>
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
 
 using namespace tarn::server;
+using kvxtest::DatabaseServer;
+using kvxtest::freePort;
+using kvxtest::openedReader;
 using kvxtest::sampleRecording;
 using kvxtest::TemporaryDirectory;
 using ::testing::HasSubstr;
@@ -52,62 +51,6 @@ std::set<std::string> texts(const std::multimap<uint32_t, std::string>& answers)
     std::set<std::string> all;
     for (const auto& [score, hash] : answers) all.insert(std::to_string(score) + " " + hash);
     return all;
-}
-
-uint16_t freePort() {
-    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    EXPECT_EQ(::bind(socket, generic, length), 0);
-    EXPECT_EQ(::getsockname(socket, generic, &length), 0);
-    ::close(socket);
-    return ntohs(address.sin_port);
-}
-
-// Serves a database in a session of its own: the server signals its whole process group when it ends.
-class DatabaseServer {
-  public:
-    DatabaseServer(const std::string& database, uint16_t port) {
-        const std::string portText = std::to_string(port);
-        const char* arguments[] = {"xapian-tcpsrv", "--quiet",        "--interface",    "127.0.0.1",
-                                   "--port",        portText.c_str(), database.c_str(), nullptr};
-        posix_spawnattr_t attributes;
-        posix_spawnattr_init(&attributes);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-        std::vector<char*> writable;
-        for (const char* argument : arguments) writable.push_back(const_cast<char*>(argument));
-        EXPECT_EQ(posix_spawnp(&process_, "xapian-tcpsrv", nullptr, &attributes, writable.data(), environ), 0);
-        posix_spawnattr_destroy(&attributes);
-    }
-    ~DatabaseServer() { stop(); }
-    DatabaseServer(const DatabaseServer&) = delete;
-    DatabaseServer& operator=(const DatabaseServer&) = delete;
-    void stop() {
-        if (process_ <= 0) return;
-        kill(-process_, SIGKILL);
-        waitpid(process_, nullptr, 0);
-        process_ = 0;
-    }
-    void freeze() { kill(-process_, SIGSTOP); }
-    void thaw() { kill(-process_, SIGCONT); }
-
-  private:
-    pid_t process_ = 0;
-};
-
-// A reader as soon as the servers answer.
-std::unique_ptr<CatalogReader> openedReader(const std::string& location) {
-    for (int tries = 0;; ++tries) {
-        try {
-            return std::make_unique<CatalogReader>(location);
-        } catch (const CatalogUnavailable&) {
-            if (tries == 500) throw;
-            usleep(20000);
-        }
-    }
 }
 
 } // namespace
