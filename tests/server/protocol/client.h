@@ -9,7 +9,6 @@
 
 #include <array>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <optional>
 #include <string>
 #include <utility>

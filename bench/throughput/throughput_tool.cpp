@@ -1,0 +1,136 @@
+// How many look-ups a second a running service answers.
+//
+//   throughput_tool PORT CODE REAL COUNT known|unknown keep|fresh CONNECTIONS SECONDS
+//
+// CODE: access code of an account of the service; REAL and COUNT: what scale_tool made the service's catalogue from.
+// keep: one connection a client for all its requests; fresh: a new one for each. The requests are made beforehand, and
+// each one's answer is checked once before the clock starts. From then on every answer's status and length are: one
+// that differs, or does not come, is an error.
+#include "server/http/raw_client.h"
+#include "server/protocol/client.h"
+#include "synthetic_music.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+using namespace servertest;
+using namespace tarn::server;
+using namespace tarn::bench;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr size_t kRequests = 400;
+constexpr uint32_t kUnknown = 500'000'000; // numbers from here on are in no catalogue
+
+struct Prepared {
+    std::string request;
+    size_t answerBytes = 0;
+};
+
+std::vector<Prepared> prepare(const SyntheticMusic& music, uint16_t port, const std::string& code, uint32_t count,
+                              bool known) {
+    KVXHandle* opened = nullptr;
+    const uint8_t device[] = {1, 2, 3};
+    if (KVXInit(&opened, code.c_str(), device, 3, nullptr, 0, 'B', 'B', 'S', nullptr, 0) != 0) {
+        throw std::runtime_error("the access code is none");
+    }
+    const Handle client(opened);
+    Dice dice(known ? 21 : 22);
+    std::vector<Prepared> prepared;
+    size_t asExpected = 0;
+    for (size_t i = 0; i < kRequests; ++i) {
+        const auto number = known ? static_cast<uint32_t>(dice.below(count)) + 1 : kUnknown + static_cast<uint32_t>(i);
+        const FingerprintQuery query = music.query(number, dice, 1.0);
+        Prepared one{postOf(fingerprintPacket(client.get(), 10, query.codes))};
+        const HttpAnswer answer = servertest::exchange(port, one.request);
+        if (answer.status != 200) throw std::runtime_error("status " + std::to_string(answer.status));
+        const std::optional<Records> records = recordsOf(client.get(), answer.body);
+        const bool right = known
+                               ? typesOf(records).starts_with('T') &&
+                                     records->front().second.find(music.recording(number).trackId) != std::string::npos
+                               : typesOf(records) == "N";
+        asExpected += right ? 1 : 0;
+        one.answerBytes = answer.body.size();
+        prepared.push_back(std::move(one));
+    }
+    std::printf("%zu of %zu answers are as expected\n", asExpected, kRequests);
+    return prepared;
+}
+
+struct Counts {
+    std::mutex mutex;
+    std::vector<double> milliseconds;
+    size_t errors = 0;
+};
+
+void askUntil(Clock::time_point end, uint16_t port, const std::vector<Prepared>& requests, std::atomic<size_t>& next,
+              bool keep, Counts& counts) {
+    std::vector<double> times;
+    size_t errors = 0;
+    std::unique_ptr<RawClient> client;
+    while (Clock::now() < end) {
+        const Prepared& one = requests[next++ % requests.size()];
+        const auto begin = Clock::now();
+        if (!keep || client == nullptr) client = std::make_unique<RawClient>(port);
+        const bool sent = client->connected() && client->send(one.request);
+        const HttpAnswer answer = sent ? client->read().value_or(HttpAnswer{}) : HttpAnswer{};
+        times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
+        if (answer.status == 200 && answer.body.size() == one.answerBytes) continue;
+        ++errors;
+        client.reset();
+    }
+    const std::lock_guard lock(counts.mutex);
+    counts.milliseconds.insert(counts.milliseconds.end(), times.begin(), times.end());
+    counts.errors += errors;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.size() != 8) {
+        std::cerr << "throughput_tool PORT CODE REAL COUNT known|unknown keep|fresh CONNECTIONS SECONDS\n";
+        return 2;
+    }
+    try {
+        const auto port = static_cast<uint16_t>(std::stoul(words[0]));
+        const bool known = words[4] == "known";
+        const bool keep = words[5] == "keep";
+        const size_t connections = std::stoul(words[6]);
+        const std::vector<Prepared> requests =
+            prepare(SyntheticMusic(words[2]), port, words[1], static_cast<uint32_t>(std::stoul(words[3])), known);
+        Counts counts;
+        std::atomic<size_t> next = 0;
+        const auto begin = Clock::now();
+        {
+            std::vector<std::jthread> clients;
+            for (size_t i = 0; i < connections; ++i) {
+                clients.emplace_back([&] {
+                    askUntil(begin + std::chrono::seconds(std::stoul(words[7])), port, requests, next, keep, counts);
+                });
+            }
+        }
+        const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+        std::vector<double>& times = counts.milliseconds;
+        std::sort(times.begin(), times.end());
+        const size_t asked = times.size();
+        std::printf("%s, %s connections, %zu clients: %zu answers in %.1f s, %.0f a second, %zu errors; "
+                    "ms p50 %.1f p90 %.1f p99 %.1f\n",
+                    words[4].c_str(), words[5].c_str(), connections, asked, seconds,
+                    static_cast<double>(asked - counts.errors) / seconds, counts.errors, times[asked / 2],
+                    times[asked * 9 / 10], times[asked * 99 / 100]);
+        return counts.errors == 0 ? 0 : 1;
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << '\n';
+        return 1;
+    }
+}
