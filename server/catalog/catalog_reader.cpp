@@ -8,6 +8,7 @@
 #include "catalog/terms.h"
 
 #include <algorithm>
+#include <future>
 #include <map>
 #include <sstream>
 #include <unordered_set>
@@ -237,13 +238,16 @@ struct CatalogReader::Impl {
     std::vector<ScoredRecording> best(const std::vector<WeightedTerm>& terms, size_t most) {
         scores.assign(lastId() + size_t{1}, 0);
         std::vector<ScoredRecording> found;
+        // Remote shards all work at the same time, and while this thread reads the local ones.
+        std::vector<std::pair<size_t, std::future<std::vector<std::pair<Xapian::docid, uint32_t>>>>> remote;
         for (size_t s = 0; s < shards.size(); ++s) {
-            if (shards[s].isRemote()) {
-                for (const auto& [id, score] : shards[s].bestOfRemote(terms, most)) {
-                    found.push_back({numbering.whole(id, s), score});
-                }
-                continue;
-            }
+            if (!shards[s].isRemote()) continue;
+            remote.emplace_back(s, std::async(std::launch::async, [&terms, most, &shard = shards[s]] {
+                                    return shard.bestOfRemote(terms, most);
+                                }));
+        }
+        for (size_t s = 0; s < shards.size(); ++s) {
+            if (shards[s].isRemote()) continue;
             for (const WeightedTerm& term : terms) {
                 shards[s].visitPostings(term.term, [&](Xapian::docid id) {
                     const uint32_t whole = numbering.whole(id, s);
@@ -251,6 +255,9 @@ struct CatalogReader::Impl {
                     if (whole < scores.size()) scores[whole] += term.weight;
                 });
             }
+        }
+        for (auto& [s, answer] : remote) {
+            for (const auto& [id, score] : answer.get()) found.push_back({numbering.whole(id, s), score});
         }
         const auto higher = [](const ScoredRecording& a, const ScoredRecording& b) {
             return a.score != b.score ? a.score > b.score : a.id < b.id;
