@@ -47,11 +47,10 @@ bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream
     bool isBest = true;
     for (const Candidate& candidate : examination.candidates) {
         out << "  " << candidate.id << "  " << nameOf(candidate.recording) << "\n      weight "
-            << withDecimals(candidate.score / 100.0, 1) << " bits, " << withDecimals(candidate.alignment.distance, 3)
-            << " edits a letter at " << clock(offsetMs(candidate.alignment)) << " (map " << candidate.alignment.map
-            << ", phase " << kPhases[candidate.alignment.phase]
-            << (kHalvings[candidate.alignment.phase] > 0 ? " quiet" : "") << "): " << verdict(candidate, isBest)
-            << '\n';
+            << withDecimals(candidate.score / 100.0, 1) << ", " << withDecimals(candidate.alignment.bits, 0)
+            << " bits, at " << clock(offsetMs(candidate.alignment)) << " (map " << candidate.alignment.map << ", phase "
+            << kPhases[candidate.alignment.phase] << (kHalvings[candidate.alignment.phase] > 0 ? " quiet" : "")
+            << "): " << verdict(candidate, isBest) << '\n';
         isBest = false;
     }
     return !examination.candidates.empty() && examination.candidates.front().accepted;

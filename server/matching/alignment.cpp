@@ -14,6 +14,8 @@ namespace {
 constexpr uint32_t kVoteBinFrames = 86;
 // How much more than the voted place is searched, on either side.
 constexpr uint32_t kMarginFrames = 250;
+// Places that are tried. Music that repeats, and damaged letters, may bring the right one second.
+constexpr size_t kMostPlaces = 3;
 // What a query is taken to last when it does not say.
 constexpr uint32_t kUsualFrames = 1292;
 
@@ -30,37 +32,33 @@ class Votes {
         if (bin < bins_.size()) ++bins_[bin];
     }
 
-    struct Place {
-        int64_t frame = 0; // may lie before the recording's start
-        uint32_t votes = 0;
-    };
-    Place best() const {
-        Place place;
-        for (size_t bin = 0; bin + 1 < bins_.size(); ++bin) {
-            const uint32_t votes = bins_[bin] + bins_[bin + 1];
-            if (votes > place.votes) place = {static_cast<int64_t>((bin + 1) * kVoteBinFrames) - lead_, votes};
+    // The places of most votes that lie apart from each other, the first of them best; fewer where there are no more.
+    std::vector<int64_t> places(size_t most) const {
+        std::vector<int64_t> frames;
+        std::vector<bool> taken(bins_.size(), false);
+        while (frames.size() < most) {
+            uint32_t votes = 0;
+            size_t found = 0;
+            for (size_t bin = 0; bin + 1 < bins_.size(); ++bin) {
+                if (taken[bin] || bins_[bin] + bins_[bin + 1] <= votes) continue;
+                votes = bins_[bin] + bins_[bin + 1];
+                found = bin;
+            }
+            if (votes == 0) break;
+            frames.push_back(static_cast<int64_t>((found + 1) * kVoteBinFrames) - lead_); // may lie before the start
+            for (size_t bin = found > kApartBins ? found - kApartBins : 0;
+                 bin < std::min(found + kApartBins + 1, taken.size()); ++bin) {
+                taken[bin] = true;
+            }
         }
-        return place;
+        return frames;
     }
 
   private:
+    static constexpr size_t kApartBins = 2;
     uint32_t lead_; // the query may begin before the recording does
     std::vector<uint32_t> bins_;
 };
-
-struct Window {
-    size_t begin = 0;
-    size_t end = 0;
-};
-
-Window lettersBetween(const CodeString& string, int64_t firstFrame, int64_t lastFrame) {
-    const auto at = [&](int64_t frame) {
-        const auto clamped = static_cast<uint32_t>(std::clamp<int64_t>(frame, 0, UINT32_MAX));
-        return static_cast<size_t>(std::lower_bound(string.frames.begin(), string.frames.end(), clamped) -
-                                   string.frames.begin());
-    };
-    return {at(firstFrame), at(lastFrame)};
-}
 
 struct Edits {
     int count = 0;
@@ -84,11 +82,7 @@ std::optional<Edits> editsWithin(std::string_view query, std::string_view target
     return edits;
 }
 
-std::string_view lettersIn(const CodeString& string, const Window& window) {
-    return std::string_view(string.letters).substr(window.begin, window.end - window.begin);
-}
-
-Votes::Place place(const PreparedQuery& query, const RecordingCodes& codes) {
+std::vector<int64_t> places(const PreparedQuery& query, const RecordingCodes& codes, size_t most) {
     uint32_t recordingFrames = 0;
     for (const auto& phase : codes) {
         for (const CodeString& string : phase) {
@@ -105,34 +99,88 @@ Votes::Place place(const PreparedQuery& query, const RecordingCodes& codes) {
             }
         }
     }
-    return votes.best();
+    return votes.places(most);
 }
 
 } // namespace
 
-Alignment align(const PreparedQuery& query, const RecordingCodes& codes) {
-    const Votes::Place voted = place(query, codes);
-    Alignment best;
-    if (voted.votes == 0) return best;
-    const int64_t from = voted.frame - kMarginFrames;
-    const int64_t to = voted.frame + framesOf(query) + kMarginFrames;
-    for (size_t p = 0; p < kPhases.size(); ++p) {
-        for (size_t m = 0; m < kMaps; ++m) {
-            if (!query.maps[m].usable) continue;
-            size_t edits = 0;
-            size_t letters = 0;
-            for (size_t c = 0; c < kCodebooks; ++c) {
-                const std::string_view core = query.maps[m].strings[c].core;
-                const CodeString& string = codes[p][c];
-                const auto found = editsWithin(core, lettersIn(string, lettersBetween(string, from, to)), false);
-                edits += found ? static_cast<size_t>(found->count) : core.size();
-                letters += core.size();
-            }
-            const double distance = static_cast<double>(edits) / static_cast<double>(letters);
-            if (distance < best.distance) best = {distance, letters, m, p, voted.frame};
-        }
+Window lettersBetween(const CodeString& string, int64_t firstFrame, int64_t lastFrame) {
+    const auto at = [&](int64_t frame) {
+        const auto clamped = static_cast<uint32_t>(std::clamp<int64_t>(frame, 0, UINT32_MAX));
+        return static_cast<size_t>(std::lower_bound(string.frames.begin(), string.frames.end(), clamped) -
+                                   string.frames.begin());
+    };
+    return {at(firstFrame), at(lastFrame)};
+}
+
+std::string_view lettersIn(const CodeString& string, const Window& window) {
+    return std::string_view(string.letters).substr(window.begin, window.end - window.begin);
+}
+
+namespace {
+
+// Of one of the query's maps against one coding of the recording, around a place.
+int32_t unitsAt(const QueryMap& map, const std::array<CodeString, kCodebooks>& coding, int64_t startFrame,
+                uint32_t frames) {
+    int32_t units = 0;
+    ScoreColumns columns;
+    for (size_t c = 0; c < kCodebooks; ++c) {
+        const CodeString& string = coding[c];
+        const Window window = lettersBetween(string, startFrame - kMarginFrames, startFrame + frames + kMarginFrames);
+        toColumns(lettersIn(string, window), columns);
+        units += map.strings[c].scored.against(columns);
+    }
+    return units;
+}
+
+// Of one of the query's maps against the coding that it fits best.
+struct MapFit {
+    int32_t units = 0;
+    size_t phase = 0;
+};
+
+MapFit fitOf(const QueryMap& map, const RecordingCodes& codes, int64_t startFrame, uint32_t frames,
+             size_t phases = kPhases.size()) {
+    MapFit best;
+    for (size_t p = 0; p < phases; ++p) {
+        const int32_t units = unitsAt(map, codes[p], startFrame, frames);
+        if (units > best.units) best = {units, p};
     }
     return best;
+}
+
+} // namespace
+
+Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look look) {
+    Alignment best;
+    const auto map = std::find_if(query.maps.begin(), query.maps.end(), [](const QueryMap& m) { return m.usable; });
+    if (map == query.maps.end()) return best;
+    // All codings at the likeliest place, the first at others: which place it is they tell as well.
+    size_t phases = look == Look::kGlance ? 1 : kPhases.size();
+    for (const int64_t startFrame : places(query, codes, look == Look::kGlance ? 1 : kMostPlaces)) {
+        const MapFit fit = fitOf(*map, codes, startFrame, framesOf(query), phases);
+        const double bits = static_cast<double>(fit.units) / ScoredString::kUnitsPerBit;
+        if (bits > best.bits) best = {bits, startFrame, static_cast<size_t>(map - query.maps.begin()), fit.phase};
+        phases = 1;
+    }
+    return best;
+}
+
+void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment& alignment) {
+    int64_t sum = 0;
+    int64_t maps = 0;
+    int32_t most = 0;
+    for (size_t m = 0; m < kMaps; ++m) {
+        if (!query.maps[m].usable) continue;
+        const MapFit fit = fitOf(query.maps[m], codes, alignment.startFrame, framesOf(query));
+        sum += fit.units;
+        ++maps;
+        if (fit.units <= most) continue;
+        most = fit.units;
+        alignment.map = m;
+        alignment.phase = fit.phase;
+    }
+    if (maps > 0) alignment.bits = static_cast<double>(sum) / static_cast<double>(maps * ScoredString::kUnitsPerBit);
 }
 
 // The frame at which the query starts: its ends are known in the recording's letters, whose frames are known, and in

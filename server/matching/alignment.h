@@ -5,21 +5,35 @@
 #include "matching/prepared_query.h"
 
 #include <cstdint>
+#include <string_view>
 
 namespace tarn::server {
 
 struct Alignment {
-    // Edits per letter over both codebooks, of the best pair of a query's map and a recording's phase. 1: nothing fits.
-    double distance = 1.0;
-    size_t letters = 0; // of the query's that were compared
-    size_t map = 0;
-    size_t phase = 0;
+    // What speaks for the recording being the query's, over both codebooks, the mean of the query's maps.
+    double bits = 0;
     // Of the query in the recording; before 0 where the query begins before the recording does. Within a few seconds
     // until it is refined.
     int64_t startFrame = 0;
+    size_t map = 0; // of the query, and the recording's phase, that fit each other best
+    size_t phase = 0;
 };
 
-Alignment align(const PreparedQuery& query, const RecordingCodes& codes);
+enum class Look { kGlance, kFull }; // a glance takes a fifth of the time
+
+// One of the query's maps, at the likeliest places; a glance: at the likeliest, against the first coding.
+Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look look = Look::kFull);
+
+// Measures bits, map and phase with all of the query's maps, at the place found.
+void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment& alignment);
+
+// Letters of a string, from begin up to but not including end.
+struct Window {
+    size_t begin = 0;
+    size_t end = 0;
+};
+Window lettersBetween(const CodeString& string, int64_t firstFrame, int64_t lastFrame);
+std::string_view lettersIn(const CodeString& string, const Window& window);
 
 // Finds the start to within a fraction of a second.
 void refineStart(const PreparedQuery& query, const RecordingCodes& codes, Alignment& alignment);

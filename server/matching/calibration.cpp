@@ -8,27 +8,24 @@ namespace tarn::server {
 namespace {
 
 // Logistic regression; bench/accuracy/fit makes these numbers from measurements on real music.
-constexpr double kIntercept = 12.012;
-constexpr double kPerDistance = -23.31;
-constexpr double kPerLead = 25.894;
-constexpr double kFirstByWeight = 0.083;
-constexpr double kPerSize = 3.704;
-constexpr double kPerLeadAndSize = 2.49;
+constexpr double kIntercept = -7.711;
+constexpr double kPerBit = 0.0472;
+constexpr double kPerBitOfLead = 0.2117;
 
-constexpr double kMostLead = 0.2;       // a longer one says no more
-constexpr double kUsualLetters = 350.0; // of a client's 30 s, both strings without their ends
-constexpr double kMostLetters = 500.0;  // beyond what was measured, more letters say no more
+constexpr double kMostLead = 100.0; // a longer one says no more
+// What the best of the wrong recordings gains when there are twice as many: measured, as the slope of the tail of their
+// bits. The constants above were fitted among kFittedRecordings.
+constexpr double kBitsPerDoubling = 3.0;
+constexpr double kFittedRecordings = 87.0;
 
 } // namespace
 
 double chanceOf(const Evidence& evidence) {
-    const double lead = std::clamp(evidence.rivalDistance - evidence.distance, 0.0, kMostLead);
-    const double letters = std::clamp(static_cast<double>(evidence.letters), 1.0, kMostLetters);
-    const double size = std::log(letters / kUsualLetters);
-    const double logit = kIntercept + kPerDistance * evidence.distance + kPerLead * lead +
-                         (evidence.firstByWeight ? kFirstByWeight : 0.0) + kPerSize * size +
-                         kPerLeadAndSize * lead * size;
-    return 1.0 / (1.0 + std::exp(-logit));
+    const double doublings =
+        std::log2(static_cast<double>(std::max<uint64_t>(evidence.recordings, 1)) / kFittedRecordings);
+    const double lead = std::min(evidence.bits - evidence.rivalBits, kMostLead);
+    const double bits = evidence.bits - kBitsPerDoubling * std::max(doublings, 0.0);
+    return 1.0 / (1.0 + std::exp(-(kIntercept + kPerBit * bits + kPerBitOfLead * lead)));
 }
 
 int confidenceOf(double chance) { return static_cast<int>(std::lround(100.0 * std::clamp(chance, 0.0, 1.0))); }

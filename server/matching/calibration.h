@@ -2,16 +2,15 @@
 // docs/accuracy.md.
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 
 namespace tarn::server {
 
 // How the best candidate stands.
 struct Evidence {
-    double distance = 1.0;      // edits per letter
-    double rivalDistance = 1.0; // of the best candidate that is another recording
-    size_t letters = 0;         // compared: the fewer, the closer chance comes
-    bool firstByWeight = false; // its grams weigh most among all recordings
+    double bits = 0;         // that speak for it
+    double rivalBits = 0;    // for the best candidate that is another recording
+    uint64_t recordings = 0; // in the catalogue: the more there are, the better the best of the wrong ones fits
 };
 
 // The chance, 0 to 1, that the candidate is the recording that was asked for.
@@ -21,6 +20,6 @@ double chanceOf(const Evidence& evidence);
 int confidenceOf(double chance);
 
 // Below this chance there is no answer.
-constexpr double kLeastChance = 0.7;
+constexpr double kLeastChance = 0.8;
 
 } // namespace tarn::server

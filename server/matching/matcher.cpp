@@ -9,9 +9,14 @@ namespace {
 
 constexpr size_t kMostCandidates = 20;
 constexpr size_t kRarestTerms = 160;
-// When so many were judged and one of them fits so well, the others are not looked at.
+// In a small catalogue a look at more of them costs no more than finding them in a large one.
+constexpr uint64_t kSmallCatalogue = 1000;
+constexpr size_t kMostOfSmall = 100;
+// When so many were judged and so much speaks for one of them, the others are not looked at.
 constexpr size_t kClearCandidates = 5;
-constexpr double kClearDistance = 0.40;
+constexpr double kClearBits = 150.0;
+// How many are measured against all codings.
+constexpr size_t kMostMeasured = 8;
 // Two candidates nearer to each other than this, where the query lies, are the same recording.
 constexpr double kSameRecording = 0.35;
 
@@ -40,55 +45,63 @@ std::vector<Term> heldTerms(CatalogReader& reader, const PreparedQuery& query) {
     return held;
 }
 
+// Measures the likeliest and orders all by what speaks for them.
+void measureBest(const PreparedQuery& query, std::vector<Candidate>& candidates) {
+    const auto higher = [](const Candidate& a, const Candidate& b) { return a.alignment.bits > b.alignment.bits; };
+    std::stable_sort(candidates.begin(), candidates.end(), higher);
+    for (size_t i = 0; i < std::min(kMostMeasured, candidates.size()); ++i) {
+        measure(query, candidates[i].recording.codes, candidates[i].alignment);
+    }
+    std::stable_sort(candidates.begin(), candidates.end(), higher);
+}
+
 // Judges the first of the candidates against the others.
-void weigh(const PreparedQuery& query, std::vector<Candidate>& candidates) {
+void weigh(const PreparedQuery& query, std::vector<Candidate>& candidates, uint64_t recordings) {
     Candidate& best = candidates.front();
     refineStart(query, best.recording.codes, best.alignment);
-    best.evidence.distance = best.alignment.distance;
-    best.evidence.letters = best.alignment.letters;
+    best.evidence.bits = best.alignment.bits;
+    best.evidence.recordings = recordings;
     for (size_t i = 1; i < candidates.size(); ++i) {
         Candidate& other = candidates[i];
         const double apart = stretchDistance(best.recording.codes, best.alignment.startFrame, other.recording.codes,
                                              other.alignment.startFrame, query.frames);
         if (apart >= kSameRecording) {
-            best.evidence.rivalDistance = other.alignment.distance;
+            best.evidence.rivalBits = other.alignment.bits;
             break;
         }
         refineStart(query, other.recording.codes, other.alignment);
         other.sameAs = best.id;
-        // Whichever of the two weighs most, the recording does.
-        best.evidence.firstByWeight = best.evidence.firstByWeight || other.evidence.firstByWeight;
     }
     best.chance = chanceOf(best.evidence);
     best.accepted = best.chance >= kLeastChance;
 }
 
 std::vector<Candidate> judge(CatalogReader& reader, const PreparedQuery& query, const std::vector<Term>& terms,
-                             size_t termCount, uint64_t recordings) {
+                             size_t termCount, size_t mostCandidates, uint64_t recordings) {
     std::vector<WeightedTerm> weighted;
     weighted.reserve(termCount);
     for (size_t i = 0; i < termCount; ++i) {
         weighted.push_back({terms[i].text, weightOf(terms[i].frequency, recordings)});
     }
     std::vector<Candidate> candidates;
-    double nearest = 1.0;
-    for (const ScoredRecording& scored : reader.best(weighted, kMostCandidates)) {
-        if (candidates.size() >= kClearCandidates && nearest <= kClearDistance) break;
+    double mostBits = 0;
+    for (const ScoredRecording& scored : reader.best(weighted, mostCandidates)) {
+        if (candidates.size() >= kClearCandidates && mostBits >= kClearBits) break;
         std::optional<Recording> recording = reader.recording(scored.id);
         if (!recording) continue; // removed meanwhile
         Candidate candidate;
         candidate.id = scored.id;
         candidate.score = scored.score;
-        candidate.alignment = align(query, recording->codes);
+        candidate.alignment =
+            align(query, recording->codes, candidates.size() < kMostCandidates ? Look::kFull : Look::kGlance);
         candidate.recording = std::move(*recording);
-        candidate.evidence.firstByWeight = candidates.empty();
-        nearest = std::min(nearest, candidate.alignment.distance);
+        mostBits = std::max(mostBits, candidate.alignment.bits);
         candidates.push_back(std::move(candidate));
     }
-    std::stable_sort(candidates.begin(), candidates.end(), [](const Candidate& a, const Candidate& b) {
-        return a.alignment.distance < b.alignment.distance;
-    });
-    if (!candidates.empty()) weigh(query, candidates);
+    if (!candidates.empty()) {
+        measureBest(query, candidates);
+        weigh(query, candidates, recordings);
+    }
     return candidates;
 }
 
@@ -103,11 +116,12 @@ Examination examine(CatalogReader& reader, const FingerprintQuery& query) {
     }
     const uint64_t recordings = reader.recordingCount();
     const std::vector<Term> terms = heldTerms(reader, prepared);
-    for (const size_t most : {kRarestTerms, terms.size()}) {
+    const size_t mostOfAll = recordings <= kSmallCatalogue ? kMostOfSmall : kMostCandidates;
+    for (const auto& [mostTerms, mostCandidates] :
+         {std::pair(kRarestTerms, kMostCandidates), std::pair(terms.size(), mostOfAll)}) {
         ++result.stages;
-        result.terms = std::min(most, terms.size());
-        result.candidates = judge(reader, prepared, terms, result.terms, recordings);
-        if (result.terms == terms.size()) break;
+        result.terms = std::min(mostTerms, terms.size());
+        result.candidates = judge(reader, prepared, terms, result.terms, mostCandidates, recordings);
         if (!result.candidates.empty() && result.candidates.front().accepted) break;
     }
     return result;

@@ -60,7 +60,8 @@ PreparedQuery::PreparedQuery(const FingerprintQuery& query) : frames(codedFrames
         }
         if (!map.usable) continue;
         for (size_t c = 0; c < kCodebooks; ++c) {
-            const QueryString& string = map.strings[c];
+            QueryString& string = map.strings[c];
+            string.scored = ScoredString(c, string.letters);
             for (const Gram& gram : string.grams) {
                 found[c].push_back({gram.value, frameOf(gram, string.letters.size(), frames)});
             }

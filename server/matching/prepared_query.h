@@ -3,6 +3,7 @@
 
 #include "catalog/catalog.h"
 #include "coding/grams.h"
+#include "matching/local_alignment.h"
 #include "recogniser.h"
 
 #include <array>
@@ -17,9 +18,9 @@ namespace tarn::server {
 
 constexpr size_t kMaps = 3;
 
-// Less than this in each of a map's strings says nothing: two unlike recordings of few letters come close by chance.
-constexpr size_t kLeastLetters = 40;
-constexpr size_t kLeastDistinctLetters = 10;
+// Less than this in each of a map's strings can tell no recording from others.
+constexpr size_t kLeastLetters = 12;
+constexpr size_t kLeastDistinctLetters = 6;
 // No client writes more: 30 s are 1292 frames, and a letter takes three.
 constexpr size_t kMostLetters = 1292;
 
@@ -27,6 +28,7 @@ struct QueryString {
     std::string letters;
     std::string_view core;   // letters without the ends
     std::vector<Gram> grams; // of letters
+    ScoredString scored;     // letters
 };
 
 // Where the grams of one codebook are in the query, over all its maps.

@@ -6,32 +6,31 @@ using namespace tarn::server;
 
 namespace {
 
-Evidence evidence(double distance, double rivalDistance, size_t letters = 350) {
-    return {.distance = distance, .rivalDistance = rivalDistance, .letters = letters, .firstByWeight = true};
+Evidence evidence(double bits, double rivalBits, uint64_t recordings = 87) {
+    return {.bits = bits, .rivalBits = rivalBits, .recordings = recordings};
 }
 
 } // namespace
 
-TEST(Chance, FallsWithTheDistanceAndRisesWithTheLeadAndTheLength) {
-    double last = 1.1;
-    for (double distance = 0.0; distance <= 1.0; distance += 0.05) {
-        const double chance = chanceOf(evidence(distance, distance + 0.1));
-        EXPECT_LT(chance, last);
-        EXPECT_GT(chance, 0.0);
+TEST(Chance, RisesWithTheBitsAndTheLeadAndFallsWithTheSizeOfTheCatalogue) {
+    double last = 0.0;
+    for (double bits = 0.0; bits <= 200.0; bits += 5.0) {
+        const double chance = chanceOf(evidence(bits, bits / 2));
+        EXPECT_GT(chance, last);
+        EXPECT_LT(chance, 1.0);
         last = chance;
     }
-    EXPECT_GT(chanceOf(evidence(0.55, 0.70)), chanceOf(evidence(0.55, 0.60)));
-    EXPECT_GT(chanceOf(evidence(0.55, 0.60, 400)), chanceOf(evidence(0.55, 0.60, 100)));
-    EXPECT_EQ(chanceOf(evidence(0.55, 0.50)), chanceOf(evidence(0.55, 0.55))); // no lead below none
+    EXPECT_GT(chanceOf(evidence(70, 40)), chanceOf(evidence(70, 50)));
+    EXPECT_GT(chanceOf(evidence(90, 50, 87)), chanceOf(evidence(90, 50, 100000)));
+    EXPECT_EQ(chanceOf(evidence(90, 50, 0)), chanceOf(evidence(90, 50, 87))); // a smaller one is no better
 }
 
 TEST(Chance, IsNeverAboveTheLineForWhatOtherMusicReaches) {
-    // Nearest different recordings that were measured: of 30 s and of 12 s.
-    EXPECT_LT(chanceOf(evidence(0.60, 0.62, 370)), kLeastChance);
-    EXPECT_LT(chanceOf(evidence(0.52, 0.55, 110)), kLeastChance);
-    EXPECT_LT(chanceOf(evidence(1.0, 1.0, 0)), kLeastChance);
-    EXPECT_GE(chanceOf(evidence(0.45, 0.68, 370)), kLeastChance);
-    EXPECT_GE(chanceOf(evidence(0.15, 0.60, 110)), kLeastChance);
+    EXPECT_LT(chanceOf(evidence(77, 69)), kLeastChance);
+    EXPECT_LT(chanceOf(evidence(60, 40)), kLeastChance);
+    EXPECT_LT(chanceOf(evidence(0, 0)), kLeastChance);
+    EXPECT_GE(chanceOf(evidence(90, 45)), kLeastChance);
+    EXPECT_GE(chanceOf(evidence(300, 60, 100000)), kLeastChance);
 }
 
 TEST(Confidence, IsTheChanceInWholePercent) {

@@ -1,0 +1,25 @@
+// What two letters that stand against each other say, in hundredths of a bit: how much likelier the pair is between
+// copies of one recording than between letters that met by chance.
+#pragma once
+
+#include "coding/recording_codes.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace tarn::server {
+
+constexpr size_t kLetters = 24;
+
+struct LetterScores {
+    std::array<std::array<int16_t, kLetters>, kLetters> pair; // [the query's][the recording's]
+    std::array<int16_t, kLetters> queryAlone;                 // the recording has nothing there
+    std::array<int16_t, kLetters> recordingAlone;
+    std::array<int16_t, kLetters> rarity; // -log2 of a letter's share, repeats counted
+};
+
+// One for each codebook. Counted in pairs of degraded and undegraded real music; bench/accuracy/scores makes the file.
+extern const std::array<LetterScores, kCodebooks> kLetterScores;
+
+} // namespace tarn::server
