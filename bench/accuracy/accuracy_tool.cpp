@@ -4,20 +4,26 @@
 //   accuracy_tool code                   reads lines "KEY TAB WAV TAB START_MS TAB LENGTH_MS", writes "KEY TAB
 //                                        DURATION_MS TAB six strings"; the excerpt is the client's whole file
 //   accuracy_tool judge CATALOG          reads what code wrote; KEY begins with "CONDITION TAB KIND TAB NAME TAB
-//                                        PLACE_MS"; writes a line of evidence for each query, with the right recording
-//                                        in the running and without it
+//                                        PLACE_MS"; writes a line of evidence for each query: KEY, letters, stages, ms,
+//                                        best candidate, its bits, its rival's, recordings, chance, place in ms
+//   accuracy_tool pairs CATALOG          reads what code wrote; writes how often letters of a query stand against
+//   letters
+//                                        of its recording, for bench/accuracy/scores
 #include "catalog/catalog.h"
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "matching/matcher.h"
 
+#include <edlib.h>
 #include <sndfile.h>
 
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -109,29 +115,21 @@ int codeAll() {
     return 0;
 }
 
-// Best candidate, and what stands against it, when the recordings of one name are left out (or none: empty name).
-void writeEvidence(const Examination& examination, const std::string& without) {
-    const Candidate* best = nullptr;
-    double rival = 1.0;
-    for (const Candidate& candidate : examination.candidates) {
-        if (!without.empty() && (candidate.recording.contentHash == without)) continue;
-        if (best == nullptr) {
-            best = &candidate;
-        } else if (candidate.sameAs != best->id) {
-            rival = std::min(rival, candidate.alignment.distance);
-        }
-    }
-    if (best == nullptr) {
-        std::cout << "\t-\t1\t1\t0\t0\t0\t0";
+void writeEvidence(const Examination& examination) {
+    if (examination.candidates.empty()) {
+        std::cout << "\t-\t0\t0\t0\t0\t0";
         return;
     }
-    uint32_t highest = 0;
-    for (const Candidate& candidate : examination.candidates) {
-        if (without.empty() || candidate.recording.contentHash != without) highest = std::max(highest, candidate.score);
-    }
-    std::cout << '\t' << best->recording.contentHash << '\t' << best->alignment.distance << '\t' << rival << '\t'
-              << (best->score == highest) << '\t' << best->alignment.letters << '\t' << best->chance << '\t'
-              << offsetMs(best->alignment);
+    const Candidate& best = examination.candidates.front();
+    std::cout << '\t' << best.recording.contentHash << '\t' << best.evidence.bits << '\t' << best.evidence.rivalBits
+              << '\t' << best.evidence.recordings << '\t' << best.chance << '\t' << offsetMs(best.alignment);
+}
+
+FingerprintQuery queryOf(const std::vector<std::string>& fields) {
+    FingerprintQuery query;
+    query.durationMs = static_cast<uint32_t>(std::stoul(fields.at(4)));
+    for (size_t i = 0; i < query.codes.size() && 5 + i < fields.size(); ++i) query.codes[i] = fields[5 + i];
+    return query;
 }
 
 int judgeAll(const std::string& catalog) {
@@ -139,22 +137,88 @@ int judgeAll(const std::string& catalog) {
     std::string line;
     while (std::getline(std::cin, line)) {
         const std::vector<std::string> fields = fieldsOf(line);
-        FingerprintQuery query;
-        query.durationMs = static_cast<uint32_t>(std::stoul(fields.at(4)));
+        const FingerprintQuery query = queryOf(fields);
         size_t letters = 0;
-        for (size_t i = 0; i < query.codes.size() && 5 + i < fields.size(); ++i) {
-            query.codes[i] = fields[5 + i];
-            letters += query.codes[i].size();
-        }
+        for (const std::string& code : query.codes) letters += code.size();
         const auto begin = std::chrono::steady_clock::now();
         const Examination examination = examine(reader, query);
         const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
         for (size_t i = 0; i < 4; ++i) std::cout << fields[i] << '\t';
         std::cout << letters << '\t' << examination.stages << '\t' << took.count();
-        writeEvidence(examination, "");
-        writeEvidence(examination, fields[2]);
+        writeEvidence(examination);
         std::cout << '\n';
     }
+    return 0;
+}
+
+// Which letters of one codebook's strings stand against each other, and which against nothing.
+struct PairCounts {
+    std::array<std::array<uint64_t, kLetters>, kLetters> pair = {};
+    std::array<uint64_t, kLetters> queryAlone = {};
+    std::array<uint64_t, kLetters> recordingAlone = {};
+
+    void count(std::string_view query, std::string_view recording) {
+        EdlibAlignResult found = edlibAlign(query.data(), static_cast<int>(query.size()), recording.data(),
+                                            static_cast<int>(recording.size()),
+                                            edlibNewAlignConfig(-1, EDLIB_MODE_HW, EDLIB_TASK_PATH, nullptr, 0));
+        size_t i = 0;
+        size_t j = found.numLocations > 0 ? static_cast<size_t>(found.startLocations[0]) : 0;
+        const auto number = [](char c) { return static_cast<size_t>(c - 'a'); };
+        for (int k = 0; k < found.alignmentLength; ++k) {
+            switch (found.alignment[k]) {
+            case EDLIB_EDOP_INSERT: // repeats have scores of their own
+                if (i == 0 || query[i] != query[i - 1]) ++queryAlone[number(query[i])];
+                ++i;
+                break;
+            case EDLIB_EDOP_DELETE:
+                if (j == 0 || recording[j] != recording[j - 1]) ++recordingAlone[number(recording[j])];
+                ++j;
+                break;
+            default:
+                ++pair[number(query[i++])][number(recording[j++])];
+            }
+        }
+        edlibFreeAlignResult(found);
+    }
+
+    void write() const {
+        const auto line = [](const auto& counts) {
+            for (const uint64_t count : counts) std::cout << count << ' ';
+            std::cout << '\n';
+        };
+        for (const auto& row : pair) line(row);
+        line(queryAlone);
+        line(recordingAlone);
+    }
+};
+
+int countPairs(const std::string& catalog) {
+    constexpr int64_t kNearMs = 4000;   // so far off a place may be that still is the right one
+    constexpr double kAlignable = 80.0; // bits; below, letters stand where they do by chance
+    constexpr int64_t kMarginFrames = 250;
+    std::map<std::string, Recording> recordings;
+    CatalogReader(catalog).forEach([&](const Recording& r) { recordings[r.contentHash] = r; });
+    std::array<PairCounts, kCodebooks> counts;
+    std::string line;
+    while (std::getline(std::cin, line)) {
+        const std::vector<std::string> fields = fieldsOf(line);
+        const auto recording = recordings.find(fields.at(2));
+        const PreparedQuery query(queryOf(fields));
+        if (recording == recordings.end() || !query.usable()) continue;
+        const RecordingCodes& codes = recording->second.codes;
+        Alignment alignment = align(query, codes);
+        measure(query, codes, alignment);
+        const auto offMs = static_cast<int64_t>(offsetMs(alignment)) - std::stoll(fields[3]);
+        if (std::abs(offMs) > kNearMs || alignment.bits < kAlignable) continue;
+        for (size_t c = 0; c < kCodebooks; ++c) {
+            const CodeString& string = codes[alignment.phase][c];
+            const std::string_view near =
+                lettersIn(string, lettersBetween(string, alignment.startFrame - kMarginFrames,
+                                                 alignment.startFrame + query.frames + kMarginFrames));
+            if (!near.empty()) counts[c].count(query.maps[alignment.map].strings[c].core, near);
+        }
+    }
+    for (const PairCounts& count : counts) count.write();
     return 0;
 }
 
@@ -168,10 +232,11 @@ int main(int argc, char** argv) {
         }
         if (arguments.size() == 1 && arguments[0] == "code") return codeAll();
         if (arguments.size() == 2 && arguments[0] == "judge") return judgeAll(arguments[1]);
+        if (arguments.size() == 2 && arguments[0] == "pairs") return countPairs(arguments[1]);
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;
     }
-    std::cerr << "accuracy_tool index CATALOG WAV... | code | judge CATALOG\n";
+    std::cerr << "accuracy_tool index CATALOG WAV... | code | judge CATALOG | pairs CATALOG\n";
     return 2;
 }
