@@ -16,6 +16,8 @@ constexpr uint32_t kVoteBinFrames = 86;
 constexpr uint32_t kMarginFrames = 250;
 // Places that are tried. Music that repeats, and damaged letters, may bring the right one second.
 constexpr size_t kMostPlaces = 3;
+// How late the refined start is in the middle, measured on real music: runs are written when they have ended.
+constexpr int64_t kLateFrames = 8;
 // What a query is taken to last when it does not say.
 constexpr uint32_t kUsualFrames = 1292;
 
@@ -209,7 +211,7 @@ void refineStart(const PreparedQuery& query, const RecordingCodes& codes, Alignm
     if (estimates.empty()) return;
     const auto middle = estimates.begin() + static_cast<std::ptrdiff_t>(estimates.size() / 2);
     std::nth_element(estimates.begin(), middle, estimates.end());
-    alignment.startFrame = *middle;
+    alignment.startFrame = *middle - kLateFrames;
 }
 
 double stretchDistance(const RecordingCodes& a, int64_t startA, const RecordingCodes& b, int64_t startB,
