@@ -9,6 +9,15 @@ namespace {
 
 constexpr size_t kMostCandidates = 20;
 constexpr size_t kRarestTerms = 160;
+// What a stage reads of the catalogue at most, in postings: the commonest grams say the least and cost the most, and in
+// a large catalogue all of a query's would be millions. So many of the rarest terms are read all the same.
+constexpr uint64_t kFirstPostings = 40'000;
+constexpr uint64_t kMostPostings = 200'000;
+constexpr size_t kFewestTerms = 40;
+// The first stage's candidates are judged when the best outweighs so far the one behind those that may be its copies:
+// of a recording that is known it nearly always does, and unknown music is spared a stage that ends in nothing.
+constexpr size_t kBehind = 5;
+constexpr uint32_t kStandsOutPercent = 140;
 // In a small catalogue a look at more of them costs no more than finding them in a large one.
 constexpr uint64_t kSmallCatalogue = 1000;
 constexpr size_t kMostOfSmall = 100;
@@ -45,6 +54,32 @@ std::vector<Term> heldTerms(CatalogReader& reader, const PreparedQuery& query) {
     return held;
 }
 
+// How many of the terms, rarest first, have no more postings than that together.
+size_t termsWithin(const std::vector<Term>& terms, uint64_t postings) {
+    size_t count = 0;
+    uint64_t sum = 0;
+    while (count < terms.size() && (count < kFewestTerms || sum + terms[count].frequency <= postings)) {
+        sum += terms[count++].frequency;
+    }
+    return count;
+}
+
+// The recordings that hold most of the first of the terms, by weight.
+std::vector<ScoredRecording> heaviest(CatalogReader& reader, const std::vector<Term>& terms, size_t termCount,
+                                      size_t mostCandidates, uint64_t recordings) {
+    std::vector<WeightedTerm> weighted;
+    weighted.reserve(termCount);
+    for (size_t i = 0; i < termCount; ++i) {
+        weighted.push_back({terms[i].text, weightOf(terms[i].frequency, recordings)});
+    }
+    return reader.best(weighted, mostCandidates);
+}
+
+bool standsOut(const std::vector<ScoredRecording>& scored) {
+    return scored.size() <= kBehind ||
+           uint64_t{scored.front().score} * 100 >= uint64_t{scored[kBehind].score} * kStandsOutPercent;
+}
+
 // Measures the likeliest and orders all by what speaks for them.
 void measureBest(const PreparedQuery& query, std::vector<Candidate>& candidates) {
     const auto higher = [](const Candidate& a, const Candidate& b) { return a.alignment.bits > b.alignment.bits; };
@@ -76,16 +111,11 @@ void weigh(const PreparedQuery& query, std::vector<Candidate>& candidates, uint6
     best.accepted = best.chance >= kLeastChance;
 }
 
-std::vector<Candidate> judge(CatalogReader& reader, const PreparedQuery& query, const std::vector<Term>& terms,
-                             size_t termCount, size_t mostCandidates, uint64_t recordings) {
-    std::vector<WeightedTerm> weighted;
-    weighted.reserve(termCount);
-    for (size_t i = 0; i < termCount; ++i) {
-        weighted.push_back({terms[i].text, weightOf(terms[i].frequency, recordings)});
-    }
+std::vector<Candidate> judge(CatalogReader& reader, const PreparedQuery& query,
+                             const std::vector<ScoredRecording>& heaviest, uint64_t recordings) {
     std::vector<Candidate> candidates;
     double mostBits = 0;
-    for (const ScoredRecording& scored : reader.best(weighted, mostCandidates)) {
+    for (const ScoredRecording& scored : heaviest) {
         if (candidates.size() >= kClearCandidates && mostBits >= kClearBits) break;
         std::optional<Recording> recording = reader.recording(scored.id);
         if (!recording) continue; // removed meanwhile
@@ -117,11 +147,14 @@ Examination examine(CatalogReader& reader, const FingerprintQuery& query) {
     const uint64_t recordings = reader.recordingCount();
     const std::vector<Term> terms = heldTerms(reader, prepared);
     const size_t mostOfAll = recordings <= kSmallCatalogue ? kMostOfSmall : kMostCandidates;
-    for (const auto& [mostTerms, mostCandidates] :
-         {std::pair(kRarestTerms, kMostCandidates), std::pair(terms.size(), mostOfAll)}) {
-        ++result.stages;
-        result.terms = std::min(mostTerms, terms.size());
-        result.candidates = judge(reader, prepared, terms, result.terms, mostCandidates, recordings);
+    const size_t rarest = std::min(kRarestTerms, termsWithin(terms, kFirstPostings));
+    const size_t all = termsWithin(terms, kMostPostings);
+    for (const auto& [count, mostCandidates] : {std::pair(rarest, kMostCandidates), std::pair(all, mostOfAll)}) {
+        const bool last = ++result.stages == 2;
+        result.terms = count;
+        const auto scored = heaviest(reader, terms, count, mostCandidates, recordings);
+        if (!last && !standsOut(scored)) continue;
+        result.candidates = judge(reader, prepared, scored, recordings);
         if (!result.candidates.empty() && result.candidates.front().accepted) break;
     }
     return result;

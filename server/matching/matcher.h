@@ -26,7 +26,7 @@ struct Candidate {
 
 struct Examination {
     std::string refusal;               // why the query was not looked up; empty: it was
-    int stages = 0;                    // 1: the rarest grams sufficed; 2: all were needed
+    int stages = 0;                    // 1: the rarest grams sufficed; 2: more were needed
     size_t terms = 0;                  // looked up in the last stage
     std::vector<Candidate> candidates; // best first
 };

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <numeric>
 #include <random>
 #include <sstream>
 #include <thread>
@@ -261,4 +262,56 @@ TEST_F(Matching, IdentifyTellsWhatItFoundAndWhy) {
     EXPECT_FALSE(identify(reader, {}, refused));
     EXPECT_EQ(refused.str(),
               "Not looked up: the fingerprint has too few letters, too few different ones, or too many\n");
+}
+
+// Where every recording holds the same theme, the theme's grams are too common to be read.
+TEST(MatchingOfALargeCatalogue, LooksForTheRarestGramsUpToABound) {
+    constexpr uint32_t kRecordings = 600;
+    constexpr uint64_t kBound = 200'000; // postings
+    const TemporaryDirectory folder;
+    std::mt19937 dice(3);
+    const auto letters = [&](size_t count) {
+        std::string text;
+        while (text.size() < count) text.push_back(static_cast<char>('a' + dice() % 24));
+        return text;
+    };
+    const std::string theme = letters(400);
+    FingerprintQuery query;
+    query.durationMs = 30000;
+    {
+        CatalogWriter writer(folder / "catalogue");
+        for (uint32_t number = 1; number <= kRecordings; ++number) {
+            Recording recording = kvxtest::sampleRecording(number);
+            const std::string own = letters(200);
+            for (auto& variant : recording.codes) {
+                for (CodeString& string : variant) {
+                    string.letters = theme + own;
+                    string.frames.clear();
+                    for (uint32_t i = 0; i < string.letters.size(); ++i) string.frames.push_back(45 + 7 * i);
+                }
+            }
+            if (number == 77) query.codes.fill(theme + own);
+            writer.put(recording);
+        }
+        writer.commit();
+    }
+    CatalogReader reader(folder / "catalogue");
+    std::vector<uint64_t> frequencies;
+    for (const std::string& term : PreparedQuery(query).terms()) frequencies.push_back(reader.frequency(term));
+    std::sort(frequencies.begin(), frequencies.end());
+    ASSERT_GT(std::accumulate(frequencies.begin(), frequencies.end(), uint64_t{0}), 2 * kBound);
+
+    const Examination examination = examine(reader, query);
+    ASSERT_FALSE(examination.candidates.empty());
+    EXPECT_EQ(examination.candidates[0].id, 77U);
+    EXPECT_TRUE(examination.candidates[0].accepted);
+    EXPECT_GE(examination.terms, 40U);
+    const auto end = frequencies.begin() + static_cast<std::ptrdiff_t>(examination.terms);
+    EXPECT_LE(std::accumulate(frequencies.begin(), end, uint64_t{0}), kBound);
+
+    // All letters of the theme: no gram is rare, and the bound holds all the same.
+    query.codes.fill(theme);
+    const Examination common = examine(reader, query);
+    EXPECT_LE(common.terms * kRecordings, kBound);
+    EXPECT_GE(common.terms, 40U);
 }
