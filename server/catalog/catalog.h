@@ -29,7 +29,7 @@ class CatalogUnavailable : public CatalogError {
 // The one writer of a catalogue; a second one, in any process, is refused with a CatalogError that says so.
 class CatalogWriter {
   public:
-    // A folder (made where there is none), or a stub file of folders (catalog/shards.h).
+    // A folder (made where there is none), or a stub file of folders and writable shards (catalog/shards.h).
     explicit CatalogWriter(const std::string& location);
     ~CatalogWriter(); // uncommitted changes are dropped
     CatalogWriter(const CatalogWriter&) = delete;

@@ -8,6 +8,7 @@
 #include "catalog/terms.h"
 
 #include <algorithm>
+#include <cmath>
 #include <future>
 #include <map>
 #include <sstream>
@@ -29,7 +30,7 @@ class ShardReader {
   public:
     explicit ShardReader(ShardLocation location) : location_(std::move(location)) {}
 
-    bool isRemote() const { return location_.folder.empty(); }
+    bool isRemote() const { return location_.isRemote(); }
 
     void open() {
         main_ = emptyDatabase();
@@ -112,7 +113,7 @@ class ShardReader {
         std::vector<std::pair<Xapian::docid, uint32_t>> found;
         const Xapian::MSet answers = enquire.get_mset(0, static_cast<Xapian::doccount>(most));
         for (Xapian::MSetIterator at = answers.begin(); at != answers.end(); ++at) {
-            found.emplace_back(*at, static_cast<uint32_t>(at.get_weight() + 0.5));
+            found.emplace_back(*at, static_cast<uint32_t>(std::lround(at.get_weight())));
         }
         return found;
     }

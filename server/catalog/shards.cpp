@@ -13,8 +13,12 @@ namespace tarn::server {
 
 namespace {
 
-ShardLocation remoteShard(const std::string& address, const std::string& where) {
+ShardLocation remoteShard(const std::string& kind, const std::string& address, const std::string& where) {
     ShardLocation shard;
+    shard.writable = kind == "writable";
+    if (!shard.writable && kind != "remote") {
+        throw CatalogError(where + ": a shard is \"folder\", \"remote\" or \"writable\", not \"" + kind + "\"");
+    }
     const size_t colon = address.rfind(':');
     if (colon != std::string::npos && colon > 0) {
         const char* begin = address.data() + colon + 1;
@@ -23,7 +27,7 @@ ShardLocation remoteShard(const std::string& address, const std::string& where) 
         shard.host = address.substr(0, colon);
         if (error == std::errc{} && stop == end && shard.port > 0 && shard.port < 65536) return shard;
     }
-    throw CatalogError(where + ": \"remote\" wants HOST:PORT");
+    throw CatalogError(where + ": \"" + kind + "\" wants HOST:PORT");
 }
 
 } // namespace
@@ -44,10 +48,8 @@ std::vector<ShardLocation> shardsOf(const std::string& location) {
         if (value.empty()) throw CatalogError(where + ": a shard is a kind and a place");
         if (kind == "folder") {
             shards.push_back({.folder = (fs::path(location).parent_path() / value).string(), .host = {}});
-        } else if (kind == "remote") {
-            shards.push_back(remoteShard(value, where));
         } else {
-            throw CatalogError(where + ": a shard is \"folder\" or \"remote\", not \"" + kind + "\"");
+            shards.push_back(remoteShard(kind, value, where));
         }
     }
     if (shards.empty()) throw CatalogError(location + " names no shard");

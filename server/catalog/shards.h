@@ -3,6 +3,7 @@
 //   # comment
 //   folder PATH          a catalogue folder, read and written; relative to the stub's own folder
 //   remote HOST:PORT     the main database of a compacted catalogue, served by xapian-tcpsrv; read only
+//   writable HOST:PORT   a database served by xapian-tcpsrv --writable
 //
 // With n shards the recording of id i in shard s (from 0) is recording (i - 1) * n + s + 1 of the whole.
 #pragma once
@@ -17,6 +18,9 @@ struct ShardLocation {
     std::string folder; // or empty, and then
     std::string host;
     unsigned port = 0;
+    bool writable = false; // of a remote one
+
+    bool isRemote() const { return folder.empty(); }
 };
 
 // Throws CatalogError for a stub that cannot be read. A path that is no regular file is a folder, there or not.

@@ -33,16 +33,17 @@ inline uint16_t freePort() {
 // Serves a database in a session of its own: the server signals its whole process group when it ends.
 class DatabaseServer {
   public:
-    DatabaseServer(const std::string& database, uint16_t port) {
-        const std::string portText = std::to_string(port);
-        const char* arguments[] = {"xapian-tcpsrv", "--quiet",        "--interface",    "127.0.0.1",
-                                   "--port",        portText.c_str(), database.c_str(), nullptr};
+    DatabaseServer(const std::string& database, uint16_t port, bool writable = false) {
+        std::vector<std::string> words = {"xapian-tcpsrv",      "--quiet", "--interface", "127.0.0.1", "--port",
+                                          std::to_string(port), database};
+        if (writable) words.emplace_back("--writable");
+        std::vector<char*> arguments;
+        for (std::string& word : words) arguments.push_back(word.data());
+        arguments.push_back(nullptr);
         posix_spawnattr_t attributes;
         posix_spawnattr_init(&attributes);
         posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
-        std::vector<char*> writable;
-        for (const char* argument : arguments) writable.push_back(const_cast<char*>(argument));
-        const int status = posix_spawnp(&process_, "xapian-tcpsrv", nullptr, &attributes, writable.data(), environ);
+        const int status = posix_spawnp(&process_, "xapian-tcpsrv", nullptr, &attributes, arguments.data(), environ);
         posix_spawnattr_destroy(&attributes);
         if (status != 0) throw std::runtime_error("xapian-tcpsrv cannot be started");
     }

@@ -8,6 +8,7 @@
 
 #include <fstream>
 #include <set>
+#include <xapian.h>
 
 using namespace tarn::server;
 using kvxtest::DatabaseServer;
@@ -59,13 +60,17 @@ TEST(ShardLocations, AreAFolderOrTheLinesOfAStub) {
     const TemporaryDirectory folder;
     ASSERT_EQ(shardsOf(folder / "anything").size(), 1U);
     EXPECT_EQ(shardsOf(folder / "anything")[0].folder, folder / "anything");
-    const auto shards = shardsOf(stub(folder, "# three\n\nfolder a b\nfolder /c\nremote some.host:1234\n"));
-    ASSERT_EQ(shards.size(), 3U);
+    const auto shards =
+        shardsOf(stub(folder, "# three\n\nfolder a b\nfolder /c\nremote some.host:1234\nwritable other:5\n"));
+    ASSERT_EQ(shards.size(), 4U);
     EXPECT_EQ(shards[0].folder, folder / "a b");
     EXPECT_EQ(shards[1].folder, "/c");
     EXPECT_EQ(shards[2].folder, "");
     EXPECT_EQ(shards[2].host, "some.host");
     EXPECT_EQ(shards[2].port, 1234U);
+    EXPECT_FALSE(shards[2].writable);
+    EXPECT_EQ(shards[3].host, "other");
+    EXPECT_TRUE(shards[3].writable);
 }
 
 TEST(ShardLocations, NameTheLineThatIsWrong) {
@@ -73,9 +78,16 @@ TEST(ShardLocations, NameTheLineThatIsWrong) {
         const char* text;
         const char* message;
     } cases[] = {
-        {"", "names no shard"},        {"# nothing\n", "names no shard"},    {"folder a\nfolder\n", "line 2"},
-        {"disk a\n", "line 1"},        {"remote host\n", "HOST:PORT"},       {"remote host:\n", "HOST:PORT"},
-        {"remote :80\n", "HOST:PORT"}, {"remote host:65536\n", "HOST:PORT"}, {"remote host:8x\n", "HOST:PORT"},
+        {"", "names no shard"},
+        {"# nothing\n", "names no shard"},
+        {"folder a\nfolder\n", "line 2"},
+        {"disk a\n", "line 1"},
+        {"remote host\n", "HOST:PORT"},
+        {"remote host:\n", "HOST:PORT"},
+        {"writable host\n", "\"writable\" wants"},
+        {"remote :80\n", "HOST:PORT"},
+        {"remote host:65536\n", "HOST:PORT"},
+        {"remote host:8x\n", "HOST:PORT"},
     };
     const TemporaryDirectory folder;
     for (const auto& c : cases) {
@@ -181,4 +193,111 @@ TEST(Shards, BehindSocketsAnswerAsOneDatabase) {
         CatalogUnavailable);
     servers[1] = std::make_unique<DatabaseServer>(database(1), ports[1]);
     EXPECT_EQ(texts(answers(*openedReader(remote), terms)), expected);
+}
+
+namespace {
+
+// A stub of two writable databases behind sockets and a folder.
+class WritableShards {
+  public:
+    explicit WritableShards(const TemporaryDirectory& folder) : folder_(folder) {
+        std::string lines = "folder s0\n";
+        for (size_t s = 0; s < kServers; ++s) {
+            ports_.push_back(freePort());
+            servers_.push_back(nullptr);
+            start(s);
+            lines += "writable 127.0.0.1:" + std::to_string(ports_[s]) + "\n";
+        }
+        location = stub(folder, lines);
+        openedReader(location); // waits for both
+    }
+    void kill(size_t s) { servers_[s].reset(); }
+    void start(size_t s) {
+        servers_[s] = std::make_unique<DatabaseServer>(folder_.file("db" + std::to_string(s)), ports_[s], true);
+    }
+
+    std::string location;
+
+  private:
+    static constexpr size_t kServers = 2;
+    const TemporaryDirectory& folder_;
+    std::vector<uint16_t> ports_;
+    std::vector<std::unique_ptr<DatabaseServer>> servers_;
+};
+
+} // namespace
+
+TEST(WritableShards, AreWrittenThroughTheirSockets) {
+    const TemporaryDirectory folder;
+    const WritableShards shards(folder);
+    const auto reader = openedReader(shards.location);
+    {
+        CatalogWriter writer(shards.location);
+        CatalogWriter one(folder / "one");
+        for (uint32_t n = 1; n <= 60; ++n) {
+            EXPECT_EQ(writer.put(sampleRecording(n)), CatalogWriter::Outcome::kAdded);
+            one.put(sampleRecording(n));
+            writer.rememberFile("/f" + std::to_string(n), n, n, "hash" + std::to_string(n));
+        }
+        one.commit();
+        reader->refresh();
+        EXPECT_EQ(reader->recordingCount(), 0U);
+        writer.commit();
+        reader->refresh();
+        EXPECT_EQ(reader->recordingCount(), 60U);
+        EXPECT_THROW(CatalogWriter{shards.location}, CatalogError); // there is one writer
+
+        EXPECT_EQ(writer.put(sampleRecording(7, "Again")), CatalogWriter::Outcome::kUpdated);
+        const uint32_t id = reader->byTrackId("T-8").at(0);
+        EXPECT_TRUE(writer.remove(id));
+        EXPECT_FALSE(writer.remove(id));
+        writer.compact();
+        writer.put(sampleRecording(99)); // never committed
+        one.put(sampleRecording(7, "Again"));
+        CatalogReader before(folder / "one");
+        EXPECT_TRUE(one.remove(before.byTrackId("T-8").at(0)));
+        one.commit();
+    }
+    const auto again = openedReader(shards.location);
+    EXPECT_EQ(again->recordingCount(), 59U);
+    EXPECT_EQ(again->recording(again->byTrackId("T-7").at(0))->tags.title, "Again");
+    EXPECT_TRUE(again->byTrackId("T-8").empty());
+    EXPECT_EQ(again->check(), std::vector<std::string>{});
+    CatalogReader one(folder / "one");
+    for (const uint32_t n : {1U, 7U, 33U, 60U}) {
+        const auto terms = termsOf(sampleRecording(n));
+        EXPECT_EQ(texts(answers(*again, terms)), texts(answers(one, terms)));
+    }
+    for (const char* database : {"db0", "db1", "s0/generation-2/main"}) {
+        EXPECT_GT(Xapian::Database(folder.file(database)).get_doccount(), 8U) << database;
+    }
+    CatalogWriter later(shards.location);
+    EXPECT_TRUE(later.isKnownFile("/f9", 9, 9));
+    EXPECT_FALSE(later.isKnownFile("/f8", 8, 8)); // removed
+}
+
+TEST(WritableShards, LoseNothingCommittedWhenAServerDies) {
+    const TemporaryDirectory folder;
+    WritableShards shards(folder);
+    {
+        CatalogWriter writer(shards.location);
+        for (uint32_t n = 1; n <= 30; ++n) writer.put(sampleRecording(n));
+        writer.commit();
+        shards.kill(1);
+        EXPECT_THROW(
+            {
+                for (uint32_t n = 31; n <= 60; ++n) writer.put(sampleRecording(n));
+                writer.commit();
+            },
+            CatalogError);
+    }
+    shards.start(1);
+    const auto reader = openedReader(shards.location);
+    for (uint32_t n = 1; n <= 30; ++n) EXPECT_EQ(reader->byTrackId("T-" + std::to_string(n)).size(), 1U) << n;
+    CatalogWriter writer(shards.location);
+    for (uint32_t n = 1; n <= 60; ++n) writer.put(sampleRecording(n)); // what was lost comes back, nothing doubles
+    writer.commit();
+    reader->refresh();
+    EXPECT_EQ(reader->recordingCount(), 60U);
+    EXPECT_EQ(reader->check(), std::vector<std::string>{});
 }

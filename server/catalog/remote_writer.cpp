@@ -1,0 +1,67 @@
+// A database behind a socket that may be written: `xapian-tcpsrv --writable`. It is one database, which the server at
+// its other end changes in place; it has no generations and nothing to merge.
+#include "catalog/catalog.h"
+#include "catalog/engine.h"
+#include "catalog/shard_writer.h"
+#include "catalog/terms.h"
+
+namespace tarn::server {
+
+namespace {
+
+constexpr unsigned kConnectMs = 1'000;
+constexpr unsigned kCommitMs = 600'000; // a commit of a large batch has this time, and so has every other message
+
+class RemoteWriter final : public ShardWriter {
+  public:
+    RemoteWriter(const std::string& host, unsigned port)
+        : database_(Xapian::Remote::open_writable(host, port, kCommitMs, kConnectMs)) {
+        database_.begin_transaction(); // outside of one, what is left would be committed when it is closed
+    }
+
+    Xapian::docid find(const std::string& contentHash) const override {
+        return firstPosting(database_, hashTerm(contentHash));
+    }
+
+    void put(const Recording& recording, Xapian::docid known) override {
+        const Xapian::Document document = documentOf(recording);
+        if (known != 0) {
+            database_.replace_document(known, document);
+        } else {
+            database_.add_document(document);
+        }
+    }
+
+    bool remove(Xapian::docid id) override {
+        try {
+            database_.delete_document(id);
+            return true;
+        } catch (const Xapian::DocNotFoundError&) {
+            return false;
+        }
+    }
+
+    std::optional<FileEntry> file(const std::string& key) const override {
+        return unpackFileEntry(database_.get_metadata(key));
+    }
+
+    void remember(const std::string& key, FileEntry entry) override { database_.set_metadata(key, pack(entry)); }
+
+    void commit() override {
+        database_.commit_transaction();
+        database_.begin_transaction();
+    }
+
+    void compact() override { commit(); }
+
+  private:
+    Xapian::WritableDatabase database_;
+};
+
+} // namespace
+
+std::unique_ptr<ShardWriter> remoteWriter(const std::string& host, unsigned port) {
+    return std::make_unique<RemoteWriter>(host, port);
+}
+
+} // namespace tarn::server

@@ -1,0 +1,42 @@
+// Writing one shard, wherever it is.
+#pragma once
+
+#include "catalog/file_entry.h"
+#include "catalog/recording.h"
+#include "catalog/shards.h"
+
+#include <xapian.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tarn::server {
+
+// The one writer of a shard. What is not committed is dropped with it.
+class ShardWriter {
+  public:
+    ShardWriter() = default;
+    virtual ~ShardWriter() = default;
+    ShardWriter(const ShardWriter&) = delete;
+    ShardWriter& operator=(const ShardWriter&) = delete;
+
+    // The id under which the audio is stored, or 0.
+    virtual Xapian::docid find(const std::string& contentHash) const = 0;
+    // known: what find() gave; 0 gives the recording an id of its own.
+    virtual void put(const Recording& recording, Xapian::docid known) = 0;
+    virtual bool remove(Xapian::docid id) = 0;
+    virtual std::optional<FileEntry> file(const std::string& key) const = 0;
+    virtual void remember(const std::string& key, FileEntry entry) = 0;
+    virtual void commit() = 0;
+    virtual void compact() = 0;
+};
+
+// A recording as the search engine keeps it: its terms and its bytes.
+Xapian::Document documentOf(const Recording& recording);
+
+// Each throws CatalogError, Xapian::Error or std::filesystem::filesystem_error when the shard cannot be written.
+std::unique_ptr<ShardWriter> folderWriter(const std::string& path);
+std::unique_ptr<ShardWriter> remoteWriter(const std::string& host, unsigned port);
+
+} // namespace tarn::server
