@@ -3,7 +3,8 @@
 //   scale_tool load REAL CATALOG COUNT   brings the catalogue to COUNT recordings of 4 minutes, modelled on REAL, a
 //                                        catalogue of real music; prints the rate of each tenth
 //   scale_tool look-up REAL CATALOG N    times N look-ups each of known, noisy and unknown excerpts
-//   scale_tool size CATALOG              bytes of each table of the main database, for a minute of audio
+//   scale_tool size CATALOG              bytes of each table of the main database and of its frequencies, for a minute
+//   of audio
 //
 // Times are CPU times of the one thread that works.
 #include "catalog/catalog.h"
@@ -76,7 +77,7 @@ void lookUp(CatalogReader& reader, const SyntheticMusic& music, const Kind& kind
     Dice dice(kind.known ? 11 : 12);
     std::vector<double> times;
     std::vector<double> firstStageTimes; // of those that the first stage answered
-    std::vector<double> distances;
+    std::vector<double> bits;            // that speak for the right one
     size_t accepted = 0;
     size_t candidate = 0;
     for (size_t i = 0; i < asked + kWarmUps; ++i) {
@@ -94,15 +95,15 @@ void lookUp(CatalogReader& reader, const SyntheticMusic& music, const Kind& kind
         for (const Candidate& one : found) {
             if (one.recording.contentHash != hash) continue;
             ++candidate;
-            distances.push_back(one.alignment.distance);
+            bits.push_back(one.alignment.bits);
         }
         if (!found.empty() && found[0].accepted && (!kind.known || found[0].recording.contentHash == hash)) ++accepted;
     }
-    std::sort(distances.begin(), distances.end());
-    std::printf("%s: %zu asked, %zu in the first stage, %zu among the candidates, %zu answered; median edits a letter "
-                "%.2f\n",
+    std::sort(bits.begin(), bits.end());
+    std::printf("%s: %zu asked, %zu in the first stage, %zu among the candidates, %zu answered; median bits "
+                "for it %.0f\n",
                 kind.name, asked, firstStageTimes.size(), candidate, accepted,
-                distances.empty() ? 1.0 : distances[distances.size() / 2]);
+                bits.empty() ? 0.0 : bits[bits.size() / 2]);
     print("  in the first stage", std::move(firstStageTimes));
     print("  all", std::move(times));
     std::fflush(stdout);
@@ -124,7 +125,8 @@ int size(const std::string& location) {
     double sum = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(location)) {
         const std::filesystem::path& path = entry.path();
-        if (!entry.is_regular_file() || path.parent_path().filename() != "main") continue;
+        if (!entry.is_regular_file()) continue;
+        if (path.parent_path().filename() != "main" && path.filename() != "frequencies") continue;
         const double kilobytes = static_cast<double>(entry.file_size()) / 1000.0 / minutes;
         std::printf("%-20s %6.2f kB a minute\n", path.filename().c_str(), kilobytes);
         sum += kilobytes;

@@ -52,7 +52,7 @@ std::set<std::string> answersOf(const Examination& examination) {
     for (const Candidate& candidate : examination.candidates) {
         if (candidate.score == lowest) continue;
         answers.insert(candidate.recording.contentHash + " " + std::to_string(candidate.score) + " " +
-                       std::to_string(candidate.alignment.distance) + " " + std::to_string(candidate.accepted));
+                       std::to_string(candidate.alignment.bits) + " " + std::to_string(candidate.accepted));
     }
     return answers;
 }
