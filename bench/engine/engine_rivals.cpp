@@ -1,0 +1,116 @@
+// CPU time of fingerprinting 30 s of 44.1 kHz stereo in memory, a new session each time: the library with each
+// instruction set, the plain engine of the tests, and libchromaprint, in one process with the same PCM. Then two
+// handles on two threads against one. Prints a line for each figure: name, tab, value.
+#include "cpu_time.h"
+#include "fingerprint/lanes.h"
+#include "recording.h"
+
+#include <chromaprint.h>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+namespace {
+
+void quitUnless(bool condition, const char* what) {
+    if (condition) return;
+    std::fprintf(stderr, "engine_rivals: %s\n", what);
+    std::exit(1);
+}
+
+void print(const std::string& name, double value) { std::printf("%s\t%.4f\n", name.c_str(), value); }
+
+std::string chromaprintCodes() {
+    ChromaprintContext* context = chromaprint_new(CHROMAPRINT_ALGORITHM_DEFAULT);
+    quitUnless(chromaprint_start(context, bench::kRateHz, bench::kChannels) == 1, "libchromaprint does not start");
+    // Its samples are of 16 bits as well, and a vector's storage is aligned for them.
+    const auto* samples = reinterpret_cast<const int16_t*>(static_cast<const void*>(bench::recording().data()));
+    constexpr size_t kBlock = bench::kBlockBytes / sizeof(int16_t);
+    for (size_t at = 0; at + kBlock <= bench::kCodedBytes / sizeof(int16_t); at += kBlock)
+        chromaprint_feed(context, samples + at, kBlock);
+    chromaprint_finish(context);
+    char* text = nullptr;
+    quitUnless(chromaprint_get_fingerprint(context, &text) == 1, "libchromaprint gives no fingerprint");
+    std::string codes = text;
+    chromaprint_dealloc(text);
+    chromaprint_free(context);
+    return codes;
+}
+
+// In turns, so that what else the machine does falls on all alike.
+void compareEngines(int rounds) {
+    const kvxtest::Handle handle = kvxtest::makeHandle();
+    const auto lanes = kvx::availableLanes();
+    const plain::CodeStrings expected = bench::plainCodes();
+    for (const kvx::LaneKernels* each : lanes) {
+        kvx::useLanes(each);
+        bench::codeRecording(handle.get());
+        quitUnless(kvxtest::codeStringsOf(*handle) == expected, "other strings than the plain engine");
+    }
+    quitUnless(chromaprintCodes().size() > 200, "libchromaprint gives too little");
+
+    std::vector<std::vector<double>> library(lanes.size());
+    std::vector<double> plainEngine;
+    std::vector<double> chromaprint;
+    for (int i = 0; i < rounds; ++i) {
+        for (size_t level = 0; level < lanes.size(); ++level) {
+            kvx::useLanes(lanes[level]);
+            for (int j = 0; j < 3; ++j)
+                library[level].push_back(bench::cpuMsOf([&] { bench::codeRecording(handle.get()); }));
+        }
+        chromaprint.push_back(bench::cpuMsOf(chromaprintCodes));
+        if (i % 3 == 0) plainEngine.push_back(bench::cpuMsOf(bench::plainCodes));
+    }
+    kvx::useLanes(nullptr);
+    for (size_t level = 0; level < lanes.size(); ++level)
+        print("session " + std::string(lanes[level]->name), bench::median(library[level]));
+    print("plain engine", bench::median(plainEngine));
+    print("libchromaprint", bench::median(chromaprint));
+}
+
+// Sessions of one thread on a handle of its own; gives their CPU time.
+double codeMany(int sessions) {
+    const kvxtest::Handle handle = kvxtest::makeHandle();
+    return bench::cpuMsOf(
+        [&] {
+            for (int i = 0; i < sessions; ++i) bench::codeRecording(handle.get());
+        },
+        CLOCK_THREAD_CPUTIME_ID);
+}
+
+double wallMsOf(int threads, int sessions) {
+    const auto before = std::chrono::steady_clock::now();
+    std::vector<std::thread> all;
+    for (int i = 0; i < threads; ++i) all.emplace_back([&] { codeMany(sessions); });
+    for (std::thread& thread : all) thread.join();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - before).count();
+}
+
+// Files per second of two threads in terms of one's: by the clock on the wall, and by CPU time, which also holds on a
+// machine that is busy.
+void compareThreads(int rounds) {
+    constexpr int kSessions = 40;
+    std::vector<double> wall;
+    std::vector<double> cpu;
+    for (int i = 0; i < rounds; ++i) {
+        wall.push_back(2 * wallMsOf(1, kSessions) / wallMsOf(2, kSessions));
+        double other = 0;
+        std::thread thread([&] { other = codeMany(kSessions); });
+        const double both = codeMany(kSessions);
+        thread.join();
+        cpu.push_back(2 * codeMany(kSessions) / ((both + other) / 2));
+    }
+    print("two threads, wall", bench::median(wall));
+    print("two threads, CPU", bench::median(cpu));
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    const int rounds = argumentCount > 1 ? std::atoi(arguments[1]) : 41;
+    quitUnless(rounds > 0, "usage: engine_rivals [ROUNDS]");
+    compareEngines(rounds);
+    compareThreads(std::max(rounds / 4, 1));
+}
