@@ -49,7 +49,7 @@ const std::vector<int16_t>& monoSamples() {
 // Feature vectors of the first group of the recording.
 std::vector<kvx::FeatureVector> groupFeatures() {
     std::vector<kvx::FeatureVector> features(kvx::kGroupFrames);
-    kvx::featuresOfGroup(monoSamples().data(), features.data());
+    kvx::featuresOfGroup(kvxtest::framesAt(monoSamples().data()), features.data());
     return features;
 }
 
@@ -73,7 +73,7 @@ void featuresOfAGroup(State& state) {
         if (features[i] != plain::featureOf(frame)) return state.SkipWithError("other features than the plain engine");
     }
     for (auto _ : state) {
-        kvx::featuresOfGroup(monoSamples().data(), features.data());
+        kvx::featuresOfGroup(kvxtest::framesAt(monoSamples().data()), features.data());
         benchmark::DoNotOptimize(features.data());
     }
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kvx::kGroupFrames));

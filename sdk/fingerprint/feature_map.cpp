@@ -66,11 +66,7 @@ class CodeGroup {
     int32_t size_ = 0;
 };
 
-void takeFrame(FeatureMap& map, const int16_t* frame) {
-    ++map.framesSeen;
-    KVXMemCopy(map.waitingFrames[map.waiting], frame, sizeof map.waitingFrames[0]);
-    if (++map.waiting == static_cast<int32_t>(kvx::kGroupFrames)) fmap_settle(&map);
-}
+int16_t* frameOf(FeatureMap& map, size_t index) { return index == 0 ? map.frame : map.otherFrames[index - 1]; }
 
 } // namespace
 
@@ -105,13 +101,19 @@ void fmap_reset(FeatureMap* map) {
 void fmap_settle(FeatureMap* map) {
     if (map->waiting == 0) return;
     FeatureVector features[kvx::kGroupFrames];
-    kvx::featuresOfGroup(map->waitingFrames[0], features);
+    kvx::GroupFrames frames;
+    for (size_t i = 0; i < frames.size(); ++i) frames[i] = frameOf(*map, i);
+    kvx::featuresOfGroup(frames, features);
     CodeGroup coded(*map);
     for (int32_t i = 0; i < map->waiting; ++i) {
         const FeatureVector* vector = map->norm.tick(map->mean.tick(&features[i]));
         if (vector != nullptr) coded.add(map->conv.tick(vector));
     }
     coded.code();
+    // The frame being collected is the first of the next group.
+    if (map->fill > 0)
+        KVXMemCopy(map->frame, frameOf(*map, static_cast<size_t>(map->waiting)),
+                   static_cast<size_t>(map->fill) * sizeof map->frame[0]);
     map->waiting = 0;
 }
 
@@ -119,20 +121,17 @@ int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
     constexpr auto kFrame = static_cast<int32_t>(kvx::kFrameSamples);
     const bool many = count >= kManyFrames * kFrame;
     while (count > 0 && map->framesSeen < map->capacity) {
-        int32_t taken = kFrame;
-        if (map->fill == 0 && count >= kFrame) {
-            takeFrame(*map, samples);
-        } else {
-            taken = std::min(kFrame - map->fill, count);
-            KVXMemCopy(map->frame + map->fill, samples, static_cast<size_t>(taken) * sizeof *samples);
-            map->fill += taken;
-            if (map->fill == kFrame) {
-                map->fill = 0;
-                takeFrame(*map, map->frame);
-            }
-        }
+        const int32_t taken = std::min(kFrame - map->fill, count);
+        int16_t* frame = frameOf(*map, static_cast<size_t>(map->waiting));
+        KVXMemCopy(frame + map->fill, samples, static_cast<size_t>(taken) * sizeof *samples);
+        map->fill += taken;
         samples += taken;
         count -= taken;
+        if (map->fill == kFrame) {
+            map->fill = 0;
+            ++map->framesSeen;
+            if (++map->waiting == static_cast<int32_t>(kvx::kGroupFrames)) fmap_settle(map);
+        }
     }
     const bool full = map->framesSeen >= map->capacity;
     if (full || many) fmap_settle(map);

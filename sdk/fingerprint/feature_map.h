@@ -10,11 +10,11 @@
 
 // One zero-filled record holds every buffer but the two texts; nothing is allocated after fmap_create.
 struct FeatureMap {
-    int32_t capacity;   // frames to take, and vectors to code
-    int32_t framesSeen; // frames completed
-    int32_t finished;   // 1 once fmap_flush found the coder full
-    int32_t fill;       // samples in frame, 0 to 511
-    int16_t frame[kvx::kFrameSamples];
+    int32_t capacity;                                         // frames to take, and vectors to code
+    int32_t framesSeen;                                       // frames completed
+    int32_t finished;                                         // 1 once fmap_flush found the coder full
+    int32_t fill;                                             // samples in the frame being collected, 0 to 511
+    int16_t frame[kvx::kFrameSamples];                        // the first of a group
     float work[kvx::kSpectrumFloats + kvx::kMagnitudeFloats]; // windowed frame, then magnitudes
     kvx::MeanStage mean;
     kvx::NormStage norm;
@@ -22,9 +22,8 @@ struct FeatureMap {
     int32_t codeTicks; // vectors that reached the coder
     kvx::CodebookState coder1;
     kvx::CodebookState coder2;
-    // Completed frames that wait until they are a group; fmap_settle takes them in.
-    int32_t waiting;
-    int16_t waitingFrames[kvx::kGroupFrames][kvx::kFrameSamples];
+    int32_t waiting; // completed frames of the group; behind them is the one being collected
+    int16_t otherFrames[kvx::kGroupFrames - 1][kvx::kFrameSamples]; // of the group
 };
 
 // A map for capacity frames of 512 samples, or null for failed memory. fmap_destroy releases it; null is ignored.

@@ -55,7 +55,7 @@ const LaneKernels& lanesInUse() {
 
 void useLanes(const LaneKernels* kernels) { inUse.store(kernels, std::memory_order_relaxed); }
 
-void featuresOfGroup(const int16_t* frames, FeatureVector* features) {
+void featuresOfGroup(const GroupFrames& frames, FeatureVector* features) {
     static const TransformTables tables;
     VectorGroup group;
     lanesInUse().analyse(tables, frames, group);

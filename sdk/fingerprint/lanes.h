@@ -14,6 +14,9 @@ namespace kvx {
 
 constexpr size_t kGroupFrames = 16;
 
+// Each 512 samples.
+using GroupFrames = std::array<const int16_t*, kGroupFrames>;
+
 // A vector for each frame of a group, dimension by dimension.
 struct alignas(64) VectorGroup {
     float values[kFeatureDimensions][kGroupFrames];
@@ -39,9 +42,9 @@ struct TransformTables {
 // What is compiled once for each instruction set.
 struct LaneKernels {
     const char* name;
-    // frames: 16 frames of 512 samples, one behind the other. Gives each frame's five band energies as parts of the
+    // Gives each frame's five band energies as parts of the
     // total of six, 0 for a band of none, and the centroid: a feature vector before its logarithms.
-    void (*analyse)(const TransformTables& tables, const int16_t* frames, VectorGroup& result);
+    void (*analyse)(const TransformTables& tables, const GroupFrames& frames, VectorGroup& result);
     // rows: 16 results of nearestRow.
     void (*nearestRows)(const Codebook& codebook, const VectorGroup& vectors, int32_t* rows);
 };
@@ -59,8 +62,8 @@ std::span<const LaneKernels* const> availableLanes();
 const LaneKernels& lanesInUse();
 void useLanes(const LaneKernels* kernels);
 
-// The feature vectors of 16 frames of 512 samples, one behind the other: each as iterator_get_feature gives it.
-void featuresOfGroup(const int16_t* frames, FeatureVector* features);
+// The feature vectors of 16 frames, each as iterator_get_feature gives it.
+void featuresOfGroup(const GroupFrames& frames, FeatureVector* features);
 
 // nearestRow for up to 16 vectors.
 void nearestRows(const Codebook& codebook, std::span<const FeatureVector> vectors, int32_t* rows);

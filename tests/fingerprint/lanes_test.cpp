@@ -120,7 +120,7 @@ TEST_P(Lanes, GiveThePlainEnginesFeatures) {
     int inaudible = 0;
     for (size_t at = 0; at + kGroup * 512 <= samples.size(); at += kGroup * 512) {
         FeatureVector features[kGroup];
-        kvx::featuresOfGroup(samples.data() + at, features);
+        kvx::featuresOfGroup(kvxtest::framesAt(samples.data() + at), features);
         for (size_t i = 0; i < kGroup; ++i) {
             const plain::Vector6 expected = plain::featureOf(std::span(samples).subspan(at + i * 512, 512));
             for (size_t d = 0; d < 6; ++d) ASSERT_TRUE(sameFloat(features[i][d], expected[d])) << at << ", " << d;
@@ -144,7 +144,7 @@ TEST_P(Lanes, GiveThePlainEnginesFeaturesForRareSamples) {
             if (value % (1 + frame * frame * 2) == 0) samples[i] = levels[value / 1000 % std::size(levels)];
         }
         FeatureVector features[kGroup];
-        kvx::featuresOfGroup(samples.data(), features);
+        kvx::featuresOfGroup(kvxtest::framesAt(samples.data()), features);
         for (size_t i = 0; i < kGroup; ++i) {
             const plain::Vector6 expected = plain::featureOf(std::span(samples).subspan(i * 512, 512));
             for (size_t d = 0; d < 6; ++d) ASSERT_TRUE(sameFloat(features[i][d], expected[d])) << i << ", " << d;

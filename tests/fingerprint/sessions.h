@@ -21,6 +21,13 @@ inline plain::CodeStrings codeStringsOf(const KVXHandle& handle) {
     return strings;
 }
 
+// The frames of a group that lie one behind the other.
+inline kvx::GroupFrames framesAt(const int16_t* samples) {
+    kvx::GroupFrames frames;
+    for (size_t i = 0; i < frames.size(); ++i) frames[i] = samples + i * kvx::kFrameSamples;
+    return frames;
+}
+
 // Feeds pcm chunkBytes at a time until the session wants no more. Returns what the last call gave.
 inline int32_t feedAll(KVXHandle* handle, std::span<const uint8_t> pcm, size_t chunkBytes) {
     int32_t status = KVX_MORE_AUDIO_WANTED;
