@@ -59,13 +59,15 @@ int32_t resampleAndFeed(KVXHandle& handle, int16_t* samples, int32_t frames) {
 }
 
 // Callers that have a recording in memory bring what follows next: asks the processor to fetch it. What is not there is
-// not read.
+// not read, so the address need not be one of an object.
 void prefetchBehind(const uint8_t* pcm, int32_t count) {
     constexpr int32_t kMost = 4096;
     constexpr int32_t kCacheLine = 64;
     const auto behind = reinterpret_cast<uintptr_t>(pcm) + static_cast<uintptr_t>(count);
-    for (int32_t i = 0; i < std::min(count, kMost); i += kCacheLine)
-        __builtin_prefetch(reinterpret_cast<const void*>(behind + static_cast<uintptr_t>(i)));
+    for (int32_t i = 0; i < std::min(count, kMost); i += kCacheLine) {
+        const uintptr_t line = behind + static_cast<uintptr_t>(i);
+        __builtin_prefetch(reinterpret_cast<const void*>(line)); // NOLINT(performance-no-int-to-ptr)
+    }
 }
 
 } // namespace

@@ -1,6 +1,6 @@
-// Prints the six code strings of a fixed set of generated recordings, one line each, as the library makes them with
-// every instruction set of the processor or, when built with TARN_PLAIN_ENGINE, as the plain engine does. Builds that
-// differ in one rounding differ in their output.
+// Prints the six code strings of a fixed set of generated recordings, one line each, as the library makes them or,
+// when built with TARN_PLAIN_ENGINE, as the plain engine does. Builds that differ in one rounding differ in their
+// output. Music is coded with every instruction set of the processor, which must agree.
 #include "support/audio.h"
 
 #ifdef TARN_PLAIN_ENGINE
@@ -72,7 +72,8 @@ CodeStrings codeStringsInUse(const Recording& recording) {
 
 CodeStrings codeStrings(const Recording& recording) {
     const CodeStrings widest = codeStringsInUse(recording);
-    for (const kvx::LaneKernels* lanes : kvx::availableLanes()) {
+    if (recording.audio != kvxtest::Audio::kMusic) return widest; // one kind is enough for the narrower ones
+    for (const kvx::LaneKernels* lanes : kvx::availableLanes().first(kvx::availableLanes().size() - 1)) {
         kvx::useLanes(lanes);
         quitUnless(codeStringsInUse(recording) == widest, lanes->name);
     }
