@@ -60,7 +60,7 @@ void session(State& state) {
     bench::codeRecording(handle.get());
     static const plain::CodeStrings expected = bench::plainCodes();
     if (kvxtest::codeStringsOf(*handle) != expected) return state.SkipWithError("other strings than the plain engine");
-    for (auto _ : state) bench::codeRecording(handle.get());
+    while (state.KeepRunning()) bench::codeRecording(handle.get());
 }
 BENCHMARK(session)->Apply(everyLanes)->Unit(benchmark::kMillisecond);
 
@@ -72,7 +72,7 @@ void featuresOfAGroup(State& state) {
         const std::span frame = std::span(monoSamples()).subspan(i * kvx::kFrameSamples, kvx::kFrameSamples);
         if (features[i] != plain::featureOf(frame)) return state.SkipWithError("other features than the plain engine");
     }
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         kvx::featuresOfGroup(kvxtest::framesAt(monoSamples().data()), features.data());
         benchmark::DoNotOptimize(features.data());
     }
@@ -88,7 +88,7 @@ void nearestRowsOfAGroup(State& state) {
     kvx::nearestRows(kvx::marsyas_codebook1, vectors, rows);
     for (size_t i = 0; i < vectors.size(); ++i)
         if (rows[i] != plain::nearestRow(1, vectors[i])) return state.SkipWithError("other rows than the plain engine");
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         kvx::nearestRows(kvx::marsyas_codebook1, vectors, rows);
         benchmark::DoNotOptimize(rows);
     }
@@ -117,7 +117,7 @@ void stages(State& state) {
             break;
         }
     }
-    for (auto _ : state) benchmark::DoNotOptimize(tick(i++));
+    while (state.KeepRunning()) benchmark::DoNotOptimize(tick(i++));
     state.SetItemsProcessed(state.iterations());
     fmap_destroy(map);
 }
@@ -140,7 +140,7 @@ void mixAndResample(State& state) {
     if (std::vector<int16_t>(output.begin(), output.begin() + written) !=
         expected.resample(plain::mixedToMono(input), output.size()))
         return state.SkipWithError("other samples than the plain engine");
-    for (auto _ : state) benchmark::DoNotOptimize(run());
+    while (state.KeepRunning()) benchmark::DoNotOptimize(run());
     state.SetItemsProcessed(state.iterations() * frames);
 }
 BENCHMARK(mixAndResample)->Arg(32000)->Arg(44100)->Arg(48000);

@@ -15,9 +15,7 @@
 namespace {
 
 void quitUnless(bool condition, const char* what) {
-    if (condition) return;
-    std::fprintf(stderr, "engine_rivals: %s\n", what);
-    std::exit(1);
+    if (!condition) throw std::runtime_error(what);
 }
 
 void print(const std::string& name, double value) { std::printf("%s\t%.4f\n", name.c_str(), value); }
@@ -83,6 +81,7 @@ double codeMany(int sessions) {
 double wallMsOf(int threads, int sessions) {
     const auto before = std::chrono::steady_clock::now();
     std::vector<std::thread> all;
+    all.reserve(static_cast<size_t>(threads));
     for (int i = 0; i < threads; ++i) all.emplace_back([&] { codeMany(sessions); });
     for (std::thread& thread : all) thread.join();
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - before).count();
@@ -109,8 +108,13 @@ void compareThreads(int rounds) {
 } // namespace
 
 int main(int argumentCount, char** arguments) {
-    const int rounds = argumentCount > 1 ? std::atoi(arguments[1]) : 41;
-    quitUnless(rounds > 0, "usage: engine_rivals [ROUNDS]");
-    compareEngines(rounds);
-    compareThreads(std::max(rounds / 4, 1));
+    try {
+        const int rounds = argumentCount > 1 ? std::atoi(arguments[1]) : 41;
+        quitUnless(rounds > 0, "usage: engine_rivals [ROUNDS]");
+        compareEngines(rounds);
+        compareThreads(std::max(rounds / 4, 1));
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "engine_rivals: %s\n", e.what());
+        return 1;
+    }
 }

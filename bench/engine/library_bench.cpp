@@ -62,7 +62,7 @@ void fingerprintRequest(State& state) {
     const Bytes bytes(packet, packet + length);
     if (!isSigned(bytes, options)) return state.SkipWithError("another signature");
     KVXFreeFingerprintRequest3(&packet);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         build(handle.get(), &packet, &length);
         KVXFreeFingerprintRequest3(&packet);
     }
@@ -101,7 +101,7 @@ void answerOfTracks(State& state) {
     const auto count = static_cast<size_t>(state.range(0));
     const Bytes body = manyTracks(count);
     const kvxtest::Handle handle = kvxtest::makeHandle();
-    for (auto _ : state)
+    while (state.KeepRunning())
         if (!readAll(handle.get(), body, count)) return state.SkipWithError("a record is not what was written");
     state.SetItemsProcessed(state.iterations() * state.range(0));
     state.SetComplexityN(state.range(0));
@@ -119,7 +119,7 @@ void albumOfLongTexts(State& state) {
         std::string(album->title->data, album->title->length) != title)
         return state.SkipWithError("the album is not what was written");
     KVXFreeAlbum(&album);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         KVXLoadNewAlbumFromBlob(&blob, &album);
         KVXFreeAlbum(&album);
     }
