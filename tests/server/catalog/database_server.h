@@ -38,6 +38,7 @@ class DatabaseServer {
                                           std::to_string(port), database};
         if (writable) words.emplace_back("--writable");
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (std::string& word : words) arguments.push_back(word.data());
         arguments.push_back(nullptr);
         posix_spawnattr_t attributes;

@@ -21,7 +21,7 @@ using ::testing::HasSubstr;
 namespace {
 
 std::string stub(const TemporaryDirectory& folder, const std::string& text) {
-    const std::string path = folder / "stub";
+    std::string path = folder.file("stub");
     std::ofstream(path) << text;
     return path;
 }
@@ -34,6 +34,7 @@ std::vector<WeightedTerm> termsOf(const Recording& recording) {
         }
     }
     std::vector<WeightedTerm> terms;
+    terms.reserve(texts.size());
     uint32_t weight = 1;
     for (const std::string& text : texts) terms.push_back({text, weight++ % 50 + 1});
     return terms;

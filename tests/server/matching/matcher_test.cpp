@@ -210,9 +210,11 @@ TEST_F(Matching, LooksUpTracksAndAlbums) {
 TEST_F(Matching, ServesSeveralThreadsWhileTheCatalogueGrows) {
     CatalogRecogniser recogniser(location());
     const FingerprintQuery query = queryOf(excerpt(2, 3, 30.1));
+    constexpr size_t kThreads = 4;
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     std::atomic<int> right = 0;
-    for (int t = 0; t < 4; ++t) {
+    for (size_t t = 0; t < kThreads; ++t) {
         threads.emplace_back([&] {
             for (int i = 0; i < 5; ++i) {
                 const auto matches = recogniser.recognise(query, 5);
