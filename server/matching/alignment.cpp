@@ -68,12 +68,14 @@ struct Edits {
     size_t last = 0;
 };
 
-// The whole of query somewhere in target; nothing when one of them is empty.
+// The whole of query somewhere in target; nothing when one of them is empty. It never takes more edits than the query
+// has letters, and being told so the library need not find out.
 std::optional<Edits> editsWithin(std::string_view query, std::string_view target, bool withStart) {
     if (query.empty() || target.empty()) return std::nullopt;
-    const EdlibAlignResult result = edlibAlign(
-        query.data(), static_cast<int>(query.size()), target.data(), static_cast<int>(target.size()),
-        edlibNewAlignConfig(-1, EDLIB_MODE_HW, withStart ? EDLIB_TASK_LOC : EDLIB_TASK_DISTANCE, nullptr, 0));
+    const EdlibAlignResult result =
+        edlibAlign(query.data(), static_cast<int>(query.size()), target.data(), static_cast<int>(target.size()),
+                   edlibNewAlignConfig(static_cast<int>(query.size()), EDLIB_MODE_HW,
+                                       withStart ? EDLIB_TASK_LOC : EDLIB_TASK_DISTANCE, nullptr, 0));
     std::optional<Edits> edits;
     if (result.status == EDLIB_STATUS_OK && result.editDistance >= 0 && result.numLocations > 0) {
         const auto last = static_cast<size_t>(std::max(result.endLocations[0], 0));

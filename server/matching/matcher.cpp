@@ -24,8 +24,9 @@ constexpr size_t kMostOfSmall = 100;
 // When so many were judged and so much speaks for one of them, the others are not looked at.
 constexpr size_t kClearCandidates = 5;
 constexpr double kClearBits = 150.0;
-// How many are measured against all codings.
+// How many are measured whole, and how many when one of them is clear.
 constexpr size_t kMostMeasured = 8;
+constexpr size_t kMostMeasuredOfClear = 3;
 // Two candidates nearer to each other than this, where the query lies, are the same recording.
 constexpr double kSameRecording = 0.35;
 
@@ -84,7 +85,9 @@ bool standsOut(const std::vector<ScoredRecording>& scored) {
 void measureBest(const PreparedQuery& query, std::vector<Candidate>& candidates) {
     const auto higher = [](const Candidate& a, const Candidate& b) { return a.alignment.bits > b.alignment.bits; };
     std::stable_sort(candidates.begin(), candidates.end(), higher);
-    for (size_t i = 0; i < std::min(kMostMeasured, candidates.size()); ++i) {
+    const bool clear = candidates.front().alignment.bits >= kClearBits;
+    const size_t most = std::min(clear ? kMostMeasuredOfClear : kMostMeasured, candidates.size());
+    for (size_t i = 0; i < most; ++i) {
         measure(query, candidates[i].recording.codes, candidates[i].alignment);
     }
     std::stable_sort(candidates.begin(), candidates.end(), higher);
