@@ -22,11 +22,11 @@ constexpr uint32_t kStandsOutPercent = 140;
 constexpr uint64_t kSmallCatalogue = 1000;
 constexpr size_t kMostOfSmall = 100;
 // When so many were judged and so much speaks for one of them, the others are not looked at.
-constexpr size_t kClearCandidates = 5;
+constexpr size_t kClearCandidates = 4;
 constexpr double kClearBits = 150.0;
 // How many are measured whole, and how many when one of them is clear.
 constexpr size_t kMostMeasured = 8;
-constexpr size_t kMostMeasuredOfClear = 3;
+constexpr size_t kMostMeasuredOfClear = 2;
 // Two candidates nearer to each other than this, where the query lies, are the same recording.
 constexpr double kSameRecording = 0.35;
 
