@@ -14,8 +14,8 @@ Evidence evidence(double bits, double rivalBits, uint64_t recordings = 87) {
 
 TEST(Chance, RisesWithTheBitsAndTheLeadAndFallsWithTheSizeOfTheCatalogue) {
     double last = 0.0;
-    for (double bits = 0.0; bits <= 200.0; bits += 5.0) {
-        const double chance = chanceOf(evidence(bits, bits / 2));
+    for (int bits = 0; bits <= 200; bits += 5) {
+        const double chance = chanceOf(evidence(bits, bits / 2.0));
         EXPECT_GT(chance, last);
         EXPECT_LT(chance, 1.0);
         last = chance;
