@@ -1,0 +1,32 @@
+// Every record through the functions of kvx.h alone, behind one shape, in terms of the plain codec's records.
+#pragma once
+
+#include "records/plain_codec.h"
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace kvxtest {
+
+struct Loaded {
+    int32_t status = 0;
+    // What the struct held; of a loader that allocates, only where it handed one out.
+    std::optional<plain::Record> record;
+};
+
+// All memory is from the hooks and given back before these return, but for what freeing leaves on purpose.
+struct LibraryRecord {
+    const plain::RecordType* type;
+    // Into a zeroed record, which is the first allocation.
+    std::function<Loaded(const Bytes&)> load;
+    std::function<Loaded(const Bytes&)> loadNew;      // empty where there is none
+    std::function<Bytes(const plain::Record&)> write; // empty where there is none
+};
+
+const std::vector<LibraryRecord>& libraryRecords();
+
+// The blob of number/value pairs, which is no field of a record; fill is what its buffer holds before.
+Bytes libraryNumValuePairs(const std::vector<plain::Record>& pairs, uint8_t fill);
+
+} // namespace kvxtest

@@ -1,0 +1,15 @@
+// How long random tests go on: the environment's TARN_TEST_ROUNDS times as long as usual.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace kvxtest {
+
+inline uint32_t rounds(uint32_t usual) {
+    const char* times = std::getenv("TARN_TEST_ROUNDS");
+    const long wanted = times == nullptr ? 1 : std::strtol(times, nullptr, 10);
+    return wanted > 1 ? usual * static_cast<uint32_t>(wanted) : usual;
+}
+
+} // namespace kvxtest
