@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/hex.h"
+#include "support/loopback_sockets.h"
 
 #include <atomic>
 #include <mutex>
@@ -36,7 +37,7 @@ using Script = std::vector<Step>;
 
 class LoopbackServer {
   public:
-    enum class Family { kIPv4, kIPv6 };
+    using Family = AddressFamily;
 
     // One script per connection, in the order in which they are opened; further connections are closed at once.
     explicit LoopbackServer(std::vector<Script> scripts, Family family = Family::kIPv4);
@@ -45,8 +46,7 @@ class LoopbackServer {
     LoopbackServer& operator=(const LoopbackServer&) = delete;
 
     int port() const { return port_; }
-    // "127.0.0.1:4711" or "[::1]:4711"
-    std::string host() const;
+    std::string host() const { return hostText(family_, port_); }
     // What each connection so far has sent, byte for byte.
     std::vector<Bytes> requests();
     // Connections that are over.
@@ -58,23 +58,16 @@ class LoopbackServer {
     // Appends what comes to the current request; false at the end of the connection or of the server.
     bool receiveSome(int connection);
     void receiveWholeRequest(int connection);
-    bool waitFor(int descriptor, short events, int timeoutMs) const;
 
     std::vector<Script> scripts_;
     Family family_;
     int port_ = 0; // set while the listener is opened
     int listener_ = -1;
-    int stopRead_ = -1; // readable once the server is to end
-    int stopWrite_ = -1;
+    StoppableIo io_;
     std::mutex mutex_;
     std::vector<Bytes> requests_;
     std::atomic<size_t> answered_ = 0;
     std::thread thread_;
 };
-
-// The position behind a request's head; npos while the head is incomplete.
-size_t headEnd(std::string_view bytes);
-// True when bytes hold a head and as much body as it announces.
-bool isWholeRequest(std::string_view bytes);
 
 } // namespace kvxtest
