@@ -1,0 +1,310 @@
+// A network that fails at any moment: connections reset, closed or stalled at every byte of an answer. Whatever
+// happens, the run ends with a status and a line that say so, and the report is whole or absent. An answer that frames
+// itself by its length meets every fault in the built tool; the other framings, in a run in this process.
+#include "NSMutableURLRequest_MultipartFormRequest.h"
+#include "app/clients.h"
+#include "e2e/tool.h"
+#include "platform/linux/HttpClient.h"
+#include "run.h"
+#include "support/answers.h"
+#include "support/fault_proxy.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <map>
+
+namespace kvxtest {
+namespace {
+
+const std::string kLead = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n";
+const std::string kNameAndTitle = "<name>The Paper Lanterns</name>\n<title>Low Tide</title>\n</match>\n";
+const std::string kReportWithoutAlbum = kLead + kNameAndTitle;
+const std::string kWholeReport = kLead + "<album>Walking on Thin Air</album>\n" + kNameAndTitle;
+const std::string kLost = "-1005 - The network connection was lost.";
+const std::string kNotConnected = "-1004 - Could not connect to the server.";
+const std::string kTimedOut = "-1001 - The request timed out.";
+
+// How a run ended.
+struct Outcome {
+    int exitStatus = -1;
+    std::string output;
+    std::string lastLine; // of the log
+    size_t connections = 0;
+
+    bool operator==(const Outcome&) const = default;
+};
+
+std::string show(const Outcome& outcome) {
+    const std::string report = outcome.output.empty()                  ? "nothing"
+                               : outcome.output == kWholeReport        ? "the whole report"
+                               : outcome.output == kReportWithoutAlbum ? "the report without an album"
+                                                                       : "'" + outcome.output + "'";
+    return std::to_string(outcome.exitStatus) + ", prints " + report + ", " + std::to_string(outcome.connections) +
+           " connection(s), last line: " + (outcome.lastLine.empty() ? "none" : outcome.lastLine);
+}
+
+void PrintTo(const Outcome& outcome, std::ostream* out) { *out << show(outcome); }
+
+Outcome whole() { return {0, kWholeReport, "Response 1: Confidence: 97", 2}; }
+Outcome silentlyWithoutAlbum() { return {0, kReportWithoutAlbum, "Response 1: Artist: The Paper Lanterns", 2}; }
+Outcome withoutAnswer() { return {0, "", "", 1}; }
+Outcome unparsed() { return {250, "", "Error parsing fingerprint response 200 - Cannot parse server response", 1}; }
+
+// Which of a run's two exchanges meets the fault.
+enum class Exchange { kFingerprint, kAlbum };
+constexpr Exchange kExchanges[] = {Exchange::kFingerprint, Exchange::kAlbum};
+
+// The exchange failed, for this reason.
+Outcome failed(Exchange exchange, const std::string& reason) {
+    if (exchange == Exchange::kFingerprint) return {252, "", "Error sending fingerprint request " + reason, 1};
+    return {0, kReportWithoutAlbum, "HTTP Error Looking Up Extra Meta Data " + reason, 2};
+}
+
+// How an answer shows its end.
+enum class Framing { kLength, kChunks, kEndOfConnection };
+constexpr Framing kFramings[] = {Framing::kLength, Framing::kChunks, Framing::kEndOfConnection};
+const char* nameOf(Framing framing) {
+    return framing == Framing::kLength ? "length" : framing == Framing::kChunks ? "chunks" : "end of connection";
+}
+
+std::string bodyOf(Exchange exchange) {
+    return textOf(golden(exchange == Exchange::kFingerprint ? "answer_track.bin" : "answer_album.bin"));
+}
+
+std::string answerOf(Exchange exchange, Framing framing) {
+    const std::string body = bodyOf(exchange);
+    switch (framing) {
+    case Framing::kLength:
+        return httpAnswer(200, body);
+    case Framing::kChunks:
+        return std::string(kChunkedHead) + inChunks(body, 64);
+    case Framing::kEndOfConnection:
+        break;
+    }
+    return "HTTP/1.1 200 OK\r\n\r\n" + body;
+}
+
+// The shortest file that is taken.
+std::string shortSound() { return soundFile({.rateHz = 11025, .lengthMs = 7000}); }
+
+Outcome runOfTool(const std::string& host) {
+    const ToolResult result = runTool({freshKey(), host, shortSound()});
+    const auto log = logTexts(result.errors);
+    return {result.exitStatus, result.output, log.empty() ? "" : log.back()};
+}
+
+constexpr std::chrono::milliseconds kPatience(20'000); // far more than any step takes
+
+Outcome runInProcess(const std::string& host, std::chrono::milliseconds idleLimit = kPatience) {
+    ScriptedServices scripted;
+    tarn::HttpClient http(idleLimit);
+    tarn::Services services{scripted.log, scripted.output, scripted.clock, scripted.cipher, scripted.interfaces, http};
+    const std::string key = goodKey(scripted.clock);
+    const std::string sound = shortSound();
+    const char* const arguments[] = {"tarn", key.c_str(), host.c_str(), sound.c_str()};
+    Outcome outcome;
+    outcome.exitStatus = tarn::runTarn(arguments, services) & 0xff;
+    outcome.output = scripted.output.all();
+    if (!scripted.log.entries.empty()) outcome.lastLine = scripted.log.entries.back();
+    if (outcome.lastLine.ends_with('\n')) outcome.lastLine.pop_back();
+    return outcome;
+}
+
+// A run through the proxy; the fault is met by one of the exchanges.
+template <class Run>
+Outcome runWith(Run run, const Fault& fault, Exchange exchange, Framing framing) {
+    const LoopbackServer server(
+        {answering(answerOf(Exchange::kFingerprint, framing)), answering(answerOf(Exchange::kAlbum, framing))});
+    std::vector<Fault> faults(exchange == Exchange::kAlbum ? 1 : 0);
+    faults.push_back(fault);
+    const FaultProxy proxy(server.port(), faults);
+    Outcome outcome = run(proxy.host());
+    outcome.connections = proxy.connections();
+    return outcome;
+}
+
+// Counts what became of a sweep's runs.
+class Tally {
+  public:
+    explicit Tally(std::string name) : name_(std::move(name)) {}
+    ~Tally() {
+        std::cout << name_ << "\n";
+        for (const auto& [outcome, count] : counts_) std::cout << "  " << count << " x " << outcome << "\n";
+    }
+    Tally(const Tally&) = delete;
+    Tally& operator=(const Tally&) = delete;
+    void count(const Outcome& outcome) { ++counts_[show(outcome)]; }
+
+  private:
+    std::string name_;
+    std::map<std::string, int> counts_;
+};
+
+// What must come of an answer of which so many bytes arrive before the connection ends.
+Outcome expectedOfCut(Exchange exchange, Framing framing, bool isReset, size_t position) {
+    const std::string answer = answerOf(exchange, framing);
+    if (framing != Framing::kEndOfConnection) return position == answer.size() ? whole() : failed(exchange, kLost);
+    // A reset is no end. A close behind the head is, so the records are all that tells whether the answer is whole.
+    const size_t head = headEnd(answer);
+    if (isReset || position < head) return failed(exchange, kLost);
+    if (position == answer.size()) return whole();
+    if (exchange == Exchange::kFingerprint) return position == head ? withoutAnswer() : unparsed();
+    if (position > head) return silentlyWithoutAlbum();
+    return {0, kReportWithoutAlbum, "Empty Metadata Response", 2};
+}
+
+template <class Run>
+void cutAtEveryByte(Run run, Framing framing, Fault::Kind kind) {
+    const bool isReset = kind == Fault::Kind::kResetAnswer;
+    for (const Exchange exchange : kExchanges) {
+        const size_t size = answerOf(exchange, framing).size();
+        Tally tally(std::string(isReset ? "reset" : "closed") + " inside the " +
+                    (exchange == Exchange::kFingerprint ? "first" : "album") + " answer, framed by " + nameOf(framing) +
+                    ": " + std::to_string(size + 1) + " positions");
+        for (size_t position = 0; position <= size; ++position) {
+            const Outcome outcome = runWith(run, {kind, position}, exchange, framing);
+            tally.count(outcome);
+            ASSERT_EQ(outcome, expectedOfCut(exchange, framing, isReset, position)) << "behind byte " << position;
+        }
+    }
+}
+
+TEST(NetworkFault, NoneGivesTheWholeReport) {
+    for (const Framing framing : kFramings) {
+        SCOPED_TRACE(nameOf(framing));
+        EXPECT_EQ(runWith(runOfTool, {}, Exchange::kFingerprint, framing), whole());
+    }
+}
+
+TEST(NetworkFault, AResetInsideAnAnswerLosesThatAnswerAlone) {
+    cutAtEveryByte(runOfTool, Framing::kLength, Fault::Kind::kResetAnswer);
+}
+
+TEST(NetworkFault, ACloseInsideAnAnswerLosesThatAnswerAlone) {
+    cutAtEveryByte(runOfTool, Framing::kLength, Fault::Kind::kCloseAnswer);
+}
+
+TEST(NetworkFault, ACutInsideChunksLosesThatAnswerAlone) {
+    cutAtEveryByte([](const std::string& host) { return runInProcess(host); }, Framing::kChunks,
+                   Fault::Kind::kCloseAnswer);
+}
+
+TEST(NetworkFault, ACutAnswerWithoutALengthIsFoundOutByItsRecords) {
+    for (const auto kind : {Fault::Kind::kResetAnswer, Fault::Kind::kCloseAnswer}) {
+        cutAtEveryByte([](const std::string& host) { return runInProcess(host); }, Framing::kEndOfConnection, kind);
+    }
+}
+
+TEST(NetworkFault, AnAnswerThatStallsAndGoesOnIsTaken) {
+    for (const Exchange exchange : kExchanges) {
+        for (const Framing framing : kFramings) {
+            const std::string answer = answerOf(exchange, framing);
+            const size_t head = headEnd(answer);
+            const size_t size = answer.size();
+            for (const size_t position :
+                 {size_t{0}, size_t{1}, head - 1, head, head + 1, (head + size) / 2, size - 1}) {
+                EXPECT_EQ(runWith(runOfTool, {Fault::Kind::kStallAnswer, position}, exchange, framing), whole())
+                    << nameOf(framing) << ", behind byte " << position;
+            }
+        }
+    }
+}
+
+TEST(NetworkFault, AnAnswerInSingleBytesIsTaken) {
+    for (const Exchange exchange : kExchanges) {
+        for (const Framing framing : kFramings) {
+            EXPECT_EQ(runWith(runOfTool, {Fault::Kind::kSingleBytes}, exchange, framing), whole()) << nameOf(framing);
+        }
+    }
+}
+
+TEST(NetworkFault, AnAnswerThatComesTwiceCountsOnceWhereItsEndIsKnown) {
+    for (const Exchange exchange : kExchanges) {
+        for (const Framing framing : {Framing::kLength, Framing::kChunks}) {
+            EXPECT_EQ(runWith(runOfTool, {Fault::Kind::kTwice}, exchange, framing), whole()) << nameOf(framing);
+        }
+        // Without a known end the second answer's head lies among the records.
+        EXPECT_EQ(runWith(runOfTool, {Fault::Kind::kTwice}, exchange, Framing::kEndOfConnection),
+                  exchange == Exchange::kFingerprint ? unparsed() : silentlyWithoutAlbum());
+    }
+}
+
+// The client's system takes a request this short in one piece: the tool can tell few positions apart. These lie ahead
+// of it, in its head, in the form and in the packet.
+TEST(NetworkFault, AConnectionThatEndsInsideTheRequestFailsTheExchange) {
+    for (const auto kind : {Fault::Kind::kCloseRequest, Fault::Kind::kResetRequest}) {
+        for (const Exchange exchange : kExchanges) {
+            Tally tally(std::string(kind == Fault::Kind::kResetRequest ? "reset" : "closed") + " inside the " +
+                        (exchange == Exchange::kFingerprint ? "first" : "album") + " request");
+            for (const size_t position : {size_t{0}, size_t{1}, size_t{60}, size_t{300}, size_t{400}}) {
+                const Outcome outcome = runWith(runOfTool, {kind, position}, exchange, Framing::kLength);
+                tally.count(outcome);
+                // A reset that comes at once may be met while still connecting.
+                EXPECT_THAT(outcome, testing::AnyOf(failed(exchange, kLost), failed(exchange, kNotConnected)))
+                    << "behind byte " << position;
+                if (position != 0 || kind == Fault::Kind::kCloseRequest) {
+                    EXPECT_EQ(outcome, failed(exchange, kLost)) << "behind byte " << position;
+                }
+            }
+        }
+    }
+}
+
+// A request that fills every buffer on its way is still being sent when the connection ends.
+TEST(NetworkFault, AConnectionThatEndsInsideALongUploadIsLost) {
+    constexpr size_t kLength = 8'000'000;
+    for (const auto kind : {Fault::Kind::kCloseRequest, Fault::Kind::kResetRequest}) {
+        for (const size_t position : {size_t{1}, size_t{100'000}, kLength / 2, kLength}) {
+            const LoopbackServer server({});
+            const FaultProxy proxy(server.port(), {{kind, position}});
+            tarn::NSMutableURLRequest_MultipartFormRequest request(tarn::Url::parse("http://" + proxy.host() + "/x"));
+            request.addFormData(Bytes(kLength, 7), "B", "data");
+            std::optional<tarn::HTTPURLResponse> response;
+            tarn::ErrorSlot error;
+            EXPECT_FALSE(tarn::HttpClient(kPatience).sendSynchronousRequest(request, response, error));
+            EXPECT_FALSE(response);
+            EXPECT_EQ(error ? error->code : 0, tarn::kUrlErrorConnectionLost) << "behind byte " << position;
+        }
+    }
+}
+
+// The server says nothing more behind so many bytes of the exchange's answer, and keeps the connection open.
+Outcome runAtSilentServer(Exchange exchange, size_t position, std::chrono::milliseconds idleLimit) {
+    const std::string answer = answerOf(exchange, Framing::kLength);
+    std::vector<Script> scripts;
+    if (exchange == Exchange::kAlbum) scripts.push_back(answering(answerOf(Exchange::kFingerprint, Framing::kLength)));
+    scripts.push_back({receiveRequest(), send(answer.substr(0, position)), awaitClose()});
+    LoopbackServer server(scripts);
+    Outcome outcome = runInProcess(server.host(), idleLimit);
+    outcome.connections = server.requests().size();
+    return outcome;
+}
+
+TEST(NetworkFault, AServerThatFallsSilentIsGivenUp) {
+    // The other exchange must not run into the limit on a busy machine.
+    const std::map<Exchange, std::chrono::milliseconds> limits = {
+        {Exchange::kFingerprint, std::chrono::milliseconds(100)}, {Exchange::kAlbum, std::chrono::milliseconds(2000)}};
+    for (const auto& [exchange, limit] : limits) {
+        for (const size_t position : {size_t{0}, size_t{20}, size_t{100}}) {
+            EXPECT_EQ(runAtSilentServer(exchange, position, limit), failed(exchange, kTimedOut))
+                << "behind byte " << position;
+        }
+    }
+}
+
+TEST(NetworkFault, TheToolGivesUpASilentServerWithinItsOwnLimit) {
+    if (std::getenv("TARN_TEST_IDLE_LIMIT") == nullptr) {
+        GTEST_SKIP() << "set TARN_TEST_IDLE_LIMIT to wait as long as the tool does: "
+                     << tarn::HttpClient::kIdleLimit.count() / 1000 << " s";
+    }
+    LoopbackServer server({{receiveRequest(), pauseMs(600'000)}});
+    Outcome outcome = runOfTool(server.host());
+    outcome.connections = server.requests().size();
+    EXPECT_EQ(outcome, failed(Exchange::kFingerprint, kTimedOut));
+}
+
+} // namespace
+} // namespace kvxtest
