@@ -4,15 +4,12 @@
 #include "platform/URLLoading.h"
 
 #include <chrono>
-#include <cstddef>
 
 namespace tarn {
 
 class HttpClient : public URLLoading {
   public:
     static constexpr std::chrono::milliseconds kIdleLimit = std::chrono::seconds(60);
-    static constexpr size_t kHeadLimitBytes = size_t{64} << 10;
-    static constexpr size_t kBodyLimitBytes = size_t{64} << 20;
 
     // idleLimit: how long a connection may deliver or take nothing before it counts as dead.
     explicit HttpClient(std::chrono::milliseconds idleLimit = kIdleLimit) : idleLimit_(idleLimit) {}
