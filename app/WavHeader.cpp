@@ -47,7 +47,8 @@ int64_t wavSeekPosition(const WavHeader& header, int32_t offsetMs) {
     // In this order, and with a fractional number of samples per millisecond: 44.1 at 44100 Hz.
     const double position =
         static_cast<double>(header.channels) * offsetMs * (header.sampleRateHz / 1000.0) * 16 * 0.125;
-    return static_cast<int64_t>(position);
+    constexpr double kFurthest = 0x1p62; // no file reaches it
+    return static_cast<int64_t>(std::min(position, kFurthest));
 }
 
 } // namespace tarn

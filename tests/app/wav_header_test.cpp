@@ -104,6 +104,7 @@ TEST(WavHeader, GivesASeekPositionWithAFractionOfTheRate) {
     EXPECT_EQ(position(2, 44100, 0), 0);
     EXPECT_EQ(position(1, 11025, 1), 22);                    // 22.05, truncated
     EXPECT_EQ(position(2, 0x7fffffff, 44000), 377957121872); // 2 * 44000 * 2147483.647 * 2 = 377957121872.0
+    EXPECT_EQ(position(65535, 0xffffffff, 0x7fffffff), int64_t{1} << 62); // the most: the sum would be over 2^69
 }
 
 } // namespace
