@@ -15,14 +15,16 @@ struct FormBodyAccess {
                             uint64_t offset, size_t count) {
         auto& form = *static_cast<FormBody*>(self);
         if (name == nullptr || std::string_view(name) != "data") return MHD_YES; // other parts are nobody's
-        // A second part of that name would leave open which one is the packet.
+        // A second part of that name would leave open which one is the packet. What comes behind it changes nothing any
+        // more: how much of it is still parsed depends on the pieces in which the body arrives.
         if (offset == 0 && !form.packet_.empty()) form.wellFormed_ = false;
+        if (!form.wellFormed_) return MHD_YES;
         form.sawPacket_ = true;
         if (form.packet_.size() + count > form.mostBytes_) {
             form.tooLarge_ = true;
             form.packet_.clear();
         }
-        if (!form.tooLarge_ && form.wellFormed_) form.packet_.append(bytes, count);
+        if (!form.tooLarge_) form.packet_.append(bytes, count);
         return MHD_YES;
     }
 };
