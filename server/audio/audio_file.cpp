@@ -10,7 +10,8 @@ namespace tarn::server {
 
 namespace {
 
-constexpr size_t kPieceSamples = 65536; // of all channels together
+constexpr size_t kPieceSamples = 65536; // of all channels together, at most
+constexpr sf_count_t kLeastPieceFrames = 1024;
 
 struct Close {
     void operator()(SNDFILE* file) const { sf_close(file); }
@@ -48,25 +49,27 @@ struct AudioFile::Impl {
     bool floating = false;
     size_t fileChannels = 0;
     uint64_t framesRead = 0;
-    std::vector<float> floats;
-    std::vector<int16_t> samples;
+    sf_count_t pieceFrames = 0;
+    std::vector<float> floats;    // a piece, where the decoder gives floating values
+    std::vector<int16_t> samples; // a piece
 
+    // Room for a piece: all of a short file, as far as its length is known.
+    void makeRoom() {
+        const auto most = static_cast<sf_count_t>(std::max<size_t>(1, kPieceSamples / fileChannels));
+        pieceFrames = std::clamp(info.frames, std::min(kLeastPieceFrames, most), most);
+        samples.resize(static_cast<size_t>(pieceFrames) * fileChannels);
+        if (floating) floats.resize(samples.size());
+    }
+
+    // The frames of the next piece, which lie in samples then.
     size_t decode() {
-        const auto frames = static_cast<sf_count_t>(std::max<size_t>(1, kPieceSamples / fileChannels));
-        const size_t capacity = static_cast<size_t>(frames) * fileChannels;
-        samples.resize(capacity);
-        sf_count_t got = 0;
+        const sf_count_t got = floating ? sf_readf_float(file.get(), floats.data(), pieceFrames)
+                                        : sf_readf_short(file.get(), samples.data(), pieceFrames);
+        const size_t count = got > 0 ? static_cast<size_t>(std::min(got, pieceFrames)) : 0;
         if (floating) {
-            floats.resize(capacity);
-            got = sf_readf_float(file.get(), floats.data(), frames);
-        } else {
-            got = sf_readf_short(file.get(), samples.data(), frames);
+            const auto end = floats.begin() + static_cast<long>(count * fileChannels);
+            std::transform(floats.begin(), end, samples.begin(), clipped);
         }
-        const size_t count = got > 0 ? static_cast<size_t>(std::min(got, frames)) : 0;
-        samples.resize(count * fileChannels);
-        if (floating)
-            std::transform(floats.begin(), floats.begin() + static_cast<long>(samples.size()), samples.begin(),
-                           clipped);
         return count;
     }
 
@@ -79,7 +82,6 @@ struct AudioFile::Impl {
             samples[2 * i] = static_cast<int16_t>(sums[0] / evens);
             samples[2 * i + 1] = static_cast<int16_t>(sums[1] / odds);
         }
-        samples.resize(2 * frames);
     }
 };
 
@@ -103,6 +105,7 @@ AudioFile::AudioFile(const std::filesystem::path& path) : impl_(std::make_unique
     if (info.channels < 1) throw AudioError("it has no channels");
     impl_->fileChannels = static_cast<size_t>(info.channels);
     impl_->floating = isFloating(info.format);
+    impl_->makeRoom();
 }
 
 AudioFile::~AudioFile() = default;
@@ -128,7 +131,7 @@ std::span<const int16_t> AudioFile::read() {
         return {};
     }
     if (state.fileChannels > 2) state.mixToStereo(frames);
-    return state.samples;
+    return {state.samples.data(), frames * static_cast<size_t>(channels())};
 }
 
 } // namespace tarn::server
