@@ -5,7 +5,7 @@
 
 #include <cstddef>
 #include <cstdlib>
-#include <map>
+#include <unordered_map>
 
 namespace kvxtest {
 
@@ -66,7 +66,7 @@ class CountingHooks {
     }
 
     static inline CountingHooks* active_ = nullptr;
-    std::map<void*, size_t> live_;
+    std::unordered_map<void*, size_t> live_;
     long allocations_ = 0;
     long strayFrees_ = 0;
     long failAt_ = kNever;
