@@ -1,0 +1,111 @@
+// A music file of any format: its samples, its tags, and the records that are made of them.
+//
+// Holds: the whole file is read, or a reason is given in words; the samples are whole frames of one or two channels at
+// a rate within the bounds; texts are clean; the records are what the client's library loads; the same file gives the
+// same again.
+#include "audio/audio_file.h"
+
+#include "audio/clean_text.h"
+#include "audio/content_hash.h"
+#include "audio/file_tags.h"
+#include "audio/record_blobs.h"
+#include "fuzz_target.h"
+#include "memory_file.h"
+#include "records/all_records.h"
+#include "records/record_walkers.h"
+#include "support/guarded_bytes.h"
+#include "support/temporary_directory.h"
+
+#include <filesystem>
+#include <string_view>
+
+namespace {
+
+using namespace tarn::server;
+
+// The file in memory under names of every ending: those who read tags go by it.
+class NamedFile {
+  public:
+    // A name for a file of these bytes.
+    std::filesystem::path holding(std::span<const uint8_t> bytes) {
+        file_.hold(bytes);
+        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        for (const auto& [beginning, name] : kNames) {
+            if (text.starts_with(beginning)) return nameOf(name);
+        }
+        return nameOf("music.mp3");
+    }
+
+  private:
+    static constexpr std::pair<const char*, const char*> kNames[] = {
+        {"RIFF", "music.wav"}, {"fLaC", "music.flac"}, {"OggS", "music.ogg"}, {"FORM", "music.aiff"}};
+
+    std::filesystem::path nameOf(const char* name) {
+        const std::filesystem::path path = directory_ / name;
+        if (!std::filesystem::is_symlink(path)) std::filesystem::create_symlink(file_.path(), path);
+        return path;
+    }
+
+    kvxtest::TemporaryDirectory directory_;
+    fuzz::MemoryFile file_;
+};
+
+template <class Record>
+void checkRecord(const std::string& bytes, const kvx::RecordOf<Record>& table) {
+    if (bytes.empty()) return; // no album
+    const kvxtest::GuardedBytes guarded({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
+    const KVXBlob blob{guarded.data(), 0, static_cast<uint32_t>(guarded.size())};
+    Record record{};
+    REQUIRE(table.load(&blob, &record) == 0);
+    kvx::freeFields(table, &record);
+}
+
+void checkText(const std::string& text) { REQUIRE(text.size() <= kMostTextBytes && cleanText(text) == text); }
+
+// Every sample, in one hash; or the reason why not.
+std::string readSamples(const std::filesystem::path& path) {
+    try {
+        AudioFile file(path);
+        REQUIRE(file.rateHz() >= AudioFile::kLeastRateHz && file.rateHz() <= AudioFile::kMostRateHz);
+        REQUIRE(file.channels() == 1 || file.channels() == 2);
+        ContentHash hash;
+        uint64_t samples = 0;
+        for (auto piece = file.read(); !piece.empty(); piece = file.read()) {
+            samples += piece.size();
+            hash.add(piece);
+        }
+        REQUIRE(samples == file.framesRead() * static_cast<uint64_t>(file.channels()));
+        return hash.hexadecimal();
+    } catch (const AudioError& error) {
+        REQUIRE(std::string_view(error.what()).size() > 1);
+        return error.what();
+    }
+}
+
+// What the tags become.
+std::string readRecords(const std::filesystem::path& path, const std::string& hash) {
+    Recording recording;
+    recording.contentHash = hash;
+    recording.tags = readTags(path);
+    for (const std::string& text :
+         {recording.tags.title, recording.tags.artist, recording.tags.album, recording.tags.albumArtist}) {
+        checkText(text);
+    }
+    fillRecords(recording);
+    REQUIRE(recording.albumId.empty() == recording.albumBlob.empty());
+    checkRecord(recording.trackBlob, kvx::kTrack);
+    checkRecord(recording.albumBlob, kvx::kAlbum);
+    return recording.trackBlob + recording.albumBlob;
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static NamedFile file;
+    const std::filesystem::path path = file.holding({data, size});
+    const std::string samples = readSamples(path);
+    REQUIRE(readSamples(path) == samples);
+    const std::string records = readRecords(path, samples);
+    REQUIRE(readRecords(path, samples) == records);
+    return 0;
+}
