@@ -1,7 +1,6 @@
 // Random answers, good and damaged, in both framings: the library's parsing and reading against a second parser and
 // the plain codec, which share no code with it.
-#include "records/blob_assembler.h"
-#include "records/plain_codec.h"
+#include "core/answer_readers.h"
 #include "support/answers.h"
 #include "support/counting_hooks.h"
 #include "support/figures.h"
@@ -11,7 +10,6 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
-#include <map>
 #include <optional>
 
 namespace kvxtest {
@@ -48,35 +46,11 @@ std::optional<std::vector<PlainRecord>> answerOf(const std::string& bytes, char 
     return recordsOf(bytes.substr(blankLine + 4));
 }
 
-// The reader of each type, through kvx.h
-
-struct Reader {
-    const plain::RecordType* type;
-    int32_t (*readAndFree)(KVXHandle*, int32_t);
-};
-
-template <class Record, int32_t (*Get)(KVXHandle*, int32_t, Record**), int32_t (*Free)(Record**)>
-int32_t readAndFree(KVXHandle* handle, int32_t number) {
-    Record* record = nullptr;
-    const int32_t status = Get(handle, number, &record);
-    EXPECT_EQ(record != nullptr, status == 0);
-    Free(&record);
-    return status;
-}
-
-const std::map<char, Reader> kReaders = {
-    {'T', {&plain::kTrack, readAndFree<Track, KVXGetTrack, KVXFreeTrack>}},
-    {'K', {&plain::kTrackToAlbum, readAndFree<TrackToAlbum, KVXGetTrackToAlbum, KVXFreeTrackToAlbum>}},
-    {'A', {&plain::kAlbum, readAndFree<Album, KVXGetAlbum, KVXFreeAlbum>}},
-    {'D', {&plain::kDvd, readAndFree<DVD, KVXGetDVD, KVXFreeDVD>}},
-    {'P', {&plain::kPerformer, readAndFree<Performer, KVXGetPerformer, KVXFreePerformer>}},
-};
-
 // Random answers
 
 Bytes randomBlob(char type, std::mt19937& random) {
-    const auto reader = kReaders.find(type);
-    if (reader != kReaders.end() && random() % 4 != 0) {
+    const auto reader = kAnswerReaders.find(type);
+    if (reader != kAnswerReaders.end() && random() % 4 != 0) {
         return plain::encode(plain::randomRecord(*reader->second.type, random, 20), plain::From::kServer);
     }
     Bytes bytes(1 + random() % 30);
@@ -119,19 +93,25 @@ void damage(std::string& bytes, std::mt19937& random) {
 // What each type's reader says of record number.
 void compareReaders(KVXHandle* handle, int32_t number, const std::vector<PlainRecord>& records) {
     const bool isThere = number >= 1 && number <= static_cast<int32_t>(records.size());
-    for (const auto& [type, reader] : kReaders) {
+    for (const auto& [type, reader] : kAnswerReaders) {
         SCOPED_TRACE(type);
         const CountingHooks hooks;
-        size_t kept = 0;
-        int32_t expected = -4;
-        if (isThere && records[static_cast<size_t>(number) - 1].type != type) expected = -5;
-        if (isThere && expected != -5) {
-            const auto decoded = plain::decodeNew(*reader.type, records[static_cast<size_t>(number) - 1].blob);
-            expected = decoded.isWhole ? 0 : -1;
-            kept = decoded.keptBlocks;
+        plain::Decoded expected;
+        int32_t status = -4;
+        if (isThere) {
+            const PlainRecord& record = records[static_cast<size_t>(number) - 1];
+            status = -5;
+            if (record.type == type) {
+                expected = plain::decodeNew(*reader.type, record.blob);
+                status = expected.isWhole ? 0 : -1;
+            }
         }
-        ASSERT_EQ(reader.readAndFree(handle, number), expected);
-        ASSERT_EQ(hooks.live(), kept);
+        const Loaded loaded = reader.read(handle, number);
+        ASSERT_EQ(loaded.status, status);
+        if (loaded.record) {
+            ASSERT_EQ(plain::difference(*loaded.record, expected.record), "");
+        }
+        ASSERT_EQ(hooks.live(), expected.keptBlocks);
         ASSERT_EQ(hooks.strayFrees(), 0);
     }
 }

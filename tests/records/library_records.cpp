@@ -1,6 +1,7 @@
 #include "records/library_records.h"
 
 #include "records/plain_members.h"
+#include "support/counting_hooks.h"
 #include "support/guarded_bytes.h"
 
 namespace kvxtest {
@@ -93,7 +94,40 @@ void contentsFirst(Struct* record) {
     KVXFree(record);
 }
 
+// isPartialShown: also a record that failed can be looked at, because the caller made it.
+bool compareReading(const plain::Decoded& expected, const std::function<Loaded(const Bytes&)>& load, const Bytes& bytes,
+                    long failing, bool isPartialShown) {
+    CountingHooks hooks;
+    hooks.failAfter(failing);
+    const Loaded loaded = load(bytes);
+    EXPECT_EQ(loaded.status, expected.isWhole ? 0 : -1);
+    EXPECT_EQ(loaded.record.has_value(), expected.isWhole || isPartialShown);
+    if (loaded.record) {
+        EXPECT_EQ(plain::difference(*loaded.record, expected.record), "");
+    }
+    EXPECT_EQ(hooks.live(), expected.keptBlocks);
+    EXPECT_EQ(hooks.strayFrees(), 0);
+    EXPECT_EQ(hooks.allocations(), expected.allocations);
+    return hooks.hasFailed();
+}
+
 } // namespace
+
+size_t compareReadings(const LibraryRecord& library, const Bytes& bytes, long failing) {
+    size_t failed = 0;
+    {
+        SCOPED_TRACE("load");
+        const plain::Decoded expected = plain::decode(*library.type, bytes, failing);
+        // Without memory for the record there is nothing to load into.
+        if (compareReading(expected, library.load, bytes, failing, failing != 0)) ++failed;
+    }
+    if (library.loadNew) {
+        SCOPED_TRACE("loadNew");
+        const plain::Decoded expected = plain::decodeNew(*library.type, bytes, failing);
+        if (compareReading(expected, library.loadNew, bytes, failing, false)) ++failed;
+    }
+    return failed;
+}
 
 const std::vector<LibraryRecord>& libraryRecords() {
     static const std::vector<LibraryRecord> all = {

@@ -26,6 +26,11 @@ struct LibraryRecord {
 
 const std::vector<LibraryRecord>& libraryRecords();
 
+// The library's reading of a blob beside the plain one's, through every loader, with the failing-th allocation giving
+// nothing: status, contents as far as they go, blocks that stay unreleased, number of allocations. The test fails where
+// they differ. Returns how many readings an allocation failed in.
+size_t compareReadings(const LibraryRecord& library, const Bytes& bytes, long failing = plain::kNever);
+
 // The blob of number/value pairs, which is no field of a record; fill is what its buffer holds before.
 Bytes libraryNumValuePairs(const std::vector<plain::Record>& pairs, uint8_t fill);
 

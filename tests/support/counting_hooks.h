@@ -40,6 +40,9 @@ class CountingHooks {
     // The n-th allocation from now on (0: the next) gives null; kNever: none.
     void failAfter(long n) { failAt_ = n == kNever ? kNever : allocations_ + n; }
 
+    // Whether the one that was to fail has come.
+    bool hasFailed() const { return failAt_ != kNever && allocations_ > failAt_; }
+
     // A block that the library returned to the system by free() itself is no longer this counter's to give back.
     void forget(void* block) { live_.erase(block); }
     // The same for every block of a size, where the block itself is out of sight; returns how many.
