@@ -212,7 +212,7 @@ TEST(AllocationFailure, InRequestsGivesMinusOneAndLeavesNothing) {
     };
     const PcmFormat format = kFormats[0];
     const Bytes pcm = pcmOf(format);
-    for (const int32_t framing : {'B', 'H'}) {
+    for (const int32_t framing : {int32_t{'B'}, int32_t{'H'}}) {
         CountingHooks hooks;
         const Handle handle = countedHandle(hooks, {.requestFraming = framing});
         wholeSession(handle.get(), format, pcm);
