@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -84,8 +85,9 @@ void withRecord(const Reader<Record>& reader, KVXHandle* handle, int32_t number,
                           std::string("Error Parsing ") + reader.name + " Response - " + std::to_string(status));
         return;
     }
+    const auto giveBack = [&reader](Record* read) { reader.release(&read); };
+    const std::unique_ptr<Record, decltype(giveBack)> owner(record, giveBack); // use may run out of memory
     use(*record);
-    reader.release(&record);
 }
 
 } // namespace

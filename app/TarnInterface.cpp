@@ -7,6 +7,7 @@
 #include "WavSession.h"
 
 #include <limits>
+#include <memory>
 #include <utility>
 
 namespace tarn {
@@ -30,6 +31,13 @@ const char* asciiOrNull(const std::string& text) { return isAscii(text) ? text.c
 // What is wanted as identity bytes: null for an empty text.
 const uint8_t* identityBytes(const std::string& text) {
     return text.empty() ? nullptr : reinterpret_cast<const uint8_t*>(text.data());
+}
+
+// A copy of a request that the library made, which is given back, also when there is no memory for the copy.
+Bytes taken(uint8_t* request, uint32_t length, int32_t (*release)(uint8_t**)) {
+    const auto giveBack = [release](uint8_t* made) { release(&made); };
+    const std::unique_ptr<uint8_t, decltype(giveBack)> owner(request, giveBack);
+    return Bytes(request, request + length);
 }
 
 } // namespace
@@ -105,9 +113,7 @@ std::optional<Bytes> TarnInterface::requestOfSession(const std::string& path, Er
         error = tarnError(109, "Cannot generate fingerprint request for file " + path);
         return std::nullopt;
     }
-    Bytes copy(request, request + length);
-    KVXFreeFingerprintRequest3(&request);
-    return copy;
+    return taken(request, length, KVXFreeFingerprintRequest3);
 }
 
 std::optional<Url> TarnInterface::getRequestURL() const { return Url::parse("http://" + host_ + "/sdkrequest"); }
@@ -137,9 +143,7 @@ std::optional<Bytes> TarnInterface::createAlbumLookupRequest(const std::string& 
         error = tarnError(200, "Cannot generate meta data request for track " + trackId);
         return std::nullopt;
     }
-    Bytes copy(request, request + length);
-    KVXFreeMetaIDRequest(&request);
-    return copy;
+    return taken(request, length, KVXFreeMetaIDRequest);
 }
 
 } // namespace tarn

@@ -5,6 +5,7 @@
 #include "error_text.h"
 #include "match_report.h"
 
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -51,21 +52,24 @@ int encode(const std::string& rawText, Services& services) {
     return kRunDone;
 }
 
-int recognise(const std::string& key, const std::string& host, const std::string& path, Services& services) {
+int recognise(const std::string& key, const std::string& host, const std::string& path, Services& services, int& step) {
     Run& run = startRun();
     ErrorSlot error;
     TarnInterface& client = run.client.emplace(services, key, kUserId, host, kFingerprintCount, false, error);
     if (error) return failed(services, "Error Initialising", *error, kRunInitFailed);
 
+    step = kRunFingerprintFailed;
     const auto fingerprint = client.createRequestFromWAVFile(path, error);
     if (error) return failed(services, "Error Fingerprinting", *error, kRunFingerprintFailed);
 
+    step = kRunTransportFailed;
     const auto url = client.getRequestURL();
     auto& request = run.request.emplace(url);
     request.addFormData(*fingerprint, TarnInterface::getFormBoundary(), TarnInterface::getFormName());
     std::optional<HTTPURLResponse> response;
     const auto body = services.urlLoading.sendSynchronousRequest(request, response, error);
     if (error) return failed(services, "Error sending fingerprint request", *error, kRunTransportFailed);
+    step = kRunNoGoodResponse;
     if (!response) {
         services.log.write("No HTTP Response");
         return kRunNoGoodResponse;
@@ -75,6 +79,7 @@ int recognise(const std::string& key, const std::string& host, const std::string
         return kRunNoGoodResponse;
     }
 
+    step = kRunParseFailed;
     if (body) { // present, if empty: an empty body is one that cannot be parsed
         const auto matches = client.parseResponse(*body, error);
         if (error) return failed(services, "Error parsing fingerprint response", *error, kRunParseFailed);
@@ -87,14 +92,26 @@ int recognise(const std::string& key, const std::string& host, const std::string
     return kRunDone;
 }
 
+int runSteps(std::span<const char* const> arguments, Services& services, int& step) {
+    if (arguments.size() < 3) return usageError(services);
+    // Whatever begins with the option is the option.
+    const bool isEncoding = std::string_view(arguments[1]).starts_with(kEncodeOption);
+    if (!isEncoding && arguments.size() < 4) return usageError(services);
+    step = kRunInitFailed;
+    if (isEncoding) return encode(arguments[2], services);
+    return recognise(arguments[1], arguments[2], arguments[3], services, step);
+}
+
 } // namespace
 
 int runTarn(std::span<const char* const> arguments, Services& services) {
-    if (arguments.size() < 3) return usageError(services);
-    // Whatever begins with the option is the option.
-    if (std::string_view(arguments[1]).starts_with(kEncodeOption)) return encode(arguments[2], services);
-    if (arguments.size() < 4) return usageError(services);
-    return recognise(arguments[1], arguments[2], arguments[3], services);
+    int step = kRunUsageError; // what the run returns when memory ends it: the value of the step that it is in
+    try {
+        return runSteps(arguments, services, step);
+    } catch (const std::bad_alloc&) {
+        services.log.write("Out of memory"); // the log needs none
+        return step;
+    }
 }
 
 } // namespace tarn

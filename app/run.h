@@ -16,7 +16,8 @@ constexpr int kRunTransportFailed = -4;
 constexpr int kRunNoGoodResponse = -5;
 constexpr int kRunParseFailed = -6;
 
-// arguments: the program's name, then the command line.
+// arguments: the program's name, then the command line. Without memory a run ends with a line in the log and the value
+// of the step that it was in; making a key then counts as initialising.
 int runTarn(std::span<const char* const> arguments, Services& services);
 
 } // namespace tarn

@@ -153,6 +153,17 @@ TEST_F(Run, FailsBeforeAnythingIsSent) {
     EXPECT_TRUE(scripted.loader.requests.empty());
 }
 
+TEST_F(Run, OutOfMemoryEndsWithTheValueOfItsStep) {
+    const LoaderAnswer outOfMemory = {{}, {}, {}, true};
+    EXPECT_EQ(recognise({outOfMemory}), -4);
+    EXPECT_EQ(scripted.log.entries.back(), "Out of memory");
+    // No report without the album either: it is whole or absent.
+    scripted.loader.requests.clear();
+    EXPECT_EQ(recognise({answer(kTrack), outOfMemory}), -6);
+    EXPECT_EQ(scripted.log.entries.back(), "Out of memory");
+    EXPECT_EQ(scripted.output.all(), "");
+}
+
 TEST_F(Run, SendsToNoUrlWhenTheHostMakesNone) {
     scripted.loader.answers = {{{}, {}, kLost}};
     EXPECT_EQ(run(scripted, {goodKey(scripted.clock), "no host", directory_->file("sound.wav")}), -4);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -80,6 +81,7 @@ struct LoaderAnswer {
     std::optional<tarn::Bytes> body;
     std::optional<int> status;
     std::optional<tarn::Error> error;
+    bool isOutOfMemory = false; // there is no answer: the loader throws
 };
 
 struct ScriptedLoader : tarn::URLLoading {
@@ -91,6 +93,7 @@ struct ScriptedLoader : tarn::URLLoading {
                                                       tarn::ErrorSlot& error) override {
         requests.push_back(request);
         const LoaderAnswer& answer = answers.at(requests.size() - 1);
+        if (answer.isOutOfMemory) throw std::bad_alloc();
         if (answer.status) response = tarn::HTTPURLResponse{*answer.status};
         if (answer.error) error = answer.error;
         return answer.body;

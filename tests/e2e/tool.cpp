@@ -81,8 +81,8 @@ class NeedsAnIdentity : public ::testing::Environment {
 
 } // namespace
 
-ToolResult runTool(const std::vector<std::string>& arguments) {
-    std::string program = TARN_TOOL;
+ToolResult runTool(const std::vector<std::string>& arguments, const std::string& otherProgram) {
+    std::string program = otherProgram.empty() ? TARN_TOOL : otherProgram;
     std::vector<std::string> copies = arguments;
     std::vector<char*> pointers = {program.data()};
     for (std::string& argument : copies) pointers.push_back(argument.data());

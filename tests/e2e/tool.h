@@ -17,8 +17,8 @@ struct ToolResult {
     std::string errors;
 };
 
-// Waits for the tool's end, within reason.
-ToolResult runTool(const std::vector<std::string>& arguments);
+// Waits for the tool's end, within reason. program: another build of the tool; empty for the one that is installed.
+ToolResult runTool(const std::vector<std::string>& arguments, const std::string& program = {});
 
 // The texts of the log lines in what the tool wrote to standard error. A test failure where a line does not begin as a
 // log line must; lines that continue an entry are part of its text.

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <ctime>
+#include <new>
 #include <string>
 #include <unistd.h>
 
@@ -22,9 +23,14 @@ void LineLog::write(std::string_view text) {
     std::snprintf(prefix, sizeof prefix, "%s.%03d tarn[%d:%d] ", day, static_cast<int>(milliseconds), getpid(),
                   gettid());
 
-    std::string line = prefix;
-    line += text;
-    if (!line.ends_with('\n')) line += '\n';
+    const std::string_view end = text.ends_with('\n') ? "" : "\n";
+    std::string line;
+    try {
+        line.append(prefix).append(text).append(end);
+    } catch (const std::bad_alloc&) { // in pieces rather than not at all
+        for (const std::string_view piece : {std::string_view(prefix), text, end}) output_.write(piece);
+        return;
+    }
     output_.write(line); // whole, so that lines of several processes do not mix
 }
 

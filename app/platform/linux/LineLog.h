@@ -1,6 +1,6 @@
 // The log as lines of text:
 //   2026-11-20 18:10:26.123 tarn[4711:4711] text
-// local time, process id, thread id.
+// local time, process id, thread id. Where there is no memory an entry is written in pieces.
 #pragma once
 
 #include "platform/Clock.h"
