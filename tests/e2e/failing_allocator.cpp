@@ -6,9 +6,9 @@
 //
 // and which says at its end how many of both there were:
 //
-//   TARN_FAILING_TALLY=p  "new N hook M" is written to the file p
+//   TARN_FAILING_TALLY=p  "NEW N HOOK M" is written to the file p
 //
-// The system library's own use of malloc stays as it is.
+// The system library's own use of malloc stays as it is; failing_malloc.cpp is for that.
 #include "kvx.h"
 
 #include <cstdio>
@@ -64,7 +64,7 @@ struct Installed {
         const char* path = std::getenv("TARN_FAILING_TALLY");
         if (path == nullptr) return;
         const int file = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-        dprintf(file, "new %ld hook %ld\n", operatorNew.allocations, hook.allocations);
+        dprintf(file, "NEW %ld HOOK %ld\n", operatorNew.allocations, hook.allocations);
         close(file);
     }
     Installed(const Installed&) = delete;

@@ -5,83 +5,89 @@
 #include "support/figures.h"
 #include "support/rounds.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
+#include <optional>
+#include <string_view>
 
 namespace kvxtest {
 namespace {
 
-enum class Kind { kNew, kHook }; // the C++ allocator; the library's
 enum class Extent { kOne, kRest };
 
-const char* variableOf(Kind kind) { return kind == Kind::kNew ? "TARN_FAILING_NEW" : "TARN_FAILING_HOOK"; }
+// Ways for allocations to fail. TARN_FAILING_ and the kind's name is the variable that says which one.
+struct Way {
+    const char* kind;
+    Extent extent;
+    const char* name;
+    const char* program = TARN_FAILING_TOOL;
+    const char* loadedAhead = nullptr; // a library
+};
+constexpr Way kWays[] = {
+    {"NEW", Extent::kOne, "one operator new"},
+    {"NEW", Extent::kRest, "every further operator new"},
+    {"HOOK", Extent::kOne, "one KVXMalloc"},
+    {"HOOK", Extent::kRest, "every further KVXMalloc"},
+#ifdef TARN_FAILING_MALLOC // the sanitizers want to be loaded first themselves
+    {"MALLOC", Extent::kOne, "one malloc", TARN_TOOL, TARN_FAILING_MALLOC},
+    {"MALLOC", Extent::kRest, "every further malloc", TARN_TOOL, TARN_FAILING_MALLOC},
+#endif
+};
+
+bool isHook(const Way& way) { return std::string_view(way.kind) == "HOOK"; }
 
 // A variable of the environment that the tool inherits, for as long as one lives.
 class Variable {
   public:
-    Variable(const char* name, const std::string& value) : name_(name) { setenv(name, value.c_str(), 1); }
-    ~Variable() { unsetenv(name_); }
+    Variable(const std::string& name, const std::string& value) : name_(name) {
+        setenv(name_.c_str(), value.c_str(), 1);
+    }
+    ~Variable() { unsetenv(name_.c_str()); }
     Variable(const Variable&) = delete;
     Variable& operator=(const Variable&) = delete;
 
   private:
-    const char* name_;
-};
-
-struct Tally {
-    long allocationsByNew = -1;
-    long allocationsByHook = -1;
-    long of(Kind kind) const { return kind == Kind::kNew ? allocationsByNew : allocationsByHook; }
+    std::string name_;
 };
 
 struct FailingRun {
     ToolResult result;
-    Tally tally; // -1: the run did not come to its end
+    std::map<std::string, long> allocations; // by kind; empty: the run did not come to its end
 };
 
-// Runs the tool with the failing-th allocation of a kind giving nothing; -1: none.
-FailingRun runFailing(const std::vector<std::string>& arguments, Kind kind, long failing, Extent extent) {
-    const std::string tallyFile = scratchFile("tally");
-    std::filesystem::remove(tallyFile);
-    const Variable number(variableOf(kind), std::to_string(failing));
-    const Variable tallyName("TARN_FAILING_TALLY", tallyFile);
+// Runs the tool with the failing-th allocation of a way giving nothing; -1: none.
+FailingRun runFailing(const std::vector<std::string>& arguments, const Way& way, long failing) {
+    const std::string tally = scratchFile("tally");
+    std::filesystem::remove(tally);
+    const Variable number(std::string("TARN_FAILING_") + way.kind, std::to_string(failing));
+    const Variable tallyName("TARN_FAILING_TALLY", tally);
     std::optional<Variable> rest;
-    if (extent == Extent::kRest) rest.emplace("TARN_FAILING_REST", "1");
+    if (way.extent == Extent::kRest) rest.emplace("TARN_FAILING_REST", "1");
+    std::optional<Variable> ahead;
+    if (way.loadedAhead != nullptr) ahead.emplace("LD_PRELOAD", way.loadedAhead);
     FailingRun run;
-    run.result = runTool(arguments, TARN_FAILING_TOOL);
-    if (std::FILE* file = std::fopen(tallyFile.c_str(), "r")) {
-        EXPECT_EQ(std::fscanf(file, "new %ld hook %ld", &run.tally.allocationsByNew, &run.tally.allocationsByHook), 2);
-        std::fclose(file);
-    }
+    run.result = runTool(arguments, way.program);
+    std::ifstream file(tally);
+    std::string kind;
+    for (long count = 0; file >> kind >> count;) run.allocations[kind] = count;
     return run;
 }
 
-// Ways for allocations to fail, and what they are called.
-struct Way {
-    Kind kind;
-    Extent extent;
-    const char* name;
-};
-constexpr Way kWays[] = {
-    {Kind::kNew, Extent::kOne, "one operator new"},
-    {Kind::kNew, Extent::kRest, "every further operator new"},
-    {Kind::kHook, Extent::kOne, "one KVXMalloc"},
-    {Kind::kHook, Extent::kRest, "every further KVXMalloc"},
-};
-
-// Runs until nothing fails any more. run gives the outcome of one run and has looked at it. Numbers for which isWanted
-// says no are left out. Returns the number of runs in which an allocation failed.
+// Fails one number after another until there is nothing left to fail. run has looked at its outcome when it gives it.
+// Numbers for which isWanted says no are left out. Returns the number of runs in which an allocation failed.
 template <class Run, class IsWanted>
-size_t failEach(Kind kind, Run run, IsWanted isWanted) {
+size_t failEach(const Way& way, Run run, IsWanted isWanted) {
     size_t points = 0;
     for (long failing = 0;; ++failing) {
         if (!isWanted(failing)) continue;
         SCOPED_TRACE("allocation " + std::to_string(failing));
-        const Tally tally = run(failing);
-        if (tally.of(kind) <= failing || ::testing::Test::HasFailure()) return points;
+        const FailingRun outcome = run(failing);
+        const auto allocations = outcome.allocations.find(way.kind);
+        if (allocations == outcome.allocations.end()) ADD_FAILURE() << "no tally";
+        if (::testing::Test::HasFailure() || allocations->second <= failing) return points;
         ++points;
     }
 }
@@ -91,21 +97,20 @@ bool everyNumber(long /*failing*/) { return true; }
 TEST(FailingMemory, PrintsTheUsageAllTheSame) {
     for (const Way& way : kWays) {
         SCOPED_TRACE(way.name);
-        std::string usage;
         const size_t points = failEach(
-            way.kind,
+            way,
             [&](long failing) {
-                const FailingRun run = runFailing({"key"}, way.kind, failing, way.extent);
+                const FailingRun run = runFailing({"key"}, way, failing);
                 EXPECT_EQ(run.result.exitStatus, 255);
                 EXPECT_EQ(run.result.output, "");
                 const auto texts = logTexts(run.result.errors);
                 EXPECT_EQ(texts.size(), 1U);
                 EXPECT_EQ(texts.at(0).substr(0, 18), "tarn [-e rawsac] s");
-                return run.tally;
+                return run;
             },
             everyNumber);
         recordFigure(std::string("failure points of the usage, ") + way.name, points);
-        EXPECT_EQ(points > 0, way.kind == Kind::kNew);
+        EXPECT_EQ(points == 0, isHook(way));
     }
 }
 
@@ -116,9 +121,9 @@ TEST(FailingMemory, MakesAKeyWholeOrSaysThatItCannot) {
         SCOPED_TRACE(way.name);
         size_t refused = 0;
         const size_t points = failEach(
-            way.kind,
+            way,
             [&](long failing) {
-                const FailingRun run = runFailing(arguments, way.kind, failing, way.extent);
+                const FailingRun run = runFailing(arguments, way, failing);
                 EXPECT_EQ(run.result.output, "");
                 const auto texts = logTexts(run.result.errors);
                 EXPECT_FALSE(texts.empty());
@@ -129,12 +134,12 @@ TEST(FailingMemory, MakesAKeyWholeOrSaysThatItCannot) {
                     EXPECT_EQ(texts.back(), "Out of memory");
                     ++refused;
                 }
-                return run.tally;
+                return run;
             },
             everyNumber);
         recordFigure(std::string("failure points of making a key, ") + way.name, points);
-        EXPECT_EQ(points > 0, way.kind == Kind::kNew);
-        EXPECT_EQ(refused > 0, way.kind == Kind::kNew);
+        EXPECT_EQ(points == 0, isHook(way));
+        EXPECT_EQ(refused == 0, isHook(way));
     }
 }
 
@@ -144,11 +149,11 @@ const std::string kReport = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match
                             "<name>Artist</name>\n<title>Title</title>\n</match>\n";
 
 // A whole recognition: a track, and the album that is asked for then.
-FailingRun recogniseFailing(Kind kind, long failing, Extent extent) {
+FailingRun recogniseFailing(const Way& way, long failing) {
     const LoopbackServer server(
         {answering(httpAnswer(200, record('T', trackBlob("t1", "Title", {"Artist", "Another"})))),
          answering(httpAnswer(200, record('A', albumBlob("a1", "Album", "Artist", 87))))});
-    return runFailing({freshKey(), server.host(), soundFile({.lengthMs = 7100})}, kind, failing, extent);
+    return runFailing({freshKey(), server.host(), soundFile({.lengthMs = 7100})}, way, failing);
 }
 
 void expectAnEndOfItsOwn(const ToolResult& result) {
@@ -165,31 +170,33 @@ void expectAnEndOfItsOwn(const ToolResult& result) {
 }
 
 TEST(FailingMemory, EndsARecognitionWithAStatusAndALine) {
-    const FailingRun whole = recogniseFailing(Kind::kNew, -1, Extent::kOne);
+    const FailingRun whole = recogniseFailing(kWays[0], -1);
     ASSERT_EQ(whole.result.output, kReport) << whole.result.errors;
-    ASSERT_GT(whole.tally.allocationsByHook, 256); // a block of memory for each of audio
+    const long hooks = whole.allocations.at("HOOK");
+    ASSERT_GT(hooks, 256); // a block of memory for each of audio
     for (const Way& way : kWays) {
         SCOPED_TRACE(way.name);
         std::map<int, size_t> statuses;
         size_t withoutAlbum = 0;
         const size_t points = failEach(
-            way.kind,
+            way,
             [&](long failing) {
-                const FailingRun run = recogniseFailing(way.kind, failing, way.extent);
+                const FailingRun run = recogniseFailing(way, failing);
                 expectAnEndOfItsOwn(run.result);
-                const bool isPoint = run.tally.of(way.kind) > failing;
+                const auto allocations = run.allocations.find(way.kind);
+                const bool isPoint = allocations != run.allocations.end() && allocations->second > failing;
                 if (isPoint) {
                     ++statuses[run.result.exitStatus];
                 } else {
                     EXPECT_EQ(run.result.output, kReport);
                 }
                 if (run.result.output == kWithoutAlbum) ++withoutAlbum;
-                return run.tally;
+                return run;
             },
             [&](long failing) {
                 // The blocks of audio are all alike: some of them stand for the rest.
-                const bool isAudio = failing >= 32 && failing < whole.tally.allocationsByHook - 64;
-                return way.kind == Kind::kNew || rounds(1) > 1 || !isAudio || failing % 32 == 0;
+                const bool isAudio = failing >= 32 && failing < hooks - 64;
+                return !isHook(way) || rounds(1) > 1 || !isAudio || failing % 32 == 0;
             });
         const std::string name = std::string("failure points of a recognition, ") + way.name;
         recordFigure(name, points);
