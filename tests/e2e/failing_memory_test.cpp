@@ -100,7 +100,7 @@ TEST(FailingMemory, PrintsTheUsageAllTheSame) {
         const size_t points = failEach(
             way,
             [&](long failing) {
-                const FailingRun run = runFailing({"key"}, way, failing);
+                FailingRun run = runFailing({"key"}, way, failing);
                 EXPECT_EQ(run.result.exitStatus, 255);
                 EXPECT_EQ(run.result.output, "");
                 const auto texts = logTexts(run.result.errors);
@@ -123,7 +123,7 @@ TEST(FailingMemory, MakesAKeyWholeOrSaysThatItCannot) {
         const size_t points = failEach(
             way,
             [&](long failing) {
-                const FailingRun run = runFailing(arguments, way, failing);
+                FailingRun run = runFailing(arguments, way, failing);
                 EXPECT_EQ(run.result.output, "");
                 const auto texts = logTexts(run.result.errors);
                 EXPECT_FALSE(texts.empty());
@@ -181,7 +181,7 @@ TEST(FailingMemory, EndsARecognitionWithAStatusAndALine) {
         const size_t points = failEach(
             way,
             [&](long failing) {
-                const FailingRun run = recogniseFailing(way, failing);
+                FailingRun run = recogniseFailing(way, failing);
                 expectAnEndOfItsOwn(run.result);
                 const auto allocations = run.allocations.find(way.kind);
                 const bool isPoint = allocations != run.allocations.end() && allocations->second > failing;
