@@ -101,6 +101,23 @@ TEST(BothCodecs, ReadWhatAServerSends) {
     EXPECT_EQ(compared, 20 * kSeeds);
 }
 
+TEST(BothCodecs, AgreeOnEveryNumberOfFields) {
+    size_t compared = 0;
+    for (const LibraryRecord& library : libraryRecords()) {
+        const plain::Record whole = recordOf(*library.type, 1, 100);
+        for (size_t count = 0; count <= whole.fields.size() + 2; ++count) {
+            SCOPED_TRACE(std::string(library.type->name) + ", fields " + std::to_string(count));
+            plain::Record other = whole;
+            other.fields.resize(count, plain::Value("more"));
+            compareReadings(library, encode(other, From::kServer));
+            if (HasFailure()) return;
+            ++compared;
+        }
+    }
+    recordFigure("numbers of fields compared", compared);
+    EXPECT_GT(compared, 200U);
+}
+
 TEST(BothCodecs, AgreeOnArraysWithinArraysOf255) {
     plain::Record track = recordOf(plain::kTrack, 1, 0);
     plain::Record medium = recordOf(plain::kCDMedia, 1, 0);
