@@ -56,6 +56,7 @@ int32_t giveUp(KVXHandle** handleOut) {
     KVXHandle* handle = *handleOut;
     handle->state = kvx::kUnusable;
     KVXFree(handle->hostName);
+    KVXMemSet(handle->secretKey, 0, sizeof handle->secretKey);
     KVXFree(handle);
     *handleOut = nullptr;
     return -1;

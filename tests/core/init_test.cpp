@@ -3,7 +3,10 @@
 #include "support/handles.h"
 #include "support/hex.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <optional>
 
 using kvxtest::accessCode;
 using kvxtest::Bytes;
@@ -160,6 +163,53 @@ TEST(Init, RefusesUnknownMethodsAndLeavesNothingAllocated) {
         EXPECT_EQ(hooks.live(), 0U);
         EXPECT_EQ(hooks.strayFrees(), 0);
     }
+}
+
+// Watches the handle's block through the memory hooks, and keeps the secret key that is in it when it is released.
+class HandleWatch {
+  public:
+    HandleWatch() {
+        handle_ = nullptr;
+        secretAtRelease = {};
+        KVXMalloc = [](size_t size) {
+            void* block = std::malloc(size);
+            if (size == sizeof(KVXHandle)) handle_ = static_cast<KVXHandle*>(block);
+            return block;
+        };
+        KVXFree = [](void* block) {
+            if (block != nullptr && block == handle_) {
+                secretAtRelease.emplace();
+                std::copy_n(handle_->secretKey, secretAtRelease->size(), secretAtRelease->begin());
+            }
+            std::free(block);
+        };
+    }
+    ~HandleWatch() {
+        KVXMalloc = &std::malloc;
+        KVXFree = &std::free;
+    }
+    HandleWatch(const HandleWatch&) = delete;
+    HandleWatch& operator=(const HandleWatch&) = delete;
+
+    static inline std::optional<kvxtest::SecretKey> secretAtRelease;
+
+  private:
+    static inline KVXHandle* handle_ = nullptr;
+};
+
+TEST(Init, WipesTheSecretKeyOfAHandleThatItGivesUp) {
+    const HandleWatch watch;
+    KVXHandle* handle = nullptr;
+    ASSERT_EQ(initWith(&handle, accessCode(4, 3, {0x11, 0x22, 0x33}).c_str()), -1);
+    EXPECT_EQ(HandleWatch::secretAtRelease, kvxtest::SecretKey{});
+}
+
+TEST(Shutdown, WipesTheSecretKey) {
+    const HandleWatch watch;
+    KVXHandle* handle = nullptr;
+    ASSERT_EQ(initWith(&handle, accessCode(3, 3, {0x11, 0x22, 0x33}).c_str()), 0);
+    KVXShutdown(&handle);
+    EXPECT_EQ(HandleWatch::secretAtRelease, kvxtest::SecretKey{});
 }
 
 TEST(Shutdown, RefusesWhatIsNotThere) {
