@@ -49,6 +49,12 @@ class RawClient {
         if (socket_ >= 0) close(socket_);
         socket_ = -1;
     }
+    // Ends the connection with a reset.
+    void reset() {
+        const linger now = {1, 0};
+        setsockopt(socket_, SOL_SOCKET, SO_LINGER, &now, sizeof now);
+        hangUp();
+    }
     void endSending() { shutdown(socket_, SHUT_WR); }
     // False when the other side has gone.
     bool send(const std::string& bytes) {
@@ -65,6 +71,11 @@ class RawClient {
         char byte = 0;
         const ssize_t count = recv(socket_, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
         return count == 0 || (count < 0 && errno != EAGAIN && errno != EWOULDBLOCK);
+    }
+    // Reads so many bytes and no more; false when the connection ends before.
+    bool readBytes(size_t count) {
+        std::string bytes(count, '\0');
+        return count == 0 || recv(socket_, bytes.data(), count, MSG_WAITALL) == static_cast<ssize_t>(count);
     }
     // Everything up to the end of the connection.
     std::string readToEnd() {
