@@ -42,10 +42,9 @@ std::optional<std::string> TarnInterface::getMacAddress() {
         const size_t preference = preferenceOf(*name);
         if (preference < addresses.size()) addresses[preference] = address; // the last one of a name wins
     }
-    for (auto& address : addresses) {
-        if (address) return std::move(address);
-    }
-    return std::nullopt;
+    const auto found =
+        std::find_if(addresses.begin(), addresses.end(), [](const auto& each) { return each.has_value(); });
+    return found == addresses.end() ? std::nullopt : *found;
 }
 
 } // namespace tarn

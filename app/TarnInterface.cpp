@@ -134,7 +134,7 @@ std::optional<std::vector<MusicLookupResponse>> TarnInterface::parseResponse(con
 
 std::optional<Bytes> TarnInterface::createAlbumLookupRequest(const std::string& trackId, int32_t maxAlbums,
                                                              ErrorSlot& error) {
-    std::string idText = trackId.c_str(); // up to its first zero byte, if it has one
+    std::string idText = trackId.substr(0, trackId.find('\0'));
     const KVXValueLength id = {idText.data(), static_cast<uint32_t>(idText.size())};
     uint8_t* request = nullptr;
     uint32_t length = 0;

@@ -77,8 +77,8 @@ std::vector<ScoredRecording> heaviest(CatalogReader& reader, const std::vector<T
 }
 
 bool standsOut(const std::vector<ScoredRecording>& scored) {
-    return scored.size() <= kBehind ||
-           uint64_t{scored.front().score} * 100 >= uint64_t{scored[kBehind].score} * kStandsOutPercent;
+    if (scored.size() <= kBehind) return true;
+    return uint64_t{scored.front().score} * 100 >= uint64_t{scored[kBehind].score} * kStandsOutPercent;
 }
 
 // Measures the likeliest and orders all by what speaks for them.

@@ -186,10 +186,11 @@ TEST(SocketHandler, EndsWithTheErrorOfTheStreamThatFailed) {
         Exchange exchange(pattern(5));
         exchange.input->failAt = 0;
         exchange.output->failAt = 0;
-        tarn::Stream& stream = c.input ? static_cast<tarn::Stream&>(*exchange.input) : *exchange.output;
-        exchange.handler->handleEvent(stream, c.code);
+        tarn::Stream* stream = &*exchange.output;
+        if (c.input) stream = &*exchange.input;
+        exchange.handler->handleEvent(*stream, c.code);
         EXPECT_EQ(exchange.handler->finished(), 1);
-        EXPECT_EQ(exchange.handler->error(), stream.streamError());
+        EXPECT_EQ(exchange.handler->error(), stream->streamError());
     }
 }
 
