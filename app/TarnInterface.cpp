@@ -5,6 +5,7 @@
 #include "ResponseInterpretation.h"
 #include "TarnError.h"
 #include "WavSession.h"
+#include "platform/Wipe.h"
 
 #include <limits>
 #include <memory>
@@ -46,6 +47,7 @@ TarnInterface::TarnInterface(Services& services, std::string key, const std::str
                              int32_t nFingerprints, bool doHttp, ErrorSlot& error)
     : services_(services), httpFlag_(doHttp), key_(std::move(key)), host_(std::move(host)), deviceId_(getMacAddress()),
       nFingerprints_(nFingerprints) {
+    const TracesWipedAtEnd wiper;
     initHandle(error);
 }
 
@@ -85,6 +87,11 @@ void TarnInterface::initHandle(ErrorSlot& error) {
 }
 
 std::string TarnInterface::encodeSak(const std::string& rawText, Services& services) {
+    const TracesWipedAtEnd wiper;
+    return encipherText(rawText, services);
+}
+
+std::string TarnInterface::encipherText(const std::string& rawText, Services& services) {
     CipherKey cipherKey;
     buildCipherKey(cipherKey);
     const char* const text = asciiOrNull(rawText);

@@ -60,7 +60,10 @@ class TarnInterface {
     std::optional<Bytes> createAlbumLookupRequest(const std::string& trackId, int32_t maxAlbums, ErrorSlot& error);
 
   private:
-    void initHandle(ErrorSlot& error);
+    // Not inlined, so that their callers can wipe what they leave on the stack.
+    [[gnu::noinline]] void initHandle(ErrorSlot& error);
+    [[gnu::noinline]] static std::string encipherText(const std::string& rawText, Services& services);
+
     std::optional<std::string> getMacAddress();
     std::optional<Bytes> requestOfSession(const std::string& path, ErrorSlot& error);
 

@@ -4,6 +4,7 @@
 #include "TarnInterface.h"
 #include "error_text.h"
 #include "match_report.h"
+#include "platform/Wipe.h"
 
 #include <new>
 #include <optional>
@@ -47,8 +48,9 @@ int failed(Services& services, std::string_view what, const Error& error, int re
     return result;
 }
 
-int encode(const std::string& rawText, Services& services) {
+int encode(std::string rawText, Services& services) {
     services.log.write("Encoded Key " + TarnInterface::encodeSak(rawText, services));
+    wipe(rawText.data(), rawText.size());
     return kRunDone;
 }
 

@@ -10,6 +10,19 @@ namespace tarn {
 // Zeroes memory even where nothing reads it afterwards, which a plain memset need not do.
 void wipe(void* memory, size_t length);
 
+// Zeroes what functions that have returned leave of the secrets they worked on: the vector registers, in which ciphers
+// and copies work, and the stack below the caller, to which registers are saved now and then - by the dynamic linker,
+// for one, when it binds a function at its first call. Call it behind a function that is not inlined.
+void wipeTraces();
+
+// Wipes the traces where its scope ends, on every path.
+struct TracesWipedAtEnd {
+    TracesWipedAtEnd() = default;
+    TracesWipedAtEnd(const TracesWipedAtEnd&) = delete;
+    TracesWipedAtEnd& operator=(const TracesWipedAtEnd&) = delete;
+    ~TracesWipedAtEnd() { wipeTraces(); }
+};
+
 // A buffer that starts as zeros and is wiped when it ends, on every path.
 template <size_t kSize>
 class SecretBuffer {
