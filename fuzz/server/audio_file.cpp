@@ -41,7 +41,7 @@ class NamedFile {
         {"RIFF", "music.wav"}, {"fLaC", "music.flac"}, {"OggS", "music.ogg"}, {"FORM", "music.aiff"}};
 
     std::filesystem::path nameOf(const char* name) {
-        const std::filesystem::path path = directory_ / name;
+        std::filesystem::path path = directory_ / name;
         if (!std::filesystem::is_symlink(path)) std::filesystem::create_symlink(file_.path(), path);
         return path;
     }

@@ -129,7 +129,7 @@ CodeStrings codeStringsInUse(const Recording& recording) {
 }
 
 CodeStrings codeStrings(const Recording& recording) {
-    const CodeStrings widest = codeStringsInUse(recording);
+    CodeStrings widest = codeStringsInUse(recording);
     if (!recording.isMusic) return widest; // music is enough for the narrower ones
     for (const kvx::LaneKernels* lanes : kvx::availableLanes().first(kvx::availableLanes().size() - 1)) {
         kvx::useLanes(lanes);
