@@ -44,6 +44,10 @@ TEST(HttpAnswer, IsTheSameInAnyPieces) {
         {"a part of a head that breaks the rules", "HTTP/1.0 2\xff\0\0\0@\0"s, "error -1005"},
         {"a part of a head with a bad name", "HTTP/1.0 200 OK\r\n\xff\xff\r\nbody"s, "error -1005"},
         {"a short body", "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nabc", "error -1005"},
+        {"a length above the bound", "HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\n", "error -1017"},
+        {"a body with it", "HTTP/1.1 200 OK\r\nContent-Length: 67108865\r\n\r\nabc", "error -1017"},
+        {"a body of no believable length", "HTTP/1.1 200 OK\r\nContent-Length: 20000000000007\r\n\r\nabc",
+         "error -1017"},
         {"a bad chunk", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nxyz\r\n", "error -1017"},
         {"a head too long", "HTTP/1.1 200 OK\r\nX: " + std::string(tarn::kHttpHeadLimitBytes, 'x'), "no answer"},
     };

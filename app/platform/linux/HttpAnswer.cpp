@@ -36,7 +36,6 @@ HttpAnswer connectionLost() {
 class MessageReader {
   public:
     MessageReader(const ReceiveSome& receive, beast::flat_buffer& buffer) : receive_(receive), buffer_(buffer) {
-        parser_.eager(true);
         parser_.header_limit(kHttpHeadLimitBytes);
         parser_.body_limit(kHttpBodyLimitBytes);
     }
@@ -50,6 +49,8 @@ class MessageReader {
                 const size_t taken = parser_.put(buffer_.data(), status);
                 buffer_.consume(taken);
                 begun_ = begun_ || taken != 0;
+                // The head alone at first: an eager parser goes on with what lies behind one that it has refused.
+                parser_.eager(parser_.is_header_done());
             }
             if (status && status != http::error::need_more) return failure(status);
             if (parser_.is_done() || (!status && buffer_.size() != 0)) continue;
