@@ -10,7 +10,7 @@ namespace tarn::server {
 
 namespace {
 
-constexpr size_t kPieceSamples = 65536; // of all channels together, at most
+constexpr size_t kPieceSamples = 16384; // of all channels together, at most
 constexpr sf_count_t kLeastPieceFrames = 1024;
 
 struct Close {
