@@ -36,6 +36,12 @@ bool isFloating(int format) {
 // Of other containers the length is only estimated, or taken from what is there.
 bool statesItsLength(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
 
+// Why the library has not opened a file. Of a file that is there, it says so too where its last guess, MP3, fails.
+std::string reasonNotOpened() {
+    const std::string reason = sf_strerror(nullptr);
+    return reason.starts_with("File does not exist") ? "Format not recognised." : reason;
+}
+
 int16_t clipped(float value) {
     if (std::isnan(value)) return 0;
     return static_cast<int16_t>(std::lrint(std::clamp(value * 32768.0F, -32768.0F, 32767.0F)));
@@ -93,7 +99,7 @@ AudioFile::AudioFile(const std::filesystem::path& path) : impl_(std::make_unique
     if (!std::filesystem::is_regular_file(status)) throw AudioError("not a file");
     if (std::filesystem::file_size(path, error) == 0 && !error) throw AudioError("the file is empty");
     impl_->file.reset(sf_open(path.c_str(), SFM_READ, &impl_->info));
-    if (!impl_->file) throw AudioError(std::string("not readable as audio: ") + sf_strerror(nullptr));
+    if (!impl_->file) throw AudioError("not readable as audio: " + reasonNotOpened());
     const SF_INFO& info = impl_->info;
     if (info.samplerate < kLeastRateHz) {
         throw AudioError("its rate of " + std::to_string(info.samplerate) + " Hz is below the " +

@@ -148,7 +148,9 @@ TEST(AudioFile, RefusesWhatIsNoAudioFileWithAText) {
     servertest::writePrivate(folder / "empty.wav", "");
     EXPECT_EQ(complaint(folder / "empty.wav"), "the file is empty");
     servertest::writePrivate(folder / "text.wav", "To be, or not to be, that is the question.");
-    EXPECT_THAT(complaint(folder / "text.wav"), testing::HasSubstr("not readable as audio"));
+    EXPECT_EQ(complaint(folder / "text.wav"), "not readable as audio: Format not recognised.");
+    servertest::writePrivate(folder / "noise.mp3", std::string(3000, '\x11'));
+    EXPECT_EQ(complaint(folder / "noise.mp3"), "not readable as audio: Format not recognised.");
 }
 
 TEST(AudioFile, SaysThatAFlacFileEndsEarly) {
