@@ -29,7 +29,7 @@ TransformTables::TransformTables() : window{}, transform{}, split{} {
     }
     Twiddle w(kPi / static_cast<float>(kSize));
     for (Factor& factor : split) {
-        factor = {w.real(), w.imaginary()};
+        factor = {kScale * w.real(), kScale * w.imaginary()};
         w.advance();
     }
 }

@@ -2,8 +2,44 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace kvx {
+
+namespace {
+
+// The components of a vector in two registers; those behind the sixth are 0 or nothing that counts.
+struct Components {
+    using Four = float __attribute__((vector_size(16)));
+    Four low;
+    Four high;
+};
+
+inline Components load(const FeatureVector& vector) {
+    Components result{};
+    std::memcpy(&result.low, vector.data(), sizeof result.low);
+    result.high = Components::Four{vector[4], vector[5], 0.0F, 0.0F};
+    return result;
+}
+
+inline void store(const Components& components, FeatureVector& vector) {
+    std::memcpy(vector.data(), &components, sizeof vector);
+}
+
+inline Components operator+(const Components& a, const Components& b) { return {a.low + b.low, a.high + b.high}; }
+inline Components operator-(const Components& a, const Components& b) { return {a.low - b.low, a.high - b.high}; }
+inline Components operator*(const Components& a, const Components& b) { return {a.low * b.low, a.high * b.high}; }
+inline Components operator/(const Components& a, const Components& b) { return {a.low / b.low, a.high / b.high}; }
+inline Components operator/(const Components& a, float b) { return {a.low / b, a.high / b}; }
+
+inline Components squareRoot(const Components& a) {
+    Components result;
+    for (int i = 0; i < 4; ++i) result.low[i] = std::sqrt(a.low[i]);
+    for (int i = 0; i < 4; ++i) result.high[i] = std::sqrt(a.high[i]);
+    return result;
+}
+
+} // namespace
 
 const FeatureVector* MeanStage::tick(const FeatureVector* vector) {
     constexpr float kOneThirtieth = 0.033333335F;
@@ -22,18 +58,22 @@ const FeatureVector* MeanStage::tick(const FeatureVector* vector) {
 const FeatureVector* NormStage::tick(const FeatureVector* vector) {
     FeatureVector& slot = ring[count % kWindow];
     ++count;
+    Components total = load(sum);
+    Components squares = load(sumSquares);
     if (count > kWindow) { // in draining calls too
-        for (size_t d = 0; d < kFeatureDimensions; ++d) {
-            sum[d] -= slot[d];
-            sumSquares[d] -= slot[d] * slot[d];
-        }
+        const Components oldest = load(slot);
+        total = total - oldest;
+        squares = squares - oldest * oldest;
     }
     if (vector != nullptr) {
-        for (size_t d = 0; d < kFeatureDimensions; ++d) {
-            slot[d] = (*vector)[d];
-            sum[d] += slot[d];
-            sumSquares[d] += slot[d] * slot[d];
-        }
+        const Components newest = load(*vector);
+        store(newest, slot);
+        total = total + newest;
+        squares = squares + newest * newest;
+    }
+    store(total, sum);
+    store(squares, sumSquares);
+    if (vector != nullptr) {
         fill = std::min(fill + 1, kWindow);
         if (fill <= kDelay) return nullptr;
     } else {
@@ -41,12 +81,10 @@ const FeatureVector* NormStage::tick(const FeatureVector* vector) {
         if (fill < kDelay) return nullptr;
     }
     const auto n = static_cast<float>(fill);
-    const FeatureVector& centre = ring[(count + kDelay - 1) % kWindow];
-    for (size_t d = 0; d < kFeatureDimensions; ++d) {
-        const float mean = sum[d] / n;
-        const float variance = (sumSquares[d] - sum[d] * mean) / (n - 1.0F);
-        out[d] = (centre[d] - mean) / std::sqrt(variance);
-    }
+    const Components mean = total / n;
+    const Components variance = (squares - total * mean) / (n - 1.0F);
+    const Components centre = load(ring[(count + kDelay - 1) % kWindow]);
+    store((centre - mean) / squareRoot(variance), out);
     return &out;
 }
 
@@ -54,22 +92,16 @@ const FeatureVector* ConvStage::tick(const FeatureVector* vector) {
     const int32_t slot = count % kWindow;
     ++count;
     if (vector != nullptr) {
-        ring[slot] = *vector;
         fill = std::min(fill + 1, kWindow);
-        if (fill < kDelay) return nullptr;
     } else {
         --fill;
-        if (fill < 0) return nullptr;
-        ring[slot] = FeatureVector{};
     }
+    ring[slot] = ring[slot + kWindow] = vector != nullptr ? *vector : FeatureVector{};
+    if (fill < (vector != nullptr ? kDelay : 0)) return nullptr;
     FeatureVector sum{};
-    size_t tap = 0;
-    const auto add = [&](int32_t first, int32_t last) {
-        for (int32_t i = first; i < last; ++i, ++tap)
-            for (size_t d = 0; d < kFeatureDimensions; ++d) sum[d] += ring[i][d] * smooth_vec[tap];
-    };
-    add(slot + 1, kWindow); // oldest first
-    add(0, slot + 1);
+    const FeatureVector* oldest = &ring[slot + 1];
+    for (size_t tap = 0; tap < kSmoothingTaps; ++tap)
+        for (size_t d = 0; d < kFeatureDimensions; ++d) sum[d] += oldest[tap][d] * smooth_vec[tap];
     out = sum;
     return &out;
 }

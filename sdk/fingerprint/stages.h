@@ -45,7 +45,7 @@ struct ConvStage {
 
     int32_t count; // calls, draining ones included
     int32_t fill;
-    FeatureVector ring[kWindow];
+    FeatureVector ring[2 * kWindow]; // each vector twice, kWindow places apart: any window lies in one piece
     FeatureVector out;
 };
 
