@@ -49,6 +49,10 @@ TEST(HttpAnswer, IsTheSameInAnyPieces) {
         {"a body of no believable length", "HTTP/1.1 200 OK\r\nContent-Length: 20000000000007\r\n\r\nabc",
          "error -1017"},
         {"a bad chunk", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nxyz\r\n", "error -1017"},
+        {"a chunk above the bound", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n4000000\r\nb",
+         "error -1017"},
+        {"an extension in quotes without end",
+         "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n1e00000;x=\"y \r\nzzzzzzzzzz", "error -1005"},
         {"a head too long", "HTTP/1.1 200 OK\r\nX: " + std::string(tarn::kHttpHeadLimitBytes, 'x'), "no answer"},
     };
     for (const auto& c : cases) {

@@ -32,12 +32,29 @@ HttpAnswer connectionLost() {
     return failed(transportError(kUrlErrorConnectionLost, "The network connection was lost."));
 }
 
+// Keeps the chunks of a body within the bound. The parser's own limit counts a chunk again for each piece that its line
+// comes in, where that has an extension without end.
+class ChunkLimit {
+  public:
+    void operator()(uint64_t chunkBytes, beast::string_view, error_code& status) {
+        if (chunkBytes > leftBytes_) {
+            status = http::error::body_limit;
+        } else {
+            leftBytes_ -= chunkBytes;
+        }
+    }
+
+  private:
+    uint64_t leftBytes_ = kHttpBodyLimitBytes;
+};
+
 // One message of the answer: interim or final.
 class MessageReader {
   public:
     MessageReader(const ReceiveSome& receive, beast::flat_buffer& buffer) : receive_(receive), buffer_(buffer) {
         parser_.header_limit(kHttpHeadLimitBytes);
         parser_.body_limit(kHttpBodyLimitBytes);
+        parser_.on_chunk_header(chunkLimit_);
     }
 
     // Reads until the message is complete or it cannot become so.
@@ -51,6 +68,7 @@ class MessageReader {
                 begun_ = begun_ || taken != 0;
                 // The head alone at first: an eager parser goes on with what lies behind one that it has refused.
                 parser_.eager(parser_.is_header_done());
+                if (parser_.is_header_done() && parser_.chunked()) parser_.body_limit(boost::none);
             }
             if (status && status != http::error::need_more) return failure(status);
             if (parser_.is_done() || (!status && buffer_.size() != 0)) continue;
@@ -111,6 +129,7 @@ class MessageReader {
 
     const ReceiveSome& receive_;
     beast::flat_buffer& buffer_;
+    ChunkLimit chunkLimit_;
     Parser parser_;
     bool begun_ = false;  // the head has been taken
     size_t searched_ = 0; // bytes of the buffer in which no head ends
