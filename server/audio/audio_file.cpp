@@ -42,7 +42,7 @@ std::string reasonNotOpened() {
     return reason.starts_with("File does not exist") ? "Format not recognised." : reason;
 }
 
-int16_t clipped(float value) {
+inline int16_t clipped(float value) {
     if (std::isnan(value)) return 0;
     return static_cast<int16_t>(std::lrint(std::clamp(value * 32768.0F, -32768.0F, 32767.0F)));
 }
@@ -72,10 +72,10 @@ struct AudioFile::Impl {
         const sf_count_t got = floating ? sf_readf_float(file.get(), floats.data(), pieceFrames)
                                         : sf_readf_short(file.get(), samples.data(), pieceFrames);
         const size_t count = got > 0 ? static_cast<size_t>(std::min(got, pieceFrames)) : 0;
-        if (floating) {
-            const auto end = floats.begin() + static_cast<long>(count * fileChannels);
-            std::transform(floats.begin(), end, samples.begin(), clipped);
-        }
+        const size_t converted = floating ? count * fileChannels : 0;
+        const float* from = floats.data();
+        int16_t* to = samples.data();
+        for (size_t i = 0; i < converted; ++i) to[i] = clipped(from[i]);
         return count;
     }
 
