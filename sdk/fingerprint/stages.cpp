@@ -99,9 +99,9 @@ const FeatureVector* ConvStage::tick(const FeatureVector* vector) {
     ring[slot] = ring[slot + kWindow] = vector != nullptr ? *vector : FeatureVector{};
     if (fill < (vector != nullptr ? kDelay : 0)) return nullptr;
     FeatureVector sum{};
-    const FeatureVector* oldest = &ring[slot + 1];
+    const auto oldest = static_cast<size_t>(slot) + 1;
     for (size_t tap = 0; tap < kSmoothingTaps; ++tap)
-        for (size_t d = 0; d < kFeatureDimensions; ++d) sum[d] += oldest[tap][d] * smooth_vec[tap];
+        for (size_t d = 0; d < kFeatureDimensions; ++d) sum[d] += ring[oldest + tap][d] * smooth_vec[tap];
     out = sum;
     return &out;
 }
