@@ -99,9 +99,11 @@ const FeatureVector* ConvStage::tick(const FeatureVector* vector) {
     ring[slot] = ring[slot + kWindow] = vector != nullptr ? *vector : FeatureVector{};
     if (fill < (vector != nullptr ? kDelay : 0)) return nullptr;
     FeatureVector sum{};
-    const auto oldest = static_cast<size_t>(slot) + 1;
-    for (size_t tap = 0; tap < kSmoothingTaps; ++tap)
-        for (size_t d = 0; d < kFeatureDimensions; ++d) sum[d] += ring[oldest + tap][d] * smooth_vec[tap];
+    const FeatureVector* vectors = ring + slot; // the oldest of the window is behind it
+    for (const float weight : smooth_vec) {
+        const FeatureVector& next = *++vectors;
+        for (size_t d = 0; d < kFeatureDimensions; ++d) sum[d] += next[d] * weight;
+    }
     out = sum;
     return &out;
 }
