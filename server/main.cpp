@@ -136,8 +136,9 @@ class Commands {
             ->required();
         catalogCommand("check", "Look for damage", [this] { return runCheck(catalog_, std::cout, std::cerr); });
         catalogCommand("stats", "Size of the catalogue", [this] { return runStats(catalog_, std::cout, std::cerr); });
-        catalogCommand("compact", "Merge what was added lately into the main database",
-                       [this] { return runCompact(catalog_, std::cout, std::cerr); });
+        catalogCommand("compact", "Merge what was added lately into the main database", [this] {
+            return runCompact(catalog_, purge_, std::cout, std::cerr);
+        })->add_flag("--purge", purge_, "Write it anew, so that what was removed or replaced leaves the disk");
         catalogCommand("identify", "Recognise a file without a server, and say why",
                        [this] { return runIdentify(catalog_, name_, std::cout, std::cerr); })
             ->add_option("FILE", name_, "An audio file")
@@ -153,6 +154,7 @@ class Commands {
     AccountAddOptions accountAdd_;
     uint32_t accountId_ = 0;
     std::string name_;
+    bool purge_ = false;
 };
 
 } // namespace

@@ -3,8 +3,7 @@
 //   scale_tool load REAL CATALOG COUNT   brings the catalogue to COUNT recordings of 4 minutes, modelled on REAL, a
 //                                        catalogue of real music; prints the rate of each tenth
 //   scale_tool look-up REAL CATALOG N    times N look-ups each of known, noisy and unknown excerpts
-//   scale_tool size CATALOG              bytes of each table of the main database and of its frequencies, for a minute
-//   of audio
+//   scale_tool size CATALOG              bytes of each table of the main database for a minute of audio
 //
 // Times are CPU times of the one thread that works.
 #include "catalog/catalog.h"
@@ -126,7 +125,7 @@ int size(const std::string& location) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(location)) {
         const std::filesystem::path& path = entry.path();
         if (!entry.is_regular_file()) continue;
-        if (path.parent_path().filename() != "main" && path.filename() != "frequencies") continue;
+        if (path.parent_path().filename() != "main") continue;
         const double kilobytes = static_cast<double>(entry.file_size()) / 1000.0 / minutes;
         std::printf("%-20s %6.2f kB a minute\n", path.filename().c_str(), kilobytes);
         sum += kilobytes;

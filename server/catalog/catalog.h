@@ -35,7 +35,8 @@ class CatalogWriter {
     CatalogWriter(const CatalogWriter&) = delete;
     CatalogWriter& operator=(const CatalogWriter&) = delete;
 
-    // Adds, or replaces the recording of the same contentHash. Durable and visible after the next commit().
+    // Adds, or replaces the recording of the same contentHash, which may get another id. Durable and visible after the
+    // next commit().
     enum class Outcome { kAdded, kUpdated };
     Outcome put(const Recording& recording);
     bool remove(uint32_t id);
@@ -45,13 +46,18 @@ class CatalogWriter {
     void rememberFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, const std::string& contentHash);
     // Merges too when the small database has grown large beside the main one.
     void commit();
-    // Merges the small database into the large, compacted one.
-    void compact();
+    // Merges the small database into the large, compacted one. What was removed or replaced stays in that, unseen,
+    // until it is a quarter of it, or until a purge, which writes the whole database anew.
+    void compact(bool purge = false);
 
   private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
+
+// A gram that so many recordings hold tells too little for what it costs to keep and to read: recordings that come
+// later are stored without it, and it is not to be asked for.
+inline constexpr uint64_t kCommonGram = 2200;
 
 struct WeightedTerm {
     std::string term;
@@ -81,7 +87,7 @@ class CatalogReader {
     // Damage found, one line each; empty: clean.
     std::vector<std::string> check();
 
-    // How many recordings hold the term; those replaced or removed since the last merge may still count.
+    // How many recordings hold the term, 65535 of a shard at most; those replaced or removed may still count.
     uint64_t frequency(const std::string& term);
     // The recordings of the highest scores, highest first, equal ones by id.
     std::vector<ScoredRecording> best(const std::vector<WeightedTerm>& terms, size_t most);

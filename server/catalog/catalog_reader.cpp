@@ -3,6 +3,7 @@
 #include "catalog/engine.h"
 #include "catalog/folder.h"
 #include "catalog/frequency_table.h"
+#include "catalog/hidden_ids.h"
 #include "catalog/recording_packing.h"
 #include "catalog/shards.h"
 #include "catalog/terms.h"
@@ -35,51 +36,43 @@ class ShardReader {
     void open() {
         main_ = emptyDatabase();
         recent_ = emptyDatabase();
-        overridden_.clear();
+        hidden_.clear();
         frequencies_.reset();
         generation_.reset();
         if (isRemote()) {
             main_ = Xapian::Remote::open(location_.host, location_.port, kRemoteTimeoutMs, kRemoteTimeoutMs);
-            frequencies_ = FrequencyTable::of(location_.host + ":" + std::to_string(location_.port), main_);
         } else {
             const CatalogFolder folder(location_.folder);
             generation_ = folder.current();
             if (!generation_) return;
             recent_ = Xapian::Database(folder.recentOf(*generation_).string());
             main_ = openIfThere(folder.mainOf(*generation_));
-            if (main_.get_doccount() > 0) {
-                frequencies_ = std::make_shared<const FrequencyTable>(folder.frequenciesOf(*generation_));
-            }
         }
-        readOverridden();
+        readBeside();
     }
 
     void refresh() {
         if (isRemote()) {
-            if (main_.reopen()) {
-                frequencies_ = FrequencyTable::of(location_.host + ":" + std::to_string(location_.port), main_);
-            }
+            if (main_.reopen()) readBeside();
             return;
         }
         if (CatalogFolder(location_.folder).current() != generation_) {
             open();
         } else if (generation_ && recent_.reopen()) {
-            readOverridden();
+            readHidden();
         }
     }
 
-    uint64_t count() {
-        return uint64_t{main_.get_doccount()} - overridden_.size() + recent_.get_doccount() -
-               recent_.get_termfreq(kGrave);
-    }
+    uint64_t count() { return uint64_t{main_.get_doccount()} - hidden_.size() + recent_.get_doccount(); }
 
     Xapian::docid lastId() { return std::max(main_.get_lastdocid(), recent_.get_lastdocid()); }
 
     std::optional<std::string> data(Xapian::docid id) {
+        const std::string key = recordingKey(id);
         std::string data;
-        if (!overridden_.contains(id)) data = dataIn(main_, id);
-        if (data.empty()) data = dataIn(recent_, id);
-        if (data.empty()) return std::nullopt; // never there, or a grave
+        if (!hidden_.contains(id)) data = main_.get_metadata(key);
+        if (data.empty()) data = recent_.get_metadata(key);
+        if (data.empty()) return std::nullopt;
         return data;
     }
 
@@ -90,17 +83,17 @@ class ShardReader {
 
     template <class Visit>
     void visitPostings(const std::string& term, Visit visit) {
-        if (overridden_.empty()) {
+        if (hidden_.empty()) {
             forEachPosting(main_, term, visit);
         } else {
             forEachPosting(main_, term, [&](Xapian::docid id) {
-                if (!overridden_.contains(id)) visit(id);
+                if (!hidden_.contains(id)) visit(id);
             });
         }
         if (recent_.get_doccount() > 0) forEachPosting(recent_, term, visit);
     }
 
-    // The same scores from the server at the other end, in one round trip.
+    // The same scores from the server at the other end: in one round trip, while few of the best are hidden.
     std::vector<std::pair<Xapian::docid, uint32_t>> bestOfRemote(const std::vector<WeightedTerm>& terms, size_t most) {
         std::vector<Xapian::Query> parts;
         parts.reserve(terms.size());
@@ -110,12 +103,15 @@ class ShardReader {
         Xapian::Enquire enquire(main_);
         enquire.set_weighting_scheme(Xapian::CoordWeight());
         enquire.set_query(Xapian::Query(Xapian::Query::OP_OR, parts.begin(), parts.end()));
-        std::vector<std::pair<Xapian::docid, uint32_t>> found;
-        const Xapian::MSet answers = enquire.get_mset(0, static_cast<Xapian::doccount>(most));
-        for (Xapian::MSetIterator at = answers.begin(); at != answers.end(); ++at) {
-            found.emplace_back(*at, static_cast<uint32_t>(std::lround(at.get_weight())));
+        for (size_t asked = most;; asked *= 2) {
+            std::vector<std::pair<Xapian::docid, uint32_t>> found;
+            const Xapian::MSet answers = enquire.get_mset(0, static_cast<Xapian::doccount>(asked));
+            for (Xapian::MSetIterator at = answers.begin(); at != answers.end() && found.size() < most; ++at) {
+                if (hidden_.contains(*at)) continue;
+                found.emplace_back(*at, static_cast<uint32_t>(std::lround(at.get_weight())));
+            }
+            if (found.size() == most || answers.size() < asked) return found;
         }
-        return found;
     }
 
     void check(std::vector<std::string>& damage) {
@@ -134,33 +130,30 @@ class ShardReader {
             }
             if (errors > 0) damage.push_back(path.string() + ": " + std::to_string(errors) + " errors in its tables");
         }
-        if (damage.empty() && frequencies_ != nullptr && !frequencies_->agreesWith(main_)) {
-            damage.push_back(folder.frequenciesOf(*generation_).string() + ": does not agree with the database");
+        if (damage.empty() && !FrequencyTable::isTrue(main_)) {
+            damage.push_back(folder.mainOf(*generation_).string() + ": its frequencies do not agree with it");
         }
     }
 
   private:
-    // Nothing for a document that is not there: none has empty data but a grave. Not asking first whether it is there
-    // spares a descent.
-    static std::string dataIn(Xapian::Database& database, Xapian::docid id) {
-        if (id > database.get_lastdocid()) return {};
-        try {
-            return database.get_document(id, Xapian::DOC_ASSUME_VALID).get_data();
-        } catch (const Xapian::DocNotFoundError&) {
-            return {};
-        }
+    // What the databases carry as metadata.
+    void readBeside() {
+        readHidden();
+        if (main_.get_doccount() == 0) return;
+        const std::string place = isRemote() ? location_.host + ":" + std::to_string(location_.port) : location_.folder;
+        frequencies_ = FrequencyTable::of(place, main_);
     }
 
-    void readOverridden() {
-        overridden_.clear();
-        forEachPosting(recent_, kOverrides, [&](Xapian::docid id) { overridden_.insert(id); });
+    void readHidden() {
+        hidden_.clear();
+        for (const Xapian::docid id : hiddenIdsOf(main_, recent_)) hidden_.insert(id);
     }
 
     ShardLocation location_;
     std::optional<uint64_t> generation_;
     Xapian::Database main_ = emptyDatabase();
     Xapian::Database recent_ = emptyDatabase();
-    std::unordered_set<Xapian::docid> overridden_;      // documents of main_ that recent_ replaces or buries
+    std::unordered_set<Xapian::docid> hidden_;          // of main_
     std::shared_ptr<const FrequencyTable> frequencies_; // of main_; none while that holds nothing
 };
 
@@ -331,7 +324,10 @@ std::vector<std::string> CatalogReader::check() {
         for (const uint32_t id : impl_->byTerm("")) {
             try {
                 const std::optional<Recording> recording = impl_->recording(id);
-                if (!recording) continue; // a grave
+                if (!recording) {
+                    damage.push_back("Recording " + std::to_string(id) + " has lost its data");
+                    continue;
+                }
                 const auto [first, isNew] = seen.emplace(recording->contentHash, id);
                 if (!isNew) {
                     damage.push_back("Recordings " + std::to_string(first->second) + " and " + std::to_string(id) +

@@ -98,9 +98,9 @@ void CatalogWriter::commit() {
     });
 }
 
-void CatalogWriter::compact() {
+void CatalogWriter::compact(bool purge) {
     reported(impl_->location, [&] {
-        for (size_t s = impl_->shards.size(); s-- > 0;) impl_->shards[s]->compact();
+        for (size_t s = impl_->shards.size(); s-- > 0;) impl_->shards[s]->compact(purge);
     });
 }
 

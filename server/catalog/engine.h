@@ -26,10 +26,18 @@ void forEachPosting(const Xapian::Database& database, const std::string& term, V
     for (Xapian::PostingIterator at = database.postlist_begin(term); at != end; ++at) visit(*at);
 }
 
-// The first document of a term, or 0.
+// The first document of a term for which that holds, or 0.
+template <class Holds>
+Xapian::docid firstPosting(const Xapian::Database& database, const std::string& term, Holds holds) {
+    const Xapian::PostingIterator end = database.postlist_end(term);
+    for (Xapian::PostingIterator at = database.postlist_begin(term); at != end; ++at) {
+        if (holds(*at)) return *at;
+    }
+    return 0;
+}
+
 inline Xapian::docid firstPosting(const Xapian::Database& database, const std::string& term) {
-    const Xapian::PostingIterator at = database.postlist_begin(term);
-    return at == database.postlist_end(term) ? 0 : *at;
+    return firstPosting(database, term, [](Xapian::docid) { return true; });
 }
 
 inline bool holds(const Xapian::Database& database, Xapian::docid id) {

@@ -31,7 +31,7 @@ std::string fileKey(const std::string& path) {
     sha256_init(&context);
     sha256_update(&context, path.size(), reinterpret_cast<const uint8_t*>(path.data()));
     sha256_digest(&context, digest.size(), digest.data());
-    return "file" + std::string(reinterpret_cast<const char*>(digest.data()), digest.size() / 2);
+    return kFileKeys + std::string(reinterpret_cast<const char*>(digest.data()), digest.size() / 2);
 }
 
 } // namespace tarn::server

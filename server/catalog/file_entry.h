@@ -20,7 +20,8 @@ struct FileEntry {
 std::string pack(const FileEntry& entry);
 std::optional<FileEntry> unpackFileEntry(std::string_view bytes);
 
-// Under this the database remembers a file. The path may be longer than a key may be.
+// Under this the database remembers a file. The path may be longer than a key may be. All begin alike.
+inline constexpr char kFileKeys[] = "file";
 std::string fileKey(const std::string& path);
 
 } // namespace tarn::server

@@ -3,7 +3,6 @@
 //   FOLDER/current                   one line, the number of the generation that counts; replaced by a rename
 //   FOLDER/writer.lock               locked by the writer while it lives
 //   FOLDER/generation-N/main         the large compacted database; missing before the first merge
-//   FOLDER/generation-N/frequencies  how many recordings of main hold each gram (catalog/frequency_table.h)
 //   FOLDER/generation-N/recent       what changed since
 //
 // A generation is made complete beside the old one and counts from the rename on: a writer killed at any point leaves
@@ -27,7 +26,6 @@ class CatalogFolder {
     void setCurrent(uint64_t generation) const;
     std::filesystem::path generation(uint64_t number) const;
     std::filesystem::path mainOf(uint64_t number) const { return generation(number) / "main"; }
-    std::filesystem::path frequenciesOf(uint64_t number) const { return generation(number) / "frequencies"; }
     std::filesystem::path recentOf(uint64_t number) const { return generation(number) / "recent"; }
     // Removes every generation but this one.
     void sweep(uint64_t generationToKeep) const;

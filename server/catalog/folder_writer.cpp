@@ -1,12 +1,15 @@
-#include "catalog/shard_writer.h"
-
 #include "catalog/engine.h"
 #include "catalog/folder.h"
 #include "catalog/frequency_table.h"
+#include "catalog/gram_counts.h"
+#include "catalog/hidden_ids.h"
+#include "catalog/main_database.h"
+#include "catalog/recording_packing.h"
+#include "catalog/shard_writer.h"
 #include "catalog/terms.h"
 
 #include <algorithm>
-#include <set>
+#include <memory>
 
 namespace fs = std::filesystem;
 
@@ -18,20 +21,8 @@ namespace {
 // copies the main database, so that a recording is copied about twice for each doubling of the catalogue.
 constexpr uint64_t kLeastToMerge = 2000;
 constexpr uint64_t kMainPerRecent = 2;
-
-class LatestEntryWins : public Xapian::Compactor {
-  public:
-    std::string resolve_duplicate_metadata(const std::string& /*key*/, size_t count,
-                                           const std::string values[]) override {
-        const auto generation = [](const std::string& value) {
-            const auto entry = unpackFileEntry(value);
-            return entry ? entry->generation : 0;
-        };
-        return *std::max_element(values, values + count, [&](const std::string& a, const std::string& b) {
-            return generation(a) < generation(b);
-        });
-    }
-};
+// A merge writes the main database anew, without hidden recordings, when they are this part of it.
+constexpr uint64_t kMainPerHidden = 4;
 
 // The one writer of a catalogue folder.
 class FolderWriter final : public ShardWriter {
@@ -53,30 +44,28 @@ class FolderWriter final : public ShardWriter {
     Xapian::docid find(const std::string& contentHash) const override {
         const std::string term = hashTerm(contentHash);
         if (const Xapian::docid id = firstPosting(recent_, term); id != 0) return id;
-        const Xapian::docid id = firstPosting(main_, term);
-        return id != 0 && !holds(recent_, id) ? id : 0;
+        return firstPosting(main_, term, [&](Xapian::docid id) { return !hidden_.contains(id); });
     }
 
     void put(const Recording& recording, Xapian::docid known) override {
-        Xapian::Document document = documentOf(recording);
-        const Xapian::docid id = known != 0 ? known : std::max(main_.get_lastdocid(), recent_.get_lastdocid()) + 1;
-        if (holds(main_, id)) document.add_boolean_term(kOverrides);
-        recent_.replace_document(id, document);
+        const bool inRecent = known != 0 && holds(recent_, known);
+        if (known != 0) remove(known);
+        const Xapian::docid next = std::max(main_.get_lastdocid(), recent_.get_lastdocid()) + 1;
+        const Xapian::docid id = inRecent ? known : next;
+        recent_.replace_document(id, documentOf(recording, &counts_));
+        recent_.set_metadata(recordingKey(id), packRecording(recording));
     }
 
     bool remove(Xapian::docid id) override {
         if (id == 0) return false;
-        if (firstPostingIs(kGrave, id)) return false;
-        const bool inMain = holds(main_, id);
-        if (!inMain && !holds(recent_, id)) return false;
-        if (inMain) {
-            Xapian::Document grave;
-            grave.add_boolean_term(kGrave);
-            grave.add_boolean_term(kOverrides);
-            recent_.replace_document(id, grave);
-        } else {
+        if (holds(recent_, id)) {
+            giveGramsBack(id);
             recent_.delete_document(id);
+            recent_.set_metadata(recordingKey(id), "");
+            return true;
         }
+        if (!holds(main_, id) || !hidden_.insert(id).second) return false;
+        hiddenChanged_ = true;
         return true;
     }
 
@@ -94,24 +83,35 @@ class FolderWriter final : public ShardWriter {
     void commit() override {
         commitRecent();
         const uint64_t recent = recent_.get_doccount();
-        if (recent >= kLeastToMerge && recent >= main_.get_doccount() / kMainPerRecent) merge();
+        if (recent >= kLeastToMerge && recent >= main_.get_doccount() / kMainPerRecent) merge(false);
     }
 
-    void compact() override {
+    void compact(bool purge) override {
         commitRecent();
-        if (recent_.get_doccount() > 0) merge();
+        const bool changed = recent_.get_doccount() > 0 || !recent_.get_metadata(kHiddenIds).empty();
+        if (changed || (purge && !hidden_.empty())) merge(purge);
     }
 
   private:
-    bool firstPostingIs(const char* term, Xapian::docid id) const {
-        Xapian::PostingIterator at = recent_.postlist_begin(term);
-        const Xapian::PostingIterator end = recent_.postlist_end(term);
-        if (at == end) return false;
-        at.skip_to(id);
-        return at != end && *at == id;
+    uint64_t stored(const std::string& gram) const {
+        const uint64_t inMain = frequencies_ == nullptr ? 0 : frequencies_->frequency(gram);
+        return inMain + recent_.get_termfreq(gram);
+    }
+
+    GramCounts newCounts() {
+        return GramCounts([this](const std::string& gram) { return stored(gram); });
+    }
+
+    void giveGramsBack(Xapian::docid idInRecent) {
+        const Xapian::TermIterator end = recent_.termlist_end(idInRecent);
+        for (Xapian::TermIterator at = recent_.termlist_begin(idInRecent); at != end; ++at) {
+            if (const std::string term = *at; isGramTerm(term)) counts_.giveBack(gramNumber(term));
+        }
     }
 
     void commitRecent() {
+        if (hiddenChanged_) recent_.set_metadata(kHiddenIds, packHiddenIds(hidden_));
+        hiddenChanged_ = false;
         recent_.commit_transaction();
         recent_.begin_transaction();
     }
@@ -120,56 +120,28 @@ class FolderWriter final : public ShardWriter {
         recent_ = Xapian::WritableDatabase(folder_.recentOf(generation_).string(), Xapian::DB_OPEN);
         recent_.begin_transaction(); // outside of one, the database would commit what is left when it is closed
         main_ = openIfThere(folder_.mainOf(generation_));
+        hidden_ = hiddenIdsOf(main_, recent_);
+        hiddenChanged_ = false;
+        frequencies_.reset();
+        if (main_.get_doccount() > 0) frequencies_ = FrequencyTable::of(folder_.path().string(), main_);
     }
 
     // Main and recent become the main database of the next generation, with an empty recent one beside it.
-    void merge() {
+    void merge(bool purge) {
         const uint64_t next = generation_ + 1;
         const fs::path target = folder_.generation(next);
         fs::remove_all(target);
         fs::create_directories(target);
-
-        std::set<Xapian::docid> overridden;
-        forEachPosting(recent_, kOverrides, [&](Xapian::docid id) { overridden.insert(id); });
-        fs::path mainSource = folder_.mainOf(generation_);
-        fs::path recentSource = folder_.recentOf(generation_);
-        if (!overridden.empty()) {
-            // Databases are joined by putting one range of ids behind the other, so what lies inside the main one's
-            // range moves into a copy of it first.
-            const fs::path mainCopy = target / "main.work";
-            const fs::path recentCopy = target / "recent.work";
-            fs::copy(mainSource, mainCopy);
-            fs::copy(recentSource, recentCopy);
-            Xapian::WritableDatabase changedMain(mainCopy.string(), Xapian::DB_OPEN);
-            Xapian::WritableDatabase added(recentCopy.string(), Xapian::DB_OPEN);
-            for (const Xapian::docid id : overridden) {
-                Xapian::Document document = recent_.get_document(id);
-                if (document.get_data().empty()) {
-                    changedMain.delete_document(id);
-                } else {
-                    document.remove_term(kOverrides);
-                    changedMain.replace_document(id, document);
-                }
-                added.delete_document(id);
-            }
-            changedMain.commit();
-            added.commit();
-            mainSource = mainCopy;
-            recentSource = recentCopy;
+        {
+            const fs::path work = target / "work";
+            // Not the writer's own, which is in a transaction.
+            const MergeSources sources = {main_, Xapian::Database(folder_.recentOf(generation_).string()), hidden_};
+            const bool anew = purge || hidden_.size() >= main_.get_doccount() / kMainPerHidden + 1;
+            (anew ? rewriteInto : joinInto)(folder_.mainOf(next), sources, work);
+            if (anew) counts_ = newCounts();
+            fs::remove_all(work);
         }
-        Xapian::Database sources;
-        std::error_code ignored;
-        if (fs::exists(mainSource, ignored)) sources.add_database(Xapian::Database(mainSource.string()));
-        sources.add_database(Xapian::Database(recentSource.string()));
-        LatestEntryWins latest;
-        sources.compact(folder_.mainOf(next).string(),
-                        unsigned{Xapian::DBCOMPACT_NO_RENUMBER} | unsigned{Xapian::Compactor::FULL}, 0, latest);
-        FrequencyTable::write(folder_.frequenciesOf(next), Xapian::Database(folder_.mainOf(next).string()));
         Xapian::WritableDatabase(folder_.recentOf(next).string(), Xapian::DB_CREATE).commit();
-        sources = Xapian::Database();
-        fs::remove_all(target / "main.work");
-        fs::remove_all(target / "recent.work");
-
         folder_.setCurrent(next);
         generation_ = next;
         open();
@@ -181,6 +153,10 @@ class FolderWriter final : public ShardWriter {
     uint64_t generation_ = 0;
     Xapian::Database main_ = emptyDatabase(); // until the first merge
     Xapian::WritableDatabase recent_;
+    HiddenIds hidden_; // of main
+    bool hiddenChanged_ = false;
+    std::shared_ptr<const FrequencyTable> frequencies_; // of main; none while that holds nothing
+    GramCounts counts_ = newCounts();
 };
 
 } // namespace

@@ -1,8 +1,11 @@
 // A recording as the bytes that the catalogue stores.
 //
-//   format (varint, 2); duration in ms, track number, year (varints); track id, album id, content hash, path, title,
-//   artist, album, album artist, track blob, album blob (each its length as a varint, then its bytes); codes
-//   (coding/code_packing.h). The id is the document's.
+//   format (varint, 3); size of what follows, inflated (varint); deflated: duration in ms, track number, year
+//   (varints); track id, album id, content hash, path, title, artist, album, album artist, track blob, album blob (each
+//   its length as a varint, then its bytes); codes (coding/code_packing.h). The id is the document's.
+//
+// A database keeps them as metadata, under a key made of the id: what a document itself can hold the search engine
+// gives out over a socket only from databases with term lists.
 #pragma once
 
 #include "catalog/recording.h"
@@ -12,6 +15,8 @@
 #include <string_view>
 
 namespace tarn::server {
+
+std::string recordingKey(uint32_t id);
 
 std::string packRecording(const Recording& recording);
 // Nothing when the bytes are no recording of a format that we know.

@@ -2,6 +2,7 @@
 // its other end changes in place; it has no generations and nothing to merge.
 #include "catalog/catalog.h"
 #include "catalog/engine.h"
+#include "catalog/recording_packing.h"
 #include "catalog/shard_writer.h"
 #include "catalog/terms.h"
 
@@ -24,17 +25,20 @@ class RemoteWriter final : public ShardWriter {
     }
 
     void put(const Recording& recording, Xapian::docid known) override {
-        const Xapian::Document document = documentOf(recording);
+        const Xapian::Document document = documentOf(recording, nullptr);
+        Xapian::docid id = known;
         if (known != 0) {
             database_.replace_document(known, document);
         } else {
-            database_.add_document(document);
+            id = database_.add_document(document);
         }
+        database_.set_metadata(recordingKey(id), packRecording(recording));
     }
 
     bool remove(Xapian::docid id) override {
         try {
             database_.delete_document(id);
+            database_.set_metadata(recordingKey(id), "");
             return true;
         } catch (const Xapian::DocNotFoundError&) {
             return false;
@@ -52,7 +56,7 @@ class RemoteWriter final : public ShardWriter {
         database_.begin_transaction();
     }
 
-    void compact() override { commit(); }
+    void compact(bool /*purge*/) override { commit(); } // nothing of it is hidden
 
   private:
     Xapian::WritableDatabase database_;

@@ -29,11 +29,15 @@ class ShardWriter {
     virtual std::optional<FileEntry> file(const std::string& key) const = 0;
     virtual void remember(const std::string& key, FileEntry entry) = 0;
     virtual void commit() = 0;
-    virtual void compact() = 0;
+    // purge: what was removed or replaced leaves the disk, too.
+    virtual void compact(bool purge) = 0;
 };
 
-// A recording as the search engine keeps it: its terms and its bytes.
-Xapian::Document documentOf(const Recording& recording);
+class GramCounts;
+
+// A recording as the search engine finds it: its terms. counts: of the database that it goes to, which then counts it;
+// null: common grams and all.
+Xapian::Document documentOf(const Recording& recording, GramCounts* counts);
 
 // Each throws CatalogError, Xapian::Error or std::filesystem::filesystem_error when the shard cannot be written.
 std::unique_ptr<ShardWriter> folderWriter(const std::string& path);

@@ -4,9 +4,7 @@
 //               each digit raised by 1
 //   track id    "T::" and the id     album id  "A::" and the id     content hash  "H::" and the hash
 //
-// All but grams have another length than 3, so that no two kinds meet (an id of no letters is never stored). One byte
-// alone marks documents of the recent database: 'O' replaces a document of the main one, 'X' is a grave, which says
-// that the recording was removed.
+// All but grams have another length than 3, so that no two kinds meet (an id of no letters is never stored).
 #pragma once
 
 #include "coding/grams.h"
@@ -16,16 +14,30 @@
 
 namespace tarn::server {
 
-inline constexpr char kOverrides[] = "O";
-inline constexpr char kGrave[] = "X";
+// Grams of both codebooks as one row of numbers.
+inline constexpr uint32_t kGramNumbers = static_cast<uint32_t>(kCodebooks) * kGramCount;
+inline constexpr uint32_t kGramBase = 255;
+static_assert(kGramNumbers <= uint64_t{kGramBase} * kGramBase * kGramBase);
 
 // value is below kGramCount, codebook below kCodebooks.
-inline std::string gramTerm(size_t codebook, uint32_t value) {
-    constexpr uint32_t kBase = 255;
-    static_assert(uint64_t{kCodebooks} * kGramCount <= uint64_t{kBase} * kBase * kBase);
-    const uint32_t number = static_cast<uint32_t>(codebook) * kGramCount + value;
+inline uint32_t gramNumber(size_t codebook, uint32_t value) {
+    return static_cast<uint32_t>(codebook) * kGramCount + value;
+}
+
+inline std::string gramTerm(uint32_t number) {
     const auto digit = [](uint32_t d) { return static_cast<char>(static_cast<unsigned char>(d + 1)); };
-    return {digit(number / (kBase * kBase)), digit(number / kBase % kBase), digit(number % kBase)};
+    return {digit(number / (kGramBase * kGramBase)), digit(number / kGramBase % kGramBase), digit(number % kGramBase)};
+}
+inline std::string gramTerm(size_t codebook, uint32_t value) { return gramTerm(gramNumber(codebook, value)); }
+
+inline constexpr size_t kGramTermBytes = 3;
+inline bool isGramTerm(const std::string& term) { return term.size() == kGramTermBytes; }
+
+// Of a gram's term.
+inline uint32_t gramNumber(const std::string& term) {
+    uint32_t number = 0;
+    for (const char c : term) number = number * kGramBase + (static_cast<unsigned char>(c) - 1U);
+    return number;
 }
 
 // Longer texts than the engine takes as a term are cut; ids and hashes never are that long.

@@ -171,10 +171,10 @@ int runStats(const std::string& catalog, std::ostream& out, std::ostream& err) {
     });
 }
 
-int runCompact(const std::string& catalog, std::ostream& out, std::ostream& err) {
+int runCompact(const std::string& catalog, bool purge, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         expectCatalog(catalog);
-        CatalogWriter(catalog).compact();
+        CatalogWriter(catalog).compact(purge);
         out << "compacted\n";
         return 0;
     });

@@ -16,7 +16,7 @@ int runShow(const std::string& catalog, const std::string& name, std::ostream& o
 int runRemove(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err);
 int runCheck(const std::string& catalog, std::ostream& out, std::ostream& err);
 int runStats(const std::string& catalog, std::ostream& out, std::ostream& err);
-int runCompact(const std::string& catalog, std::ostream& out, std::ostream& err);
+int runCompact(const std::string& catalog, bool purge, std::ostream& out, std::ostream& err);
 int runIdentify(const std::string& catalog, const std::filesystem::path& file, std::ostream& out, std::ostream& err);
 
 } // namespace tarn::server

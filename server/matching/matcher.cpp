@@ -11,7 +11,7 @@ constexpr size_t kMostCandidates = 20;
 constexpr size_t kRarestTerms = 160;
 // What a stage reads of the catalogue at most, in postings: the commonest grams say the least and cost the most, and in
 // a large catalogue all of a query's would be millions. So many of the rarest terms are read all the same.
-constexpr uint64_t kFirstPostings = 40'000;
+constexpr uint64_t kFirstPostings = 20'000;
 constexpr uint64_t kMostPostings = 200'000;
 constexpr size_t kFewestTerms = 40;
 // The first stage's candidates are judged when the best outweighs so far the one behind those that may be its copies:
@@ -42,12 +42,12 @@ uint32_t weightOf(uint64_t frequency, uint64_t recordings) {
     return static_cast<uint32_t>(std::lround(-100.0 * std::log2(share))) + 1;
 }
 
-// The terms that some recording holds, rarest first.
+// The terms that some recordings hold, and not all too many, rarest first.
 std::vector<Term> heldTerms(CatalogReader& reader, const PreparedQuery& query) {
     std::vector<Term> held;
     for (std::string& text : query.terms()) {
         const uint64_t frequency = reader.frequency(text);
-        if (frequency > 0) held.push_back({std::move(text), frequency});
+        if (frequency > 0 && frequency < kCommonGram) held.push_back({std::move(text), frequency});
     }
     std::sort(held.begin(), held.end(), [](const Term& a, const Term& b) {
         return a.frequency != b.frequency ? a.frequency < b.frequency : a.text < b.text;

@@ -1,4 +1,6 @@
 #include "catalog/catalog.h"
+#include "catalog/frequency_table.h"
+#include "catalog/recording_packing.h"
 #include "catalog/terms.h"
 #include "sample_recording.h"
 
@@ -55,6 +57,7 @@ TEST(GramTerms, AreThreeBytesWithoutZeroAndAllDifferent) {
             const std::string term = gramTerm(codebook, value);
             ASSERT_EQ(term.size(), 3U);
             ASSERT_EQ(term.find('\0'), std::string::npos);
+            ASSERT_EQ(gramNumber(term), gramNumber(codebook, value));
             ASSERT_TRUE(seen.insert(term).second);
         }
     }
@@ -93,9 +96,13 @@ TEST(Catalog, ShowsWhatWasCommittedAndDropsTheRest) {
     EXPECT_FALSE(CatalogWriter(folder / "c").isKnownFile("/music/2.flac", 5, 6));
 }
 
-TEST(Catalog, TheSameAudioAgainUpdatesUnderItsId) {
+TEST(Catalog, TheSameAudioAgainUpdates) {
     for (const bool merged : {false, true}) {
         SCOPED_TRACE(merged);
+        using Titles = std::vector<std::string>;
+        // What is in the main database stays there, unseen, and comes back under another id.
+        const Titles expected =
+            merged ? Titles{"Title 1", "Title 3", "Best title"} : Titles{"Title 1", "Best title", "Title 3"};
         const TemporaryDirectory folder;
         CatalogWriter writer(folder / "c");
         for (uint32_t n = 1; n <= 3; ++n) writer.put(sampleRecording(n));
@@ -106,10 +113,13 @@ TEST(Catalog, TheSameAudioAgainUpdatesUnderItsId) {
         EXPECT_EQ(writer.put(sampleRecording(2, "Better title")), Outcome::kUpdated);
         EXPECT_EQ(writer.put(sampleRecording(2, "Best title")), Outcome::kUpdated);
         writer.commit();
-        EXPECT_THAT(titlesIn(folder / "c"), ElementsAre("Title 1", "Best title", "Title 3"));
-        writer.compact();
-        EXPECT_THAT(titlesIn(folder / "c"), ElementsAre("Title 1", "Best title", "Title 3"));
-        EXPECT_EQ(CatalogReader(folder / "c").recording(2)->tags.title, "Best title");
+        EXPECT_EQ(titlesIn(folder / "c"), expected);
+        for (const bool purge : {false, true}) {
+            writer.compact(purge);
+            EXPECT_EQ(titlesIn(folder / "c"), expected);
+        }
+        EXPECT_EQ(CatalogReader(folder / "c").recording(merged ? 4 : 2)->tags.title, "Best title");
+        EXPECT_EQ(CatalogReader(folder / "c").recording(merged ? 2 : 4), std::nullopt);
     }
 }
 
@@ -138,6 +148,104 @@ TEST(Catalog, RemovesFromBothDatabases) {
         writer.commit();
         EXPECT_EQ(titlesIn(folder / "c").size(), 4U);
     }
+}
+
+TEST(Catalog, KeepsRemovedRecordingsOutOfSightUntilItIsWrittenAnew) {
+    const TemporaryDirectory folder;
+    CatalogWriter writer(folder / "c");
+    for (uint32_t n = 1; n <= 40; ++n) writer.put(sampleRecording(n));
+    writer.rememberFile("/music/3.flac", 5, 6, "hash3");
+    writer.compact();
+    const auto stored = [&] {
+        std::ifstream current(folder / "c/current");
+        std::string generation;
+        current >> generation;
+        return Xapian::Database(folder / ("c/generation-" + generation + "/main")).get_doccount();
+    };
+    const auto expectWithout = [&](uint32_t gone, size_t count) {
+        EXPECT_EQ(titlesIn(folder / "c").size(), count);
+        CatalogReader reader(folder / "c");
+        EXPECT_THAT(reader.best(termsOf(sampleRecording(gone)), 1),
+                    ::testing::Each(::testing::Field(&ScoredRecording::id, ::testing::Ne(gone))));
+        EXPECT_FALSE(writer.contains("hash" + std::to_string(gone)));
+        EXPECT_TRUE(writer.isKnownFile("/music/3.flac", 5, 6));
+    };
+    EXPECT_TRUE(writer.remove(7));
+    writer.compact();
+    EXPECT_EQ(stored(), 40U);
+    expectWithout(7, 39);
+    EXPECT_TRUE(writer.remove(8)); // remembered beside what the main database says of 7
+    EXPECT_FALSE(writer.remove(7));
+    writer.commit();
+    expectWithout(7, 38);
+    expectWithout(8, 38);
+    writer.compact();
+    EXPECT_EQ(stored(), 40U);
+    expectWithout(7, 38);
+    expectWithout(8, 38);
+    writer.compact(true);
+    EXPECT_EQ(stored(), 38U);
+    expectWithout(8, 38);
+    for (uint32_t id = 10; id < 20; ++id) EXPECT_TRUE(writer.remove(id)); // more than a quarter
+    writer.compact();
+    EXPECT_EQ(stored(), 28U);
+    expectWithout(10, 28);
+}
+
+TEST(Catalog, StoresNoTermListsInTheMainDatabase) {
+    const TemporaryDirectory folder;
+    CatalogWriter writer(folder / "c");
+    for (uint32_t generation = 2; generation <= 4; ++generation) {
+        SCOPED_TRACE(generation);
+        writer.put(sampleRecording(generation));
+        writer.compact(generation == 4);
+        const std::string main = folder / ("c/generation-" + std::to_string(generation) + "/main");
+        EXPECT_TRUE(fs::exists(fs::path(main) / "postlist.glass"));
+        EXPECT_FALSE(fs::exists(fs::path(main) / "termlist.glass"));
+    }
+}
+
+TEST(Catalog, StoresNoMorePostingsOfAGramThanMakeItCommon) {
+    const TemporaryDirectory folder;
+    CatalogWriter writer(folder / "c");
+    const auto put = [&](uint32_t number) {
+        Recording recording = sampleRecording(number);
+        for (auto& phase : recording.codes) phase = {};
+        recording.codes[0][0] = {.letters = "abcde", .frames = {1, 2, 3, 4, 5}};
+        recording.codes[0][1] = {.letters = number % 2 == 0 ? "fghij" : "klmno", .frames = {1, 2, 3, 4, 5}};
+        writer.put(recording);
+    };
+    const auto common = gramsOf("abcde").at(0).value;
+    const auto held = gramsOf("fghij").at(0).value;
+    for (uint32_t n = 1; n <= kCommonGram - 10; ++n) put(n);
+    for (int time = 0; time < 30; ++time) put(2); // again: nothing more is stored
+    writer.compact();
+    for (uint32_t n = kCommonGram - 9; n <= kCommonGram + 20; ++n) put(n);
+    for (const bool purge : {false, true}) {
+        SCOPED_TRACE(purge);
+        EXPECT_EQ(purge && writer.remove(1), purge);
+        writer.compact(purge);
+        CatalogReader reader(folder / "c");
+        EXPECT_EQ(reader.recordingCount(), kCommonGram + (purge ? 19 : 20));
+        EXPECT_EQ(reader.frequency(gramTerm(0, common)), kCommonGram);
+        EXPECT_EQ(reader.frequency(gramTerm(1, held)), kCommonGram / 2 + 10);
+        EXPECT_THAT(reader.check(), IsEmpty());
+    }
+}
+
+TEST(Catalog, SaysThatARecordingHasLostItsData) {
+    const TemporaryDirectory folder;
+    {
+        CatalogWriter writer(folder / "c");
+        for (uint32_t n = 1; n <= 3; ++n) writer.put(sampleRecording(n));
+        writer.commit();
+    }
+    {
+        Xapian::WritableDatabase database(folder / "c/generation-1/recent", Xapian::DB_OPEN);
+        database.set_metadata(recordingKey(2), "");
+        database.commit();
+    }
+    EXPECT_THAT(CatalogReader(folder / "c").check(), ElementsAre("Recording 2 has lost its data"));
 }
 
 TEST(Catalog, StaysSoundWhenEverythingIsRemovedAndMerged) {
@@ -307,9 +415,13 @@ TEST(Catalog, SaysThatItsFrequenciesAreNotItsOwn) {
         writer.compact();
     }
     EXPECT_THAT(CatalogReader(folder / "1").check(), IsEmpty());
-    fs::copy_file(folder / "2/generation-2/frequencies", folder / "1/generation-2/frequencies",
-                  fs::copy_options::overwrite_existing);
-    EXPECT_THAT(CatalogReader(folder / "1").check(), ElementsAre(HasSubstr("frequencies: does not agree")));
+    {
+        const Xapian::Database other(folder / "2/generation-2/main");
+        Xapian::WritableDatabase main(folder / "1/generation-2/main", Xapian::DB_OPEN | Xapian::DB_NO_TERMLIST);
+        FrequencyTable::store(main, other);
+        main.commit();
+    }
+    EXPECT_THAT(CatalogReader(folder / "1").check(), ElementsAre(HasSubstr("its frequencies do not agree with it")));
 }
 
 TEST(Catalog, OfAnotherFormatIsRefusedInWords) {
@@ -321,11 +433,9 @@ TEST(Catalog, OfAnotherFormatIsRefusedInWords) {
     }
     {
         Xapian::WritableDatabase database(folder / "c/generation-1/recent", Xapian::DB_OPEN);
-        Xapian::Document document = database.get_document(1);
-        std::string data = document.get_data();
+        std::string data = database.get_metadata(recordingKey(1));
         ++data[0];
-        document.set_data(data);
-        database.replace_document(1, document);
+        database.set_metadata(recordingKey(1), data);
         database.commit();
     }
     CatalogReader reader(folder / "c");

@@ -3,16 +3,10 @@
 #include "catalog/terms.h"
 #include "sample_recording.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 using namespace tarn::server;
 using kvxtest::TemporaryDirectory;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -35,7 +29,7 @@ void makeDatabase(const std::string& path, const std::vector<Known>& known) {
             if (number < k.documents) document.add_boolean_term(termOf(k.gram));
         }
         document.add_boolean_term(trackTerm("T-" + std::to_string(number)));
-        document.add_boolean_term(kOverrides);
+        document.add_boolean_term("O");
         database.add_document(document);
     }
     database.commit();
@@ -47,10 +41,14 @@ TEST(FrequencyTable, SaysOfEachGramWhatItsDatabaseSays) {
     const TemporaryDirectory folder;
     makeDatabase(folder / "db", kKnown);
     const Xapian::Database database(folder / "db");
-    FrequencyTable::write(folder / "table", database);
-    const FrequencyTable written(folder.file("table"));
-    const auto read = FrequencyTable::of("somewhere", database);
-    for (const FrequencyTable* table : {&written, read.get()}) {
+    {
+        Xapian::WritableDatabase carrier(folder / "carrier", Xapian::DB_CREATE);
+        FrequencyTable::store(carrier, database);
+        carrier.commit();
+    }
+    for (const char* place : {"db", "carrier"}) {
+        SCOPED_TRACE(place);
+        const auto table = FrequencyTable::of(folder / place, Xapian::Database(folder / place));
         for (const Known& k : kKnown) EXPECT_EQ(table->frequency(termOf(k.gram)), k.documents) << k.gram;
         for (const uint32_t gram : {2U, 253U, 256U, 69999U, kGramCount, 2 * kGramCount - 2}) {
             EXPECT_EQ(table->frequency(termOf(gram)), 0U) << gram;
@@ -58,20 +56,37 @@ TEST(FrequencyTable, SaysOfEachGramWhatItsDatabaseSays) {
         for (const std::string& other : {std::string(), std::string("O"), trackTerm("T-1"), std::string("a\0b", 3)}) {
             EXPECT_EQ(table->frequency(other), 0U) << other;
         }
-        EXPECT_TRUE(table->agreesWith(database));
     }
+}
+
+TEST(FrequencyTable, OfManyGramsIsCarriedInPieces) {
+    const TemporaryDirectory folder;
+    Xapian::WritableDatabase database(folder / "db", Xapian::DB_CREATE);
+    Xapian::Document document;
+    constexpr uint32_t kMany = 200'000;
+    for (uint32_t i = 0; i < kMany; ++i) document.add_boolean_term(termOf(7 * i));
+    database.add_document(document);
+    database.commit();
+    Xapian::WritableDatabase carrier(folder / "carrier", Xapian::DB_CREATE);
+    FrequencyTable::store(carrier, database);
+    carrier.commit();
+    EXPECT_NE(carrier.get_metadata("frequencies3"), "");
+    const auto table = FrequencyTable::of(folder / "carrier", carrier);
+    for (uint32_t i = 0; i < kMany; i += 999) EXPECT_EQ(table->frequency(termOf(7 * i)), 1U);
 }
 
 TEST(FrequencyTable, NoticesThatADatabaseIsAnother) {
     const TemporaryDirectory folder;
     makeDatabase(folder / "db", kKnown);
-    FrequencyTable::write(folder / "table", Xapian::Database(folder / "db"));
-    std::vector<Known> other = kKnown;
-    other[2].documents = 7;
-    makeDatabase(folder / "other", other);
-    EXPECT_FALSE(FrequencyTable(folder.file("table")).agreesWith(Xapian::Database(folder / "other")));
-    makeDatabase(folder / "empty", {});
-    EXPECT_FALSE(FrequencyTable(folder.file("table")).agreesWith(Xapian::Database(folder / "empty")));
+    Xapian::WritableDatabase database(folder / "db", Xapian::DB_OPEN);
+    EXPECT_TRUE(FrequencyTable::isTrue(database)); // it carries none
+    FrequencyTable::store(database, database);
+    EXPECT_TRUE(FrequencyTable::isTrue(database));
+    for (const std::vector<Known>& known : {std::vector<Known>{{254, 1}}, std::vector<Known>{}}) {
+        makeDatabase(folder / "other", known);
+        FrequencyTable::store(database, Xapian::Database(folder / "other"));
+        EXPECT_FALSE(FrequencyTable::isTrue(database));
+    }
 }
 
 TEST(FrequencyTable, OfADatabaseThatChangedIsReadAgain) {
@@ -87,24 +102,31 @@ TEST(FrequencyTable, OfADatabaseThatChangedIsReadAgain) {
     EXPECT_EQ(FrequencyTable::of("place", database)->frequency(termOf(1)), 2U);
 }
 
-TEST(FrequencyTable, IsRefusedWhenItIsMissingOrDamaged) {
+TEST(FrequencyTable, IsRefusedWhenItIsDamaged) {
     const TemporaryDirectory folder;
-    EXPECT_THROW(FrequencyTable(folder.file("none")), Xapian::DatabaseOpeningError);
     makeDatabase(folder / "db", kKnown);
-    FrequencyTable::write(folder / "table", Xapian::Database(folder / "db"));
     std::string whole;
     {
-        std::ifstream in(folder / "table", std::ios::binary);
-        whole.assign(std::istreambuf_iterator<char>(in), {});
+        Xapian::WritableDatabase carrier(folder / "carrier", Xapian::DB_CREATE);
+        FrequencyTable::store(carrier, Xapian::Database(folder / "db"));
+        carrier.commit();
+        for (size_t piece = 0; piece < 2; ++piece) {
+            whole += carrier.get_metadata("frequencies" + std::to_string(piece));
+        }
     }
+    constexpr size_t kPiece = 256 * 1024;
+    ASSERT_GT(whole.size(), kPiece - 4096);
     std::string otherFormat = whole;
-    otherFormat[7] = '2';
+    otherFormat[7] = '3';
     std::string wildIndex = whole;
     wildIndex[8 + 4 * 100] = '\x7f'; // more entries before than there are behind
-    for (const std::string& bytes : {std::string(), whole.substr(0, 100), whole.substr(0, whole.size() - 1),
-                                     whole + "x", otherFormat, wildIndex}) {
+    for (const std::string& bytes :
+         {whole.substr(0, 100), whole.substr(0, whole.size() - 1), whole + "x", otherFormat, wildIndex}) {
         SCOPED_TRACE(bytes.size());
-        std::ofstream(folder / "damaged", std::ios::binary | std::ios::trunc) << bytes;
-        EXPECT_THROW(FrequencyTable(folder.file("damaged")), Xapian::DatabaseCorruptError);
+        Xapian::WritableDatabase damaged(folder / "damaged", Xapian::DB_CREATE_OR_OVERWRITE);
+        damaged.set_metadata("frequencies0", bytes.substr(0, kPiece));
+        if (bytes.size() > kPiece) damaged.set_metadata("frequencies1", bytes.substr(kPiece));
+        damaged.commit();
+        EXPECT_THROW(FrequencyTable::of(folder / "damaged", damaged), Xapian::DatabaseCorruptError);
     }
 }

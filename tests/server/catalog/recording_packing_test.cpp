@@ -44,7 +44,7 @@ TEST(PackedRecording, IsRefusedWhereverItEndsEarly) {
 TEST(PackedRecording, IsRefusedInAnotherFormatAndWithBytesBehind) {
     std::string packed = packRecording(sampleRecording(3));
     EXPECT_FALSE(unpackRecording(packed + "x").has_value());
-    for (const char format : {'\x01', '\x03'}) {
+    for (const char format : {'\x02', '\x04'}) {
         packed[0] = format;
         EXPECT_FALSE(unpackRecording(packed).has_value());
     }

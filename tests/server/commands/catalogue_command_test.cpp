@@ -91,13 +91,15 @@ TEST_F(CatalogueCommands, CheckAndMeasureAndCompact) {
     EXPECT_EQ(run(tarn::server::runStats), 0);
     EXPECT_THAT(out_, HasSubstr("recordings   3\naudio        0:12\n"));
     EXPECT_THAT(out_, HasSubstr("bytes a minute of audio"));
-    EXPECT_EQ(run(tarn::server::runCompact), 0) << err_;
-    EXPECT_EQ(run(tarn::server::runCheck), 0) << err_;
-    EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+    for (const bool purge : {false, true}) {
+        EXPECT_EQ(run(tarn::server::runCompact, purge), 0) << err_;
+        EXPECT_EQ(run(tarn::server::runCheck), 0) << err_;
+        EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+    }
 }
 
 TEST_F(CatalogueCommands, CheckFindsDamage) {
-    EXPECT_EQ(run(tarn::server::runCompact), 0) << err_;
+    EXPECT_EQ(run(tarn::server::runCompact, false), 0) << err_;
     std::vector<fs::path> tables;
     for (const auto& entry : fs::recursive_directory_iterator(catalog_)) {
         if (entry.path().filename() == "postlist.glass") tables.push_back(entry.path());
@@ -113,11 +115,12 @@ TEST_F(CatalogueCommands, CheckFindsDamage) {
 
 TEST_F(CatalogueCommands, TellAMistypedPlaceFromAnEmptyCatalogue) {
     catalog_ = (folder_ / "nowhere").string();
-    for (const auto command :
-         {tarn::server::runList, tarn::server::runCheck, tarn::server::runStats, tarn::server::runCompact}) {
+    for (const auto command : {tarn::server::runList, tarn::server::runCheck, tarn::server::runStats}) {
         EXPECT_EQ(run(command), 1);
         EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalog_));
     }
+    EXPECT_EQ(run(tarn::server::runCompact, false), 1);
+    EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalog_));
     EXPECT_FALSE(fs::exists(catalog_));
 }
 
