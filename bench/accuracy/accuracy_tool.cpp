@@ -5,7 +5,8 @@
 //                                        DURATION_MS TAB six strings"; the excerpt is the client's whole file
 //   accuracy_tool judge CATALOG          reads what code wrote; KEY begins with "CONDITION TAB KIND TAB NAME TAB
 //                                        PLACE_MS"; writes a line of evidence for each query: KEY, letters, stages, ms,
-//                                        best candidate, its bits, its rival's, recordings, chance, place in ms
+//                                        best candidate, its bits, its rival's, recordings, chance, place in ms,
+//                                        the query's own bits
 //   accuracy_tool pairs CATALOG          reads what code wrote; writes how often letters of a query stand against
 //   letters
 //                                        of its recording, for bench/accuracy/scores
@@ -46,15 +47,21 @@ struct Sound {
     uint32_t durationMs() const { return static_cast<uint32_t>(info.frames * 1000 / info.samplerate); }
 };
 
-// lengthMs from startMs on, mono at 22050 Hz.
-std::vector<int16_t> samplesOf(Sound& sound, uint32_t startMs, uint32_t lengthMs) {
+// A client takes a file's header for audio and begins so many bytes of 16-bit samples before the excerpt.
+constexpr sf_count_t kHeaderBytes = 44;
+
+// lengthMs from startMs on, mono at 22050 Hz; so many frames before them, too, or zeros where the sound has none.
+std::vector<int16_t> samplesOf(Sound& sound, uint32_t startMs, uint32_t lengthMs, sf_count_t before) {
     const int rate = sound.info.samplerate;
-    sf_seek(sound.file.get(), static_cast<sf_count_t>(startMs) * rate / 1000, SEEK_SET);
-    std::vector<int16_t> pcm(static_cast<size_t>(uint64_t{lengthMs} * static_cast<uint64_t>(rate) / 1000) *
-                             static_cast<size_t>(sound.info.channels));
+    const sf_count_t first = static_cast<sf_count_t>(startMs) * rate / 1000 - before;
+    const auto zeros = static_cast<size_t>(std::max<sf_count_t>(-first, 0));
+    sf_seek(sound.file.get(), std::max<sf_count_t>(first, 0), SEEK_SET);
+    const auto channels = static_cast<size_t>(sound.info.channels);
+    const auto frames = static_cast<size_t>(uint64_t{lengthMs} * static_cast<uint64_t>(rate) / 1000);
+    std::vector<int16_t> pcm((frames + zeros) * channels);
     const sf_count_t got =
-        sf_readf_short(sound.file.get(), pcm.data(), static_cast<sf_count_t>(pcm.size()) / sound.info.channels);
-    pcm.resize(static_cast<size_t>(got) * static_cast<size_t>(sound.info.channels));
+        sf_readf_short(sound.file.get(), pcm.data() + zeros * channels, static_cast<sf_count_t>(frames));
+    pcm.resize((static_cast<size_t>(got) + zeros) * channels);
     PcmPreparation preparation(rate, sound.info.channels);
     const std::span<const int16_t> prepared = preparation.prepare(pcm);
     return {prepared.begin(), prepared.end()};
@@ -71,7 +78,7 @@ int indexAll(const std::string& catalog, const std::vector<std::string>& paths) 
         recording.tags.title = recording.contentHash;
         recording.path = path;
         recording.durationMs = sound.durationMs();
-        recording.codes = codeRecording(samplesOf(sound, 0, recording.durationMs));
+        recording.codes = codeRecording(samplesOf(sound, 0, recording.durationMs, 0));
         audioSeconds += recording.durationMs / 1000.0;
         writer.put(recording);
     }
@@ -106,7 +113,9 @@ int codeAll() {
         const auto start = static_cast<uint32_t>(std::stoul(fields[n - 2]));
         const uint32_t length = std::min(static_cast<uint32_t>(std::stoul(fields[n - 1])), sound.durationMs() - start);
         const FingerprintQuery query =
-            codeQuery(samplesOf(sound, start + clientStartMs(length), std::min(length, 31000U)), length);
+            codeQuery(samplesOf(sound, start + clientStartMs(length), std::min(length, 31000U),
+                                kHeaderBytes / 2 / sound.info.channels),
+                      length);
         for (size_t i = 0; i + 3 < n; ++i) std::cout << fields[i] << '\t';
         std::cout << length;
         for (const std::string& code : query.codes) std::cout << '\t' << code;
@@ -117,12 +126,13 @@ int codeAll() {
 
 void writeEvidence(const Examination& examination) {
     if (examination.candidates.empty()) {
-        std::cout << "\t-\t0\t0\t0\t0\t0";
+        std::cout << "\t-\t0\t0\t0\t0\t0\t0";
         return;
     }
     const Candidate& best = examination.candidates.front();
     std::cout << '\t' << best.recording.contentHash << '\t' << best.evidence.bits << '\t' << best.evidence.rivalBits
-              << '\t' << best.evidence.recordings << '\t' << best.chance << '\t' << offsetMs(best.alignment);
+              << '\t' << best.evidence.recordings << '\t' << best.chance << '\t' << offsetMs(best.alignment) << '\t'
+              << best.evidence.queryBits;
 }
 
 FingerprintQuery queryOf(const std::vector<std::string>& fields) {

@@ -10,6 +10,7 @@ namespace tarn::server {
 struct Evidence {
     double bits = 0;         // that speak for it
     double rivalBits = 0;    // for the best candidate that is another recording
+    double queryBits = 0;    // that would speak for an exact copy of the query: few when it says little
     uint64_t recordings = 0; // in the catalogue: the more there are, the better the best of the wrong ones fits
 };
 
@@ -20,6 +21,6 @@ double chanceOf(const Evidence& evidence);
 int confidenceOf(double chance);
 
 // Below this chance there is no answer.
-constexpr double kLeastChance = 0.8;
+constexpr double kLeastChance = 0.85;
 
 } // namespace tarn::server

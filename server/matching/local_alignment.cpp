@@ -12,6 +12,9 @@ namespace {
 // Hundredths of a bit.
 constexpr int16_t kMostForRepeat = 70;
 constexpr int16_t kLeastForPair = 20; // of a pair that speaks for a copy, however expected it is
+// Damage comes in stretches, of which nothing is left: so much of a copy may have become letters of chance.
+constexpr double kLost = 0.5;
+constexpr int16_t kMostForLetter = 1000; // of any score
 constexpr int16_t kRepeatAlone = -50;
 constexpr int16_t kNever = -10000; // units, behind the query's last letter
 constexpr size_t kStep = 16;       // letters of the query that are done at once, at most
@@ -68,6 +71,25 @@ std::vector<int16_t> foretold(const Numbers& query, const LetterScores& scores) 
     }
     return result;
 }
+
+// The score of a pair in a copy of which so much is lost, from that in what is left of it.
+class Tempered {
+  public:
+    Tempered() {
+        double hundredths = -kMostForLetter;
+        for (int16_t& score : scores_) {
+            score = static_cast<int16_t>(
+                std::lround(100.0 * std::log2((1.0 - kLost) * std::exp2(hundredths / 100.0) + kLost)));
+            hundredths += 1.0;
+        }
+    }
+    int16_t operator()(int hundredths) const {
+        return *(scores_.begin() + kMostForLetter + std::clamp<int>(hundredths, -kMostForLetter, kMostForLetter));
+    }
+
+  private:
+    std::array<int16_t, 2 * kMostForLetter + 1> scores_{};
+};
 
 int16_t units(int16_t hundredths) {
     return static_cast<int16_t>(std::lround(hundredths * ScoredString::kUnitsPerBit / 100.0));
@@ -186,12 +208,13 @@ ScoredString::ScoredString(size_t codebook, std::string_view letters) {
     int16_t* const one = alone_.data();
     int16_t* const two = one + stride_;
     int16_t* const four = two + stride_;
+    static const Tempered tempered;
     size_t run = 0;
     for (size_t i = 0; i < length; ++i) {
         if (i > 0 && !query.repeats[i]) ++run;
         for (size_t b = 0; b < kLetters; ++b) {
             int16_t score = scores.pair[query.all[i]][b];
-            if (score > 0) score = std::max<int16_t>(kLeastForPair, static_cast<int16_t>(score - less[run]));
+            score = score > 0 ? std::max(kLeastForPair, tempered(score - less[run])) : tempered(score);
             const int16_t repeated = std::min(score, kMostForRepeat);
             score_[b * stride_ + i] = units(query.repeats[i] ? repeated : score);
             score_[(kLetters + b) * stride_ + i] = units(repeated);

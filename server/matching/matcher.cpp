@@ -98,6 +98,7 @@ void weigh(const PreparedQuery& query, std::vector<Candidate>& candidates, uint6
     Candidate& best = candidates.front();
     refineStart(query, best.recording.codes, best.alignment);
     best.evidence.bits = best.alignment.bits;
+    best.evidence.queryBits = query.bits();
     best.evidence.recordings = recordings;
     for (size_t i = 1; i < candidates.size(); ++i) {
         Candidate& other = candidates[i];

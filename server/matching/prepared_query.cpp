@@ -48,16 +48,17 @@ PreparedQuery::PreparedQuery(const FingerprintQuery& query) : frames(codedFrames
     for (size_t m = 0; m < kMaps; ++m) {
         QueryMap& map = maps[m];
         map.usable = true;
+        size_t distinct = 0;
         for (size_t c = 0; c < kCodebooks; ++c) {
             QueryString& string = map.strings[c];
             string.letters = query.codes[m * kCodebooks + c].substr(0, kMostLetters + 1);
             const size_t cut = std::min(kEndLetters, string.letters.size() / kEndPart);
             string.core = std::string_view(string.letters).substr(cut, string.letters.size() - 2 * cut);
             string.grams = gramsOf(string.letters);
-            map.usable = map.usable && string.letters.size() >= kLeastLetters &&
-                         string.letters.size() <= kMostLetters &&
-                         distinctLetters(string.letters) >= kLeastDistinctLetters;
+            map.usable = map.usable && string.letters.size() >= kLeastLetters && string.letters.size() <= kMostLetters;
+            distinct += distinctLetters(string.letters);
         }
+        map.usable = map.usable && distinct >= kLeastDistinctLetters;
         if (!map.usable) continue;
         for (size_t c = 0; c < kCodebooks; ++c) {
             QueryString& string = map.strings[c];
@@ -72,6 +73,21 @@ PreparedQuery::PreparedQuery(const FingerprintQuery& query) : frames(codedFrames
 
 bool PreparedQuery::usable() const {
     return std::any_of(maps.begin(), maps.end(), [](const QueryMap& map) { return map.usable; });
+}
+
+double PreparedQuery::bits() const {
+    double sum = 0;
+    size_t usableMaps = 0;
+    ScoreColumns columns;
+    for (const QueryMap& map : maps) {
+        if (!map.usable) continue;
+        ++usableMaps;
+        for (const QueryString& string : map.strings) {
+            toColumns(string.letters, columns);
+            sum += string.scored.against(columns);
+        }
+    }
+    return usableMaps == 0 ? 0 : sum / static_cast<double>(usableMaps) / ScoredString::kUnitsPerBit;
 }
 
 std::vector<std::string> PreparedQuery::terms() const {

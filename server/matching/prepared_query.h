@@ -18,9 +18,10 @@ namespace tarn::server {
 
 constexpr size_t kMaps = 3;
 
-// Less than this in each of a map's strings can tell no recording from others.
+// Less than this can tell no recording from others: letters in each of a map's strings, and different ones in both
+// together.
 constexpr size_t kLeastLetters = 12;
-constexpr size_t kLeastDistinctLetters = 6;
+constexpr size_t kLeastDistinctLetters = 10;
 // No client writes more: 30 s are 1292 frames, and a letter takes three.
 constexpr size_t kMostLetters = 1292;
 
@@ -60,6 +61,8 @@ struct PreparedQuery {
     PreparedQuery& operator=(const PreparedQuery&) = delete;
 
     bool usable() const;
+    // That would speak for an exact copy: of both codebooks, the mean of the usable maps.
+    double bits() const;
     // The different grams of the usable maps, as terms.
     std::vector<std::string> terms() const;
 

@@ -7,7 +7,7 @@ using namespace tarn::server;
 namespace {
 
 Evidence evidence(double bits, double rivalBits, uint64_t recordings = 87) {
-    return {.bits = bits, .rivalBits = rivalBits, .recordings = recordings};
+    return {.bits = bits, .rivalBits = rivalBits, .queryBits = 800, .recordings = recordings};
 }
 
 } // namespace
@@ -22,6 +22,9 @@ TEST(Chance, RisesWithTheBitsAndTheLeadAndFallsWithTheSizeOfTheCatalogue) {
     }
     EXPECT_GT(chanceOf(evidence(70, 40)), chanceOf(evidence(70, 50)));
     EXPECT_GT(chanceOf(evidence(90, 50, 87)), chanceOf(evidence(90, 50, 100000)));
+    Evidence quiet = evidence(60, 40);
+    quiet.queryBits = 150; // a query that says little cannot bring more
+    EXPECT_GT(chanceOf(quiet), chanceOf(evidence(60, 40)));
     EXPECT_EQ(chanceOf(evidence(90, 50, 0)), chanceOf(evidence(90, 50, 87))); // a smaller one is no better
 }
 

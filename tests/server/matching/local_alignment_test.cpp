@@ -101,8 +101,12 @@ class Plain {
         return static_cast<int>(std::lround(static_cast<double>(hundredths) * kUnits / 100));
     }
     int pair(size_t i, size_t j, size_t run) const {
+        // Half of the letters are of chance, whatever they stand against.
+        const auto tempered = [](long hundredths) {
+            return std::lround(100 * std::log2(0.5 + 0.5 * std::exp2(static_cast<double>(hundredths) / 100)));
+        };
         long score = scores_.pair[number(q_[i - 1])][number(r_[j - 1])];
-        if (score > 0) score = std::max(20L, score - less_[run]);
+        score = score > 0 ? std::max(20L, tempered(score - less_[run])) : tempered(score);
         if (repeats(q_, i) || repeats(r_, j)) score = std::min(score, 70L);
         return units(score);
     }
