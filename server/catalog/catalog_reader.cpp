@@ -138,9 +138,10 @@ class ShardReader {
   private:
     // What the databases carry as metadata.
     void readBeside() {
+        const std::string place = isRemote() ? location_.host + ":" + std::to_string(location_.port) : location_.folder;
+        for (const Xapian::Database& database : {main_, recent_}) expectFormat(database, place);
         readHidden();
         if (main_.get_doccount() == 0) return;
-        const std::string place = isRemote() ? location_.host + ":" + std::to_string(location_.port) : location_.folder;
         frequencies_ = FrequencyTable::of(place, main_);
     }
 

@@ -19,6 +19,18 @@ inline Xapian::Database openIfThere(const std::filesystem::path& path) {
     return std::filesystem::exists(path, ignored) ? Xapian::Database(path.string()) : emptyDatabase();
 }
 
+// A database says which version of the format it is in: what is in another would be misread.
+inline constexpr char kFormatKey[] = "format";
+inline constexpr char kFormat[] = "3";
+
+inline void markFormat(Xapian::WritableDatabase& database) { database.set_metadata(kFormatKey, kFormat); }
+
+// Throws CatalogError; an empty database is in any format.
+inline void expectFormat(const Xapian::Database& database, const std::string& where) {
+    if (database.get_doccount() == 0 || database.get_metadata(kFormatKey) == kFormat) return;
+    throw CatalogError(where + ": the catalogue is of another version of the format; make it anew");
+}
+
 // Documents that hold the term, in the order of their ids.
 template <class Visit>
 void forEachPosting(const Xapian::Database& database, const std::string& term, Visit visit) {

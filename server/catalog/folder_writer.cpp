@@ -35,7 +35,7 @@ class FolderWriter final : public ShardWriter {
             generation_ = 1;
             fs::remove_all(folder_.generation(generation_));
             fs::create_directories(folder_.generation(generation_));
-            Xapian::WritableDatabase(folder_.recentOf(generation_).string(), Xapian::DB_CREATE).commit();
+            makeRecent(generation_);
             folder_.setCurrent(generation_);
         }
         open();
@@ -116,10 +116,19 @@ class FolderWriter final : public ShardWriter {
         recent_.begin_transaction();
     }
 
+    void makeRecent(uint64_t generation) const {
+        Xapian::WritableDatabase recent(folder_.recentOf(generation).string(), Xapian::DB_CREATE);
+        markFormat(recent);
+        recent.commit();
+    }
+
     void open() {
         recent_ = Xapian::WritableDatabase(folder_.recentOf(generation_).string(), Xapian::DB_OPEN);
         recent_.begin_transaction(); // outside of one, the database would commit what is left when it is closed
         main_ = openIfThere(folder_.mainOf(generation_));
+        for (const Xapian::Database& database : {Xapian::Database(recent_), main_}) {
+            expectFormat(database, folder_.path().string());
+        }
         hidden_ = hiddenIdsOf(main_, recent_);
         hiddenChanged_ = false;
         frequencies_.reset();
@@ -141,7 +150,7 @@ class FolderWriter final : public ShardWriter {
             if (anew) counts_ = newCounts();
             fs::remove_all(work);
         }
-        Xapian::WritableDatabase(folder_.recentOf(next).string(), Xapian::DB_CREATE).commit();
+        makeRecent(next);
         folder_.setCurrent(next);
         generation_ = next;
         open();

@@ -59,6 +59,7 @@ void compactInto(const fs::path& target, Xapian::Database sources, const fs::pat
     {
         Xapian::WritableDatabase table = withoutTermLists(work); // what one source lacks, the target lacks
         FrequencyTable::store(table, sources);
+        markFormat(table);
         table.commit();
     }
     const Xapian::Database table(work.string());

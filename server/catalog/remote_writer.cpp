@@ -17,7 +17,9 @@ class RemoteWriter final : public ShardWriter {
   public:
     RemoteWriter(const std::string& host, unsigned port)
         : database_(Xapian::Remote::open_writable(host, port, kCommitMs, kConnectMs)) {
+        expectFormat(database_, host + ":" + std::to_string(port));
         database_.begin_transaction(); // outside of one, what is left would be committed when it is closed
+        if (database_.get_doccount() == 0) markFormat(database_);
     }
 
     Xapian::docid find(const std::string& contentHash) const override {

@@ -425,6 +425,39 @@ TEST(Catalog, SaysThatItsFrequenciesAreNotItsOwn) {
 }
 
 TEST(Catalog, OfAnotherFormatIsRefusedInWords) {
+    for (const bool merged : {false, true}) {
+        SCOPED_TRACE(merged);
+        const TemporaryDirectory folder;
+        {
+            CatalogWriter writer(folder / "c");
+            writer.put(sampleRecording(1));
+            writer.commit();
+            if (merged) writer.compact(true);
+        }
+        for (const char* format : {"", "2", "4"}) {
+            {
+                const int flags = int{Xapian::DB_OPEN} | (merged ? int{Xapian::DB_NO_TERMLIST} : 0);
+                Xapian::WritableDatabase database(folder / (merged ? "c/generation-2/main" : "c/generation-1/recent"),
+                                                  flags);
+                ASSERT_EQ(database.get_doccount(), 1U);
+                database.set_metadata("format", format);
+                database.commit();
+            }
+            const auto expectRefused = [](const auto& open) {
+                try {
+                    open();
+                    ADD_FAILURE() << "accepted";
+                } catch (const CatalogError& error) {
+                    EXPECT_THAT(error.what(), HasSubstr("of another version of the format"));
+                }
+            };
+            expectRefused([&] { CatalogReader(folder / "c"); });
+            expectRefused([&] { CatalogWriter(folder / "c"); });
+        }
+    }
+}
+
+TEST(Catalog, RefusesARecordingOfAnotherFormatInWords) {
     const TemporaryDirectory folder;
     {
         CatalogWriter writer(folder / "c");
