@@ -273,9 +273,10 @@ TEST(HttpServer, FinishesWhatIsInFlightWhenItStops) {
     RawClient waiting(service.port());
     ASSERT_TRUE(waiting.send(request));
     service.waitForMetric("tarn_requests_waiting", "1");
+    service.waitForMetric("tarn_catalogue_up", "1"); // before it has looked, its health is 503, too
     RawClient idle(service.port());
     ASSERT_TRUE(idle.send(getOf("/health")));
-    ASSERT_TRUE(idle.read().has_value());
+    ASSERT_EQ(idle.read().value().status, 200);
 
     std::future<void> stopped = std::async(std::launch::async, [&] { service.stop(); });
     // Not listening any more, but not ended either.
