@@ -1,3 +1,4 @@
+#include "catalog/folder.h"
 #include "catalog/shards.h"
 #include "catalog/terms.h"
 #include "database_server.h"
@@ -154,13 +155,18 @@ TEST(Shards, BehindSocketsAnswerAsOneDatabase) {
     const std::string local = stub(folder, "folder s0\nfolder s1\nfolder s2\n");
     for (const std::string& location : {local, folder.file("one")}) {
         CatalogWriter writer(location);
-        for (uint32_t n = 1; n <= 60; ++n) writer.put(sampleRecording(n));
+        for (uint32_t n = 1; n <= 61; ++n) writer.put(sampleRecording(n));
         writer.compact();
+        EXPECT_TRUE(writer.remove(CatalogReader(location).byTrackId("T-61").at(0)));
+        writer.compact(); // it stays in its main database, hidden
     }
     std::vector<std::unique_ptr<DatabaseServer>> servers;
     std::vector<uint16_t> ports;
     std::string lines;
-    const auto database = [&](size_t s) { return folder / ("s" + std::to_string(s) + "/generation-2/main"); };
+    const auto database = [&](size_t s) {
+        const CatalogFolder shard(folder.file("s" + std::to_string(s)));
+        return shard.mainOf(shard.current().value()).string();
+    };
     for (size_t s = 0; s < 3; ++s) {
         ports.push_back(freePort());
         servers.push_back(std::make_unique<DatabaseServer>(database(s), ports[s]));
@@ -176,6 +182,9 @@ TEST(Shards, BehindSocketsAnswerAsOneDatabase) {
     const auto terms = termsOf(sampleRecording(11));
     const auto expected = texts(answers(one, terms));
     EXPECT_EQ(texts(answers(*reader, terms)), expected);
+    const auto ofHidden = reader->best(termsOf(sampleRecording(61)), 1);
+    ASSERT_EQ(ofHidden.size(), 1U); // another, which shares a gram or two
+    EXPECT_TRUE(reader->recording(ofHidden[0].id).has_value());
     for (size_t i = 0; i < terms.size(); i += 20) {
         EXPECT_EQ(reader->frequency(terms[i].term), one.frequency(terms[i].term));
     }
