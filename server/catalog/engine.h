@@ -20,14 +20,14 @@ inline Xapian::Database openIfThere(const std::filesystem::path& path) {
 }
 
 // A database says which version of the format it is in: what is in another would be misread.
-inline constexpr char kFormatKey[] = "format";
-inline constexpr char kFormat[] = "3";
+inline constexpr char kCatalogFormatKey[] = "format";
+inline constexpr char kCatalogFormat[] = "3";
 
-inline void markFormat(Xapian::WritableDatabase& database) { database.set_metadata(kFormatKey, kFormat); }
+inline void markFormat(Xapian::WritableDatabase& database) { database.set_metadata(kCatalogFormatKey, kCatalogFormat); }
 
 // Throws CatalogError; an empty database is in any format.
 inline void expectFormat(const Xapian::Database& database, const std::string& where) {
-    if (database.get_doccount() == 0 || database.get_metadata(kFormatKey) == kFormat) return;
+    if (database.get_doccount() == 0 || database.get_metadata(kCatalogFormatKey) == kCatalogFormat) return;
     throw CatalogError(where + ": the catalogue is of another version of the format; make it anew");
 }
 
