@@ -1,7 +1,11 @@
 # Installs the library for CMake's find_package(kvx) and for pkg-config. Component kvx.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS kvx EXPORT kvx-targets COMPONENT kvx
+set(kvx_installed kvx)
+if(BUILD_SHARED_LIBS)
+    list(APPEND kvx_installed kvx_static)
+endif()
+install(TARGETS ${kvx_installed} EXPORT kvx-targets COMPONENT kvx
     RUNTIME COMPONENT kvx
     LIBRARY COMPONENT kvx NAMELINK_COMPONENT kvx
     ARCHIVE COMPONENT kvx
@@ -11,9 +15,18 @@ install(EXPORT kvx-targets NAMESPACE kvx:: DESTINATION ${kvx_config_dir} COMPONE
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/kvx-config.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/kvx-config.cmake
     INSTALL_DESTINATION ${kvx_config_dir})
-write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/kvx-config-version.cmake COMPATIBILITY SameMajorVersion)
+# Before version 1.0 a minor version may change the interface.
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/kvx-config-version.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvx-config.cmake ${CMAKE_CURRENT_BINARY_DIR}/kvx-config-version.cmake
     DESTINATION ${kvx_config_dir} COMPONENT kvx)
 
-configure_file(${CMAKE_CURRENT_LIST_DIR}/kvx.pc.in ${CMAKE_CURRENT_BINARY_DIR}/kvx.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvx.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT kvx)
+# The prefix is known only when the library is installed, and the directories may lie outside it. The paths are written
+# out without "..", because pkg-config leaves away -I/usr/include and its like only where it recognises them.
+set(cxx_runtime "-lstdc++ -lm")
+if(BUILD_SHARED_LIBS)
+    set(kvx_pc_private_libs ${cxx_runtime})
+else()
+    set(kvx_pc_libs " ${cxx_runtime}") # there is the archive alone
+endif()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/write_kvx_pc.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/write_kvx_pc.cmake @ONLY)
+install(SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/write_kvx_pc.cmake COMPONENT kvx)

@@ -1,48 +1,93 @@
 #!/bin/sh
-# Installs the library, static (OFF) or shared (ON), and builds and runs a C and a C++ program outside the tree against
-# it, by pkg-config and by find_package. For the shared library also compares the exported names with the stored list.
-# usage: check_install.sh SOURCE WORK OFF|ON
+# Builds the library for release and installs it: static, and then shared and static. Builds and runs a C and a C++
+# program outside the tree against each, by pkg-config and by find_package, and the whole recognition in C. Compares the
+# names that the shared library exports with the stored list.
+# usage: check_install.sh SOURCE WORK; the build stays in WORK, so that the next one is quick.
 set -eu
-source=$1 work=$2 shared=$3
-expected="kvx 3.7.0, a request of 70 bytes" # 52 header + 4 payload length + 6 payload + 4 appendix length + 4 sum
+source=$1 work=$2
+version=$(sed -n 's/^#define KVX_VERSION "\(.*\)"/\1/p' "$source/sdk/include/kvx.h")
+# 52 header + 4 payload length + 6 payload + 4 appendix length + 4 sum
+expected="kvx $version, protocol 3.7.0, a request of 70 bytes"
+multiarch=lib/x86_64-linux-gnu
 
-rm -rf "$work"
-mkdir -p "$work"
-cmake -S "$source" -B "$work/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARN_BUILD_TESTS=OFF \
-    -DTARN_BUILD_SERVER=OFF \
-    -DBUILD_SHARED_LIBS="$shared" >"$work/configure.log" || { cat "$work/configure.log"; exit 1; }
-cmake --build "$work/build" --target kvx >"$work/build.log" || { cat "$work/build.log"; exit 1; }
-cmake --install "$work/build" --component kvx --prefix "$work/prefix" >/dev/null
+rm -rf "$work/installed"
+mkdir -p "$work/installed"
+cd "$work"
 
-config=$(find "$work/prefix" -name kvx.pc)
-libdir=$(dirname "$(dirname "$config")")
-export PKG_CONFIG_PATH="$libdir/pkgconfig" LD_LIBRARY_PATH="$libdir"
-[ -f "$work/prefix/include/kvx.h" ]
-[ -f "$libdir/cmake/kvx/kvx-config.cmake" ]
-
-check() { # program: its output must be the expected line
-    output=$("$1")
-    [ "$output" = "$expected" ] || { echo "$1 printed: $output"; exit 1; }
-    echo "ok: $1"
+failed() { # what
+    echo "FAILED: $1"
+    exit 1
 }
 
-static=""
-[ "$shared" = ON ] || static="--static"
-# shellcheck disable=SC2046 # lists of words
-cc -std=c11 -Wall -Wextra -Werror "$source/tests/install/consumer/consumer.c" \
-    $(pkg-config $static --cflags --libs kvx) -o "$work/pkgconfig_c"
-# shellcheck disable=SC2046
-c++ -std=c++20 -Wall -Wextra -Werror "$source/tests/install/consumer/consumer.cpp" \
-    $(pkg-config $static --cflags --libs kvx) -o "$work/pkgconfig_cpp"
-cmake -S "$source/tests/install/consumer" -B "$work/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$work/prefix" \
-    >"$work/consumer.log" || { cat "$work/consumer.log"; exit 1; }
-cmake --build "$work/consumer" >"$work/consumer.log" || { cat "$work/consumer.log"; exit 1; }
-for program in "$work/pkgconfig_c" "$work/pkgconfig_cpp" "$work/consumer/consumer_c" "$work/consumer/consumer_cpp"; do
-    check "$program"
-done
+logged() { # log, command
+    log=$1
+    shift
+    "$@" >"$log" 2>&1 || { cat "$log"; failed "$*"; }
+}
 
-if [ "$shared" = ON ]; then
-    nm -D --defined-only "$libdir/libkvx.so" | awk '{ print $3 }' | LC_ALL=C sort >"$work/names.txt"
-    LC_ALL=C diff "$source/tests/data/exported_names.txt" "$work/names.txt"
-    echo "ok: $(wc -l <"$work/names.txt") exported names"
-fi
+same() { # what, expected, found
+    [ "$2" = "$3" ] || failed "$1: expected \"$2\", found \"$3\""
+    echo "ok: $1: $2"
+}
+
+build() { # BUILD_SHARED_LIBS, libdir
+    logged configure.log cmake -S "$source" -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARN_BUILD_TESTS=OFF \
+        -DTARN_BUILD_SERVER=OFF -DBUILD_SHARED_LIBS="$1" -DCMAKE_INSTALL_LIBDIR="$2"
+    logged build.log cmake --build build --target sdk/all
+}
+
+# Programs outside the tree: use PREFIX KIND [pkg-config's option]
+use() {
+    prefix=$work/installed/$1 kind=$2 option=${3:-}
+    libdir=$(dirname "$(dirname "$(find "$prefix" -name kvx.pc)")")
+    export PKG_CONFIG_PATH="$libdir/pkgconfig" LD_LIBRARY_PATH="$libdir"
+    [ -f "$prefix/include/kvx.h" ]
+    programs=$work/programs/$1-$kind
+    mkdir -p "$programs"
+    # shellcheck disable=SC2046,SC2086 # lists of words
+    {
+        flags=$(pkg-config $option --cflags --libs kvx)
+        [ "$kind" != static ] || flags=$(echo "$flags" | sed "s|-lkvx|-l:libkvx.a|")
+        cc -std=c11 -Wall -Wextra -Werror "$source/tests/install/consumer/consumer.c" $flags -o "$programs/pkgconfig_c"
+        cc -std=c11 "$source/tests/core/c_api_test.c" $flags -o "$programs/whole_recognition"
+        c++ -std=c++20 -Wall -Wextra -Werror "$source/tests/install/consumer/consumer.cpp" $flags \
+            -o "$programs/pkgconfig_cpp"
+    }
+    target=kvx::kvx
+    [ "$kind" != static ] || target=kvx::kvx_static
+    logged consumer.log cmake -S "$source/tests/install/consumer" -B "$programs/cmake" -G Ninja \
+        -DCMAKE_PREFIX_PATH="$prefix" -DKVX_TARGET="$target" -DKVX_WANTED="$version"
+    logged consumer.log cmake --build "$programs/cmake"
+    "$programs/whole_recognition" || failed "a whole recognition in C, $1, $kind"
+    for program in pkgconfig_c pkgconfig_cpp cmake/consumer_c cmake/consumer_cpp; do
+        same "$1, $kind, $program" "$expected" "$("$programs/$program")"
+        loads=no
+        ! ldd "$programs/$program" | grep -q "$libdir/libkvx.so.3" || loads=yes
+        wanted=yes
+        [ "$kind" != static ] || wanted=no
+        same "$1, $kind, $program loads libkvx.so.3" "$wanted" "$loads"
+    done
+}
+
+build OFF lib
+logged install.log cmake --install build --component kvx --prefix "$work/installed/static"
+[ ! -e "$work/installed/static/lib/libkvx.so" ] || failed "a shared library where none was asked for"
+use static static
+
+build ON "$multiarch"
+logged install.log cmake --install build --component kvx --prefix "$work/installed/both"
+use both shared
+use both static --static
+
+# As a distribution packs it.
+logged install.log env DESTDIR="$work/installed/staged" cmake --install build --component kvx --prefix /usr
+export PKG_CONFIG_PATH="$work/installed/staged/usr/$multiarch/pkgconfig"
+export PKG_CONFIG_ALLOW_SYSTEM_CFLAGS=1 PKG_CONFIG_ALLOW_SYSTEM_LIBS=1
+same "flags below /usr" "-I/usr/include -L/usr/$multiarch -lkvx" "$(pkg-config --cflags --libs kvx | sed 's/ *$//')"
+same "version" "$version" "$(pkg-config --modversion kvx)"
+
+library=$work/installed/both/$multiarch/libkvx.so.3
+same "the name that programs load" "libkvx.so.3" "$(objdump -p "$library" | sed -n 's/^ *SONAME *//p')"
+nm -D --defined-only "$library" | awk '{ print $3 }' | LC_ALL=C sort >names.txt
+LC_ALL=C diff "$source/tests/data/exported_names.txt" names.txt || failed "the exported names"
+echo "ok: $(wc -l <names.txt) exported names"

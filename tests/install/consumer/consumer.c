@@ -10,7 +10,7 @@ int main(void) {
     uint8_t* request = NULL;
     uint32_t length = 0;
     if (KVXGenerateIDRequest(handle, NULL, 0, &request, &length) != 0) return 1;
-    printf("kvx %d.%d.%d, a request of %u bytes\n", major, minor, revision, (unsigned)length);
+    printf("kvx " KVX_VERSION ", protocol %d.%d.%d, a request of %u bytes\n", major, minor, revision, (unsigned)length);
     KVXFreeIDRequest(&request);
     return KVXShutdown(&handle);
 }

@@ -17,7 +17,7 @@ int main() {
     std::uint8_t* request = nullptr;
     std::uint32_t length = 0;
     if (KVXGenerateIDRequest(handle.get(), nullptr, 0, &request, &length) != 0) return 1;
-    std::cout << "kvx " << version[0] << '.' << version[1] << '.' << version[2] << ", a request of " << length
-              << " bytes\n";
+    std::cout << "kvx " KVX_VERSION ", protocol " << version[0] << '.' << version[1] << '.' << version[2]
+              << ", a request of " << length << " bytes\n";
     KVXFreeIDRequest(&request);
 }

@@ -36,12 +36,18 @@ extern "C" {
  * Constants
  * ------------------------------------------------------------------------------------------------------------ */
 
+/* The version of this library. Packets carry another one, that of the protocol: m_KVXVersionMajor and so on. */
+#define KVX_VERSION "0.9.0"
+#define KVX_VERSION_MAJOR 0
+#define KVX_VERSION_MINOR 9
+#define KVX_VERSION_PATCH 0
+
 KVX_API extern const uint16_t m_KVXBinHeaderLength;    /* 52 bytes */
 KVX_API extern const uint8_t currentTrackMaskSize;     /* 3 bytes of track permission bits */
 KVX_API extern const uint8_t currentAlbumMaskSize;     /* 4 bytes of album permission bits */
 KVX_API extern const uint8_t currentPerformerMaskSize; /* 3 bytes of performer permission bits */
 KVX_API extern const uint8_t currentDVDMaskSize;       /* 6 bytes of DVD permission bits */
-KVX_API extern const uint8_t m_KVXVersionMajor;        /* 3 */
+KVX_API extern const uint8_t m_KVXVersionMajor;        /* 3: of the protocol */
 KVX_API extern const uint8_t m_KVXVersionMinor;        /* 7 */
 KVX_API extern const uint8_t m_KVXVersionRevision;     /* 0 */
 
@@ -599,7 +605,7 @@ KVX_API int32_t KVXSetDVDMask(KVXHandle* handle, const uint8_t* mask);
 KVX_API int32_t KVXGetPerformerMask(const KVXHandle* handle, uint8_t* mask);
 KVX_API int32_t KVXSetPerformerMask(KVXHandle* handle, const uint8_t* mask);
 
-/* Always 0; the pointers are not tested. */
+/* The version of the protocol: 3, 7, 0. Always 0; the pointers are not tested. */
 KVX_API int32_t KVXGetVersion(uint16_t* major, uint16_t* minor, uint16_t* revision);
 
 /* ---------------------------------------------------------------------------------------------------------------
