@@ -8,7 +8,8 @@ namespace kvx {
 
 namespace {
 
-// The components of a vector in two registers; those behind the sixth are 0 or nothing that counts.
+// The components of a vector in two registers. The last two lanes repeat the last two components: they raise no
+// floating-point exception of their own, as zeros divided by each other would.
 struct Components {
     using Four = float __attribute__((vector_size(16)));
     Four low;
@@ -18,7 +19,7 @@ struct Components {
 inline Components load(const FeatureVector& vector) {
     Components result{};
     std::memcpy(&result.low, vector.data(), sizeof result.low);
-    result.high = Components::Four{vector[4], vector[5], 0.0F, 0.0F};
+    result.high = Components::Four{vector[4], vector[5], vector[4], vector[5]};
     return result;
 }
 

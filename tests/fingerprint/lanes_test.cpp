@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <cfenv>
 #include <cmath>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
@@ -22,6 +24,17 @@ using kvxtest::audioSamples;
 namespace {
 
 constexpr size_t kGroup = kvx::kGroupFrames;
+
+// What a host may have turned into signals. Every engine rounds, and loses bits below the least number.
+constexpr int kExceptions = FE_INVALID | FE_DIVBYZERO | FE_OVERFLOW;
+
+// Those that the work raises.
+template <class Work>
+int exceptionsOf(Work work) {
+    std::feclearexcept(FE_ALL_EXCEPT);
+    work();
+    return std::fetestexcept(kExceptions);
+}
 
 // Runs the engine on these kernels; skips where the processor cannot.
 class Lanes : public testing::TestWithParam<const kvx::LaneKernels*> {
@@ -178,6 +191,35 @@ TEST_P(Lanes, GiveThePlainEnginesStringsForEveryKindOfAudio) {
         EXPECT_EQ(kvxtest::libraryCodeStrings(pcm, 1, 22050, 30500, 1024),
                   plain::codeStrings(pcm, 1, 22050, 30500, 1024));
     }
+}
+
+TEST_P(Lanes, RaiseNoExceptionThatThePlainEngineDoesNotRaise) {
+    int without = 0;
+    for (const Audio audio : kvxtest::kAllAudio) {
+        SCOPED_TRACE(kvxtest::nameOf(audio));
+        const int rateHz = audio == Audio::kMusic ? 48000 : 22050;
+        const std::vector<uint8_t> pcm = audioBytes(audio, 2, rateHz, 0, 7500);
+        const int expected = exceptionsOf([&] { plain::codeStrings(pcm, 2, rateHz, 7000, 1024); });
+        EXPECT_EQ(exceptionsOf([&] { kvxtest::libraryCodeStrings(pcm, 2, rateHz, 7000, 1024); }) & ~expected, 0);
+        if (expected == 0) ++without;
+    }
+    EXPECT_GT(without, 4);
+}
+
+using LanesDeathTest = Lanes;
+INSTANTIATE_TEST_SUITE_P(Of, LanesDeathTest, testing::ValuesIn(everyLanes()), nameOf);
+
+TEST_P(LanesDeathTest, CodeMusicWhereExceptionsAreSignals) {
+    // After half a second of silence, as recordings start.
+    std::vector<uint8_t> pcm(44100 * 2);
+    const std::vector<uint8_t> music = audioBytes(Audio::kMusic, 2, 44100, 0, 10000);
+    pcm.insert(pcm.end(), music.begin(), music.end());
+    const plain::CodeStrings expected = plain::codeStrings(pcm, 2, 44100, 9500, 1024);
+    const auto code = [&] {
+        feenableexcept(kExceptions);
+        std::_Exit(kvxtest::libraryCodeStrings(pcm, 2, 44100, 9500, 1024) == expected ? 0 : 1);
+    };
+    EXPECT_EXIT(code(), testing::ExitedWithCode(0), "");
 }
 
 TEST_P(Lanes, GiveThePlainEnginesStringsForOddChunks) {
