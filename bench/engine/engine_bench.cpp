@@ -84,12 +84,13 @@ void nearestRowsOfAGroup(State& state) {
     const UsingLanes lanes(state);
     if (!lanes.usable()) return;
     const std::vector<kvx::FeatureVector> vectors = groupFeatures();
+    const kvx::VectorGroup group = kvxtest::groupOf(vectors);
     int32_t rows[kvx::kGroupFrames];
-    kvx::nearestRows(kvx::marsyas_codebook1, vectors, rows);
+    kvx::nearestRows(kvx::marsyas_codebook1, group, rows);
     for (size_t i = 0; i < vectors.size(); ++i)
         if (rows[i] != plain::nearestRow(1, vectors[i])) return state.SkipWithError("other rows than the plain engine");
     while (state.KeepRunning()) {
-        kvx::nearestRows(kvx::marsyas_codebook1, vectors, rows);
+        kvx::nearestRows(kvx::marsyas_codebook1, group, rows);
         benchmark::DoNotOptimize(rows);
     }
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(kvx::kGroupFrames));

@@ -3,10 +3,8 @@
 #include "owned.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
-#include <span>
 
 using kvx::FeatureVector;
 
@@ -38,22 +36,22 @@ void start(FeatureMap& map, int32_t capacity, char* text1, char* text2) {
 class CodeGroup {
   public:
     explicit CodeGroup(FeatureMap& map) : map_(map) {}
-    int32_t size() const { return size_; }
+    int32_t size() const { return static_cast<int32_t>(size_); }
     // Null is no vector.
     void add(const FeatureVector* vector) {
         if (vector == nullptr) return;
-        vectors_[static_cast<size_t>(size_++)] = *vector;
-        if (size_ == static_cast<int32_t>(vectors_.size())) code();
+        for (size_t d = 0; d < vector->size(); ++d) vectors_.values[d][size_] = (*vector)[d];
+        if (++size_ == kvx::kGroupFrames) code();
     }
     void code() {
-        const std::span vectors(vectors_.data(), static_cast<size_t>(size_));
+        const size_t count = size_;
         size_ = 0;
-        if (vectors.empty()) return;
+        if (count == 0) return;
         int32_t rows1[kvx::kGroupFrames];
         int32_t rows2[kvx::kGroupFrames];
-        kvx::nearestRows(*map_.coder1.codebook, vectors, rows1);
-        kvx::nearestRows(*map_.coder2.codebook, vectors, rows2);
-        for (size_t i = 0; i < vectors.size() && map_.codeTicks < map_.capacity; ++i) {
+        kvx::nearestRows(*map_.coder1.codebook, vectors_, rows1);
+        kvx::nearestRows(*map_.coder2.codebook, vectors_, rows2);
+        for (size_t i = 0; i < count && map_.codeTicks < map_.capacity; ++i) {
             if (++map_.codeTicks <= kSkippedVectors) continue;
             map_.coder1.code(rows1[i], map_.codeTicks);
             map_.coder2.code(rows2[i], map_.codeTicks);
@@ -62,8 +60,8 @@ class CodeGroup {
 
   private:
     FeatureMap& map_;
-    std::array<FeatureVector, kvx::kGroupFrames> vectors_;
-    int32_t size_ = 0;
+    kvx::VectorGroup vectors_{};
+    size_t size_ = 0;
 };
 
 int16_t* frameOf(FeatureMap& map, size_t index) { return index == 0 ? map.frame : map.otherFrames[index - 1]; }

@@ -17,8 +17,7 @@ std::atomic<const LaneKernels*> inUse{nullptr};
 
 TransformTables::TransformTables() : window{}, transform{}, split{} {
     for (size_t i = 0; i < hamming_data.size(); ++i) {
-        window[i] = hamming_data[i];
-        window[kFrameSamples - 1 - i] = hamming_data[i];
+        window[i] = window[kFrameSamples - 1 - i] = hamming_data[i] / kSampleScale;
     }
     for (size_t span = 1; span < kSize; span *= 2) {
         Twiddle w(2.0F * kPi / static_cast<float>(2 * span));
@@ -69,13 +68,8 @@ void featuresOfGroup(const GroupFrames& frames, FeatureVector* features) {
     }
 }
 
-void nearestRows(const Codebook& codebook, std::span<const FeatureVector> vectors, int32_t* rows) {
-    VectorGroup group{};
-    for (size_t i = 0; i < vectors.size(); ++i)
-        for (size_t d = 0; d < kFeatureDimensions; ++d) group.values[d][i] = vectors[i][d];
-    int32_t all[kGroupFrames];
-    lanesInUse().nearestRows(codebook, group, all);
-    for (size_t i = 0; i < vectors.size(); ++i) rows[i] = all[i];
+void nearestRows(const Codebook& codebook, const VectorGroup& vectors, int32_t* rows) {
+    lanesInUse().nearestRows(codebook, vectors, rows);
 }
 
 } // namespace kvx

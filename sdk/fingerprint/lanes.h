@@ -32,6 +32,8 @@ struct TransformTables {
     static constexpr size_t kSize = kSpectrumFloats / 2;
     // The transform's 1 / 512 and the split's 1 / 2: a power of two, so whatever is multiplied by it stays exact.
     static constexpr float kScale = 0.5F / kSpectrumFloats;
+    // What a sample is multiplied by as it is converted; the window's values are divided by it, also a power of two.
+    static constexpr float kSampleScale = 65536.0F;
 
     TransformTables();
 
@@ -67,7 +69,7 @@ void useLanes(const LaneKernels* kernels);
 // The feature vectors of 16 frames, each as iterator_get_feature gives it.
 void featuresOfGroup(const GroupFrames& frames, FeatureVector* features);
 
-// nearestRow for up to 16 vectors.
-void nearestRows(const Codebook& codebook, std::span<const FeatureVector> vectors, int32_t* rows);
+// nearestRow for the 16 vectors of a group.
+void nearestRows(const Codebook& codebook, const VectorGroup& vectors, int32_t* rows);
 
 } // namespace kvx

@@ -3,6 +3,7 @@
 
 #include "fingerprint/lanes.h"
 
+#include <bit>
 #include <cstring>
 #include <immintrin.h>
 #include <utility>
@@ -23,11 +24,6 @@ using Lanes = float __attribute__((vector_size(4 * kLanes)));
 using LaneInts = int32_t __attribute__((vector_size(4 * kLanes)));
 
 inline Lanes squareRoot(Lanes x) { return _mm256_sqrt_ps(x); }
-
-inline LaneInts widened(const int16_t* samples) {
-    return reinterpret_cast<LaneInts>(
-        _mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(samples))));
-}
 
 } // namespace
 

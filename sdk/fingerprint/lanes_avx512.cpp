@@ -3,6 +3,7 @@
 
 #include "fingerprint/lanes.h"
 
+#include <bit>
 #include <cstring>
 #include <immintrin.h>
 #include <utility>
@@ -26,11 +27,6 @@ using LaneInts = int32_t __attribute__((vector_size(4 * kLanes)));
 constexpr __mmask16 kAllLanes = 0xffff;
 
 inline Lanes squareRoot(Lanes x) { return _mm512_maskz_sqrt_ps(kAllLanes, x); }
-
-inline LaneInts widened(const int16_t* samples) {
-    return reinterpret_cast<LaneInts>(
-        _mm512_maskz_cvtepi16_epi32(kAllLanes, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(samples))));
-}
 
 } // namespace
 

@@ -22,15 +22,6 @@ inline Lanes squareRoot(Lanes x) {
 #endif
 }
 
-inline LaneInts widened(const int16_t* samples) {
-#if defined(__x86_64__)
-    const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(samples));
-    return reinterpret_cast<LaneInts>(_mm_srai_epi32(_mm_unpacklo_epi16(four, four), 16));
-#else
-    return LaneInts{samples[0], samples[1], samples[2], samples[3]};
-#endif
-}
-
 } // namespace
 
 } // namespace kvx

@@ -178,7 +178,8 @@ TEST_P(Lanes, FindThePlainEnginesRows) {
         if (vectors.size() > 1) vectors[1][4] = std::numeric_limits<float>::infinity();
         for (const int which : {1, 2}) {
             int32_t rows[kGroup];
-            kvx::nearestRows(which == 1 ? kvx::marsyas_codebook1 : kvx::marsyas_codebook2, vectors, rows);
+            kvx::nearestRows(which == 1 ? kvx::marsyas_codebook1 : kvx::marsyas_codebook2, kvxtest::groupOf(vectors),
+                             rows);
             for (size_t i = 0; i < vectors.size(); ++i) ASSERT_EQ(rows[i], plain::nearestRow(which, vectors[i])) << i;
         }
     }

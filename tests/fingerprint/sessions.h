@@ -28,6 +28,14 @@ inline kvx::GroupFrames framesAt(const int16_t* samples) {
     return frames;
 }
 
+// Up to 16 vectors as the kernels take them.
+inline kvx::VectorGroup groupOf(std::span<const kvx::FeatureVector> vectors) {
+    kvx::VectorGroup group{};
+    for (size_t i = 0; i < vectors.size(); ++i)
+        for (size_t d = 0; d < kvx::kFeatureDimensions; ++d) group.values[d][i] = vectors[i][d];
+    return group;
+}
+
 // Feeds pcm chunkBytes at a time until the session wants no more. Returns what the last call gave.
 inline int32_t feedAll(KVXHandle* handle, std::span<const uint8_t> pcm, size_t chunkBytes) {
     int32_t status = KVX_MORE_AUDIO_WANTED;

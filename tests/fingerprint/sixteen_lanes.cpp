@@ -17,12 +17,6 @@ inline Lanes squareRoot(Lanes x) {
     return roots;
 }
 
-inline LaneInts widened(const int16_t* samples) {
-    LaneInts lanes{};
-    for (size_t i = 0; i < kLanes; ++i) lanes[i] = samples[i];
-    return lanes;
-}
-
 } // namespace
 
 } // namespace kvx
