@@ -1,6 +1,7 @@
-// CPU time of fingerprinting 30 s of 44.1 kHz stereo in memory, a new session each time: the library with each
-// instruction set, the plain engine of the tests, and libchromaprint, in one process with the same PCM. Then two
-// handles on two threads against one. Prints a line for each figure: name, tab, value.
+// CPU time of fingerprinting 30 s of stereo in memory, a new session each time: the library with each instruction set,
+// the plain engine of the tests, and libchromaprint, in one process with the same PCM, at 44.1 kHz and at rates whose
+// samples are interpolated. Then two handles on two threads against one. Prints a line for each figure: name, tab,
+// value.
 #include "cpu_time.h"
 #include "fingerprint/lanes.h"
 #include "recording.h"
@@ -20,13 +21,13 @@ void quitUnless(bool condition, const char* what) {
 
 void print(const std::string& name, double value) { std::printf("%s\t%.4f\n", name.c_str(), value); }
 
-std::string chromaprintCodes() {
+std::string chromaprintCodes(int rateHz) {
     ChromaprintContext* context = chromaprint_new(CHROMAPRINT_ALGORITHM_DEFAULT);
-    quitUnless(chromaprint_start(context, bench::kRateHz, bench::kChannels) == 1, "libchromaprint does not start");
+    quitUnless(chromaprint_start(context, rateHz, bench::kChannels) == 1, "libchromaprint does not start");
     // Its samples are of 16 bits as well, and a vector's storage is aligned for them.
-    const auto* samples = reinterpret_cast<const int16_t*>(static_cast<const void*>(bench::recording().data()));
+    const auto* samples = reinterpret_cast<const int16_t*>(static_cast<const void*>(bench::recording(rateHz).data()));
     constexpr size_t kBlock = bench::kBlockBytes / sizeof(int16_t);
-    for (size_t at = 0; at + kBlock <= bench::kCodedBytes / sizeof(int16_t); at += kBlock)
+    for (size_t at = 0; at + kBlock <= bench::codedBytes(rateHz) / sizeof(int16_t); at += kBlock)
         chromaprint_feed(context, samples + at, kBlock);
     chromaprint_finish(context);
     char* text = nullptr;
@@ -38,16 +39,16 @@ std::string chromaprintCodes() {
 }
 
 // In turns, so that what else the machine does falls on all alike.
-void compareEngines(int rounds) {
+void compareEngines(int rounds, int rateHz, const std::string& prefix) {
     const kvxtest::Handle handle = kvxtest::makeHandle();
     const auto lanes = kvx::availableLanes();
-    const plain::CodeStrings expected = bench::plainCodes();
+    const plain::CodeStrings expected = bench::plainCodes(rateHz);
     for (const kvx::LaneKernels* each : lanes) {
         kvx::useLanes(each);
-        bench::codeRecording(handle.get());
+        bench::codeRecording(handle.get(), rateHz);
         quitUnless(kvxtest::codeStringsOf(*handle) == expected, "other strings than the plain engine");
     }
-    quitUnless(chromaprintCodes().size() > 200, "libchromaprint gives too little");
+    quitUnless(chromaprintCodes(rateHz).size() > 200, "libchromaprint gives too little");
 
     std::vector<std::vector<double>> library(lanes.size());
     std::vector<double> plainEngine;
@@ -56,16 +57,16 @@ void compareEngines(int rounds) {
         for (size_t level = 0; level < lanes.size(); ++level) {
             kvx::useLanes(lanes[level]);
             for (int j = 0; j < 3; ++j)
-                library[level].push_back(bench::cpuMsOf([&] { bench::codeRecording(handle.get()); }));
+                library[level].push_back(bench::cpuMsOf([&] { bench::codeRecording(handle.get(), rateHz); }));
         }
-        chromaprint.push_back(bench::cpuMsOf(chromaprintCodes));
-        if (i % 3 == 0) plainEngine.push_back(bench::cpuMsOf(bench::plainCodes));
+        chromaprint.push_back(bench::cpuMsOf([&] { chromaprintCodes(rateHz); }));
+        if (i % 3 == 0) plainEngine.push_back(bench::cpuMsOf([&] { bench::plainCodes(rateHz); }));
     }
     kvx::useLanes(nullptr);
     for (size_t level = 0; level < lanes.size(); ++level)
-        print("session " + std::string(lanes[level]->name), bench::median(library[level]));
-    print("plain engine", bench::median(plainEngine));
-    print("libchromaprint", bench::median(chromaprint));
+        print(prefix + "session " + lanes[level]->name, bench::median(library[level]));
+    print(prefix + "plain engine", bench::median(plainEngine));
+    print(prefix + "libchromaprint", bench::median(chromaprint));
 }
 
 // Sessions of one thread on a handle of its own; gives their CPU time.
@@ -111,7 +112,8 @@ int main(int argumentCount, char** arguments) {
     try {
         const int rounds = argumentCount > 1 ? std::atoi(arguments[1]) : 41;
         quitUnless(rounds > 0, "usage: engine_rivals [ROUNDS]");
-        compareEngines(rounds);
+        compareEngines(rounds, bench::kRateHz, "");
+        for (const int rateHz : {48000, 32000, 96000}) compareEngines(rounds, rateHz, std::to_string(rateHz) + " Hz, ");
         compareThreads(std::max(rounds / 4, 1));
     } catch (const std::exception& e) {
         std::fprintf(stderr, "engine_rivals: %s\n", e.what());

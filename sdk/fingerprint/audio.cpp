@@ -1,6 +1,7 @@
 // Audio preparation: 16-bit PCM in host order to mono at the engine's rate.
 #include "fingerprint/audio.h"
 
+#include "fingerprint/lanes.h"
 #include "handle.h"
 #include "kvx.h"
 
@@ -25,6 +26,19 @@ uint32_t saturatedStep(float step) {
 // Toward minus infinity.
 int16_t meanOf(const int16_t* pair) { return static_cast<int16_t>((pair[0] + pair[1]) >> 1); }
 
+// A sample of the input, or the mean of a frame's two channels.
+template <size_t Channels>
+int16_t sampleAt(const int16_t* input, size_t index) {
+    return Channels == 1 ? input[index] : meanOf(input + 2 * index);
+}
+
+// fraction: of the way from one sample to the next, in 65536ths.
+int16_t between(int16_t sample, int16_t next, uint32_t fraction) {
+    const float t = static_cast<float>(fraction) * kvx::kOneOver65536;
+    const float y = (1.0F - t) * static_cast<float>(sample) + t * static_cast<float>(next);
+    return static_cast<int16_t>(y);
+}
+
 #if defined(__SSE2__)
 __m128i load(const int16_t* samples) {
     __m128i values;
@@ -46,69 +60,114 @@ __m128i everyOther(const int16_t* pairs) {
 __m128i firstOfPairs(const int16_t* pairs) { return _mm_srai_epi32(_mm_slli_epi32(load(pairs), 16), 16); }
 #endif
 
-// The samples that a call of the resampler writes where it interpolates none: its steps are whole, and so is its
-// position.
-class Picks {
-  public:
-    Picks(kvx::ResamplerState& state, int32_t inputCount, uint32_t outputCapacity)
-        : state_(state), inputCount_(static_cast<uint32_t>(inputCount)) {
-        constexpr uint32_t kFarFromWrapping = 1U << 30; // 32 bits run over after a day
-        if (state.stepFraction != 0 || state.fraction != 0 || state.stepWhole == 0) return;
-        if (std::max({state.stepWhole, state.position, inputCount_}) >= kFarFromWrapping) return;
-        if (state.inputCount > state.position + 1) return; // an output was full, and samples are due again
-        before_ = state.inputCount == state.position + 1;
-        first_ = state.position + (before_ ? state.stepWhole : 0) - state.inputCount;
-        // The last sample is consumed, but is for the next call to write.
-        count_ = first_ + 1 < inputCount_ ? (inputCount_ - 2 - first_) / state.stepWhole + 1 : 0;
-        possible_ = written() <= outputCapacity;
+// Every step-th sample. There is one behind the last.
+template <size_t Channels>
+void pick(const int16_t* input, size_t step, size_t count, int16_t* output) {
+    size_t i = 0;
+#if defined(__SSE2__)
+    for (; step == 2 && i + 8 <= count; i += 8) {
+        const int16_t* from = input + 2 * Channels * i;
+        const __m128i samples = Channels == 1
+                                    ? _mm_packs_epi32(firstOfPairs(from), firstOfPairs(from + 8))
+                                    : _mm_packs_epi32(meansOf(everyOther(from)), meansOf(everyOther(from + 16)));
+        std::memcpy(output + i, &samples, sizeof samples);
     }
-    // False: the general form is needed, be it because the output will be full.
-    bool possible() const { return possible_; }
-    bool before() const { return before_; } // the sample consumed last comes before all others
-    size_t first() const { return first_; } // index in the input
-    size_t step() const { return state_.stepWhole; }
-    size_t count() const { return count_; } // of samples from the input
-    uint32_t written() const { return count_ + (before_ ? 1 : 0); }
+#endif
+    for (; i < count; ++i) output[i] = sampleAt<Channels>(input, i * step);
+}
+
+// What a call of the resampler writes, known ahead: a sample for every position, step by step, that lies before the
+// last sample of the input. Positions count 65536ths from the sample before the input, which an earlier call consumed.
+class Outputs {
+  public:
+    Outputs(kvx::ResamplerState& state, int32_t inputCount, uint32_t outputCapacity)
+        : state_(state), inputCount_(static_cast<uint32_t>(inputCount)) {
+        constexpr uint32_t kFarFromWrapping = 1U << 30; // 32 bits run over after hours
+        if (state.stepWhole >= kvx::kLongestStep / kOne || (state.stepWhole | state.stepFraction) == 0) return;
+        if (std::max({state.position, state.inputCount, inputCount_}) >= kFarFromWrapping) return;
+        if (state.inputCount > state.position + 1) return; // an output was full, and samples are due again
+        step_ = state.stepWhole * kOne + state.stepFraction;
+        first_ = uint64_t{state.position + 1 - state.inputCount} * kOne + state.fraction;
+        const uint64_t end = uint64_t{inputCount_} * kOne;
+        const uint64_t due = first_ < end ? (end - first_ + step_ - 1) / step_ : 0;
+        isFull_ = due > outputCapacity;
+        count_ = isFull_ ? outputCapacity : static_cast<uint32_t>(due);
+        possible_ = true;
+    }
+    bool possible() const { return possible_; } // false: the general form is needed
+    uint32_t count() const { return count_; }
+
+    template <size_t Channels>
+    void write(const int16_t* input, int16_t* output) const {
+        uint64_t position = first_;
+        uint32_t i = 0;
+        for (; i < count_ && position < kOne; ++i, position += step_)
+            output[i] = between(state_.lastSample, sampleAt<Channels>(input, 0), static_cast<uint32_t>(position));
+        if (i == count_) return;
+        input += Channels * static_cast<size_t>(position / kOne - 1);
+        const auto fraction = static_cast<uint32_t>(position % kOne);
+        if ((fraction | step_ % kOne) == 0)
+            pick<Channels>(input, step_ / kOne, count_ - i, output + i);
+        else if (Channels == 1)
+            kvx::lanesInUse().interpolate(input, fraction, step_, count_ - i, output + i);
+        else
+            kvx::lanesInUse().mixAndInterpolate(input, fraction, step_, count_ - i, output + i);
+    }
+
     // Leaves the state that the general form would.
     void consume(int16_t lastSample) {
-        state_.position += written() * state_.stepWhole;
-        state_.inputCount += inputCount_;
-        state_.lastSample = lastSample;
+        const uint64_t next = first_ + uint64_t{count_} * step_;
+        state_.position = state_.inputCount - 1 + static_cast<uint32_t>(next / kOne);
+        state_.fraction = static_cast<uint32_t>(next % kOne);
+        if (isFull_) {
+            state_.inputCount = state_.position + 1; // what is left of the input is dropped
+        } else {
+            state_.inputCount += inputCount_;
+            state_.lastSample = lastSample;
+        }
     }
 
   private:
+    static constexpr uint32_t kOne = 65536;
+
     kvx::ResamplerState& state_;
     uint32_t inputCount_;
     bool possible_ = false;
-    bool before_ = false;
-    uint32_t first_ = 0;
+    bool isFull_ = false; // the output, and samples are due still
+    uint32_t step_ = 0;
+    uint64_t first_ = 0;
     uint32_t count_ = 0;
 };
 
-void pick(const Picks& picks, const int16_t* input, int16_t* output) {
-    input += picks.first();
-    size_t i = 0;
-#if defined(__SSE2__)
-    for (; picks.step() == 2 && i + 8 < picks.count(); i += 8) { // the last pair may not be whole
-        const __m128i samples = _mm_packs_epi32(firstOfPairs(input + 2 * i), firstOfPairs(input + 2 * i + 8));
-        std::memcpy(output + i, &samples, sizeof samples);
+template <size_t Channels>
+uint32_t resample(kvx::ResamplerState& state, const int16_t* input, int32_t inputCount, int16_t* output,
+                  uint32_t outputCapacity) {
+    if (inputCount <= 0) return 0;
+    const auto count = static_cast<size_t>(inputCount);
+    if (Outputs outputs(state, inputCount, outputCapacity); outputs.possible()) {
+        outputs.write<Channels>(input, output);
+        outputs.consume(sampleAt<Channels>(input, count - 1));
+        return outputs.count();
     }
-#endif
-    for (; i < picks.count(); ++i) output[i] = input[i * picks.step()];
-}
-
-// The same of frames of two channels, mixed.
-void pickMixed(const Picks& picks, const int16_t* input, int16_t* output) {
-    input += 2 * picks.first();
-    size_t i = 0;
-#if defined(__SSE2__)
-    for (; picks.step() == 2 && i + 8 < picks.count(); i += 8) {
-        const int16_t* frames = input + 4 * i;
-        const __m128i samples = _mm_packs_epi32(meansOf(everyOther(frames)), meansOf(everyOther(frames + 16)));
-        std::memcpy(output + i, &samples, sizeof samples);
+    int16_t previous = state.lastSample;
+    uint32_t written = 0;
+    size_t next = 0; // the first input sample not consumed
+    for (;;) {
+        if (state.inputCount > state.position) {
+            if (written == outputCapacity) return outputCapacity; // what is left of the input is dropped
+            output[written++] = between(previous, sampleAt<Channels>(input, next), state.fraction);
+            state.fraction += state.stepFraction;
+            state.position += (state.fraction >> 16) + state.stepWhole;
+            state.fraction &= 0xffff;
+        } else {
+            previous = sampleAt<Channels>(input, next++);
+            ++state.inputCount;
+            if (next == count) {
+                state.lastSample = previous;
+                return written;
+            }
+        }
     }
-#endif
-    for (; i < picks.count(); ++i) output[i] = meanOf(input + 2 * i * picks.step());
 }
 
 } // namespace
@@ -123,17 +182,7 @@ void* KVXEndianBufferCopy(void* destination, const void* source, int32_t count, 
     return destination;
 }
 
-void KVXMixChannels(int16_t* samples, uint32_t count) {
-    const size_t frames = count / 2;
-    size_t i = 0;
-#if defined(__SSE2__)
-    for (; i + 8 <= frames; i += 8) {
-        const __m128i means = _mm_packs_epi32(meansOf(load(samples + 2 * i)), meansOf(load(samples + 2 * i + 8)));
-        std::memcpy(samples + i, &means, sizeof means);
-    }
-#endif
-    for (; i < frames; ++i) samples[i] = meanOf(samples + 2 * i);
-}
+void KVXMixChannels(int16_t* samples, uint32_t count) { kvx::lanesInUse().mix(samples, count / 2, samples); }
 
 int32_t KVXResamplerInit(KVXHandle* handle, int32_t inputRateHz, int32_t outputRateHz) {
     if (handle == nullptr) return -1;
@@ -147,49 +196,12 @@ int32_t KVXResamplerInit(KVXHandle* handle, int32_t inputRateHz, int32_t outputR
 
 uint32_t KVXResample(KVXHandle* handle, const int16_t* input, int16_t* output, int32_t inputCount,
                      uint32_t outputCapacity) {
-    if (handle == nullptr || inputCount <= 0) return 0;
-    constexpr float kOneOver65536 = 1.5258789e-5F;
-    kvx::ResamplerState& state = handle->resampler;
-    if (Picks picks(state, inputCount, outputCapacity); picks.possible()) {
-        if (picks.before()) *output++ = state.lastSample;
-        pick(picks, input, output);
-        picks.consume(input[inputCount - 1]);
-        return picks.written();
-    }
-    int16_t previous = state.lastSample;
-    uint32_t written = 0;
-    int32_t next = 0; // the first input sample not consumed
-    for (;;) {
-        if (state.inputCount > state.position) {
-            if (written == outputCapacity) return outputCapacity; // what is left of the input is dropped
-            const float t = static_cast<float>(state.fraction) * kOneOver65536;
-            const float y = (1.0F - t) * static_cast<float>(previous) + t * static_cast<float>(input[next]);
-            output[written++] = static_cast<int16_t>(y);
-            state.fraction += state.stepFraction;
-            state.position += (state.fraction >> 16) + state.stepWhole;
-            state.fraction &= 0xffff;
-        } else {
-            previous = input[next++];
-            ++state.inputCount;
-            if (next == inputCount) {
-                state.lastSample = previous;
-                return written;
-            }
-        }
-    }
+    return handle == nullptr ? 0 : resample<1>(handle->resampler, input, inputCount, output, outputCapacity);
 }
 
 } // extern "C"
 
-uint32_t kvx::mixAndResample(KVXHandle& handle, int16_t* samples, int32_t frames, int16_t* output,
+uint32_t kvx::mixAndResample(KVXHandle& handle, const int16_t* samples, int32_t frames, int16_t* output,
                              uint32_t outputCapacity) {
-    ResamplerState& state = handle.resampler;
-    if (Picks picks(state, frames, outputCapacity); frames > 0 && picks.possible()) {
-        if (picks.before()) *output++ = state.lastSample;
-        pickMixed(picks, samples, output);
-        picks.consume(meanOf(samples + 2 * static_cast<size_t>(frames - 1)));
-        return picks.written();
-    }
-    KVXMixChannels(samples, 2 * static_cast<uint32_t>(frames));
-    return KVXResample(&handle, samples, output, frames, outputCapacity);
+    return resample<2>(handle.resampler, samples, frames, output, outputCapacity);
 }

@@ -38,7 +38,7 @@ std::span<const LaneKernels* const> availableLanes() {
     static constexpr std::array<const LaneKernels*, 3> kAll = {&kBaselineLanes, &kAvx2Lanes, &kAvx512Lanes};
     static const size_t available = []() -> size_t {
         if (__builtin_cpu_supports("avx2") == 0) return 1;
-        return __builtin_cpu_supports("avx512f") != 0 ? 3 : 2;
+        return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 ? 3 : 2;
     }();
 #else
     static constexpr std::array<const LaneKernels*, 1> kAll = {&kBaselineLanes};

@@ -1,9 +1,12 @@
 // Frames side by side give the plain engine's bits, on every instruction set that the processor has.
 #include "fingerprint/lanes.h"
 
+#include "fingerprint/audio.h"
 #include "fingerprint/sessions.h"
 #include "fingerprint/sixteen_lanes.h"
 #include "support/audio.h"
+#include "support/guarded_bytes.h"
+#include "support/rounds.h"
 
 #include <algorithm>
 #include <bit>
@@ -161,6 +164,53 @@ TEST_P(Lanes, GiveThePlainEnginesFeaturesForRareSamples) {
         for (size_t i = 0; i < kGroup; ++i) {
             const plain::Vector6 expected = plain::featureOf(std::span(samples).subspan(i * 512, 512));
             for (size_t d = 0; d < 6; ++d) ASSERT_TRUE(sameFloat(features[i][d], expected[d])) << i << ", " << d;
+        }
+    }
+}
+
+TEST_P(Lanes, ResampleAsThePlainEngineDoesWhateverTheChunkAndTheRoom) {
+    // The input ends where memory does, and the state is compared after each call: the next call starts from it.
+    std::mt19937 random(7);
+    for (const int32_t rateHz :
+         {11025, 16000, 22051, 24000, 32000, 44056, 44100, 47999, 48000, 66150, 88200, 96000, 384000, 90000000}) {
+        for (const int channels : {1, 2}) {
+            SCOPED_TRACE(std::to_string(rateHz) + " Hz, " + std::to_string(channels) + " channels");
+            const std::vector<int16_t> noise =
+                audioSamples(Audio::kNoise, channels, 22050, 0, 1500 * static_cast<int>(kvxtest::rounds(1)));
+            const kvxtest::Handle handle = kvxtest::makeHandle();
+            KVXResamplerInit(handle.get(), rateHz, 22050);
+            plain::Resampler expected(rateHz, 22050);
+            const auto width = static_cast<size_t>(channels);
+            size_t at = 0;
+            for (size_t call = 0; call < 70 || at + 1000 * width < noise.size(); ++call) {
+                const size_t frames = call < 70 ? call : random() % 900;
+                if (at + frames * width > noise.size()) break;
+                const std::span input = std::span(noise).subspan(at, frames * width);
+                at += input.size();
+                const uint32_t roomy = static_cast<uint32_t>(frames) * 3 + 10;
+                const std::vector<int16_t> mono =
+                    channels == 2 ? plain::mixedToMono(input) : std::vector<int16_t>(input.begin(), input.end());
+                plain::Resampler trial = expected;
+                const auto due = static_cast<uint32_t>(trial.resample(mono, roomy).size());
+                const uint32_t room = call % 4 != 3 || due == 0 ? due + call % 2 : due - 1 - (random() % due) / 8;
+                const std::vector<int16_t> wanted = expected.resample(mono, room);
+
+                const auto* bytes = static_cast<const uint8_t*>(static_cast<const void*>(input.data()));
+                const kvxtest::GuardedBytes guarded(std::span(bytes, input.size_bytes()));
+                const auto* samples = static_cast<const int16_t*>(static_cast<const void*>(guarded.data()));
+                const auto count = static_cast<int32_t>(frames);
+                std::vector<int16_t> output(roomy, 77);
+                const uint32_t written = channels == 2
+                                             ? kvx::mixAndResample(*handle, samples, count, output.data(), room)
+                                             : KVXResample(handle.get(), samples, output.data(), count, room);
+                ASSERT_EQ(std::vector(output.begin(), output.begin() + written), wanted) << "call " << call;
+                ASSERT_EQ(std::count(output.begin() + written, output.end(), 77), roomy - written) << "call " << call;
+                ASSERT_EQ(handle->resampler.inputCount, expected.inputCount()) << "call " << call;
+                ASSERT_EQ(handle->resampler.position, expected.position()) << "call " << call;
+                ASSERT_EQ(handle->resampler.fraction, expected.fraction()) << "call " << call;
+                ASSERT_EQ(handle->resampler.lastSample, expected.lastSample()) << "call " << call;
+            }
+            EXPECT_GT(at, noise.size() / 2);
         }
     }
 }

@@ -36,6 +36,10 @@ class Resampler {
     std::vector<int16_t> resample(std::span<const int16_t> input, size_t capacity);
 
     uint32_t step() const { return step_; } // 16.16 fixed point
+    uint32_t inputCount() const { return inputCount_; }
+    uint32_t position() const { return position_; }
+    uint32_t fraction() const { return fraction_; }
+    int16_t lastSample() const { return lastSample_; }
 
   private:
     uint32_t step_;
