@@ -2,14 +2,13 @@
 #include "fingerprint/lanes.h"
 
 #include "fingerprint/audio.h"
+#include "fingerprint/lanes_fixture.h"
 #include "fingerprint/sessions.h"
-#include "fingerprint/sixteen_lanes.h"
 #include "support/audio.h"
 #include "support/guarded_bytes.h"
 #include "support/rounds.h"
 
 #include <algorithm>
-#include <bit>
 #include <cfenv>
 #include <cmath>
 #include <cstdlib>
@@ -23,6 +22,10 @@ using kvx::FeatureVector;
 using kvxtest::Audio;
 using kvxtest::audioBytes;
 using kvxtest::audioSamples;
+using kvxtest::everyLanes;
+using kvxtest::Lanes;
+using kvxtest::nameOfLanes;
+using kvxtest::sameFloat;
 
 namespace {
 
@@ -37,41 +40,6 @@ int exceptionsOf(Work work) {
     std::feclearexcept(FE_ALL_EXCEPT);
     work();
     return std::fetestexcept(kExceptions);
-}
-
-// Runs the engine on these kernels; skips where the processor cannot.
-class Lanes : public testing::TestWithParam<const kvx::LaneKernels*> {
-  protected:
-    void SetUp() override {
-        const auto available = kvx::availableLanes();
-        if (GetParam() != &kvxtest::kSixteenLanes &&
-            std::find(available.begin(), available.end(), GetParam()) == available.end())
-            GTEST_SKIP() << "this processor lacks " << GetParam()->name;
-        kvx::useLanes(GetParam());
-        ASSERT_EQ(&kvx::lanesInUse(), GetParam());
-    }
-    void TearDown() override { kvx::useLanes(nullptr); }
-};
-
-std::vector<const kvx::LaneKernels*> everyLanes() {
-    return {
-        &kvx::kBaselineLanes,
-#if defined(__x86_64__)
-            &kvx::kAvx2Lanes, &kvx::kAvx512Lanes,
-#endif
-            &kvxtest::kSixteenLanes
-    };
-}
-
-std::string nameOf(const testing::TestParamInfo<const kvx::LaneKernels*>& info) {
-    std::string name = info.param->name;
-    std::erase_if(name, [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0; });
-    return name;
-}
-
-// Equal bits, or both not a number.
-bool sameFloat(float a, float b) {
-    return std::bit_cast<uint32_t>(a) == std::bit_cast<uint32_t>(b) || (std::isnan(a) && std::isnan(b));
 }
 
 struct MapDestroy {
@@ -102,7 +70,7 @@ std::pair<std::string, std::string> textsOf(const FeatureMap& map) { return {map
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Of, Lanes, testing::ValuesIn(everyLanes()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Of, Lanes, testing::ValuesIn(everyLanes()), nameOfLanes);
 
 TEST(LanesInUse, AreTheWidestThatTheProcessorHas) {
     ASSERT_FALSE(kvx::availableLanes().empty());
@@ -258,7 +226,7 @@ TEST_P(Lanes, RaiseNoExceptionThatThePlainEngineDoesNotRaise) {
 }
 
 using LanesDeathTest = Lanes;
-INSTANTIATE_TEST_SUITE_P(Of, LanesDeathTest, testing::ValuesIn(everyLanes()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Of, LanesDeathTest, testing::ValuesIn(everyLanes()), nameOfLanes);
 
 TEST_P(LanesDeathTest, CodeMusicWhereExceptionsAreSignals) {
     // After half a second of silence, as recordings start.
