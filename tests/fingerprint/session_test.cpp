@@ -305,6 +305,30 @@ TEST(Fingerprint, GoesOnAfterAFailedAllocation) {
     EXPECT_EQ(hooks.strayFrees(), 0);
 }
 
+TEST(Fingerprint, IsTheSameWhereverItsSamplesAreReadFrom) {
+    // Copied through hooks of the application's own, read where they lie, and copied for they lie at an odd address.
+    for (const auto& [channels, rateHz] :
+         {std::pair{1, 22050}, {2, 22050}, {1, 44100}, {2, 44100}, {1, 48000}, {2, 48000}}) {
+        SCOPED_TRACE(std::to_string(channels) + " channels, " + std::to_string(rateHz) + " Hz");
+        std::vector<uint8_t> pcm = audioBytes(Audio::kMusic, channels, rateHz, 0, 7500);
+        const std::vector<uint8_t> before = pcm;
+        const plain::CodeStrings expected = plain::codeStrings(pcm, channels, rateHz, 7000, 1024);
+        EXPECT_EQ(kvxtest::libraryCodeStrings(pcm, channels, rateHz, 7000, 1024), expected);
+        EXPECT_EQ(pcm, before) << "samples are read only";
+        pcm.insert(pcm.begin(), 0xee);
+        EXPECT_EQ(kvxtest::libraryCodeStrings(std::span(pcm).subspan(1), channels, rateHz, 7000, 1024), expected);
+        kvxtest::CountingHooks hooks;
+        const Handle handle = makeHandle();
+        hooks.forget(handle->hostName);
+        KVXNewFingerprint3(handle.get(), channels, rateHz, 7000);
+        const long allocations = hooks.allocations();
+        EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), before.data(), 1024), KVX_MORE_AUDIO_WANTED);
+        EXPECT_EQ(hooks.allocations() - allocations, rateHz == 22050 ? 1 : 2) << "the copy, the resampled samples";
+        feedAll(handle.get(), std::span(before).subspan(1024), 1024);
+        EXPECT_EQ(codeStringsOf(*handle), expected);
+    }
+}
+
 TEST(Fingerprint, KeepsNothingOfAChunk) {
     kvxtest::CountingHooks hooks;
     for (const int rateHz : {22050, 48000}) {
