@@ -1,6 +1,7 @@
 #include "accounts/account_file.h"
 
 #include "accounts/private_file.h"
+#include "audio/content_hash.h"
 
 #include <algorithm>
 #include <cctype>
@@ -19,7 +20,9 @@ namespace {
 
 constexpr size_t kCodeLength = 80;
 constexpr std::string_view kTimeShape = "0000-00-00T00:00:00Z"; // 0: any digit
-constexpr std::string_view kTitle = "tarn-accounts 1 ";
+constexpr std::string_view kTitle = "tarn-accounts 2 ";
+constexpr std::string_view kTitleWithoutCheck = "tarn-accounts 1 ";
+static_assert(kTitle.size() == kTitleWithoutCheck.size());
 constexpr std::string_view kEnd = "end ";
 
 // Where a code's bytes lie: account id, two methods, key.
@@ -71,14 +74,23 @@ std::optional<Account> accountOf(std::string_view line) {
     return account;
 }
 
+constexpr size_t kCheckDigits = 16;
+
+std::string checkOf(std::string_view text) {
+    ContentHash hash;
+    hash.add(text);
+    return hash.hexadecimal().substr(0, kCheckDigits);
+}
+
 class Parser {
   public:
-    Parser(const std::filesystem::path& file, std::string_view text) : file_(file), rest_(text) {}
+    Parser(const std::filesystem::path& file, std::string_view text) : file_(file), whole_(text), rest_(text) {}
 
     AccountList parse() {
         AccountList list;
         const std::string_view title = line();
-        if (!title.starts_with(kTitle)) damaged("is no account file");
+        const bool hasCheck = title.starts_with(kTitle);
+        if (!hasCheck && !title.starts_with(kTitleWithoutCheck)) damaged("is no account file");
         list.nextId = numberOf(title.substr(kTitle.size())).value_or(0);
         if (list.nextId == 0) damaged("is no account file");
         std::string_view text = line();
@@ -89,7 +101,9 @@ class Parser {
             if (account->id() == 0 || account->id() >= list.nextId) damaged("has an id that was not given yet");
             list.accounts.push_back(*account);
         }
-        if (numberOf(text.substr(kEnd.size())) != list.accounts.size() || !rest_.empty()) damaged("is no end");
+        text.remove_prefix(kEnd.size());
+        if (hasCheck) takeCheck(text);
+        if (numberOf(text) != list.accounts.size() || !rest_.empty()) damaged("is no end");
         return list;
     }
 
@@ -102,11 +116,23 @@ class Parser {
         rest_.remove_prefix(end + 1);
         return text;
     }
+    // Off the end of the last line.
+    void takeCheck(std::string_view& line) const {
+        if (line.size() <= kCheckDigits) damaged("is no end");
+        const std::string_view check = line.substr(line.size() - kCheckDigits);
+        const auto above = static_cast<size_t>(check.data() - whole_.data());
+        if (check != checkOf(whole_.substr(0, above))) {
+            throw AccountError(file_.string() + ": damaged: its checksum does not agree; restore it from a copy");
+        }
+        line.remove_suffix(kCheckDigits);
+        if (line.ends_with(' ')) line.remove_suffix(1);
+    }
     [[noreturn]] void damaged(const char* what) const {
         throw AccountError(file_.string() + ": damaged: line " + std::to_string(number_) + " " + what);
     }
 
     const std::filesystem::path& file_;
+    const std::string_view whole_;
     std::string_view rest_;
     size_t number_ = 0;
 };
@@ -166,7 +192,8 @@ void saveAccounts(const std::filesystem::path& file, const AccountList& list) {
     for (const Account& account : list.accounts) {
         text += account.code + " " + account.created + " " + account.name + "\n";
     }
-    text += std::string(kEnd) + std::to_string(list.accounts.size()) + "\n";
+    text += std::string(kEnd) + std::to_string(list.accounts.size()) + " ";
+    text += checkOf(text) + "\n";
     try {
         replacePrivateFile(file, text);
     } catch (const std::runtime_error& error) {

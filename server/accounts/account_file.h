@@ -1,8 +1,11 @@
 // The file of the accounts. It holds their keys, so it is its owner's alone, and it is only ever replaced whole.
 //
-//   tarn-accounts 1 NEXT                        NEXT: id of the next account; no id is given twice
+//   tarn-accounts 2 NEXT                        NEXT: id of the next account; no id is given twice
 //   CODE YYYY-MM-DDThh:mm:ssZ NAME              one line an account: access code, when it was made, a name or nothing
-//   end COUNT                                   of accounts: a file that was cut off is noticed
+//   end COUNT CHECK                             COUNT: of accounts; CHECK: the first 16 hexadecimal digits of the
+//                                               SHA-256 of everything before it
+//
+// Format 1 has no CHECK. It is still read, and becomes format 2 with the next change.
 #pragma once
 
 #include <cstdint>

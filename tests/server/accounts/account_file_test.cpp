@@ -111,6 +111,33 @@ TEST(AccountFile, CutOffAnywhereIsDamaged) {
     }
 }
 
+TEST(AccountFile, WithAnyOneByteChangedIsDamaged) {
+    const TemporaryDirectory folder;
+    saveAccounts(folder / "accounts", listOf(2));
+    const std::string whole = contents(folder / "accounts");
+    for (size_t i = 0; i < whole.size(); ++i) {
+        // Also into what could stand there: another digit, another letter of a name.
+        for (const char other : {static_cast<char>(whole[i] ^ 1), '0', 'A', ' ', '\n', '\0'}) {
+            if (other == whole[i]) continue;
+            std::string changed = whole;
+            changed[i] = other;
+            writePrivate(folder / "changed", changed);
+            ASSERT_EQ(failureOf(folder / "changed").substr(0, 8), "damaged:") << "byte " << i << ": " << changed;
+        }
+    }
+}
+
+TEST(AccountFile, OfTheFormatWithoutAChecksumIsReadAndGetsOneWithTheNextChange) {
+    const TemporaryDirectory folder;
+    const std::string line = account(1).code + " " + kTime + " name\n";
+    writePrivate(folder / "accounts", "tarn-accounts 1 2\n" + line + "end 1\n");
+    const AccountList list = loadAccounts(folder / "accounts");
+    saveAccounts(folder / "accounts", list);
+    // The sum is that of `head -c -17 accounts | sha256sum`.
+    EXPECT_EQ(contents(folder / "accounts"), "tarn-accounts 2 2\n" + line + "end 1 793274f63c4a1799\n");
+    EXPECT_EQ(loadAccounts(folder / "accounts").accounts.at(0).code, account(1).code);
+}
+
 TEST(AccountFile, SaysWhichLineIsDamagedAndNothingOfTheKey) {
     const TemporaryDirectory folder;
     const std::string line = account(1).code + " " + kTime + " name\n";
