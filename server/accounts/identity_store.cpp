@@ -9,6 +9,7 @@
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tarn::server {
 
@@ -50,13 +51,22 @@ std::string randomBytes(size_t count) {
     return bytes;
 }
 
-IdentityStore::IdentityStore(const std::filesystem::path& file, size_t mostPerAccount)
-    : path_(file), mostPerAccount_(mostPerAccount),
-      file_(open(file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {
-    if (!file_.isOpen()) throw std::runtime_error(errnoText(path_, "cannot be opened"));
-    giveToFolderOwner(file_, path_);
+IdentityStore::IdentityStore(std::filesystem::path file, size_t mostPerAccount)
+    : path_(std::move(file)), mostPerAccount_(mostPerAccount) {}
+
+void IdentityStore::open() {
+    const std::lock_guard guard(mutex_);
+    openIfClosed();
     const SharedLock lock(file_.get(), path_);
     readMore();
+}
+
+void IdentityStore::openIfClosed() {
+    if (file_.isOpen()) return;
+    FileDescriptor file(::open(path_.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+    if (!file.isOpen()) throw std::runtime_error(errnoText(path_, "cannot be opened for writing"));
+    giveToFolderOwner(file, path_);
+    file_ = std::move(file);
 }
 
 void IdentityStore::readMore() {
@@ -87,6 +97,7 @@ void IdentityStore::readMore() {
 
 std::optional<IdentityStore::Identity> IdentityStore::identityFor(uint32_t accountId, const std::string& presented) {
     const std::lock_guard guard(mutex_);
+    openIfClosed();
     const SharedLock lock(file_.get(), path_);
     readMore();
     std::set<Identity>& mine = known_[accountId];

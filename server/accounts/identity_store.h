@@ -23,15 +23,19 @@ class IdentityStore {
     // An account whose devices ask for more gets none: the file must not grow without end.
     static constexpr size_t kMostPerAccount = 100'000;
 
-    // Makes the file where there is none; throws std::runtime_error. An entry that was cut off is dropped.
-    explicit IdentityStore(const std::filesystem::path& file, size_t mostPerAccount = kMostPerAccount);
+    // Needs nothing of the file yet: a service that is never asked for an identity never opens it.
+    explicit IdentityStore(std::filesystem::path file, size_t mostPerAccount = kMostPerAccount);
 
+    // Opens the file, and makes it where there is none; throws std::runtime_error. An entry that was cut off is
+    // dropped.
+    void open();
     // The presented one if it was given to this account, else a new one, on disk before it is returned; nothing when
     // the account has had its share. Throws std::runtime_error when it cannot be kept.
     std::optional<Identity> identityFor(uint32_t accountId, const std::string& presented);
 
   private:
-    void readMore(); // entries added since, by whomever
+    void openIfClosed(); // these two under the mutex
+    void readMore();     // entries added since, by whomever
 
     const std::filesystem::path path_;
     const size_t mostPerAccount_;

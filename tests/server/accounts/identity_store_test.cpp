@@ -101,13 +101,19 @@ TEST(IdentityStore, SharesItsFileWithOtherServers) {
 
 TEST(IdentityStore, IsItsOwnersAlone) {
     const TemporaryDirectory folder;
-    const IdentityStore store(folder / "identities");
+    IdentityStore store(folder / "identities");
+    store.open();
     struct stat status {};
     ASSERT_EQ(stat((folder / "identities").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0600U);
 }
 
-TEST(IdentityStore, SaysWhyItCannotOpen) {
+TEST(IdentityStore, SaysWhyItCannotOpenAndOpensWhenItCan) {
     const TemporaryDirectory folder;
-    EXPECT_THROW(IdentityStore(folder / "missing/identities"), std::runtime_error);
+    IdentityStore store(folder / "missing/identities");
+    EXPECT_THROW(store.open(), std::runtime_error);
+    EXPECT_THROW(given(store, 1), std::runtime_error);
+    std::filesystem::create_directory(folder / "missing");
+    const std::string identity = given(store, 1);
+    EXPECT_EQ(given(store, 1, identity), identity);
 }
