@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <new>
+#include <set>
 
 namespace tarn::server {
 
@@ -17,6 +19,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr size_t kUsualAnswers = 10; // where the request option is 0 and states no bound
 constexpr size_t kMostAnswers = 100;
+// Recordings that an 'M' request may have read for it: reading costs the same whether the answer holds it or not.
+constexpr size_t kMostRead = 100;
 
 // Adds the time of its life to a total.
 class Stopwatch {
@@ -137,6 +141,8 @@ Reply RequestHandler::answer(AdmittedRequest request) const {
         return reply;
     } catch (const Unavailable& error) {
         return failure(std::move(report), Outcome::kUnavailable, "the catalogue is not available", error.what());
+    } catch (const std::bad_alloc&) {
+        return failure(std::move(report), Outcome::kUnavailable, "the service is out of memory");
     } catch (const std::exception& error) {
         return failure(std::move(report), Outcome::kFailed, "the request failed", error.what());
     }
@@ -192,14 +198,18 @@ std::string RequestHandler::answerItems(const ItemsRequest& request, RequestRepo
     const auto add = [&](std::string record) {
         if (std::find(records.begin(), records.end(), record) == records.end()) records.push_back(std::move(record));
     };
+    if (request.kind != 'A' && request.kind != 'T') return AnswerWriter().take(); // nothing has it
+    std::set<std::string_view> looked;
+    size_t budget = kMostRead;
     for (const std::string& id : request.ids) {
-        if (records.size() >= most) break;
-        if (id.empty() || (request.kind != 'A' && request.kind != 'T')) continue; // nothing has it
+        if (records.size() >= most || budget == 0) break;
+        if (id.empty() || !looked.insert(id).second) continue;
         std::vector<Match> matches;
         {
             const Stopwatch watch(report.recognising);
-            matches = recogniser_.lookUp(id, most);
+            matches = recogniser_.lookUp(id, request.kind == 'A' ? 1 : std::min(most, budget));
         }
+        budget -= std::min(budget, matches.size());
         const Stopwatch watch(report.writing);
         for (const Match& match : matches) {
             if (request.kind == 'T') {

@@ -4,6 +4,7 @@
 #include "protocol/record_blob.h"
 #include "recogniser.h"
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <map>
@@ -76,7 +77,9 @@ class FakeCatalogue : public tarn::server::Recogniser {
     std::vector<tarn::server::Match> matches;
     std::map<std::string, std::vector<tarn::server::Match>> byId;
     std::function<void()> beforeAnswer = [] {};
+    std::function<void()> beforeCount = [] {};
     std::atomic<size_t> asked = 0;
+    std::atomic<size_t> read = 0; // recordings that look-ups gave
 
     std::vector<tarn::server::Match> recognise(const tarn::server::FingerprintQuery& query, size_t most) override {
         beforeAnswer();
@@ -92,9 +95,17 @@ class FakeCatalogue : public tarn::server::Recogniser {
         ++asked;
         lastMost_ = most;
         const auto found = byId.find(id);
-        return found == byId.end() ? std::vector<tarn::server::Match>{} : found->second;
+        if (found == byId.end()) return {};
+        const std::vector<tarn::server::Match>& all = found->second;
+        std::vector<tarn::server::Match> given(all.begin(),
+                                               all.begin() + static_cast<ptrdiff_t>(std::min(most, all.size())));
+        read += given.size();
+        return given;
     }
-    uint64_t recordingCount() override { return 42; }
+    uint64_t recordingCount() override {
+        beforeCount();
+        return 42;
+    }
     std::optional<uint32_t> candidatesOfLastQuery() override { return 5; }
 
     tarn::server::FingerprintQuery lastQuery() const {

@@ -156,6 +156,39 @@ TEST(RequestHandler, AnswersIdsWithTheirTracksWhenTheseAreAskedFor) {
     ASSERT_EQ(typesOf(service.records(reply)), "T");
 }
 
+TEST(RequestHandler, LooksUpEachIdOnce) {
+    Service service;
+    service.catalogue.byId = {{"A-a", {match("a", 100)}}, {"A-b", {match("b", 100)}}};
+    std::vector<std::string> ids(50, "A-a");
+    ids.insert(ids.end(), 50, "A-b");
+    const Reply reply = service.ask(itemsPacket(service.client.get(), ids, 'A', 100));
+    EXPECT_EQ(typesOf(service.records(reply)), "AA");
+    EXPECT_EQ(service.catalogue.asked, 2U);
+}
+
+// Reading a recording is what such a request costs, and a request may ask for the same ones under many ids, or for
+// tracks that look alike once the fields that it may not have are gone.
+TEST(RequestHandler, ReadsABoundedNumberOfRecordingsForARequest) {
+    const struct {
+        const char* name;
+        uint8_t kind;
+        size_t recordingsOfAnId;
+        size_t mostRead;
+    } cases[] = {{"albums", 'A', 100, 60}, {"tracks", 'T', 100, 100}, {"tracks of two", 'T', 2, 100}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Service service;
+        std::vector<std::string> ids;
+        for (int i = 0; i < 60; ++i) {
+            ids.push_back("id " + std::to_string(i));
+            service.catalogue.byId[ids.back()].assign(c.recordingsOfAnId, match("the same", 100));
+        }
+        const Reply reply = service.ask(itemsPacket(service.client.get(), ids, c.kind, 100));
+        EXPECT_EQ(typesOf(service.records(reply)), std::string(1, static_cast<char>(c.kind)));
+        EXPECT_EQ(service.catalogue.read, c.mostRead);
+    }
+}
+
 TEST(RequestHandler, HasNoAlbumForATrackWithoutOne) {
     Service service;
     service.catalogue.byId = {{"T-a", {match("a", 100)}}};
@@ -279,6 +312,10 @@ TEST(RequestHandler, SaysThatItIsUnavailableAndWhyOnlyInTheLog) {
         EXPECT_EQ(reply.body, "the catalogue is not available\n");
         EXPECT_EQ(reply.report.reason, "shard 3 at 10.0.0.3 is gone");
     }
+    service.catalogue.beforeAnswer = [] { throw std::bad_alloc(); };
+    const Reply withoutMemory = service.ask(fingerprintPacket(service.client.get()));
+    EXPECT_EQ(withoutMemory.status, 503);
+    EXPECT_EQ(withoutMemory.body, "the service is out of memory\n");
     service.catalogue.beforeAnswer = [] { throw std::runtime_error("a secret path"); };
     const Reply reply = service.ask(fingerprintPacket(service.client.get()));
     EXPECT_EQ(reply.status, 500);
