@@ -55,6 +55,10 @@ FileDescriptor listenOn(const std::string& address) {
     addrinfo* found = nullptr;
     const int status =
         getaddrinfo(parts->host.empty() ? nullptr : parts->host.c_str(), parts->port.c_str(), &hints, &found);
+    if (status == EAI_NONAME) {
+        throw ListenError(address + ": " + parts->host + " is a name: give an address, as in 127.0.0.1:" + parts->port +
+                          " or [::1]:" + parts->port);
+    }
     if (status != 0) throw ListenError(address + ": " + gai_strerror(status));
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, freeaddrinfo);
 

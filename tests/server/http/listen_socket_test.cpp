@@ -26,6 +26,16 @@ TEST(ListenSocket, RefusesWhatIsNoAddress) {
     }
 }
 
+TEST(ListenSocket, SaysThatItTakesNoNames) {
+    try {
+        listenOn("localhost:80");
+        FAIL() << "a name was taken";
+    } catch (const ListenError& error) {
+        EXPECT_STREQ(error.what(),
+                     "localhost:80: localhost is a name: give an address, as in 127.0.0.1:80 or [::1]:80");
+    }
+}
+
 TEST(ListenSocket, SaysThatThePortIsTaken) {
     const FileDescriptor first = listenOn("127.0.0.1:0");
     const std::string address = boundAddress(first);
