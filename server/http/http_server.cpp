@@ -1,11 +1,15 @@
 #include "http/http_server.h"
 
+#include "http/catalogue_watch.h"
+#include "http/clients.h"
 #include "http/form_body.h"
 #include "http/listen_socket.h"
+#include "http/request_framing.h"
 #include "http/work_queue.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <fmt/format.h>
@@ -14,7 +18,6 @@
 #include <optional>
 #include <string_view>
 #include <thread>
-#include <unordered_set>
 
 namespace tarn::server {
 
@@ -27,8 +30,13 @@ using Clock = std::chrono::steady_clock;
 constexpr uint64_t kMostDiscardedBytes = 8 * 1024 * 1024;
 constexpr size_t kConnectionBytes = 16 * 1024; // header and parsing state of one connection
 constexpr auto kHousekeeping = std::chrono::milliseconds(100);
-constexpr auto kCatalogueLook = std::chrono::seconds(1);
+// How long the start waits for a catalogue that does not answer, before the port opens without it.
+constexpr auto kFirstLook = std::chrono::seconds(5);
+// How long a connection that has not asked yet may still do so when the service ends.
+constexpr auto kToAsk = std::chrono::milliseconds(500);
 constexpr const char* kRetryAfterSeconds = "1";
+
+constexpr auto kLookAgain = std::chrono::milliseconds(5);
 
 double milliseconds(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
@@ -47,12 +55,10 @@ std::string_view pathOf(std::string_view target) {
     return slash == std::string_view::npos ? "/" : target.substr(slash);
 }
 
-// One connection. shutDown is only called under the mutex of the set that holds it, so never after its socket closed.
-struct Client {
-    int socket;
-    Clock::time_point since = Clock::now(); // when it last began to be the client's turn
-    bool ourTurn = false;                   // its request is here and not answered yet
-};
+Clients::Client& clientOf(MHD_Connection* connection) {
+    const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
+    return *static_cast<Clients::Client*>(info->socket_context);
+}
 
 // One request. Made when its header has arrived, ended when its answer has left or its connection has.
 struct Exchange {
@@ -78,42 +84,34 @@ struct HttpServer::Impl {
     MHD_Daemon* daemon = nullptr;
     std::unique_ptr<WorkQueue> queue;
 
-    std::mutex clientsMutex;
-    std::unordered_set<Client*> clients;
-
-    std::mutex flightMutex;
-    std::condition_variable landed;
-    size_t inFlight = 0;
+    Clients clients;
+    CatalogueWatch catalogue;
     std::atomic<bool> stopping = false;
-
-    std::mutex recordingsMutex;
-    std::optional<uint64_t> recordings;
+    std::atomic<bool> outOfTime = false; // what still waits is not asked any more
 
     std::mutex housekeepingMutex;
     std::condition_variable_any housekeepingWake;
     std::jthread housekeeper;
 
     Impl(const std::string& listenAddress, const HttpLimits& theLimits, Services theServices)
-        : limits(theLimits), services(std::move(theServices)), listener(listenOn(listenAddress)),
-          address(boundAddress(listener)), port(boundPort(listener)) {}
+        : limits(theLimits), services(std::move(theServices)), address(listenAddress),
+          clients(limits.connections, limits.requestTime), catalogue(services.recogniser) {}
 
     void start();
     void stop();
 
-    MHD_Result begin(MHD_Connection* connection, void** slot);
+    MHD_Result begin(MHD_Connection* connection, Exchange& exchange, const char* version);
     MHD_Result serve(MHD_Connection* connection, std::string_view path, std::string_view method, Exchange& exchange);
     bool readRequest(MHD_Connection* connection, Exchange& exchange);
-    void work(MHD_Connection* connection, Exchange& exchange);
+    void work(MHD_Connection* connection, Exchange& exchange, WorkQueue::Fate fate);
     MHD_Result sendReply(MHD_Connection* connection, Exchange& exchange);
     MHD_Result send(MHD_Connection* connection, int status, const char* type, const std::string& body,
                     std::initializer_list<std::pair<const char*, const char*>> headers, bool closeConnection);
     void end(MHD_Connection* connection, Exchange& exchange, bool sent);
-    void setTurn(MHD_Connection* connection, bool ours);
 
     void keepHouse(const std::stop_token& token);
-    void lookAfterClients();
-    void lookAtCatalogue();
-    std::optional<uint64_t> knownRecordings();
+    void takeWhatWaits();
+    void waitForWhatIsOwed();
 
     // What the HTTP library calls.
     static MHD_Result onRequest(void* self, MHD_Connection* connection, const char* target, const char* method,
@@ -124,15 +122,16 @@ struct HttpServer::Impl {
 };
 
 MHD_Result HttpServer::Impl::onRequest(void* self, MHD_Connection* connection, const char* target, const char* method,
-                                       const char* /*version*/, const char* body, size_t* bodyBytes, void** slot) {
+                                       const char* version, const char* body, size_t* bodyBytes, void** slot) {
     auto& impl = *static_cast<Impl*>(self);
     try {
         if (*slot == nullptr) {
-            const MHD_Result begun = impl.begin(connection, slot);
+            auto& begun = *std::make_unique<Exchange>().release();
+            *slot = &begun;
             if (pathOf(target) == "/sdkrequest" && std::strcmp(method, MHD_HTTP_METHOD_POST) == 0) {
-                static_cast<Exchange*>(*slot)->form = std::make_unique<FormBody>(connection, impl.limits.packetBytes);
+                begun.form = std::make_unique<FormBody>(connection, impl.limits.packetBytes);
             }
-            return begun;
+            return impl.begin(connection, begun, version);
         }
         auto& exchange = *static_cast<Exchange*>(*slot);
         if (*bodyBytes != 0) {
@@ -159,30 +158,29 @@ void HttpServer::Impl::onCompleted(void* self, MHD_Connection* connection, void*
 void HttpServer::Impl::onConnection(void* self, MHD_Connection* connection, void** socketContext,
                                     MHD_ConnectionNotificationCode what) {
     auto& impl = *static_cast<Impl*>(self);
-    const std::lock_guard lock(impl.clientsMutex);
     if (what == MHD_CONNECTION_NOTIFY_STARTED) {
         const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-        auto client = std::make_unique<Client>(Client{info == nullptr ? -1 : info->connect_fd});
-        impl.clients.insert(client.get());
-        *socketContext = client.release();
+        *socketContext = impl.clients.add(info == nullptr ? -1 : info->connect_fd);
     } else {
-        const std::unique_ptr<Client> client(static_cast<Client*>(*socketContext));
-        impl.clients.erase(client.get());
+        impl.clients.remove(static_cast<Clients::Client*>(*socketContext));
         *socketContext = nullptr;
     }
 }
 
-MHD_Result HttpServer::Impl::begin(MHD_Connection* /*connection*/, void** slot) {
-    *slot = std::make_unique<Exchange>().release();
-    const std::lock_guard lock(flightMutex);
-    ++inFlight;
-    return MHD_YES;
+// Once the header is here. A request whose end is in doubt is refused before any of its body is read, and the
+// connection ends with it, since nobody knows what the bytes behind it are.
+MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, Exchange& exchange, const char* version) {
+    clients.beginRequest(clientOf(connection));
+    const char* fault = framingFault(connection, version);
+    if (fault == nullptr) return MHD_YES;
+    exchange.reply = RequestHandler::failure({}, Outcome::kBadPacket, std::string("bad request: ") + fault);
+    return sendReply(connection, exchange);
 }
 
 MHD_Result HttpServer::Impl::serve(MHD_Connection* connection, std::string_view path, std::string_view method,
                                    Exchange& exchange) {
     const bool asksOnly = method == MHD_HTTP_METHOD_GET || method == MHD_HTTP_METHOD_HEAD;
-    setTurn(connection, true);
+    clients.setTurn(clientOf(connection), true);
     if (path == "/sdkrequest" && exchange.form) {
         // A suspended connection's exchange is a worker's; this is called again when there is a reply.
         if (!exchange.reply && !readRequest(connection, exchange)) return MHD_YES;
@@ -197,7 +195,7 @@ MHD_Result HttpServer::Impl::serve(MHD_Connection* connection, std::string_view 
     if (path == "/health") {
         if (stopping)
             return send(connection, 503, "text/plain", "stopping\n", {{"Retry-After", kRetryAfterSeconds}}, true);
-        if (!knownRecordings()) {
+        if (!catalogue.recordings()) {
             return send(connection, 503, "text/plain", "the catalogue is not available\n",
                         {{"Retry-After", kRetryAfterSeconds}}, false);
         }
@@ -205,13 +203,10 @@ MHD_Result HttpServer::Impl::serve(MHD_Connection* connection, std::string_view 
     }
     if (path == "/metrics") {
         Gauges gauges;
-        gauges.recordings = knownRecordings();
+        gauges.recordings = catalogue.recordings();
         gauges.accounts = services.accountCount();
         gauges.waiting = queue->waiting();
-        {
-            const std::lock_guard lock(clientsMutex);
-            gauges.connections = clients.size();
-        }
+        gauges.connections = clients.count();
         return send(connection, 200, "text/plain; version=0.0.4", metrics.text(gauges), {}, false);
     }
     return send(connection, 404, "text/plain", "not found\n", {}, false);
@@ -244,19 +239,23 @@ bool HttpServer::Impl::readRequest(MHD_Connection* connection, Exchange& exchang
     exchange.admittedAt = Clock::now();
     report = exchange.admitted->report;
     MHD_suspend_connection(connection);
-    if (!queue->tryPush([this, connection, &exchange] { work(connection, exchange); })) {
+    const uint32_t account = report.accountId.value();
+    if (!queue->tryPush(account,
+                        [this, connection, &exchange](WorkQueue::Fate fate) { work(connection, exchange, fate); })) {
         exchange.reply = RequestHandler::failure(std::move(report), Outcome::kOverload, "too many requests");
         MHD_resume_connection(connection);
     }
     return false;
 }
 
-// On a worker. The connection is suspended, so the exchange is ours until it is resumed, which is the last thing done.
-void HttpServer::Impl::work(MHD_Connection* connection, Exchange& exchange) {
+// On a worker, or wherever the job gave way. The connection is suspended, so the exchange is ours until it is resumed,
+// which is the last thing done.
+void HttpServer::Impl::work(MHD_Connection* connection, Exchange& exchange, WorkQueue::Fate fate) {
     exchange.waiting = Clock::now() - exchange.admittedAt;
-    exchange.reply = exchange.waiting > limits.waitingTime
-                         ? RequestHandler::failure(exchange.admitted->report, Outcome::kOverload, "too many requests")
-                         : services.handler.answer(std::move(*exchange.admitted));
+    const bool mayRun = fate == WorkQueue::Fate::kRun && exchange.waiting <= limits.waitingTime && !outOfTime;
+    exchange.reply = mayRun
+                         ? services.handler.answer(std::move(*exchange.admitted))
+                         : RequestHandler::failure(exchange.admitted->report, Outcome::kOverload, "too many requests");
     MHD_resume_connection(connection);
 }
 
@@ -282,7 +281,7 @@ MHD_Result HttpServer::Impl::send(MHD_Connection* connection, int status, const 
     MHD_add_response_header(response, "Cache-Control", "no-store");
     for (const auto& [name, value] : headers) MHD_add_response_header(response, name, value);
     if (closeConnection || stopping) MHD_add_response_header(response, "Connection", "close");
-    setTurn(connection, false);
+    clients.setTurn(clientOf(connection), false);
     const MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(status), response);
     MHD_destroy_response(response);
     metrics.response(status);
@@ -290,7 +289,6 @@ MHD_Result HttpServer::Impl::send(MHD_Connection* connection, int status, const 
 }
 
 void HttpServer::Impl::end(MHD_Connection* connection, Exchange& exchange, bool sent) {
-    setTurn(connection, false);
     if (exchange.form) {
         const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
         const std::string peer = addressText(info == nullptr ? nullptr : info->client_addr);
@@ -318,69 +316,22 @@ void HttpServer::Impl::end(MHD_Connection* connection, Exchange& exchange, bool 
                                milliseconds(total));
         }
     }
-    {
-        const std::lock_guard lock(flightMutex);
-        --inFlight;
-    }
-    landed.notify_all();
-}
-
-void HttpServer::Impl::setTurn(MHD_Connection* connection, bool ours) {
-    const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
-    if (info == nullptr || info->socket_context == nullptr) return;
-    const std::lock_guard lock(clientsMutex);
-    auto& client = *static_cast<Client*>(info->socket_context);
-    client.ourTurn = ours;
-    client.since = Clock::now();
+    clients.endRequest(clientOf(connection));
 }
 
 void HttpServer::Impl::keepHouse(const std::stop_token& token) {
-    auto nextLook = Clock::now();
     while (!token.stop_requested()) {
-        if (Clock::now() >= nextLook) {
-            lookAtCatalogue();
-            nextLook = Clock::now() + kCatalogueLook;
-        }
-        lookAfterClients();
+        clients.endSlow();
         std::unique_lock lock(housekeepingMutex);
         housekeepingWake.wait_for(lock, token, kHousekeeping, [] { return false; });
     }
 }
 
-// A client that sends its request, or takes its answer, byte by byte is always active, so time-outs of inactivity never
-// catch it. One that goes in the middle of its request may not be noticed by the HTTP library, which waits for a change
-// and has seen the last one: ending the reading side makes another.
-void HttpServer::Impl::lookAfterClients() {
-    const Clock::time_point oldest = Clock::now() - limits.requestTime;
-    const std::lock_guard lock(clientsMutex);
-    for (const Client* client : clients) {
-        if (client->ourTurn) continue;
-        char byte = 0;
-        if (client->since < oldest) {
-            shutdown(client->socket, SHUT_RDWR);
-        } else if (recv(client->socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0) {
-            shutdown(client->socket, SHUT_RD);
-        }
-    }
-}
-
-void HttpServer::Impl::lookAtCatalogue() {
-    std::optional<uint64_t> count;
-    try {
-        count = services.recogniser.recordingCount();
-    } catch (const std::exception&) {
-        // Nothing known is what the health check and the metrics then tell.
-    }
-    const std::lock_guard lock(recordingsMutex);
-    recordings = count;
-}
-
-std::optional<uint64_t> HttpServer::Impl::knownRecordings() {
-    const std::lock_guard lock(recordingsMutex);
-    return recordings;
-}
-
 void HttpServer::Impl::start() {
+    catalogue.start(kFirstLook); // before the port opens: whoever can connect can be answered
+    listener = listenOn(address);
+    address = boundAddress(listener);
+    port = boundPort(listener);
     const size_t processors = std::max(1U, std::thread::hardware_concurrency());
     queue = std::make_unique<WorkQueue>(limits.workers == 0 ? processors : limits.workers, limits.waiting);
     daemon = MHD_start_daemon(MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &onRequest,
@@ -389,10 +340,30 @@ void HttpServer::Impl::start() {
                               static_cast<unsigned>(limits.connectionsPerAddress), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
                               kConnectionBytes, MHD_OPTION_NOTIFY_COMPLETED, &onCompleted, this,
                               MHD_OPTION_NOTIFY_CONNECTION, &onConnection, this, MHD_OPTION_SIGPIPE_HANDLED_BY_APP, 1,
-                              MHD_OPTION_END);
+                              MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_END);
     if (daemon == nullptr) throw ListenError(address + ": the service cannot be started");
     listener.release(); // the daemon's now
     housekeeper = std::jthread([this](const std::stop_token& token) { keepHouse(token); });
+}
+
+// The connections that wait in the system's queue are clients too: they get their answer like those that were taken.
+void HttpServer::Impl::takeWhatWaits() {
+    for (;;) {
+        sockaddr_storage peer{};
+        socklen_t length = sizeof peer;
+        auto* peerAddress = reinterpret_cast<sockaddr*>(&peer);
+        const int connection = accept4(listener.get(), peerAddress, &length, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (connection >= 0) {
+            MHD_add_connection(daemon, connection, peerAddress, length);
+        } else if (errno != EINTR && errno != ECONNABORTED) {
+            return;
+        }
+    }
+}
+
+void HttpServer::Impl::waitForWhatIsOwed() {
+    const Clock::time_point end = Clock::now() + limits.stoppingTime;
+    while (Clock::now() < end && clients.anyOwed(kToAsk)) std::this_thread::sleep_for(kLookAgain);
 }
 
 void HttpServer::Impl::stop() {
@@ -400,13 +371,13 @@ void HttpServer::Impl::stop() {
     stopping = true;
     // Only the daemon's end may close the socket, so that it is shut down first: from here on connections are refused.
     listener = FileDescriptor(MHD_quiesce_daemon(daemon));
+    takeWhatWaits();
     if (listener.isOpen()) shutdown(listener.get(), SHUT_RDWR);
-    {
-        std::unique_lock lock(flightMutex);
-        landed.wait_for(lock, limits.stoppingTime, [this] { return inFlight == 0; });
-    }
-    queue->close(); // does what still waits, so that no connection stays suspended
+    waitForWhatIsOwed();
+    outOfTime = true;
+    queue->close(); // answers what still waits, so that no connection stays suspended
     housekeeper = {};
+    catalogue.stop();
     MHD_stop_daemon(daemon);
     daemon = nullptr;
     listener = FileDescriptor();

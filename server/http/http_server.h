@@ -1,8 +1,8 @@
 // The service on the network: POST /sdkrequest, GET /health, GET /metrics.
 //
 // One thread does all input and output and checks signatures; workers ask the catalogue. A connection whose request
-// waits for a worker is suspended meanwhile. A further thread ends connections that are too slow and looks after the
-// size of the catalogue.
+// waits for a worker is suspended meanwhile. Two more threads end connections that are too slow and look after the size
+// of the catalogue.
 #pragma once
 
 #include "http/metrics.h"
@@ -20,7 +20,7 @@ struct HttpLimits {
     size_t connections = 4000;                      // at once; more wait in the system's queue
     size_t connectionsPerAddress = 256;             // 0: no limit
     size_t packetBytes = 64 * 1024;                 // a request of 30 s of audio has less than 10 kB
-    size_t workers = 0;                             // 0: one for each processor
+    size_t workers = 0;                             // that one account may keep busy; 0: one for each processor
     size_t waiting = 1000;                          // admitted requests that no worker has taken
     std::chrono::milliseconds requestTime{15'000};  // to send a request, and to take its answer
     std::chrono::milliseconds waitingTime{5'000};   // for a worker; then the catalogue is not asked any more
@@ -36,7 +36,7 @@ class HttpServer {
         std::shared_ptr<spdlog::logger> log;
     };
 
-    // Listens from here on. Throws ListenError.
+    // Looks at the catalogue, then listens. Throws ListenError.
     HttpServer(const std::string& address, const HttpLimits& limits, Services services);
     ~HttpServer(); // stop()
     HttpServer(const HttpServer&) = delete;

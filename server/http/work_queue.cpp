@@ -1,11 +1,12 @@
 #include "http/work_queue.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tarn::server {
 
-WorkQueue::WorkQueue(size_t workers, size_t mostWaiting) : mostWaiting_(mostWaiting) {
-    for (size_t i = 0; i < workers; ++i) workers_.emplace_back([this] { work(); });
+WorkQueue::WorkQueue(size_t workers, size_t mostWaiting) : mostWaiting_(mostWaiting), threads_(workers + 1) {
+    for (size_t i = 0; i < threads_; ++i) workers_.emplace_back([this] { work(); });
 }
 
 WorkQueue::~WorkQueue() { close(); }
@@ -19,32 +20,80 @@ void WorkQueue::close() {
     workers_.clear();
 }
 
-bool WorkQueue::tryPush(std::function<void()> job) {
+bool WorkQueue::tryPush(uint32_t account, Job job) {
+    Job givesWay;
     {
         const std::lock_guard lock(mutex_);
-        if (closed_ || jobs_.size() >= mostWaiting_) return false;
-        jobs_.push_back(std::move(job));
+        if (closed_) return false;
+        if (waiting_ >= mostWaiting_) {
+            const auto most = longest();
+            const auto mine = accounts_.find(account);
+            const size_t ofMine = mine == accounts_.end() ? 0 : mine->second.waiting.size();
+            // With the new job mine must not have more than the other has left: they would take places in turn.
+            if (most == accounts_.end() || most->second.waiting.size() < ofMine + 2) return false;
+            givesWay = std::move(most->second.waiting.back());
+            most->second.waiting.pop_back();
+            --waiting_;
+        }
+        std::deque<Job>& queue = accounts_[account].waiting;
+        queue.push_back(std::move(job));
+        ++waiting_;
+        if (queue.size() == 1) turns_.push_back(account);
     }
     changed_.notify_one();
+    if (givesWay) givesWay(Fate::kGaveWay);
     return true;
 }
 
 size_t WorkQueue::waiting() const {
     const std::lock_guard lock(mutex_);
-    return jobs_.size();
+    return waiting_;
+}
+
+WorkQueue::Accounts::iterator WorkQueue::longest() {
+    return std::max_element(accounts_.begin(), accounts_.end(), [](const auto& a, const auto& b) {
+        return a.second.waiting.size() < b.second.waiting.size();
+    });
+}
+
+void WorkQueue::dropIfIdle(Accounts::iterator account) {
+    if (account->second.waiting.empty() && account->second.running == 0) accounts_.erase(account);
+}
+
+// The account whose turn it is, among those that may have one now.
+std::deque<uint32_t>::iterator WorkQueue::nextTurn() {
+    const bool isLastFree = running_ + 1 >= threads_;
+    return std::find_if(turns_.begin(), turns_.end(),
+                        [&](uint32_t account) { return !isLastFree || accounts_.at(account).running == 0; });
 }
 
 void WorkQueue::work() {
+    std::unique_lock lock(mutex_);
     for (;;) {
-        std::function<void()> job;
-        {
-            std::unique_lock lock(mutex_);
-            changed_.wait(lock, [this] { return closed_ || !jobs_.empty(); });
-            if (jobs_.empty()) return;
-            job = std::move(jobs_.front());
-            jobs_.pop_front();
-        }
-        job();
+        auto turn = turns_.end();
+        changed_.wait(lock, [&] {
+            turn = nextTurn();
+            return turn != turns_.end() || (closed_ && turns_.empty());
+        });
+        if (turn == turns_.end()) return;
+        const uint32_t id = *turn;
+        turns_.erase(turn);
+        Account& account = accounts_.at(id);
+        Job job = std::move(account.waiting.front());
+        account.waiting.pop_front();
+        if (!account.waiting.empty()) turns_.push_back(id);
+        --waiting_;
+        ++account.running;
+        ++running_;
+        lock.unlock();
+        job(Fate::kRun);
+        job = nullptr;
+        lock.lock();
+        --running_;
+        const auto done = accounts_.find(id);
+        --done->second.running;
+        dropIfIdle(done);
+        changed_.notify_all(); // one that could not have the last free worker may have this one
     }
 }
 

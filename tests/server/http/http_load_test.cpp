@@ -2,6 +2,7 @@
 #include "server/http/test_service.h"
 
 #include <gtest/gtest.h>
+#include <latch>
 #include <random>
 #include <sys/resource.h>
 
@@ -105,6 +106,58 @@ TEST(HttpLoad, EndsClientsThatSayNothing) {
         answered = idle.read().has_value();
         EXPECT_EQ(idle.readToEnd(), "");
     }
+}
+
+// Connections that say nothing give way to those that do, long before their time is over.
+TEST(HttpLoad, EndsTheLongestSilentConnectionsWhenPlacesAreShort) {
+    TestService service({.connections = 40, .connectionsPerAddress = 0, .requestTime = std::chrono::minutes(10)});
+    service.catalogue.matches = {match("a", 93)};
+    const auto handle = kvxtest::makeHandle();
+    std::vector<RawClient> silent;
+    for (int i = 0; i < 100; ++i) { // more than there are places, so that some wait in the system's queue
+        silent.emplace_back(service.port());
+        ASSERT_TRUE(silent.back().connected());
+        if (i % 2 == 0) silent.back().send("POST /sdkrequest HTTP/1.1\r\n");
+    }
+    EXPECT_EQ(askUntilAnswered(service, postOf(fingerprintPacket(handle.get()))).status, 200);
+}
+
+// One whose request is with a worker is not silent.
+TEST(HttpLoad, KeepsClientsThatWaitForAnAnswerWhenPlacesAreShort) {
+    TestService service({.connections = 8, .connectionsPerAddress = 0, .requestTime = std::chrono::minutes(10)});
+    std::latch asked(1);
+    std::latch mayAnswer(1);
+    service.catalogue.beforeAnswer = [&] {
+        asked.count_down();
+        mayAnswer.wait();
+    };
+    const auto handle = kvxtest::makeHandle();
+    RawClient waiting(service.port());
+    ASSERT_TRUE(waiting.send(postOf(fingerprintPacket(handle.get()))));
+    asked.wait();
+    std::vector<RawClient> silent;
+    for (int i = 0; i < 20; ++i) silent.emplace_back(service.port());
+    EXPECT_EQ(askUntilAnswered(service, getOf("/health")).status, 200);
+    mayAnswer.count_down();
+    EXPECT_EQ(waiting.read().value_or(HttpAnswer{}).status, 200);
+}
+
+// A catalogue that does not answer, as one on a disk that hangs, keeps nobody from looking after the clients.
+TEST(HttpLoad, EndsClientsThatAreTooSlowWhileTheCatalogueHangs) {
+    std::latch hangs(1);
+    std::latch mayEnd(1);
+    std::atomic<int> looks = 0;
+    TestService service({.requestTime = std::chrono::milliseconds(200)}, [&](FakeCatalogue& catalogue) {
+        catalogue.beforeCount = [&] {
+            if (++looks != 2) return;
+            hangs.count_down();
+            mayEnd.wait();
+        };
+    });
+    hangs.wait();
+    RawClient silent(service.port());
+    EXPECT_EQ(silent.readToEnd(), "");
+    mayEnd.count_down();
 }
 
 TEST(HttpLoad, NoticesAClientThatGoesInTheMiddle) {

@@ -136,6 +136,72 @@ TEST(HttpServer, TellsWhatIsWrongWithARequest) {
     EXPECT_TRUE(service.ask(getOf("/sdkrequest")).has("Allow: POST"));
 }
 
+// A proxy in front may see the end of such a request elsewhere. What follows is a second request in one of the
+// readings; it must not be answered.
+TEST(HttpServer, RefusesARequestWhoseEndIsInDoubt) {
+    TestService service;
+    const std::string smuggled = "GET /metrics HTTP/1.1\r\nHost: h\r\n\r\n";
+    const std::string chunks = "3\r\nabc\r\n0\r\n\r\n";
+    const struct {
+        const char* name;
+        std::string headers;
+        std::string body;
+        std::string text;
+    } cases[] = {
+        {"two lengths", "Content-Length: 3\r\nContent-Length: 0\r\n", "abc", "two lengths"},
+        {"a length twice", "Content-Length: 3\r\ncontent-length: 3\r\n", "abc", "two lengths"},
+        {"a length and an encoding", "Content-Length: 3\r\nTransfer-Encoding: chunked\r\n", chunks,
+         "a length and an encoding"},
+        {"an encoding and a length", "Transfer-Encoding: chunked\r\nContent-Length: 3\r\n", chunks,
+         "a length and an encoding"},
+        {"another encoding", "Transfer-Encoding: xchunked\r\n", chunks, "an encoding other than chunked"},
+        {"none by name", "Transfer-Encoding: identity\r\n", "", "an encoding other than chunked"},
+        {"two encodings in a line", "Transfer-Encoding: gzip, chunked\r\n", chunks, "an encoding other than chunked"},
+        {"two encodings", "Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked\r\n", chunks, "two encodings"},
+        {"an odd blank",
+         "Transfer-Encoding: \x0b"
+         "chunked\r\n",
+         chunks, "a control character in a header"},
+        {"a blank before the colon", "Content-Length : 3\r\n", "abc", "a header's name that is none"},
+        {"a blank before the colon of an encoding", "Transfer-Encoding : chunked\r\n", chunks,
+         "a header's name that is none"},
+        {"an encoding on a folded line", "Transfer-Encoding:\r\n chunked\r\n", chunks, "a header's name that is none"},
+        {"a length on a folded line", "X: y\r\n Content-Length: 3\r\n", "abc", "a header's name that is none"},
+        {"a carriage return alone", "X: y\rContent-Length: 3\r\n", "abc", "a control character in a header"},
+        {"two hosts", "Host: g\r\nContent-Length: 3\r\n", "abc", "two hosts"},
+    };
+    for (const char* path : {"/sdkrequest", "/nothing"}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.name);
+            RawClient client(service.port());
+            ASSERT_TRUE(client.send(std::string("POST ") + path + " HTTP/1.1\r\nHost: h\r\n" + c.headers + "\r\n" +
+                                    c.body + smuggled));
+            const std::string everything = client.readToEnd(); // the connection ends
+            EXPECT_EQ(everything.substr(0, 12), "HTTP/1.1 400") << everything;
+            EXPECT_TRUE(everything.ends_with("\r\n\r\nbad request: " + c.text + "\n")) << everything;
+        }
+    }
+    RawClient old(service.port());
+    ASSERT_TRUE(old.send("POST /nothing HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n" + chunks + smuggled));
+    EXPECT_TRUE(old.readToEnd().ends_with("bad request: an encoding in HTTP/1.0\n"));
+}
+
+// These the HTTP library refuses by itself.
+TEST(HttpServer, RefusesLengthsAndChunksThatAreNoNumbers) {
+    TestService service;
+    const std::string chunked = "Transfer-Encoding: chunked\r\n\r\n";
+    for (const std::string& rest :
+         {std::string("Content-Length: +3\r\n\r\nabc"), std::string("Content-Length: -3\r\n\r\nabc"),
+          std::string("Content-Length: 3, 3\r\n\r\nabc"), std::string("Content-Length: 0x3\r\n\r\nabc"),
+          std::string("Content-Length:\r\n\r\nabc"), chunked + "zz\r\nabc\r\n0\r\n\r\n",
+          chunked + "-3\r\nabc\r\n0\r\n\r\n", chunked + "3\r\nabcd\r\n0\r\n\r\n"}) {
+        SCOPED_TRACE(rest);
+        RawClient client(service.port());
+        ASSERT_TRUE(client.send("POST /nothing HTTP/1.1\r\nHost: h\r\n" + rest));
+        EXPECT_EQ(client.readToEnd().substr(0, 12), "HTTP/1.1 400");
+    }
+}
+
 TEST(HttpServer, CutsOffABodyWithoutEnd) {
     TestService service;
     RawClient connection(service.port());
@@ -215,11 +281,18 @@ TEST(HttpServer, KeepsALogLineInOneLine) {
     EXPECT_NE(service.log.str().find("reason=\"two'lines 'quoted'\"\n"), std::string::npos) << service.log.str();
 }
 
+TEST(HttpServer, KnowsItsCatalogueBeforeAnyoneCanConnect) {
+    TestService service({}, [](FakeCatalogue& catalogue) {
+        catalogue.beforeCount = [] { std::this_thread::sleep_for(std::chrono::milliseconds(100)); };
+    });
+    EXPECT_EQ(service.ask(getOf("/health")).status, 200);
+    EXPECT_EQ(service.metric("tarn_catalogue_recordings"), "42");
+}
+
 TEST(HttpServer, IsHealthyAndCounts) {
     TestService service;
     service.catalogue.matches = {match("a", 93)};
     const auto client = kvxtest::makeHandle();
-    while (service.ask(getOf("/health")).status != 200) std::this_thread::yield(); // until it has seen its catalogue
     EXPECT_EQ(service.ask(getOf("/health")).body, "ok\n");
     EXPECT_EQ(service.ask(postOf(fingerprintPacket(client.get()))).status, 200);
     service.ask(postOf(formOf(part("data", "x"))));
@@ -255,6 +328,42 @@ TEST(HttpServer, LogsALineForARequestWithoutSecrets) {
     }
 }
 
+// Whoever could connect is answered, also those that the service has not come to yet.
+TEST(HttpServer, AnswersWhoWaitsInTheSystemsQueueWhenItStops) {
+    TestService service;
+    service.catalogue.matches = {match("a", 93)};
+    std::latch busy(1);
+    std::latch mayGoOn(1);
+    std::atomic<bool> first = true;
+    service.beforeAccount = [&] { // on the thread that takes connections
+        if (!first.exchange(false)) return;
+        busy.count_down();
+        mayGoOn.wait();
+    };
+    const auto client = kvxtest::makeHandle();
+    const std::string request = postOf(fingerprintPacket(client.get()));
+    std::vector<RawClient> clients;
+    clients.emplace_back(service.port());
+    ASSERT_TRUE(clients.back().send(request));
+    busy.wait();
+    for (int i = 0; i < 8; ++i) {
+        clients.emplace_back(service.port());
+        ASSERT_TRUE(clients.back().connected());
+        ASSERT_TRUE(clients.back().send(request));
+    }
+    clients.emplace_back(service.port()); // this one has not sent a byte yet
+    std::future<void> stopped = std::async(std::launch::async, [&] { service.stop(); });
+    while (RawClient(service.port()).connected()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    mayGoOn.count_down();
+    ASSERT_TRUE(clients.back().send(request));
+    for (RawClient& each : clients) {
+        const HttpAnswer answer = each.read().value_or(HttpAnswer{});
+        EXPECT_EQ(answer.status, 200);
+        EXPECT_TRUE(answer.has("Connection: close"));
+    }
+    stopped.get();
+}
+
 TEST(HttpServer, FinishesWhatIsInFlightWhenItStops) {
     TestService service({.workers = 1});
     service.catalogue.matches = {match("a", 93)};
@@ -273,7 +382,6 @@ TEST(HttpServer, FinishesWhatIsInFlightWhenItStops) {
     RawClient waiting(service.port());
     ASSERT_TRUE(waiting.send(request));
     service.waitForMetric("tarn_requests_waiting", "1");
-    service.waitForMetric("tarn_catalogue_up", "1"); // before it has looked, its health is 503, too
     RawClient idle(service.port());
     ASSERT_TRUE(idle.send(getOf("/health")));
     ASSERT_EQ(idle.read().value().status, 200);

@@ -6,6 +6,7 @@
 #include "server/protocol/client.h"
 #include "server/protocol/fake_catalogue.h"
 
+#include <functional>
 #include <memory>
 #include <spdlog/sinks/ostream_sink.h>
 #include <sstream>
@@ -19,16 +20,21 @@ class TestService {
     FakeCatalogue catalogue;
     std::ostringstream log; // read it after stop()
 
-    explicit TestService(const tarn::server::HttpLimits& limits = {})
-        : handler_(
-              [](uint32_t id) -> std::optional<std::string> {
-                  if (id != kAccountId) return std::nullopt;
-                  return kvxtest::accessCode(3, 3);
-              },
-              [](uint32_t, const std::string&) -> std::optional<tarn::server::Identity> {
-                  return tarn::server::Identity{'i', 'd'};
-              },
-              catalogue),
+    std::function<void()> beforeAccount = [] {}; // before an account is looked up
+
+    explicit TestService(
+        const tarn::server::HttpLimits& limits = {},
+        const std::function<void(FakeCatalogue&)>& prepare = [](FakeCatalogue&) {})
+        : catalogue(prepare), handler_(
+                                  [this](uint32_t id) -> std::optional<std::string> {
+                                      beforeAccount();
+                                      if (id != kAccountId) return std::nullopt;
+                                      return kvxtest::accessCode(3, 3);
+                                  },
+                                  [](uint32_t, const std::string&) -> std::optional<tarn::server::Identity> {
+                                      return tarn::server::Identity{'i', 'd'};
+                                  },
+                                  catalogue),
           server_("127.0.0.1:0", limits,
                   {handler_, catalogue, [] { return size_t{1}; },
                    std::make_shared<spdlog::logger>("test", std::make_shared<spdlog::sinks::ostream_sink_mt>(log))}) {}

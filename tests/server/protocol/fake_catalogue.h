@@ -74,6 +74,10 @@ inline tarn::server::Match match(const std::string& name, int confidence) {
 
 class FakeCatalogue : public tarn::server::Recogniser {
   public:
+    explicit FakeCatalogue(const std::function<void(FakeCatalogue&)>& prepare = {}) {
+        if (prepare) prepare(*this);
+    }
+
     std::vector<tarn::server::Match> matches;
     std::map<std::string, std::vector<tarn::server::Match>> byId;
     std::function<void()> beforeAnswer = [] {};
