@@ -1,7 +1,9 @@
 #include "platform/linux/SystemServices.h"
 #include "run.h"
+#include "standard_descriptors.h"
 
 int main(int argumentCount, char** arguments) {
+    tarn::openStandardDescriptors();
     tarn::SystemServices system;
     return tarn::runTarn({arguments, static_cast<size_t>(argumentCount)}, system.services());
 }

@@ -134,17 +134,17 @@ TEST(Transport, EndsWith251ForAnyOtherAnswer) {
     }
 }
 
-TEST(Transport, ReachesNamesAndIPv6Addresses) {
-    {
-        const LoopbackServer server({answering(httpAnswer(200, kBody))});
-        const ToolResult result = runTool({freshKey(), "localhost:" + std::to_string(server.port()), soundFile()});
-        EXPECT_EQ(result.output, kReport) << result.errors;
-    }
-    {
-        const LoopbackServer server({answering(httpAnswer(200, kBody))}, LoopbackServer::Family::kIPv6);
-        const ToolResult result = runTool({freshKey(), server.host(), soundFile()});
-        EXPECT_EQ(result.output, kReport) << result.errors;
-    }
+TEST(Transport, ReachesANamedHost) {
+    if (!localhostResolves()) GTEST_SKIP() << kLocalhostIsMissing;
+    const LoopbackServer server({answering(httpAnswer(200, kBody))});
+    const ToolResult result = runTool({freshKey(), "localhost:" + std::to_string(server.port()), soundFile()});
+    EXPECT_EQ(result.output, kReport) << result.errors;
+}
+
+TEST(Transport, ReachesAnIPv6Address) {
+    const LoopbackServer server({answering(httpAnswer(200, kBody))}, LoopbackServer::Family::kIPv6);
+    const ToolResult result = runTool({freshKey(), server.host(), soundFile()});
+    EXPECT_EQ(result.output, kReport) << result.errors;
 }
 
 } // namespace

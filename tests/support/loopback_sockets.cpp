@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <stdexcept>
@@ -59,6 +60,13 @@ int connectToLoopback(int port) {
 
 std::string hostText(AddressFamily family, int port) {
     return (family == AddressFamily::kIPv6 ? "[::1]:" : "127.0.0.1:") + std::to_string(port);
+}
+
+bool localhostResolves() {
+    addrinfo* found = nullptr;
+    if (getaddrinfo("localhost", nullptr, nullptr, &found) != 0) return false;
+    freeaddrinfo(found);
+    return true;
 }
 
 void resetAtClose(int connection) {

@@ -21,6 +21,10 @@ int openListener(AddressFamily family, int& port);
 int connectToLoopback(int port);
 // "127.0.0.1:4711" or "[::1]:4711"
 std::string hostText(AddressFamily family, int port);
+// Whether this machine knows the name localhost; a bare system tree has no file that says so.
+bool localhostResolves();
+inline constexpr const char* kLocalhostIsMissing =
+    "the name localhost does not resolve here: add the line \"127.0.0.1 localhost\" to /etc/hosts";
 // The connection's close will be a reset.
 void resetAtClose(int connection);
 
