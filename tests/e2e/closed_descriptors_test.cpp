@@ -3,9 +3,13 @@
 #include "e2e/tool.h"
 #include "support/answers.h"
 
+#include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 
 namespace kvxtest {
 namespace {
@@ -25,6 +29,32 @@ TEST(ClosedDescriptors, ChangeNothingOfARequestOrOfTheStatus) {
         EXPECT_EQ(request.find(" tarn["), std::string::npos) << "log lines in the request";
         EXPECT_EQ(request.find("<match>"), std::string::npos) << "the report in the request";
     }
+}
+
+// Looked at while it waits for its answer, when files and a connection are open.
+TEST(ClosedDescriptors, AreOpenedOnNothing) {
+    LoopbackServer server({{receiveRequest(), awaitClose()}});
+    const std::string key = freshKey();
+    const std::string host = server.host();
+    const std::string sound = soundFile();
+    const pid_t tool = fork();
+    if (tool == 0) {
+        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(descriptor);
+        execl(TARN_TOOL, TARN_TOOL, key.c_str(), host.c_str(), sound.c_str(), nullptr);
+        _exit(127);
+    }
+    const auto hasAsked = [&] {
+        const std::vector<Bytes> requests = server.requests();
+        return !requests.empty() && isWholeRequest(viewOf(requests.front()));
+    };
+    while (!hasAsked()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    const std::filesystem::path descriptors = "/proc/" + std::to_string(tool) + "/fd";
+    for (const char* descriptor : {"0", "1", "2"}) {
+        std::error_code error;
+        EXPECT_EQ(std::filesystem::read_symlink(descriptors / descriptor, error), "/dev/null") << descriptor;
+    }
+    kill(tool, SIGKILL);
+    waitpid(tool, nullptr, 0);
 }
 
 } // namespace
