@@ -1,13 +1,16 @@
 #include "commands/account.h"
 #include "commands/add.h"
 #include "commands/catalogue.h"
+#include "commands/descriptor_stream.h"
 #include "commands/serve.h"
 #include "matching/catalog_recogniser.h"
+#include "standard_descriptors.h"
 
 #include <CLI/CLI.hpp>
 
 #include <chrono>
-#include <iostream>
+#include <csignal>
+#include <cstring>
 #include <unistd.h>
 
 namespace {
@@ -19,7 +22,7 @@ constexpr int kUsageStatus = 64;
 // One subcommand: its options, and what runs when it was chosen.
 class Commands {
   public:
-    explicit Commands(CLI::App& app) : app_(app) {
+    Commands(CLI::App& app, std::ostream& out, std::ostream& err) : app_(app), out_(out), err_(err) {
         addAdd();
         addServe();
         addAccount();
@@ -35,6 +38,15 @@ class Commands {
         return made;
     }
 
+    // Goes on when the reader of what it prints has gone: what it changes matters more. A command that only shows
+    // something ends there and then, as the signal has it.
+    static std::function<int()> toTheEnd(std::function<int()> action) {
+        return [action = std::move(action)] {
+            std::signal(SIGPIPE, SIG_IGN);
+            return action();
+        };
+    }
+
     CLI::App* catalogCommand(const char* name, const char* help, std::function<int()> action) {
         CLI::App* made = command(app_, name, help, std::move(action));
         made->add_option("--catalog", catalog_, "Catalogue: a folder, or a file that names shards")
@@ -43,11 +55,11 @@ class Commands {
     }
 
     void addAdd() {
-        CLI::App* add = catalogCommand("add", "Add files and folders to the catalogue", [this] {
-            add_.catalog = catalog_;
-            add_.progressBar = ::isatty(STDOUT_FILENO) == 1;
-            return static_cast<int>(runAdd(add_, std::cout, std::cerr));
-        });
+        CLI::App* add = catalogCommand("add", "Add files and folders to the catalogue", toTheEnd([this] {
+                                           add_.catalog = catalog_;
+                                           add_.progressBar = ::isatty(STDOUT_FILENO) == 1;
+                                           return static_cast<int>(runAdd(add_, out_, err_));
+                                       }));
         add->add_option("PATH", add_.paths, "Audio files, and folders of them")->required();
         add->add_option("--workers", add_.workers, "Threads that decode; 0: one for each processor")
             ->check(CLI::Range(0, 1024))
@@ -61,7 +73,7 @@ class Commands {
         CLI::App* serve = catalogCommand("serve", "Answer recognition requests", [this] {
             serve_.accounts = accounts_;
             return runServe(
-                serve_, [this] { return std::make_unique<CatalogRecogniser>(catalog_); }, std::cout, std::cerr);
+                serve_, [this] { return std::make_unique<CatalogRecogniser>(catalog_); }, out_, err_);
         });
         serve->add_option("--listen", serve_.listen, "ADDRESS:PORT; port 0 picks a free one")->capture_default_str();
         serve
@@ -100,10 +112,10 @@ class Commands {
 
     void addAccount() {
         CLI::App* account = app_.add_subcommand("account", "Make, list and remove accounts")->require_subcommand(1);
-        CLI::App* add = command(*account, "add", "Make an account and show its access code, once", [this] {
+        CLI::App* add = command(*account, "add", "Make an account and show its access code, once", toTheEnd([this] {
             accountAdd_.accounts = accounts_;
-            return runAccountAdd(accountAdd_, std::cout, std::cerr);
-        });
+            return runAccountAdd(accountAdd_, out_, err_);
+        }));
         add->add_option("--name", accountAdd_.name, "Whose it is");
         add->add_option("--encryption", accountAdd_.encryptionMethod, "1 none, 2 byte rotation, 3 block cipher")
             ->check(CLI::Range(1, 3))
@@ -113,9 +125,9 @@ class Commands {
             ->capture_default_str();
         addAccountsOption(*add);
         addAccountsOption(*command(*account, "list", "List the accounts, without their keys",
-                                   [this] { return runAccountList(accounts_, std::cout, std::cerr); }));
+                                   [this] { return runAccountList(accounts_, out_, err_); }));
         CLI::App* remove = command(*account, "remove", "Remove an account",
-                                   [this] { return runAccountRemove(accounts_, accountId_, std::cout, std::cerr); });
+                                   toTheEnd([this] { return runAccountRemove(accounts_, accountId_, out_, err_); }));
         remove->add_option("ID", accountId_, "Number of the account")->required();
         addAccountsOption(*remove);
     }
@@ -125,27 +137,29 @@ class Commands {
     }
 
     void addCatalogue() {
-        catalogCommand("list", "List the recordings", [this] { return runList(catalog_, std::cout, std::cerr); });
+        catalogCommand("list", "List the recordings", [this] { return runList(catalog_, out_, err_); });
         catalogCommand("show", "Show all that is known of a recording",
-                       [this] { return runShow(catalog_, name_, std::cout, std::cerr); })
+                       [this] { return runShow(catalog_, name_, out_, err_); })
             ->add_option("ID", name_, "Number or track id")
             ->required();
         catalogCommand("remove", "Remove a recording",
-                       [this] { return runRemove(catalog_, name_, std::cout, std::cerr); })
+                       toTheEnd([this] { return runRemove(catalog_, name_, out_, err_); }))
             ->add_option("ID", name_, "Number or track id")
             ->required();
-        catalogCommand("check", "Look for damage", [this] { return runCheck(catalog_, std::cout, std::cerr); });
-        catalogCommand("stats", "Size of the catalogue", [this] { return runStats(catalog_, std::cout, std::cerr); });
-        catalogCommand("compact", "Merge what was added lately into the main database", [this] {
-            return runCompact(catalog_, purge_, std::cout, std::cerr);
-        })->add_flag("--purge", purge_, "Write it anew, so that what was removed or replaced leaves the disk");
+        catalogCommand("check", "Look for damage", [this] { return runCheck(catalog_, out_, err_); });
+        catalogCommand("stats", "Size of the catalogue", [this] { return runStats(catalog_, out_, err_); });
+        catalogCommand("compact", "Merge what was added lately into the main database",
+                       toTheEnd([this] { return runCompact(catalog_, purge_, out_, err_); }))
+            ->add_flag("--purge", purge_, "Write it anew, so that what was removed or replaced leaves the disk");
         catalogCommand("identify", "Recognise a file without a server, and say why",
-                       [this] { return runIdentify(catalog_, name_, std::cout, std::cerr); })
+                       [this] { return runIdentify(catalog_, name_, out_, err_); })
             ->add_option("FILE", name_, "An audio file")
             ->required();
     }
 
     CLI::App& app_;
+    std::ostream& out_;
+    std::ostream& err_;
     std::function<int()> chosen_;
     std::string catalog_ = (stateDirectory() / "catalog").string();
     std::filesystem::path accounts_ = defaultAccountsFile();
@@ -157,22 +171,33 @@ class Commands {
     bool purge_ = false;
 };
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv, std::ostream& out, std::ostream& err) {
     try {
         CLI::App app("Recognises recordings of your own collection.", "tarn-server");
         app.require_subcommand(1);
         app.failure_message(CLI::FailureMessage::help);
-        Commands commands(app);
+        Commands commands(app, out, err);
         try {
             app.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
-            return app.exit(error) == 0 ? 0 : kUsageStatus;
+            return app.exit(error, out, err) == 0 ? 0 : kUsageStatus;
         }
         return commands.run();
     } catch (const std::exception& error) {
-        std::cerr << error.what() << '\n';
+        err << error.what() << '\n';
         return 1;
     }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    tarn::openStandardDescriptors();
+    DescriptorStream out(STDOUT_FILENO);
+    DescriptorStream err(STDERR_FILENO);
+    err << std::unitbuf;
+    const int status = run(argc, argv, out, err);
+    out.flush();
+    if (out.failure() != 0) err << "standard output cannot be written: " << std::strerror(out.failure()) << '\n';
+    return status == 0 && (out.failure() != 0 || err.failure() != 0) ? kOutputLost : status;
 }

@@ -2,6 +2,7 @@
 
 #include "accounts/account_file.h"
 #include "accounts/identity_store.h"
+#include "commands/descriptor_stream.h"
 
 #include <algorithm>
 #include <ctime>
@@ -65,8 +66,20 @@ int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostr
                            "The code is not shown again. A key made from it is good for 30 seconds:\n\n"
                            "  KEY=$(tarn -e \"$(date +%s):{}\" 2>&1 | sed -n 's/.*Encoded Key //p')\n"
                            "  tarn \"$KEY\" HOST:PORT FILE.wav\n",
-                           id, list.accounts.back().code, list.accounts.back().code);
-        return 0;
+                           id, list.accounts.back().code, list.accounts.back().code)
+            << std::flush;
+        if (out) return 0;
+        // Nobody knows the code, and nobody will: the account goes again. Its id is not given a second time.
+        list.accounts.pop_back();
+        try {
+            saveAccounts(options.accounts, list);
+        } catch (const AccountError& error) {
+            throw AccountError(fmt::format("{}; the code of account {} could not be written and is lost: remove the "
+                                           "account with \"tarn-server account remove {}\"",
+                                           error.what(), id, id));
+        }
+        err << "the access code could not be written, so no account was made\n";
+        return kOutputLost;
     });
 }
 

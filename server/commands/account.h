@@ -1,4 +1,4 @@
-// tarn-server account add, list, remove. Exit status: 0; 1 for a failure, told on err.
+// tarn-server account add, list, remove. Exit status: 0; 1 for a failure, told on err; kOutputLost.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,8 @@ struct AccountAddOptions {
     int checksumMethod = 3;         // 2 byte sum, 3 digest; 1 cannot sign
 };
 
-// Shows the new access code, the only time that it is shown, and the lines that use it.
+// Shows the new access code, the only time that it is shown, and the lines that use it. An account whose code could not
+// be written is not made.
 int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostream& err);
 // Everything but the keys.
 int runAccountList(const std::filesystem::path& accounts, std::ostream& out, std::ostream& err);
