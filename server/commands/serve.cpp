@@ -2,23 +2,26 @@
 
 #include "accounts/account_book.h"
 #include "accounts/identity_store.h"
+#include "commands/descriptor_stream.h"
+#include "commands/end_signal.h"
+#include "commands/log_writer.h"
 
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <mutex>
 #include <ostream>
-#include <pthread.h>
-#include <spdlog/async.h>
-#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/logger.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace tarn::server {
 
 namespace {
 
 constexpr auto kOpenAgainAfter = std::chrono::seconds(1);
-constexpr size_t kWaitingLogLines = 8192;
+// For ending when the time for what is in flight is over; then the process ends whatever hangs.
+constexpr auto kEnding = std::chrono::seconds(2);
 
 // The catalogue, opened when it can be.
 class OpeningRecogniser final : public Recogniser {
@@ -56,10 +59,8 @@ class OpeningRecogniser final : public Recogniser {
     std::chrono::steady_clock::time_point nextTry_{};
 };
 
-// Log lines wait in a bounded queue, the oldest giving way: whoever reads the log slowly does not slow the service.
-std::shared_ptr<spdlog::logger> makeLog(const std::shared_ptr<spdlog::details::thread_pool>& pool) {
-    auto log = std::make_shared<spdlog::async_logger>("tarn-server", std::make_shared<spdlog::sinks::stderr_sink_mt>(),
-                                                      pool, spdlog::async_overflow_policy::overrun_oldest);
+std::shared_ptr<spdlog::logger> makeLog() {
+    auto log = std::make_shared<spdlog::logger>("tarn-server", std::make_shared<LogWriter>(STDERR_FILENO));
     log->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %l %v", spdlog::pattern_time_type::utc);
     return log;
 }
@@ -91,23 +92,24 @@ std::filesystem::path defaultAccountsFile() { return stateDirectory() / "account
 
 int runServe(const ServeOptions& options, const RecogniserFactory& openCatalogue, std::ostream& out,
              std::ostream& err) {
-    // Blocked before any thread is made, so that all of them inherit it and only sigwait below takes them.
-    sigset_t endSignals;
-    sigemptyset(&endSignals);
-    sigaddset(&endSignals, SIGTERM);
-    sigaddset(&endSignals, SIGINT);
-    pthread_sigmask(SIG_BLOCK, &endSignals, nullptr);
+    EndSignal endSignal;
     std::signal(SIGPIPE, SIG_IGN); // a client that goes is a failed write
     raiseDescriptorLimit();
 
     try {
-        std::shared_ptr<spdlog::logger> log; // outlives the thread that writes its lines
-        const auto logThread = std::make_shared<spdlog::details::thread_pool>(kWaitingLogLines, 1);
-        log = makeLog(logThread);
+        const std::shared_ptr<spdlog::logger> log = makeLog();
+        endSignal.watch(options.limits.stoppingTime + kEnding,
+                        [log] { log->error("something hangs, perhaps the disk of the catalogue: ending without it"); });
         if (options.accounts.has_parent_path()) std::filesystem::create_directories(options.accounts.parent_path());
         AccountBook accounts(options.accounts, [&](const std::string& text) { log->error("accounts: {}", text); });
         IdentityStore identities(options.identities.empty() ? options.accounts.parent_path() / "identities"
                                                             : options.identities);
+        try {
+            identities.open();
+        } catch (const std::exception& error) {
+            // It is tried again at each request for an identity; nothing else needs the file.
+            log->error("identities: {}; requests for an identity fail until it can be", error.what());
+        }
         OpeningRecogniser recogniser(openCatalogue, *log);
         const RequestHandler handler(
             [&](uint32_t id) { return accounts.code(id); },
@@ -115,9 +117,9 @@ int runServe(const ServeOptions& options, const RecogniserFactory& openCatalogue
             recogniser);
         HttpServer server(options.listen, options.limits, {handler, recogniser, [&] { return accounts.size(); }, log});
         out << "listening on " << server.address() << std::endl;
+        if (!out) return kOutputLost; // whoever started the service does not learn its address
         log->info("listening on {}, {} accounts", server.address(), accounts.size());
-        int signal = 0;
-        sigwait(&endSignals, &signal);
+        const int signal = endSignal.wait();
         log->info("signal {}, finishing what is in flight", signal);
         server.stop();
         log->info("stopped");

@@ -1,4 +1,4 @@
-// fake_service LISTEN ACCOUNTS FOLDER: the service with a catalogue in memory.
+// fake_service LISTEN ACCOUNTS FOLDER [STOPPING_MS]: the service with a catalogue in memory.
 //   FOLDER/closed   while it exists, the catalogue cannot be opened
 //   FOLDER/hold     while it exists, an answer waits; FOLDER/held is made when one does
 #include "commands/serve.h"
@@ -13,11 +13,12 @@
 namespace fs = std::filesystem;
 
 int main(int count, char** arguments) {
-    if (count != 4) return 2;
+    if (count != 4 && count != 5) return 2;
     const fs::path folder = arguments[3];
     tarn::server::ServeOptions options;
     options.listen = arguments[1];
     options.accounts = arguments[2];
+    if (count == 5) options.limits.stoppingTime = std::chrono::milliseconds(std::stoi(arguments[4]));
     return tarn::server::runServe(
         options,
         [&] {

@@ -84,6 +84,73 @@ TEST(Serve, FinishesItsRequestOnASignal) {
     EXPECT_NE(service.log().find("stopped"), std::string::npos);
 }
 
+// A worker that hangs, as on a disk that does not answer, does not keep the process.
+TEST(Serve, EndsWithinItsLimitWhateverHangs) {
+    const TemporaryDirectory folder;
+    const Handle client = clientOf(addAccount(folder / "accounts"));
+    ServiceProcess service({FAKE_SERVICE, "127.0.0.1:0", (folder / "accounts").string(), folder.path().string(), "100"},
+                           folder / "log");
+    writePrivate(folder / "hold", "");
+    RawClient connection(service.port());
+    ASSERT_TRUE(connection.send(postOf(fingerprintPacket(client.get()))));
+    while (!std::filesystem::exists(folder / "held")) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    service.terminate();
+    EXPECT_EQ(service.wait(), 1); // it returns at all: the answer is held for ever
+    EXPECT_NE(service.log().find("something hangs"), std::string::npos) << service.log();
+}
+
+// The reader of standard error, and of standard output where that is the same, has stopped reading long ago.
+TEST(Serve, EndsOnASignalThoughNobodyReadsItsLog) {
+    for (const char* const redirections : {"", " >&2"}) {
+        SCOPED_TRACE(redirections);
+        const TemporaryDirectory folder;
+        const Handle client = clientOf(addAccount(folder / "accounts"));
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        ASSERT_EQ(fcntl(ends[1], F_SETFL, O_NONBLOCK), 0);
+        const std::string rubbish(4096, 'x');
+        while (write(ends[1], rubbish.data(), rubbish.size()) > 0) continue;
+        ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
+        ServiceProcess service({"/bin/sh", "-c", "exec \"$0\" \"$@\" 2>&" + std::to_string(ends[1]) + redirections,
+                                FAKE_SERVICE, "127.0.0.1:0", (folder / "accounts").string(), folder.path().string(),
+                                "100"},
+                               folder / "log");
+        const bool toldItsAddress = *redirections == '\0';
+        if (toldItsAddress) {
+            for (int i = 0; i < 20; ++i) {
+                EXPECT_EQ(exchange(service.port(), postOf(fingerprintPacket(client.get()))).status, 200);
+            }
+        } else {
+            // It waits for somebody to read its address, and takes the signal all the same.
+            while (!std::filesystem::exists(folder / "identities")) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        }
+        service.terminate();
+        EXPECT_EQ(service.wait(), toldItsAddress ? 0 : 1);
+        close(ends[0]);
+        close(ends[1]);
+    }
+}
+
+TEST(Serve, StartsWhereItCannotKeepIdentities) {
+    const TemporaryDirectory folder;
+    const Handle client = clientOf(addAccount(folder / "accounts"));
+    std::filesystem::create_directory(folder / "identities"); // no file can be made in its place, not even by root
+    FakeService service("127.0.0.1:0", folder / "accounts", folder);
+    EXPECT_EQ(exchange(service.port(), postOf(fingerprintPacket(client.get()))).status, 200);
+    const HttpAnswer answer = exchange(service.port(), postOf(identityPacket(client.get())));
+    EXPECT_EQ(answer.status, 500);
+    EXPECT_EQ(answer.body, "the request failed\n");
+    std::filesystem::remove(folder / "identities");
+    EXPECT_EQ(exchange(service.port(), postOf(identityPacket(client.get()))).status, 200);
+    service.terminate();
+    EXPECT_EQ(service.wait(), 0);
+    EXPECT_NE(service.log().find("identities: " + (folder / "identities").string() + ": cannot be opened for writing"),
+              std::string::npos)
+        << service.log();
+}
+
 TEST(Serve, StartsWithoutItsCatalogueAndOpensItWhenItCan) {
     const TemporaryDirectory folder;
     const Handle client = clientOf(addAccount(folder / "accounts"));

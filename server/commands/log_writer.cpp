@@ -1,0 +1,82 @@
+#include "commands/log_writer.h"
+
+#include <cerrno>
+#include <condition_variable>
+#include <deque>
+#include <poll.h>
+#include <string>
+#include <unistd.h>
+
+namespace tarn::server {
+
+struct LogWriter::Shared {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<std::string> lines;
+    bool ending = false;
+    bool ended = false;
+
+    void write(int descriptor);
+};
+
+namespace {
+
+// A line that cannot be written is lost: there is no one to tell.
+void writeLine(int descriptor, std::string_view line) {
+    while (!line.empty()) {
+        const ssize_t written = write(descriptor, line.data(), line.size());
+        if (written >= 0) {
+            line.remove_prefix(static_cast<size_t>(written));
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            pollfd room{descriptor, POLLOUT, 0};
+            if (poll(&room, 1, -1) < 0 && errno != EINTR) return;
+        } else if (errno != EINTR) {
+            return;
+        }
+    }
+}
+
+} // namespace
+
+void LogWriter::Shared::write(int descriptor) {
+    std::unique_lock lock(mutex);
+    for (;;) {
+        changed.wait(lock, [this] { return ending || !lines.empty(); });
+        if (lines.empty()) break;
+        const std::string line = std::move(lines.front());
+        lines.pop_front();
+        lock.unlock();
+        writeLine(descriptor, line);
+        lock.lock();
+    }
+    ended = true;
+    changed.notify_all();
+}
+
+LogWriter::LogWriter(int descriptor, size_t mostWaiting, std::chrono::milliseconds lastLines)
+    : mostWaiting_(mostWaiting), lastLines_(lastLines), shared_(std::make_shared<Shared>()),
+      thread_([shared = shared_, descriptor] { shared->write(descriptor); }) {}
+
+LogWriter::~LogWriter() {
+    std::unique_lock lock(shared_->mutex);
+    shared_->ending = true;
+    shared_->changed.notify_all();
+    const bool ended = shared_->changed.wait_for(lock, lastLines_, [this] { return shared_->ended; });
+    lock.unlock();
+    if (ended) {
+        thread_.join();
+    } else {
+        thread_.detach();
+    }
+}
+
+void LogWriter::sink_it_(const spdlog::details::log_msg& message) {
+    spdlog::memory_buf_t text;
+    formatter_->format(message, text);
+    const std::lock_guard lock(shared_->mutex);
+    if (shared_->lines.size() >= mostWaiting_) shared_->lines.pop_front();
+    shared_->lines.emplace_back(text.data(), text.size());
+    shared_->changed.notify_all();
+}
+
+} // namespace tarn::server
