@@ -5,7 +5,8 @@
 
 namespace tarn::server {
 
-WorkQueue::WorkQueue(size_t workers, size_t mostWaiting) : mostWaiting_(mostWaiting), threads_(workers + 1) {
+WorkQueue::WorkQueue(size_t workers, size_t mostWaiting, std::chrono::milliseconds together)
+    : mostWaiting_(mostWaiting), threads_(workers + 1), together_(together) {
     for (size_t i = 0; i < threads_; ++i) workers_.emplace_back([this] { work(); });
 }
 
@@ -25,6 +26,7 @@ bool WorkQueue::tryPush(uint32_t account, Job job) {
     {
         const std::lock_guard lock(mutex_);
         if (closed_) return false;
+        noteWhoAsks(account);
         if (waiting_ >= mostWaiting_) {
             const auto most = longest();
             const auto mine = accounts_.find(account);
@@ -60,11 +62,18 @@ void WorkQueue::dropIfIdle(Accounts::iterator account) {
     if (account->second.waiting.empty() && account->second.running == 0) accounts_.erase(account);
 }
 
+void WorkQueue::noteWhoAsks(uint32_t account) {
+    if (lastAccount_ && *lastAccount_ != account) lastChange_ = Clock::now();
+    lastAccount_ = account;
+}
+
+size_t WorkQueue::keptThreads() const { return lastChange_ && Clock::now() - *lastChange_ < together_ ? 2 : 1; }
+
 // The account whose turn it is, among those that may have one now.
 std::deque<uint32_t>::iterator WorkQueue::nextTurn() {
-    const bool isLastFree = running_ + 1 >= threads_;
+    const bool isKept = running_ + keptThreads() >= threads_;
     return std::find_if(turns_.begin(), turns_.end(),
-                        [&](uint32_t account) { return !isLastFree || accounts_.at(account).running == 0; });
+                        [&](uint32_t account) { return !isKept || accounts_.at(account).running == 0; });
 }
 
 void WorkQueue::work() {

@@ -105,7 +105,7 @@ TEST(WorkQueue, GivesEveryAccountATurnAfterAnother) {
 // Whatever one account asks, another one finds a worker.
 TEST(WorkQueue, KeepsTheLastWorkerForAccountsThatHaveNothingAtWork) {
     Record record;
-    WorkQueue queue(2, 100);
+    WorkQueue queue(2, 100, std::chrono::milliseconds(0));
     Blockers blockers(queue);
     blockers.occupy(kMine);
     blockers.occupy(kMine);
@@ -119,6 +119,26 @@ TEST(WorkQueue, KeepsTheLastWorkerForAccountsThatHaveNothingAtWork) {
     blockers.letGo();
     queue.close();
     EXPECT_EQ(record.order(), std::string(20, 'a'));
+}
+
+TEST(WorkQueue, KeepsASecondOneWhileSeveralAccountsAsk) {
+    WorkQueue queue(2, 100, std::chrono::hours(1));
+    Record record;
+    const auto runOther = [&] {
+        std::latch ran(1);
+        ASSERT_TRUE(queue.tryPush(kOther, [&](Fate) { ran.count_down(); }));
+        ran.wait();
+    };
+    Blockers blockers(queue);
+    blockers.occupy(kMine);
+    runOther();
+    ASSERT_TRUE(queue.tryPush(kMine, record.job('a')));
+    runOther(); // a worker saw that job first
+    EXPECT_EQ(queue.waiting(), 1U);
+    EXPECT_EQ(record.order(), "");
+    blockers.letGo();
+    queue.close();
+    EXPECT_EQ(record.order(), "a");
 }
 
 TEST(WorkQueue, WhenFullTheAccountWithTheMostGivesWay) {

@@ -168,7 +168,7 @@ TEST_F(Matching, SaysNothingToEmptyAndDegenerateQueries) {
 TEST_F(Matching, BearsQueriesOfAnyLengthAndDuration) {
     CatalogRecogniser recogniser(location());
     std::mt19937 dice(5);
-    for (const size_t letters : {size_t{40}, size_t{1292}, size_t{1293}, size_t{200000}}) {
+    for (const size_t letters : {size_t{40}, kMostLetters, kMostLetters + 1, size_t{200000}}) {
         SCOPED_TRACE(letters);
         FingerprintQuery query;
         query.durationMs = 31000;
@@ -177,7 +177,7 @@ TEST_F(Matching, BearsQueriesOfAnyLengthAndDuration) {
         }
         EXPECT_THAT(recogniser.recognise(query, 5), IsEmpty());
         CatalogReader reader(location());
-        EXPECT_EQ(examine(reader, query).refusal.empty(), letters <= 1292);
+        EXPECT_EQ(examine(reader, query).refusal.empty(), letters <= kMostLetters);
     }
     for (const uint32_t durationMs : {0U, 1U, 50U, 51U, 1000U, UINT32_MAX}) {
         SCOPED_TRACE(durationMs);
@@ -270,7 +270,7 @@ TEST_F(Matching, IdentifyTellsWhatItFoundAndWhy) {
 
 // Where every recording holds the same theme, the theme's grams are too common to be read.
 TEST(MatchingOfALargeCatalogue, LooksForTheRarestGramsUpToABound) {
-    constexpr uint32_t kRecordings = 600;
+    constexpr uint32_t kRecordings = 800;
     constexpr uint64_t kBound = 200'000; // postings
     const TemporaryDirectory folder;
     std::mt19937 dice(3);
@@ -279,14 +279,14 @@ TEST(MatchingOfALargeCatalogue, LooksForTheRarestGramsUpToABound) {
         while (text.size() < count) text.push_back(static_cast<char>('a' + dice() % 24));
         return text;
     };
-    const std::string theme = letters(400);
+    const std::string theme = letters(300);
     FingerprintQuery query;
     query.durationMs = 30000;
     {
         CatalogWriter writer(folder / "catalogue");
         for (uint32_t number = 1; number <= kRecordings; ++number) {
             Recording recording = kvxtest::sampleRecording(number);
-            const std::string own = letters(200);
+            const std::string own = letters(110);
             for (auto& variant : recording.codes) {
                 for (CodeString& string : variant) {
                     string.letters = theme + own;
