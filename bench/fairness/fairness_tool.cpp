@@ -9,6 +9,8 @@
 // on which account CODE asks the dearest without a pause.
 #include "audio/recording_reader.h"
 #include "catalog/catalog.h"
+#include "coding/query_coder.h"
+#include "demo/piece.h"
 #include "server/http/raw_client.h"
 #include "server/protocol/client.h"
 
@@ -33,6 +35,7 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr size_t kUsualFiles = 12;
+constexpr uint32_t kUnknownSeed = 900'000;
 constexpr size_t kAlone = 60; // questions of each kind
 constexpr size_t kMostIdsAsked = 100;
 constexpr int16_t kMostAsked = 100;
@@ -57,6 +60,7 @@ Handle openClient(const std::string& code) {
 
 struct Collection {
     std::vector<Codes> queries;
+    std::vector<Codes> unknown; // of music that is not in it
     std::vector<std::string> trackIds;
     std::vector<std::string> albumIds;   // each once
     std::vector<std::string> allLetters; // of many recordings
@@ -72,6 +76,13 @@ Collection read(const std::string& catalog) {
         collection.allLetters.push_back(recording.codes[0][0].letters);
     });
     if (collection.queries.empty()) throw std::runtime_error("the catalogue holds nothing");
+    for (uint32_t piece = 0; piece < kUsualFiles; ++piece) {
+        constexpr int kRateHz = 22050;
+        constexpr uint32_t kAskedMs = 31'000;
+        const auto music = tarn::demo::renderPiece(kUnknownSeed + piece, 40, kRateHz, 1);
+        collection.unknown.push_back(
+            codeQuery({music.samples.data(), kAskedMs / 1000 * size_t{kRateHz}}, kAskedMs).codes);
+    }
     collection.albumIds.assign(albums.begin(), albums.end());
     return collection;
 }
@@ -111,10 +122,12 @@ std::vector<Kind> kindsOf(const Collection& collection, const std::string& code)
         for (int i = 0; i < 4; ++i) requests.push_back(postOf(fingerprintPacket(client.get(), kMostAsked, make())));
         return requests;
     };
-    std::vector<Kind> kinds(1);
-    kinds[0].name = "usual: a fingerprint of the collection";
+    std::vector<Kind> kinds = {{"usual: a fingerprint of the collection", {}}, {"one of other music", {}}};
     for (const Codes& codes : collection.queries) {
         kinds[0].requests.push_back(postOf(fingerprintPacket(client.get(), 10, codes)));
+    }
+    for (const Codes& codes : collection.unknown) {
+        kinds[1].requests.push_back(postOf(fingerprintPacket(client.get(), 10, codes)));
     }
     for (const size_t letters : {kLettersOfAudio, kLongestString}) {
         const std::string count = std::to_string(letters);
