@@ -17,6 +17,7 @@
 #include <mutex>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <thread>
 
 namespace tarn::server {
@@ -333,7 +334,12 @@ void HttpServer::Impl::start() {
     address = boundAddress(listener);
     port = boundPort(listener);
     const size_t processors = std::max(1U, std::thread::hardware_concurrency());
-    queue = std::make_unique<WorkQueue>(limits.workers == 0 ? processors : limits.workers, limits.waiting);
+    try {
+        queue = std::make_unique<WorkQueue>(limits.workers == 0 ? processors : limits.workers, limits.waiting);
+    } catch (const std::system_error& error) {
+        throw ListenError(std::string("the workers cannot be started: ") + error.what() +
+                          "; ask for fewer with --workers, or give the service more memory");
+    }
     daemon = MHD_start_daemon(MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &onRequest,
                               this, MHD_OPTION_LISTEN_SOCKET, listener.get(), MHD_OPTION_CONNECTION_LIMIT,
                               static_cast<unsigned>(limits.connections), MHD_OPTION_PER_IP_CONNECTION_LIMIT,
@@ -385,7 +391,12 @@ void HttpServer::Impl::stop() {
 
 HttpServer::HttpServer(const std::string& address, const HttpLimits& limits, Services services)
     : impl_(std::make_unique<Impl>(address, limits, std::move(services))) {
-    impl_->start();
+    try {
+        impl_->start();
+    } catch (...) {
+        impl_->stop();
+        throw;
+    }
 }
 
 HttpServer::~HttpServer() { stop(); }

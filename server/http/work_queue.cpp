@@ -7,7 +7,12 @@ namespace tarn::server {
 
 WorkQueue::WorkQueue(size_t workers, size_t mostWaiting, std::chrono::milliseconds together)
     : mostWaiting_(mostWaiting), threads_(workers + 1), together_(together) {
-    for (size_t i = 0; i < threads_; ++i) workers_.emplace_back([this] { work(); });
+    try {
+        for (size_t i = 0; i < threads_; ++i) workers_.emplace_back([this] { work(); });
+    } catch (...) {
+        close(); // those that were made would wait for ever
+        throw;
+    }
 }
 
 WorkQueue::~WorkQueue() { close(); }
