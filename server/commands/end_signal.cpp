@@ -33,7 +33,7 @@ EndSignal::~EndSignal() {
     }
     changed_.notify_all();
     if (!thread_.joinable()) return;
-    pthread_kill(thread_.native_handle(), SIGTERM); // it may still wait for one
+    pthread_kill(thread_.native_handle(), SIGINT); // it may still wait for one
     thread_.join();
 }
 
