@@ -15,6 +15,7 @@ constexpr int32_t kSkippedVectors = 40;
 // A call with so many frames leaves none waiting, so that whoever brings whole recordings finds all counts in place;
 // taking in less than a group costs as much as a whole one, which is little then.
 constexpr int32_t kManyFrames = 128;
+constexpr int32_t kEndless = std::numeric_limits<int32_t>::max(); // capacity that no recording reaches: 1.5 years
 constexpr size_t kBands = 5; // whose logarithm is taken; the sixth counts in the total alone
 
 // A run of L vectors writes fewer than L letters, so capacity letters always fit.
@@ -23,13 +24,31 @@ size_t textBytes(int32_t capacity) {
     return frames + frames / 215 + 1;
 }
 
-// Where a fresh and a reset map start.
-void start(FeatureMap& map, int32_t capacity, char* text1, char* text2) {
-    map.capacity = capacity;
+// Where a fresh and a reset map start: what a map keeps for life.
+struct Lasting {
+    int32_t capacity;
+    int32_t textFrames;
+    char* texts[2];
+    int32_t* ticks[2];
+};
+
+void start(FeatureMap& map, const Lasting& lasting) {
+    map.capacity = lasting.capacity;
+    map.textFrames = lasting.textFrames;
     map.coder1.codebook = &kvx::marsyas_codebook1;
     map.coder2.codebook = &kvx::marsyas_codebook2;
-    map.coder1.text = text1;
-    map.coder2.text = text2;
+    map.coder1.text = lasting.texts[0];
+    map.coder2.text = lasting.texts[1];
+    map.coder1.ticks = lasting.ticks[0];
+    map.coder2.ticks = lasting.ticks[1];
+}
+
+kvx::Owned<char> newText(int32_t frames) {
+    return kvx::Owned<char>(static_cast<char*>(kvx::allocateZeroed(textBytes(frames))));
+}
+
+kvx::Owned<int32_t> newTicks(int32_t frames) {
+    return kvx::Owned<int32_t>(static_cast<int32_t*>(kvx::allocateZeroed(textBytes(frames) * sizeof(int32_t))));
 }
 
 // Up to a group of vectors that go to the coder together.
@@ -69,31 +88,46 @@ int16_t* frameOf(FeatureMap& map, size_t index) { return index == 0 ? map.frame 
 } // namespace
 
 FeatureMap* fmap_create(uint32_t capacity) {
-    if (capacity > static_cast<uint32_t>(std::numeric_limits<int32_t>::max())) return nullptr;
+    if (capacity > static_cast<uint32_t>(kEndless)) return nullptr;
     const auto frames = static_cast<int32_t>(capacity);
     auto map = kvx::makeZeroed<FeatureMap>();
-    kvx::Owned<char> text1(static_cast<char*>(kvx::allocateZeroed(textBytes(frames))));
-    kvx::Owned<char> text2(static_cast<char*>(kvx::allocateZeroed(textBytes(frames))));
+    auto text1 = newText(frames);
+    auto text2 = newText(frames);
     if (map == nullptr || text1 == nullptr || text2 == nullptr) return nullptr;
-    start(*map, frames, text1.release(), text2.release());
+    start(*map, {frames, frames, {text1.release(), text2.release()}, {}});
     return map.release();
+}
+
+FeatureMap* fmap_create_endless(uint32_t textFrames) {
+    FeatureMap* map = fmap_create(textFrames);
+    if (map == nullptr) return nullptr;
+    auto ticks1 = newTicks(map->textFrames);
+    auto ticks2 = newTicks(map->textFrames);
+    if (ticks1 == nullptr || ticks2 == nullptr) {
+        fmap_destroy(map);
+        return nullptr;
+    }
+    map->capacity = kEndless;
+    map->coder1.ticks = ticks1.release();
+    map->coder2.ticks = ticks2.release();
+    return map;
 }
 
 void fmap_destroy(FeatureMap* map) {
     if (map == nullptr) return;
-    KVXFree(map->coder1.text);
-    KVXFree(map->coder2.text);
+    for (const kvx::CodebookState& coder : {map->coder1, map->coder2}) {
+        KVXFree(coder.text);
+        if (coder.ticks != nullptr) KVXFree(coder.ticks);
+    }
     KVXFree(map);
 }
 
 void fmap_reset(FeatureMap* map) {
-    const int32_t capacity = map->capacity;
-    char* text1 = map->coder1.text;
-    char* text2 = map->coder2.text;
+    const Lasting lasting = {
+        map->capacity, map->textFrames, {map->coder1.text, map->coder2.text}, {map->coder1.ticks, map->coder2.ticks}};
     KVXMemSet(map, 0, sizeof *map);
-    KVXMemSet(text1, 0, textBytes(capacity));
-    KVXMemSet(text2, 0, textBytes(capacity));
-    start(*map, capacity, text1, text2);
+    for (char* text : lasting.texts) KVXMemSet(text, 0, textBytes(lasting.textFrames));
+    start(*map, lasting);
 }
 
 void fmap_settle(FeatureMap* map) {

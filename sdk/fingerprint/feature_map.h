@@ -11,6 +11,7 @@
 // One zero-filled record holds every buffer but the two texts; nothing is allocated after fmap_create.
 struct FeatureMap {
     int32_t capacity;                                         // frames to take, and vectors to code
+    int32_t textFrames;                                       // frames whose letters each text holds
     int32_t framesSeen;                                       // frames completed
     int32_t finished;                                         // 1 once fmap_flush found the coder full
     int32_t fill;                                             // samples in the frame being collected, 0 to 511
@@ -28,6 +29,9 @@ struct FeatureMap {
 
 // A map for capacity frames of 512 samples, or null for failed memory. fmap_destroy releases it; null is ignored.
 FeatureMap* fmap_create(uint32_t capacity);
+// A map that is never full, and keeps the vector of each letter (CodebookState::ticks). Whoever feeds it takes the
+// letters out, by setting a coder's length to 0, before it has brought more than the texts hold.
+FeatureMap* fmap_create_endless(uint32_t textFrames);
 void fmap_destroy(FeatureMap* map);
 // Clears the map for reuse; keeps capacity and buffers.
 void fmap_reset(FeatureMap* map);

@@ -61,7 +61,7 @@ struct CodebookState {
     int32_t coded; // vectors
     char* text;    // zero-terminated; owned by the map
     int32_t length;
-    int32_t* ticks; // of each letter, its vector's; null where nobody asks, otherwise as long as text and not owned
+    int32_t* ticks; // of each letter, its vector's; null where nobody asks, otherwise as long as text; the map's too
 };
 
 constexpr float kFarthest = 1e10F; // a distance that no row is taken for

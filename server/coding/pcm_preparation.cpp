@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <string>
 
 namespace tarn::server {
 
@@ -12,17 +11,6 @@ namespace {
 
 constexpr int kEngineRate = 22050;
 constexpr int kLowestRateHz = 1000;
-
-// A resampler lives in a library handle, and a handle wants an access code. This one signs nothing: account 0, no
-// encryption, no checksum, a key of zeros.
-KVXHandle* makeHandle() {
-    const std::string accessCode = "0000000001000100" + std::string(64, '0');
-    KVXHandle* handle = nullptr;
-    if (KVXInit(&handle, accessCode.c_str(), nullptr, 0, nullptr, 0, 'B', 'B', 'S', nullptr, 0) != 0) {
-        throw std::bad_alloc();
-    }
-    return handle;
-}
 
 // The mean of each frame of one channel or more, rounded toward minus infinity, as the library rounds pairs.
 void mixMany(const int16_t* pcm, size_t frames, size_t channels, int16_t* mono) {
@@ -37,17 +25,13 @@ void mixMany(const int16_t* pcm, size_t frames, size_t channels, int16_t* mono) 
 
 } // namespace
 
-void PcmPreparation::Shutdown::operator()(KVXHandle* handle) const { KVXShutdown(&handle); }
-
 PcmPreparation::PcmPreparation(int rateHz, int channels) : rateHz_(rateHz), channels_(static_cast<size_t>(channels)) {
     if (rateHz < kLowestRateHz) throw std::invalid_argument("PCM of less than 1000 Hz");
     if (channels < 1) throw std::invalid_argument("PCM without channels");
     if (rateHz == kEngineRate) return;
-    resampler_.reset(makeHandle());
+    resampler_ = makeLibraryHandle(); // where the library keeps a resampler
     KVXResamplerInit(resampler_.get(), rateHz, kEngineRate);
 }
-
-PcmPreparation::~PcmPreparation() = default;
 
 std::span<const int16_t> PcmPreparation::prepare(std::span<const int16_t> pcm) {
     const size_t frames = pcm.size() / channels_;

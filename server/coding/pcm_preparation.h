@@ -1,12 +1,11 @@
 // PCM of any rate and channel count to what the engine codes: mono at 22050 Hz, prepared as a client's session does.
 #pragma once
 
+#include "coding/library_handle.h"
+
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
-
-struct KVXHandle;
 
 namespace tarn::server {
 
@@ -14,22 +13,15 @@ class PcmPreparation {
   public:
     // channels at least 1, rateHz at least 1000; otherwise std::invalid_argument.
     PcmPreparation(int rateHz, int channels);
-    ~PcmPreparation();
-    PcmPreparation(const PcmPreparation&) = delete;
-    PcmPreparation& operator=(const PcmPreparation&) = delete;
 
     // pcm: interleaved, whole frames (what is left of a broken one is ignored). The result is valid until the next
     // call.
     std::span<const int16_t> prepare(std::span<const int16_t> pcm);
 
   private:
-    struct Shutdown {
-        void operator()(KVXHandle* handle) const;
-    };
-
     int rateHz_;
     size_t channels_;
-    std::unique_ptr<KVXHandle, Shutdown> resampler_; // keeps its position between calls
+    LibraryHandle resampler_; // keeps its position between calls
     std::vector<int16_t> mono_;
     std::vector<int16_t> resampled_;
 };

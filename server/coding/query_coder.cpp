@@ -1,46 +1,67 @@
 #include "coding/query_coder.h"
 
-#include "fingerprint/feature_map.h"
+#include "coding/library_handle.h"
+#include "coding/recording_codes.h"
 #include "kvx.h"
+#include "protocol/packet_reader.h"
+#include "protocol/payload_reader.h"
 
 #include <algorithm>
-#include <array>
-#include <memory>
+#include <limits>
 #include <new>
+#include <variant>
 
 namespace tarn::server {
 
 namespace {
 
-constexpr uint32_t kUncodedMs = 50;
-constexpr uint32_t kMostCodedMs = 30000;
-constexpr std::array<size_t, 3> kMapOffsets = {0, 128, 256}; // samples that each map skips
+constexpr int32_t kTooShort = -2;
 
-struct MapDestroy {
-    void operator()(FeatureMap* map) const { fmap_destroy(map); }
-};
+// The session's answer: where to start, or why there is none.
+int32_t openSession(KVXHandle* handle, uint32_t durationMs) {
+    constexpr uint32_t kLongest = std::numeric_limits<int32_t>::max();
+    const int32_t start = KVXNewFingerprint3(handle, 1, static_cast<int32_t>(kEngineRateHz),
+                                             static_cast<int32_t>(std::min(durationMs, kLongest)));
+    if (start < 0 && start != kTooShort) throw std::bad_alloc();
+    return start;
+}
+
+// Is the session finished?
+bool feed(KVXHandle* handle, std::span<const int16_t> samples) {
+    constexpr size_t kPieceSamples = 32768; // a session takes samples two by two
+    int32_t status = KVX_MORE_AUDIO_WANTED;
+    while (status == KVX_MORE_AUDIO_WANTED && samples.size() >= 2) {
+        const auto piece = samples.first(std::min(samples.size() / 2 * 2, kPieceSamples));
+        status = KVXGenerateFingerprint3(handle, reinterpret_cast<const uint8_t*>(piece.data()),
+                                         static_cast<int32_t>(piece.size_bytes()));
+        samples = samples.subspan(piece.size());
+    }
+    if (status < 0) throw std::bad_alloc();
+    return status == 0;
+}
+
+FingerprintQuery queryOf(KVXHandle* handle) {
+    uint8_t* buffer = nullptr;
+    uint32_t length = 0;
+    if (KVXGenerateFingerprintRequest3(handle, nullptr, 0, nullptr, 0, 0, &buffer, &length) != 0) {
+        throw std::bad_alloc();
+    }
+    const auto release = [](uint8_t* request) { KVXFreeFingerprintRequest3(&request); };
+    const std::unique_ptr<uint8_t, decltype(release)> request(buffer, release);
+    const Packet packet = readPacket({buffer, length});
+    return std::get<FingerprintRequest>(readPayload(packet.payload)).query;
+}
 
 } // namespace
 
 FingerprintQuery codeQuery(std::span<const int16_t> samples, uint32_t durationMs) {
-    FingerprintQuery query;
-    query.durationMs = durationMs;
-    if (durationMs <= kUncodedMs) return query;
-    const auto frames = static_cast<uint32_t>(KVX_GetFeatureSize(std::min(durationMs - kUncodedMs, kMostCodedMs)));
-    for (size_t m = 0; m < kMapOffsets.size(); ++m) {
-        const std::unique_ptr<FeatureMap, MapDestroy> map(fmap_create(frames));
-        if (map == nullptr) throw std::bad_alloc();
-        const std::span<const int16_t> rest = samples.subspan(std::min(kMapOffsets[m], samples.size()));
-        const size_t count = std::min<size_t>(rest.size(), size_t{frames} * kvx::kFrameSamples);
-        if (fmap_add_data(map.get(), rest.data(), static_cast<int32_t>(count)) == 0) return {{}, durationMs};
-        while (fmap_flush(map.get()) == 0) {
-        }
-        query.codes[2 * m].assign(map->coder1.text, static_cast<size_t>(map->coder1.length));
-        query.codes[2 * m + 1].assign(map->coder2.text, static_cast<size_t>(map->coder2.length));
-    }
-    return query;
+    const LibraryHandle handle = makeLibraryHandle();
+    if (openSession(handle.get(), durationMs) < 0 || !feed(handle.get(), samples)) return {{}, durationMs};
+    return queryOf(handle.get());
 }
 
-uint32_t clientStartMs(uint32_t durationMs) { return durationMs > 74005 ? 44000 : 0; }
+uint32_t clientStartMs(uint32_t durationMs) {
+    return static_cast<uint32_t>(std::max(openSession(makeLibraryHandle().get(), durationMs), 0));
+}
 
 } // namespace tarn::server

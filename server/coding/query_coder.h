@@ -1,4 +1,5 @@
-// The six strings that a client would send for an excerpt, made without a client.
+// The six strings that a client would send for an excerpt: a client's session, and the request that it makes, read as
+// any other request is.
 #pragma once
 
 #include "recogniser.h"
@@ -8,11 +9,11 @@
 
 namespace tarn::server {
 
-// samples: mono, 22050 Hz, from where the client starts reading; durationMs: of the whole recording. Codes 30 s at
-// most. Strings are empty when the audio is too short for its duration.
+// samples: mono, 22050 Hz, from where the client starts reading; durationMs: of the whole recording. Strings are empty
+// where a client has no request to send: the recording or the audio is too short. Throws std::bad_alloc.
 FingerprintQuery codeQuery(std::span<const int16_t> samples, uint32_t durationMs);
 
-// Where a client starts reading a recording of that duration: 44 s into one longer than 74.005 s.
+// Where a client starts reading a recording of that duration.
 uint32_t clientStartMs(uint32_t durationMs);
 
 } // namespace tarn::server

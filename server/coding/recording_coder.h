@@ -2,24 +2,18 @@
 #pragma once
 
 #include "coding/recording_codes.h"
+#include "fingerprint/letter_stream.h"
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <span>
-#include <vector>
-
-struct FeatureMap;
 
 namespace tarn::server {
 
-// One endless feature map per variant. Memory stays the same however long the recording is, but for the letters.
+// One stream of letters per variant. Memory stays the same however long the recording is, but for the letters.
 class RecordingCoder {
   public:
     RecordingCoder();
-    ~RecordingCoder();
-    RecordingCoder(const RecordingCoder&) = delete;
-    RecordingCoder& operator=(const RecordingCoder&) = delete;
 
     // samples: mono, 22050 Hz, in any pieces.
     void add(std::span<const int16_t> samples);
@@ -27,18 +21,13 @@ class RecordingCoder {
     RecordingCodes finish();
 
   private:
-    struct MapDestroy {
-        void operator()(FeatureMap* map) const;
-    };
-    struct Phase {
-        std::unique_ptr<FeatureMap, MapDestroy> map;
-        std::array<std::vector<int32_t>, kCodebooks> ticks; // of the letters in the map's texts
+    struct Variant {
+        kvx::LetterStream stream;
         uint32_t samplesToSkip = 0;
     };
     void start();
-    void takeLetters(size_t variant);
 
-    std::array<Phase, kPhases.size()> phases_;
+    std::array<Variant, kPhases.size()> variants_;
     RecordingCodes codes_;
 };
 

@@ -329,12 +329,10 @@ TEST_P(Lanes, NoteTheVectorOfEachLetterWhereAskedTo) {
         fmap_code_tick(single.get(), nullptr);
         expected.resize(static_cast<size_t>(single->coder1.length), single->codeTicks);
     }
-    const MapPointer map = makeMap(1000);
-    std::vector<int32_t> ticks(1000);
-    map->coder1.ticks = ticks.data();
+    const MapPointer map(fmap_create_endless(1000));
     addFrames(*map, samples, frames);
     fmap_code_tick(map.get(), nullptr);
-    ticks.resize(static_cast<size_t>(map->coder1.length));
+    const std::vector<int32_t> ticks(map->coder1.ticks, map->coder1.ticks + map->coder1.length);
     EXPECT_EQ(ticks, expected);
     EXPECT_GT(ticks.size(), 30U);
 }

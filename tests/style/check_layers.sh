@@ -1,0 +1,32 @@
+#!/bin/sh
+# Which headers of the library the layers above it include: the tool the public one alone, the server two more.
+# usage: check_layers.sh SOURCE
+set -eu
+cd "$1"
+
+# includes FOLDER: the library's headers that its sources name.
+includes() {
+    grep -rhoE '^#include ["<](kvx\.h|handle\.h|owned\.h|(core|fingerprint|records|PacketSigning)/[^">]+)[">]' "$1" |
+        sed 's/.*["<]\(.*\)[">]/\1/' | sort -u
+}
+
+status=0
+allow() { # FOLDER header...
+    folder=$1
+    shift
+    printf '%s\n' "$@" | sort >"$allowed"
+    for header in $(includes "$folder" | comm -23 - "$allowed"); do
+        echo "$folder includes $header, and may include: $*"
+        status=1
+    done
+    includes "$folder" | grep -qx kvx.h || { echo "$folder does not include kvx.h: is anything looked at?"; status=1; }
+}
+allowed=$(mktemp)
+trap 'rm -f "$allowed"' EXIT
+allow app kvx.h
+allow server kvx.h core/packet_layout.h fingerprint/letter_stream.h
+if grep -rnE '^#include "(app|server|commands|catalog|matching|protocol)/' sdk src; then
+    echo "the library includes what stands above it"
+    status=1
+fi
+exit $status
