@@ -5,12 +5,14 @@
 #include "owned.h"
 
 #include <array>
+#include <cstring>
 
 namespace {
 
+// One that is longer than its length field says makes the packet too long to be built.
 void writeText(kvx::ByteSink& sink, const char* text) {
-    const uint32_t length = safe_strlen(text);
-    sink.u32(length);
+    const size_t length = text == nullptr ? 0 : std::strlen(text);
+    sink.u32(static_cast<uint32_t>(length));
     sink.bytes(text, length);
 }
 
@@ -46,9 +48,7 @@ class FingerprintPayload final : public kvx::PacketPayload {
     bool write(kvx::ByteSink& sink) const override {
         sink.u8(kvx::packet::kFingerprintRequest);
         kvx::writePermissions(sink, handle_);
-        if (!writeBlock(sink)) return false;
-        writePairs(sink);
-        return true;
+        return writeBlock(sink) && writePairs(sink);
     }
 
   private:
@@ -68,15 +68,16 @@ class FingerprintPayload final : public kvx::PacketPayload {
         return true;
     }
 
-    void writePairs(kvx::ByteSink& sink) const {
+    bool writePairs(kvx::ByteSink& sink) const {
         uint32_t size = 0;
-        if (pairCount_ > 0) KVXGetNumValuePairsBlobSize(pairs_, pairCount_, &size);
+        if (pairCount_ > 0 && KVXGetNumValuePairsBlobSize(pairs_, pairCount_, &size) != 0) return false;
         sink.u32(size);
         if (size > 0 && sink.here() != nullptr) {
             KVXBlob blob{sink.here(), 0, 0};
-            KVXGetNumValuePairsBlob(pairs_, pairCount_, &blob);
+            if (KVXGetNumValuePairsBlob(pairs_, pairCount_, &blob) != 0) return false;
         }
         sink.skip(size);
+        return true;
     }
 
     const KVXHandle& handle_;

@@ -5,6 +5,8 @@
 #include "handle.h"
 #include "kvx.h"
 
+#include <algorithm>
+#include <limits>
 #include <string_view>
 
 using namespace kvx::packet;
@@ -109,6 +111,8 @@ int32_t KVXGetBINHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* posi
 }
 
 int32_t KVXMapPacketHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, uint32_t binLength) {
+    const bool isHttp = handle != nullptr && handle->requestFraming == kvx::kFramingHttp;
+    if (isHttp && binLength > std::numeric_limits<uint32_t>::max() - kMultipartBytes) return -1;
     return mapHttpText(handle, buffer, position,
                        [&](kvx::ByteSink& sink) { writeHttpPrefix(sink, *handle, binLength); });
 }
@@ -175,11 +179,12 @@ uint8_t KVXGetNumDigits(uint32_t value) {
 
 uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length) {
     constexpr std::string_view kHeaderEnd = "\r\n\r\n";
-    if (static_cast<uint64_t>(start) + 3 >= length) return start + 4;
+    constexpr uint64_t kMost = std::numeric_limits<uint32_t>::max(); // never wraps: no body is no body
+    if (uint64_t{start} + 3 >= length) return static_cast<uint32_t>(std::min(uint64_t{start} + 4, kMost));
     for (uint32_t at = start; at + 3 < length; ++at) {
         if (KVXMemCmp(data + at, kHeaderEnd.data(), kHeaderEnd.size()) == 0) return at + 4;
     }
-    return length + 1;
+    return static_cast<uint32_t>(std::min(uint64_t{length} + 1, kMost));
 }
 
 } // extern "C"

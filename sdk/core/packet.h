@@ -13,7 +13,8 @@ class PacketPayload {
     PacketPayload(const PacketPayload&) = delete;
     PacketPayload& operator=(const PacketPayload&) = delete;
 
-    // False for failed memory.
+    // False for failed memory, and for what no blob holds. What is written may be less than was counted: the rest of
+    // the buffer then stays zero, behind everything.
     virtual bool write(ByteSink& sink) const = 0;
 
   protected:
@@ -26,7 +27,8 @@ struct PacketOptions {
 };
 
 // Builds the packet, in HTTP text where the handle's framing says so. The buffer is the caller's. -1, with both
-// outputs untouched: unknown framing, no signature possible, failed memory, or more than 2^31 - 1 bytes.
+// outputs untouched: unknown framing, no signature possible, failed memory, or more than 2^31 - 1 bytes. No signature
+// is possible with checksum method 1, and once the state of a method has been taken away.
 int32_t buildPacket(KVXHandle& handle, const PacketOptions& options, const PacketPayload& payload, uint8_t** bufferOut,
                     uint32_t* lengthOut);
 

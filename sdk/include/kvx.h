@@ -10,7 +10,8 @@
  * Ownership   What a function hands out through a pointer to a pointer belongs to the caller, who returns it with
  *             the matching KVXFree... function. Those take the address of the caller's pointer and, unless said
  *             otherwise, set it to null; null pointers are ignored. Arguments are never taken over.
- * Lengths     Bytes, unless the name says otherwise; texts are counted without their terminator.
+ * Lengths     Bytes, unless the name says otherwise; texts are counted without their terminator. Sums of lengths never
+ *             wrap around: what no blob or packet holds is refused with -1.
  * Memory      Taken and returned through the hooks KVXMalloc and KVXFree. A failed allocation gives -1, and
  *             everything taken so far is released.
  * Wire        Integers in packets and blobs are little-endian; they pass through KVXMemCopy2 and KVXMemCopy3.
@@ -114,7 +115,8 @@ KVX_API uint32_t BlobGetCount(const KVXBlob* blob);
 
 /* Locates a field. -41 null cursor; -4 index beyond the count (an index equal to the count is accepted) or a blob
  * without fields; -1 the field does not lie inside the blob. Where the field's offsets can be read the outputs are
- * set even when the result is -1; they must then not be followed. */
+ * set even when the result is -1; they must then not be followed. The address of a field that starts beyond the blob is
+ * that of the blob's end. */
 KVX_API int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldData, uint32_t* fieldLength);
 
 /* Readers. -1 when the field cannot be located. */
@@ -132,7 +134,8 @@ KVX_API int32_t KVXGetNewArray(const KVXBlob* blob, uint8_t index, uint32_t elem
                                void** array, uint16_t* count);
 KVX_API int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count);
 
-/* Writers: fields strictly in index order, into a buffer of the size that the record's size function gave. */
+/* Writers: fields strictly in index order, into a buffer of the size that the record's size function gave. -1, with the
+ * write position where it was, for a field that would make the blob longer than its 32-bit offsets can say. */
 KVX_API int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLength* value);
 KVX_API int32_t KVXWriteShortToBlob(KVXBlob* blob, uint8_t index, const uint16_t* value);
 KVX_API int32_t KVXWriteEmptyBlob(KVXBlob* blob, uint8_t index);
@@ -144,7 +147,7 @@ KVX_API int32_t KVXWriteArrayToBlob(int16_t count, uint8_t index, uint32_t eleme
 KVX_API int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXValueLength* array,
                                                KVXBlob* blob);
 
-/* Sizes in bytes (not statuses); 0 for no elements. */
+/* Sizes in bytes (not statuses); 0 for no elements, 0xFFFFFFFF for more than a blob holds. */
 KVX_API uint32_t KVXGetArrayBlobSize(const void* array, uint32_t elementSize, int16_t count,
                                      KVXElementSize elementBlobSize);
 KVX_API uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t count);
@@ -158,12 +161,12 @@ KVX_API int32_t KVXFreeValueLengths(KVXValueLength** array, int16_t count);
  * Records: texts are null where absent; an array's count stands directly behind it; members named by a number carry
  * the blob field of that index.
  *
- * For every record: a size function sets *size to the bytes that the writer will write (status 0); a writer writes
- * at the cursor and leaves blob->length at that size (status 0); a loader fills a zeroed record and returns 0 or -1,
- * leaving what it filled for the caller to free; a KVXLoadNew... loader allocates the record, and leaves nothing
- * allocated and the pointer null on failure, unless said otherwise; a blob of too few fields it refuses before it
- * touches the pointer, so start from null. Free functions return 0; those named ...Contents
- * take the record and leave the record itself.
+ * For every record: a size function sets *size to the bytes that the writer will write (status 0), or to 0xFFFFFFFF for
+ * more than a blob holds (-1); a writer writes at the cursor and leaves blob->length at that size (status 0); a loader
+ * fills a zeroed record and returns 0 or -1, leaving what it filled for the caller to free; a KVXLoadNew... loader
+ * allocates the record, and leaves nothing allocated and the pointer null on failure, unless said otherwise; a blob of
+ * too few fields it refuses before it touches the pointer, so start from null. Free functions return 0; those named
+ * ...Contents take the record and leave the record itself.
  * ------------------------------------------------------------------------------------------------------------ */
 
 typedef struct ValuePair {
@@ -313,10 +316,12 @@ typedef struct Album {
     uint16_t short23;
     ValuePair* valuePairs24;
     uint16_t valuePairs24Count;
-    CAlbumData* albumData;        /* field 25; never written */
-    KVXValueLength* tarnAlbumId;  /* no blob field: the loader leaves it null */
-    KVXValueLength* tarnArtistId; /* no blob field: the loader leaves it null */
-    ValuePairYOMI* attributes;    /* no blob field: the loader leaves it null */
+    CAlbumData* albumData; /* field 25; never written */
+    /* No blob fields: the loader leaves them null, no writer writes them, and KVXFreeAlbum leaves them alone. They
+     * belong to the program that sets them, which frees them before it frees the album. */
+    KVXValueLength* tarnAlbumId;
+    KVXValueLength* tarnArtistId;
+    ValuePairYOMI* attributes;
     uint16_t attributeCount;
 } Album;
 
@@ -621,7 +626,8 @@ KVX_API int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t 
  * complete; -1: null argument, bad count, no session, or failed memory. */
 KVX_API int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t count);
 
-/* The same for samples that are mono at 22050 Hz already. */
+/* Feeds count samples that are mono at 22050 Hz already. 20 or 0 as above; -1: null handle or no session. Null samples
+ * and a count below 1 feed nothing, and are no failure. */
 KVX_API int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count);
 
 /* Number of 512-sample frames that a duration makes at 22050 Hz. */
@@ -676,9 +682,9 @@ KVX_API int32_t KVXGenerateFingerprintRequest3(KVXHandle* handle, const NumValue
                                                int32_t languageCode, uint8_t** bufferOut, uint32_t* lengthOut);
 KVX_API int32_t KVXFreeFingerprintRequest3(uint8_t** bufferInOut);
 
-/* Builds the 'G' packet, which asks for a device identity; id may be null (pass 0 as its length). Clears the
- * handle's user id for good. -1: null handle, unusable handle, unknown framing, no signature possible, failed memory.
- */
+/* Builds the 'G' packet, which asks for a device identity; id may be null (pass 0 as its length: any other is counted
+ * in the packet's lengths, and no server can read it). Clears the handle's user id for good. -1: null handle, unusable
+ * handle, unknown framing, no signature possible, failed memory. */
 KVX_API int32_t KVXGenerateIDRequest(KVXHandle* handle, const uint8_t* id, uint32_t idLength, uint8_t** bufferOut,
                                      uint32_t* lengthOut);
 KVX_API int32_t KVXFreeIDRequest(uint8_t** bufferInOut);
@@ -752,7 +758,8 @@ KVX_API int32_t KVXInitEncryption(KVXHandle* handle);
 KVX_API int32_t KVXUnInitEncryption(KVXHandle* handle);
 /* Bytes of a packet's signature; -1 whenever the checksum method is 1. */
 KVX_API int32_t KVXGetEncryptionLength(const KVXHandle* handle, uint32_t* length);
-/* Enciphers count bytes in place; Blowfish takes whole blocks of 8 only, else -1. */
+/* Enciphers count bytes in place; Blowfish takes whole blocks of 8 only, else -1. A negative count is no block: 0 where
+ * it is a multiple of 8. */
 KVX_API int32_t KVXEncryptData(KVXHandle* handle, uint8_t* data, int32_t count);
 /* Adds 13 to every byte; always 0. */
 KVX_API int32_t KVXEncryptROT13(uint8_t* data, int32_t count);

@@ -1,8 +1,6 @@
 // The blob primitives: locate, read, write, measure, free.
 #include "records/blob.h"
 
-#include "owned.h"
-
 #include <algorithm>
 
 namespace kvx {
@@ -20,7 +18,7 @@ const uint8_t* addressAt(const KVXBlob* blob, uint32_t offset) { return blob->da
 // A new copy of length bytes with one zero byte behind.
 int32_t copyText(const uint8_t* data, uint32_t length, KVXValueLength* value) {
     auto* copy = static_cast<char*>(KVXMalloc(size_t{length} + 1));
-    if (copy == nullptr) return kFailed;
+    if (copy == nullptr) return kNoMemory;
     if (length != 0) KVXMemCopy(copy, data, length);
     copy[length] = 0;
     value->data = copy;
@@ -28,17 +26,18 @@ int32_t copyText(const uint8_t* data, uint32_t length, KVXValueLength* value) {
     return kOk;
 }
 
-int32_t locateNested(const KVXBlob* blob, uint8_t index, KVXBlob* nested) {
+int32_t readText(const KVXBlob* blob, uint8_t index, KVXValueLength* value) {
     const uint8_t* data = nullptr;
     uint32_t length = 0;
     if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
-    *nested = readingCursor(data, length);
-    return kOk;
+    return copyText(data, length, value);
 }
 
-void appendBytes(KVXBlob* blob, const void* bytes, uint32_t count) {
-    if (count != 0) KVXMemCopy(blob->data + blob->length, bytes, count);
-    blob->length += count;
+int32_t appendBytes(KVXBlob* blob, const void* bytes, uint32_t count) {
+    uint8_t* destination = blob->data + blob->length;
+    if (failed(advance(blob, count))) return kFailed;
+    if (count != 0) KVXMemCopy(destination, bytes, count);
+    return kOk;
 }
 
 // The nested blob of an array under construction: its position starts behind the header for count elements.
@@ -50,10 +49,14 @@ KVXBlob startNestedArray(const KVXBlob* blob, int16_t count) {
 }
 
 // offset[index] is not written, on purpose: it is the end that the field before has written.
-void finishNestedArray(KVXBlob* blob, uint8_t index, const KVXBlob& nested) {
-    blob->length += nested.length;
+int32_t finishNestedArray(KVXBlob* blob, uint8_t index, const KVXBlob& nested) {
+    if (failed(advance(blob, nested.length))) return kFailed;
     markOffset(blob, uint32_t{index} + 1);
+    return kOk;
 }
+
+// Sizes are summed up so that no number of elements, however large, wraps around.
+uint32_t boundedSize(uint64_t size) { return static_cast<uint32_t>(std::min<uint64_t>(size, kTooLong)); }
 
 } // namespace
 
@@ -69,6 +72,48 @@ void startRecord(KVXBlob* blob, uint8_t fieldCount) noexcept {
 
 void markOffset(KVXBlob* blob, uint32_t index) noexcept {
     KVXMemCopy2(blob->data + offsetPosition(index), &blob->length, kOffsetBytes);
+}
+
+int32_t advance(KVXBlob* blob, uint32_t count) noexcept {
+    if (count >= kTooLong - blob->length) return kFailed;
+    blob->length += count;
+    return kOk;
+}
+
+int32_t locateNested(const KVXBlob* blob, uint8_t index, KVXBlob* nested) noexcept {
+    const uint8_t* data = nullptr;
+    uint32_t length = 0;
+    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
+    *nested = readingCursor(data, length);
+    return kOk;
+}
+
+int32_t readNewText(const KVXBlob* blob, uint8_t index, KVXValueLength** value) noexcept {
+    *value = nullptr;
+    const uint8_t* data = nullptr;
+    uint32_t length = 0;
+    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
+    if (length == 0) return kOk;
+    Owned<KVXValueLength> made = makeZeroed<KVXValueLength>();
+    if (made == nullptr || failed(copyText(data, length, made.get()))) return kNoMemory;
+    *value = made.release();
+    return kOk;
+}
+
+int32_t readTexts(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count) noexcept {
+    KVXBlob nested;
+    if (failed(locateNested(blob, index, &nested))) return kFailed;
+    const uint32_t elementCount = BlobGetCount(&nested);
+    if (elementCount == 0) return kOk;
+    auto* elements = static_cast<KVXValueLength*>(allocateZeroed(elementCount * sizeof(KVXValueLength)));
+    if (elements == nullptr) return kNoMemory;
+    *array = elements;
+    *count = static_cast<uint16_t>(elementCount);
+    for (uint32_t j = 0; j < elementCount; ++j) {
+        const int32_t status = readText(&nested, static_cast<uint8_t>(j), &elements[j]);
+        if (failed(status)) return status;
+    }
+    return kOk;
 }
 
 } // namespace kvx
@@ -99,22 +144,11 @@ int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldDat
 }
 
 int32_t KVXGetMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength* value) {
-    const uint8_t* data = nullptr;
-    uint32_t length = 0;
-    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
-    return copyText(data, length, value);
+    return publicStatus(readText(blob, index, value));
 }
 
 int32_t KVXGetNewMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength** value) {
-    *value = nullptr;
-    const uint8_t* data = nullptr;
-    uint32_t length = 0;
-    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
-    if (length == 0) return kOk;
-    Owned<KVXValueLength> made = makeZeroed<KVXValueLength>();
-    if (made == nullptr || failed(copyText(data, length, made.get()))) return kFailed;
-    *value = made.release();
-    return kOk;
+    return publicStatus(readNewText(blob, index, value));
 }
 
 int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination, uint32_t width) {
@@ -140,49 +174,25 @@ int32_t KVXGetIntField(const KVXBlob* blob, uint8_t index, uint32_t* value) {
 
 int32_t KVXGetNewArray(const KVXBlob* blob, uint8_t index, uint32_t elementSize, KVXElementLoader loader, void** array,
                        uint16_t* count) {
-    KVXBlob nested;
-    if (failed(locateNested(blob, index, &nested))) return kFailed;
-    const uint32_t elementCount = BlobGetCount(&nested);
-    if (elementCount == 0) return kOk;
-    auto* elements = static_cast<uint8_t*>(allocateZeroed(size_t{elementCount} * elementSize));
-    if (elements == nullptr) return kFailed;
-    // Stored before the elements are loaded: after a failure the caller's free function releases what there is.
-    *array = elements;
-    *count = static_cast<uint16_t>(elementCount);
-    for (uint32_t j = 0; j < elementCount; ++j) {
-        KVXBlob element;
-        if (failed(locateNested(&nested, static_cast<uint8_t>(j), &element))) return kFailed;
-        if (failed(loader(&element, elements + size_t{j} * elementSize))) return kFailed;
-    }
-    return kOk;
+    return publicStatus(readArray(blob, index, elementSize, loader, array, count));
 }
 
 int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count) {
-    KVXBlob nested;
-    if (failed(locateNested(blob, index, &nested))) return kFailed;
-    const uint32_t elementCount = BlobGetCount(&nested);
-    if (elementCount == 0) return kOk;
-    auto* elements = static_cast<KVXValueLength*>(allocateZeroed(elementCount * sizeof(KVXValueLength)));
-    if (elements == nullptr) return kFailed;
-    *array = elements;
-    *count = static_cast<uint16_t>(elementCount);
-    for (uint32_t j = 0; j < elementCount; ++j) {
-        if (failed(KVXGetMetaField(&nested, static_cast<uint8_t>(j), &elements[j]))) return kFailed;
-    }
-    return kOk;
+    return publicStatus(readTexts(blob, index, array, count));
 }
 
 int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLength* value) {
     markOffset(blob, index);
-    if (value != nullptr) appendBytes(blob, value->data, value->length);
+    if (value != nullptr && failed(appendBytes(blob, value->data, value->length))) return kFailed;
     markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }
 
 int32_t KVXWriteShortToBlob(KVXBlob* blob, uint8_t index, const uint16_t* value) {
     markOffset(blob, index);
-    KVXMemCopy2(blob->data + blob->length, value, sizeof *value);
-    blob->length += uint32_t{sizeof *value};
+    uint8_t* destination = blob->data + blob->length;
+    if (failed(advance(blob, sizeof *value))) return kFailed;
+    KVXMemCopy2(destination, value, sizeof *value);
     markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }
@@ -201,42 +211,40 @@ int32_t KVXWriteArrayToBlob(int16_t count, uint8_t index, uint32_t elementSize, 
         markOffset(&nested, j);
         KVXBlob element{nested.data + nested.length, 0, 0};
         if (failed(writer(static_cast<const uint8_t*>(array) + size_t{j} * elementSize, &element))) return kFailed;
-        nested.length += element.length;
+        if (failed(advance(&nested, element.length))) return kFailed;
         markOffset(&nested, j + 1);
     }
-    finishNestedArray(blob, index, nested);
-    return kOk;
+    return finishNestedArray(blob, index, nested);
 }
 
 int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXValueLength* array, KVXBlob* blob) {
     if (count < 1) return KVXWriteEmptyBlob(blob, index);
     KVXBlob nested = startNestedArray(blob, count);
     for (uint32_t j = 0; j < nested.count; ++j) {
-        KVXWriteValueLengthToBlob(&nested, static_cast<uint8_t>(j), &array[j]);
+        if (failed(KVXWriteValueLengthToBlob(&nested, static_cast<uint8_t>(j), &array[j]))) return kFailed;
     }
-    finishNestedArray(blob, index, nested);
-    return kOk;
+    return finishNestedArray(blob, index, nested);
 }
 
 // The sizes count every element, also beyond the 255 that can be written.
 uint32_t KVXGetArrayBlobSize(const void* array, uint32_t elementSize, int16_t count, KVXElementSize elementBlobSize) {
     if (count < 1) return 0;
     const auto elementCount = static_cast<uint32_t>(count);
-    uint32_t total = blobHeaderBytes(elementCount);
-    for (uint32_t j = 0; j < elementCount; ++j) {
+    uint64_t total = blobHeaderBytes(elementCount);
+    for (uint32_t j = 0; j < elementCount && total < kTooLong; ++j) {
         uint32_t size = 0;
         elementBlobSize(static_cast<const uint8_t*>(array) + size_t{j} * elementSize, &size);
         total += size;
     }
-    return total;
+    return boundedSize(total);
 }
 
 uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t count) {
     if (count < 1) return 0;
     const auto elementCount = static_cast<uint32_t>(count);
-    uint32_t total = blobHeaderBytes(elementCount);
+    uint64_t total = blobHeaderBytes(elementCount);
     for (uint32_t j = 0; j < elementCount; ++j) total += array[j].length;
-    return total;
+    return boundedSize(total);
 }
 
 // Leaves the caller's pointer as it is, on purpose: whoever uses it again sets it to null.

@@ -7,8 +7,10 @@
 #pragma once
 
 #include "kvx.h"
+#include "owned.h"
 
 #include <cstdint>
+#include <limits>
 
 namespace kvx {
 
@@ -16,6 +18,11 @@ constexpr int32_t kOk = 0;
 constexpr int32_t kFailed = -1;
 constexpr int32_t kIndexOutOfRange = -4;
 constexpr int32_t kNullCursor = -41;
+// A failed allocation, inside the library alone: a malformed part of a record may be forgiven, missing memory never is.
+constexpr int32_t kNoMemory = -2;
+
+// A size that no blob has: offsets are 32-bit numbers. What needs as many bytes or more is too long.
+constexpr uint32_t kTooLong = std::numeric_limits<uint32_t>::max();
 
 constexpr uint32_t kCountBytes = 1;
 constexpr uint32_t kOffsetBytes = 4;
@@ -31,6 +38,9 @@ static_assert(blobHeaderBytes(2) == 13 && blobHeaderBytes(4) == 21 && blobHeader
 // callback can return, counts as success.
 constexpr bool failed(int32_t status) { return static_cast<int16_t>(status) != 0; }
 
+// What the C functions return.
+constexpr int32_t publicStatus(int32_t status) { return failed(status) ? kFailed : kOk; }
+
 // A cursor on bytes that are only read.
 KVXBlob readingCursor(const uint8_t* data, uint32_t length) noexcept;
 
@@ -39,5 +49,36 @@ void startRecord(KVXBlob* blob, uint8_t fieldCount) noexcept;
 
 // offset[index] = the write position.
 void markOffset(KVXBlob* blob, uint32_t index) noexcept;
+
+// Moves the write position. Fails, with the position where it was, when the blob would be too long.
+int32_t advance(KVXBlob* blob, uint32_t count) noexcept;
+
+// A cursor on the field of an array or of a nested record.
+int32_t locateNested(const KVXBlob* blob, uint8_t index, KVXBlob* nested) noexcept;
+
+// KVXGetNewMetaField and KVXGetNewValueLengthArray, with kNoMemory told apart.
+int32_t readNewText(const KVXBlob* blob, uint8_t index, KVXValueLength** value) noexcept;
+int32_t readTexts(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count) noexcept;
+
+// KVXGetNewArray: load(const KVXBlob*, void*) fills one element; its status is what a failing one gives.
+template <class Load>
+int32_t readArray(const KVXBlob* blob, uint8_t index, size_t elementSize, Load load, void** array, uint16_t* count) {
+    KVXBlob nested;
+    if (failed(locateNested(blob, index, &nested))) return kFailed;
+    const uint32_t elementCount = BlobGetCount(&nested);
+    if (elementCount == 0) return kOk;
+    auto* elements = static_cast<uint8_t*>(allocateZeroed(elementCount * elementSize));
+    if (elements == nullptr) return kNoMemory;
+    // Stored before the elements are loaded: after a failure the caller's free function releases what there is.
+    *array = elements;
+    *count = static_cast<uint16_t>(elementCount);
+    for (uint32_t j = 0; j < elementCount; ++j) {
+        KVXBlob element;
+        if (failed(locateNested(&nested, static_cast<uint8_t>(j), &element))) return kFailed;
+        const int32_t status = load(&element, elements + j * elementSize);
+        if (failed(status)) return status;
+    }
+    return kOk;
+}
 
 } // namespace kvx

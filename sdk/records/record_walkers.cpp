@@ -3,6 +3,8 @@
 
 #include "owned.h"
 
+#include <algorithm>
+
 namespace kvx {
 namespace {
 
@@ -47,8 +49,7 @@ int32_t writeNested(const FieldRow& row, uint8_t index, const void* nested, KVXB
     if (nested == nullptr) return KVXWriteEmptyBlob(blob, index);
     markOffset(blob, index);
     KVXBlob inner{blob->data + blob->length, 0, 0};
-    if (failed(row.element->write(nested, &inner))) return kFailed;
-    blob->length += inner.length;
+    if (failed(row.element->write(nested, &inner)) || failed(advance(blob, inner.length))) return kFailed;
     markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }
@@ -95,10 +96,12 @@ int32_t loadArray(const FieldRow& row, const KVXBlob* blob, uint8_t index, void*
     int32_t status = kOk;
     if (row.kind == FieldKind::kTexts) {
         auto* values = static_cast<KVXValueLength*>(array);
-        status = KVXGetNewValueLengthArray(blob, index, &values, &count);
+        status = readTexts(blob, index, &values, &count);
         array = values;
     } else {
-        status = KVXGetNewArray(blob, index, elementBytes(row), row.element->load, &array, &count);
+        const RecordTable& table = *row.element;
+        const auto load = [&table](const KVXBlob* element, void* into) { return loadFields(table, element, into); };
+        status = readArray(blob, index, table.recordBytes, load, &array, &count);
     }
     row.setPointer(record, array);
     row.setNumber(record, count);
@@ -113,29 +116,27 @@ int32_t loadWholeOrNothing(const FieldRow& row, const KVXBlob* inner, void* reco
     return status;
 }
 
+int32_t loadInPlace(const FieldRow& row, const KVXBlob* inner, void* record) {
+    void* made = allocateZeroed(row.element->recordBytes);
+    if (made == nullptr) return kNoMemory;
+    row.setPointer(record, made);
+    return loadFields(*row.element, inner, made);
+}
+
 int32_t loadNested(const FieldRow& row, const KVXBlob* blob, uint8_t index, void* record) {
-    const uint8_t* data = nullptr;
-    uint32_t length = 0;
-    if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
-    if (length == 0) return kOk;
-    const KVXBlob inner = readingCursor(data, length);
-    int32_t status = kOk;
-    if (row.isWholeOrNothing) {
-        status = loadWholeOrNothing(row, &inner, record);
-    } else {
-        void* made = allocateZeroed(row.element->recordBytes);
-        if (made == nullptr) return kFailed;
-        row.setPointer(record, made);
-        status = row.element->load(&inner, made);
-    }
-    return failed(status) && !row.isFailureIgnored ? kFailed : kOk;
+    KVXBlob inner;
+    if (failed(locateNested(blob, index, &inner))) return kFailed;
+    if (inner.length == 0) return kOk;
+    const int32_t status =
+        row.isWholeOrNothing ? loadWholeOrNothing(row, &inner, record) : loadInPlace(row, &inner, record);
+    return row.isFailureIgnored && status != kNoMemory ? kOk : status;
 }
 
 int32_t loadField(const FieldRow& row, const KVXBlob* blob, uint8_t index, void* record) {
     switch (row.kind) {
     case FieldKind::kText: {
         KVXValueLength* value = nullptr;
-        const int32_t status = KVXGetNewMetaField(blob, index, &value);
+        const int32_t status = readNewText(blob, index, &value);
         row.setPointer(record, value);
         return status;
     }
@@ -185,10 +186,11 @@ void freeField(const FieldRow& row, void* record) {
 
 } // namespace
 
-uint32_t measureFields(const RecordTable& table, const void* record) noexcept {
-    uint32_t size = table.headerBytes();
-    for (const FieldRow& row : table.rows) size += measureField(row, record);
-    return size;
+int32_t measureFields(const RecordTable& table, const void* record, uint32_t* size) noexcept {
+    uint64_t total = table.headerBytes(); // of at most 255 fields, of which none is measured as more than kTooLong
+    for (const FieldRow& row : table.rows) total += measureField(row, record);
+    *size = static_cast<uint32_t>(std::min<uint64_t>(total, kTooLong));
+    return total < kTooLong ? kOk : kFailed;
 }
 
 int32_t writeFields(const RecordTable& table, const void* record, KVXBlob* blob) noexcept {
@@ -207,7 +209,8 @@ int32_t loadFields(const RecordTable& table, const KVXBlob* blob, void* record) 
     if (table.traits.exactFields != 0 && BlobGetCount(blob) != table.traits.exactFields) return kFailed;
     uint8_t index = 0;
     for (const FieldRow& row : table.rows) {
-        if (failed(loadField(row, blob, index++, record))) return kFailed;
+        const int32_t status = loadField(row, blob, index++, record);
+        if (failed(status)) return status;
     }
     return kOk;
 }
@@ -232,12 +235,13 @@ void freeElements(const RecordTable& table, void* array, int16_t count) noexcept
 int32_t loadIntoNew(const RecordTable& table, const KVXBlob* blob, void** made) noexcept {
     const size_t extra = table.traits.allocationBytes;
     *made = KVXMalloc(extra != 0 ? extra : table.recordBytes);
-    if (*made == nullptr) return kFailed;
+    if (*made == nullptr) return kNoMemory;
     KVXMemSet(*made, 0, table.recordBytes);
-    if (!failed(table.load(blob, *made))) return kOk;
+    const int32_t status = loadFields(table, blob, *made);
+    if (!failed(status)) return kOk;
     freeWhole(table, *made);
     if (!table.traits.isPointerLeftOnFree) *made = nullptr;
-    return kFailed;
+    return status;
 }
 
 } // namespace kvx

@@ -9,9 +9,11 @@
 
 namespace kvx {
 
-uint32_t measureFields(const RecordTable& table, const void* record) noexcept;
+// Fails, with a size of kTooLong, for a record that no blob holds.
+int32_t measureFields(const RecordTable& table, const void* record, uint32_t* size) noexcept;
 int32_t writeFields(const RecordTable& table, const void* record, KVXBlob* blob) noexcept;
-// Stops at the first field that fails; what was filled stays in the record, for the caller to free.
+// Stops at the first field that fails; what was filled stays in the record, for the caller to free. kNoMemory is told
+// apart, here and in loadIntoNew.
 int32_t loadFields(const RecordTable& table, const KVXBlob* blob, void* record) noexcept;
 // Frees what the members own. Array members become null; the other pointers stay as they are.
 void freeFields(const RecordTable& table, void* record) noexcept;
@@ -28,8 +30,7 @@ inline bool hasLeastFields(const RecordTable& table, const KVXBlob* blob) noexce
 
 template <class Record>
 int32_t measureRecord(const RecordOf<Record>& table, const Record* record, uint32_t* size) noexcept {
-    *size = measureFields(table, record);
-    return kOk;
+    return measureFields(table, record, size);
 }
 
 template <class Record>
@@ -39,7 +40,7 @@ int32_t writeRecord(const RecordOf<Record>& table, const Record* record, KVXBlob
 
 template <class Record>
 int32_t loadRecord(const RecordOf<Record>& table, const KVXBlob* blob, Record* record) noexcept {
-    return loadFields(table, blob, record);
+    return publicStatus(loadFields(table, blob, record));
 }
 
 // A blob of too few fields is refused before anything is touched, the caller's pointer included.
@@ -49,7 +50,7 @@ int32_t loadNewRecord(const RecordOf<Record>& table, const KVXBlob* blob, Record
     void* made = nullptr;
     const int32_t status = loadIntoNew(table, blob, &made);
     *record = static_cast<Record*>(made);
-    return status;
+    return publicStatus(status);
 }
 
 template <class Record>

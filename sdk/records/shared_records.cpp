@@ -2,6 +2,8 @@
 #include "records/all_records.h"
 #include "records/record_walkers.h"
 
+#include <algorithm>
+
 namespace kvx {
 namespace {
 
@@ -96,9 +98,14 @@ int32_t KVXFreeNumValuePair(NumValuePair** record) { return freeRecord(kNumValue
 // table has room for the whole count (only the count byte is taken modulo 256), and with no elements it is a header
 // instead of nothing. A negative count shortens that header, in size and position alike.
 int32_t KVXGetNumValuePairsBlobSize(const NumValuePair* array, int16_t count, uint32_t* size) {
-    *size = blobHeaderBytes(static_cast<uint32_t>(count));
-    for (int32_t i = 0; i < count; ++i) *size += measureFields(kNumValuePair, &array[i]);
-    return kOk;
+    uint64_t total = blobHeaderBytes(static_cast<uint32_t>(count));
+    for (int32_t i = 0; i < count && total < kTooLong; ++i) {
+        uint32_t element = 0;
+        measureFields(kNumValuePair, &array[i], &element);
+        total += element;
+    }
+    *size = static_cast<uint32_t>(std::min<uint64_t>(total, kTooLong));
+    return total < kTooLong ? kOk : kFailed;
 }
 int32_t KVXGetNumValuePairsBlob(const NumValuePair* array, int16_t count, KVXBlob* blob) {
     blob->count = static_cast<uint32_t>(count);
@@ -107,8 +114,9 @@ int32_t KVXGetNumValuePairsBlob(const NumValuePair* array, int16_t count, KVXBlo
     for (int32_t i = 0; i < count; ++i) {
         markOffset(blob, static_cast<uint32_t>(i));
         KVXBlob element{blob->data + blob->length, 0, 0};
-        writeFields(kNumValuePair, &array[i], &element);
-        blob->length += element.length;
+        if (failed(writeFields(kNumValuePair, &array[i], &element)) || failed(advance(blob, element.length))) {
+            return kFailed;
+        }
         markOffset(blob, static_cast<uint32_t>(i) + 1);
     }
     return kOk;

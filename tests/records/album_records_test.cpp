@@ -159,6 +159,28 @@ TEST(AlbumRecord, FailsWithItsValuePair10WhichStaysForTheCaller) {
     EXPECT_EQ(hooks.live(), 0U);
 }
 
+TEST(FreeingAnAlbum, LeavesWhatNoFieldBroughtToWhoeverSetIt) {
+    CountingHooks hooks;
+    Album* album = loadAlbum(albumFields());
+    ASSERT_NE(album, nullptr);
+    EXPECT_EQ(album->tarnAlbumId, nullptr);
+    EXPECT_EQ(album->tarnArtistId, nullptr);
+    EXPECT_EQ(album->attributes, nullptr);
+    EXPECT_EQ(album->attributeCount, 0);
+    Text albumId("id");
+    Text artistId("artist");
+    Text property("property");
+    ValuePairYOMI attribute{nullptr, property.get(), nullptr, nullptr};
+    album->tarnAlbumId = albumId.get();
+    album->tarnArtistId = artistId.get();
+    album->attributes = &attribute;
+    album->attributeCount = 1;
+    KVXFreeAlbum(&album);
+    EXPECT_EQ(hooks.strayFrees(), 0);
+    EXPECT_EQ(hooks.live(), 0U);
+    EXPECT_EQ(textOf(attribute.property), "property");
+}
+
 TEST(AlbumRecord, ForgivesMalformedAlbumData) {
     struct Case {
         const char* name;

@@ -106,6 +106,35 @@ TEST(FieldLocation, SetsItsOutputsAlsoWhenTheFieldIsRefused) {
     EXPECT_EQ(located.length, 3U);
 }
 
+TEST(FieldLocation, GivesTheBlobsEndForAFieldThatStartsBeyondIt) {
+    for (const uint32_t start : {12U, 1000U, 0xffffffffU}) {
+        SCOPED_TRACE(start);
+        const GuardedBlob blob(rawBlob(1, {start, start + 1}, bytesOf("ab")));
+        const Located located = locate(blob.cursor(), 0);
+        EXPECT_EQ(located.status, -1);
+        EXPECT_EQ(located.data, blob.data() + 11);
+        EXPECT_EQ(located.length, 1U);
+    }
+}
+
+TEST(FieldLocation, AcceptsNoTwoFieldsThatShareAByte) {
+    // Three fields, with six bytes behind the header of 17, from anywhere to anywhere.
+    size_t accepted = 0;
+    for (uint32_t a = 0; a <= 24; a += 4) {
+        for (uint32_t b = 0; b <= 24; b += 4) {
+            for (uint32_t c = 0; c <= 24; c += 4) {
+                const GuardedBlob blob(rawBlob(3, {a, b, c, 23}, bytesOf("abcdef")));
+                const bool isWhole = locate(blob.cursor(), 0).status == 0 && locate(blob.cursor(), 1).status == 0 &&
+                                     locate(blob.cursor(), 2).status == 0;
+                if (!isWhole) continue;
+                ++accepted;
+                EXPECT_TRUE(a <= b && b <= c && c <= 23) << a << ' ' << b << ' ' << c;
+            }
+        }
+    }
+    EXPECT_GT(accepted, 20U);
+}
+
 TEST(FieldLocation, RefusesWhatDoesNotLieInsideTheBlob) {
     struct Case {
         const char* name;

@@ -208,6 +208,7 @@ struct Reading {
     long allocations = 0;
     size_t keptBlocks = 0;
     bool allocate() { return allocations++ != failing; }
+    bool lacksMemory() const { return failing != kNever && allocations > failing; }
 };
 
 // Reads field by field. Behind the first failure every field is blank.
@@ -280,13 +281,10 @@ class Decoder final : public FieldVisitor {
             const bool isForgiven = rule == Unreadable::kIsForgiven || rule == Unreadable::kIsLeftOut;
             const bool isWhole = rule == Unreadable::kFailsGone || rule == Unreadable::kIsLeftOut;
             bool isGood = (!isWhole || countOf(*field) >= type.leastFields) && reading_.allocate();
-            if (isGood) {
-                part.record.push_back(read(type, *field, reading_, isGood));
-            } else if (rule == Unreadable::kIsForgiven) {
-                isGood_ = false; // what is forgiven is what it holds, not that there is no room for it
-            }
+            if (isGood) part.record.push_back(read(type, *field, reading_, isGood));
             if (isWhole && !isGood) part.record.clear();
-            if (!isForgiven && !isGood) isGood_ = false;
+            // What is forgiven is what it holds, not that there is no room for it.
+            if (!isGood && (!isForgiven || reading_.lacksMemory())) isGood_ = false;
         }
         values_.emplace_back(std::move(part));
     }
