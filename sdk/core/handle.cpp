@@ -55,7 +55,7 @@ void requestEverything(KVXHandle& handle) {
 int32_t giveUp(KVXHandle** handleOut) {
     KVXHandle* handle = *handleOut;
     handle->state = kvx::kUnusable;
-    KVXFree(handle->hostName);
+    if (handle->hostName != nullptr) KVXFree(handle->hostName);
     KVXMemSet(handle->secretKey, 0, sizeof handle->secretKey);
     KVXFree(handle);
     *handleOut = nullptr;

@@ -13,7 +13,10 @@ class IdPayload final : public kvx::PacketPayload {
         sink.u8(kvx::packet::kIdRequest);
         sink.u8(0);
         sink.u32(length_);
-        sink.bytes(id_, length_); // without an id nothing is written, but its length counts
+        // An id that is not there has no bytes in the packet, but its length counts, in both length fields and in the
+        // buffer's.
+        const bool isCounting = sink.here() == nullptr;
+        if (id_ != nullptr || isCounting) sink.bytes(id_, length_);
         return true;
     }
 

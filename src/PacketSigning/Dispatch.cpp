@@ -23,6 +23,11 @@ int32_t forMethod3(int32_t method, KVXHandle* handle, int32_t (*work)(KVXHandle*
 
 } // namespace
 
+bool PacketSigning::hasItsState(const KVXHandle& handle) {
+    return (handle.checksumMethod != kMd4OrBlowfish || handle.digest != nullptr) &&
+           (handle.encryptionMethod != kMd4OrBlowfish || handle.cipher != nullptr);
+}
+
 extern "C" {
 
 int32_t KVXInitChecksum(KVXHandle* handle) {
@@ -89,8 +94,7 @@ int32_t KVXGetEncryptionLength(const KVXHandle* handle, uint32_t* length) {
         *length = checksumLength;
         return 0;
     case kMd4OrBlowfish:
-        // Adds the remainder on purpose; for lengths of 4 and 16 that is the next multiple of 8.
-        *length = checksumLength + checksumLength % 8;
+        *length = blowfishLength(checksumLength);
         return 0;
     default:
         return -1;

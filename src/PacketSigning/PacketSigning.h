@@ -14,6 +14,13 @@ enum Method : int32_t {
     kMd4OrBlowfish = 3,
 };
 
+// Whether the handle holds what its methods work with.
+bool hasItsState(const KVXHandle& handle);
+
+// Bytes of a signature that is enciphered by method 3. Adds the remainder by 8 instead of rounding up, on purpose; the
+// two agree for the lengths that there are, 4 and 16.
+constexpr uint32_t blowfishLength(uint32_t checksumLength) { return checksumLength + checksumLength % 8; }
+
 // The round function: F(x) = ((S0[a] + S1[b]) ^ S2[c]) + S3[d], a the most significant byte of x. The handle must
 // not be null and its cipher must be keyed; a null handle ends the program.
 uint32_t F(const KVXHandle* hKVXHandle, uint32_t x);

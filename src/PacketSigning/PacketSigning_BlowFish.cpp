@@ -89,7 +89,7 @@ int32_t PacketSigning_Blowfish_Encrypt(const KVXHandle* handle, uint32_t* left, 
 
 extern "C" int32_t KVXEncryptBlowfish(KVXHandle* handle, uint8_t* data, int32_t count) {
     if (handle == nullptr || count % kBlockBytes != 0) return -1;
-    if (count <= 0) return count == 0 ? 0 : -1;
+    if (count <= 0) return 0; // no block
     if (handle->cipher == nullptr) return -1;
     for (int32_t offset = 0; offset < count; offset += kBlockBytes) {
         // Through the integer hook, so the halves are little-endian words on the wire.

@@ -51,7 +51,7 @@ int32_t PacketSigning_MD4_Init(KVXHandle* handle) {
 
 int32_t PacketSigning_MD4_UnInit(KVXHandle* handle) {
     if (handle == nullptr) return -1;
-    KVXFree(handle->digest);
+    if (handle->digest != nullptr) KVXFree(handle->digest);
     handle->digest = nullptr;
     return 0;
 }

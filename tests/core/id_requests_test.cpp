@@ -72,15 +72,30 @@ TEST(IdRequest, NeedsNoIdAndNoDeviceId) {
 }
 
 TEST(IdRequest, CountsTheLengthOfAnIdThatIsNotThere) {
-    const HandleOptions options;
-    const auto handle = kvxtest::makeHandle(options);
-    PacketAssembler packet;
-    packet.header(options, 0, 0).u32(9).raw("G").u8(0).u32(3).raw(Bytes(3)).u32(0).signature(options);
-    uint8_t* buffer = nullptr;
-    uint32_t length = 0;
-    ASSERT_EQ(KVXGenerateIDRequest(handle.get(), nullptr, 3, &buffer, &length), 0);
-    EXPECT_EQ(hexDump(std::span(buffer, length)), hexDump(packet.bytes));
-    KVXFreeIDRequest(&buffer);
+    // In both length fields and in the buffer, which ends in as many zeros; the packet has no bytes for it.
+    for (const char framing : {'B', 'H'}) {
+        SCOPED_TRACE(framing);
+        const HandleOptions options{.requestFraming = framing};
+        const auto handle = kvxtest::makeHandle(options);
+        PacketAssembler packet;
+        packet.header(options, 0, 0).u32(9).raw("G").u8(0).u32(3).u32(0).signature(options);
+        uint8_t* buffer = nullptr;
+        uint32_t length = 0;
+        ASSERT_EQ(KVXGenerateIDRequest(handle.get(), nullptr, 3, &buffer, &length), 0);
+        Bytes found(buffer, buffer + length);
+        KVXFreeIDRequest(&buffer);
+        if (framing == 'H') {
+            const std::string text(found.begin(), found.end());
+            EXPECT_NE(text.find("Content-Length: " + std::to_string(packet.bytes.size() + 3 + 183)), std::string::npos);
+            const std::string suffix("\r\n-----------------------------265001916915724--\r\n\0\0\0", 53);
+            EXPECT_TRUE(text.ends_with(suffix));
+            found.erase(found.begin(), found.begin() + static_cast<ptrdiff_t>(text.find("BIN ")));
+            found.erase(found.end() - static_cast<ptrdiff_t>(suffix.size()), found.end());
+        } else {
+            packet.raw(Bytes(3));
+        }
+        EXPECT_EQ(hexDump(found), hexDump(packet.bytes));
+    }
 }
 
 TEST(IdRequest, ClearsTheUserIdForThisAndEveryLaterRequest) {
@@ -175,6 +190,31 @@ TEST(SmallRequests, FailBeforeTheyAllocateAnything) {
         EXPECT_EQ(idRequest(handle.get(), "id").status, -1);
         EXPECT_EQ(metaIdRequest(handle.get(), {"one"}).status, -1);
         EXPECT_EQ(hooks.allocations(), 0);
+    }
+}
+
+TEST(SmallRequests, FailOnceTheirSigningStateIsTakenAway) {
+    struct Case {
+        const char* name;
+        HandleOptions options;
+        int32_t (*takeAway)(KVXHandle*);
+        int32_t status;
+    };
+    const Case kCases[] = {
+        {"digest", {.encryptionMethod = 1, .checksumMethod = 3}, &KVXUnInitChecksum, -1},
+        {"cipher", {.encryptionMethod = 3, .checksumMethod = 2}, &KVXUnInitEncryption, -1},
+        {"methods without a state", {.encryptionMethod = 2, .checksumMethod = 2}, &KVXUnInitChecksum, 0},
+    };
+    for (const Case& test : kCases) {
+        SCOPED_TRACE(test.name);
+        const auto handle = kvxtest::makeHandle(test.options);
+        ASSERT_EQ(test.takeAway(handle.get()), 0);
+        EXPECT_EQ(idRequest(handle.get(), "id").status, test.status);
+        EXPECT_EQ(metaIdRequest(handle.get(), {"one"}).status, test.status);
+        // And back again.
+        ASSERT_EQ(KVXInitChecksum(handle.get()), 0);
+        ASSERT_EQ(KVXInitEncryption(handle.get()), 0);
+        EXPECT_EQ(idRequest(handle.get(), "id").status, 0);
     }
 }
 

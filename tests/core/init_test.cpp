@@ -197,6 +197,34 @@ class HandleWatch {
     static inline KVXHandle* handle_ = nullptr;
 };
 
+TEST(MemoryHooks, AreNeverAskedToFreeNull) {
+    kvxtest::CountingHooks hooks;
+    for (const int encryption : {1, 2, 3, 4}) {
+        for (const int checksum : {1, 2, 3, 4}) {
+            KVXHandle* handle = nullptr;
+            const std::string code = accessCode(encryption, checksum);
+            for (long failing = 0; failing < 8; ++failing) { // every allocation of it, and then some that never come
+                hooks.failAfter(failing);
+                const int32_t status = initWith(&handle, code.c_str());
+                hooks.failAfter(kvxtest::CountingHooks::kNever);
+                if (status != 0) continue;
+                for (int session = 0; session < 2; ++session) {
+                    EXPECT_EQ(KVXNewFingerprint3(handle, 1, 44100, 7000), 0);
+                }
+                KVXInitChecksum(handle);
+                KVXUnInitChecksum(handle);
+                KVXUnInitChecksum(handle);
+                KVXUnInitEncryption(handle);
+                KVXUnInitEncryption(handle);
+                hooks.forget(handle->hostName);
+                KVXShutdown(&handle);
+            }
+        }
+    }
+    EXPECT_EQ(hooks.nullFrees(), 0);
+    EXPECT_EQ(hooks.live(), 0U);
+}
+
 TEST(Init, WipesTheSecretKeyOfAHandleThatItGivesUp) {
     const HandleWatch watch;
     KVXHandle* handle = nullptr;

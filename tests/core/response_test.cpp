@@ -293,7 +293,8 @@ TEST(RecordReaders, TellWhatIsWrongByTheirStatus) {
         EXPECT_EQ(reader.read(handle.get(), 2), 0); // and backwards again
         for (const uint8_t state : {uint8_t{0}, uint8_t{1}}) {
             handle->state = state;
-            EXPECT_EQ(reader.read(handle.get(), 2), -3);
+            // Whatever else is wrong: the identity is asked for before the index and the type.
+            for (const int32_t index : {2, 1, 0, -1, 4, INT32_MAX}) EXPECT_EQ(reader.read(handle.get(), index), -3);
         }
     }
 }

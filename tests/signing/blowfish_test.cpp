@@ -93,16 +93,25 @@ TEST(Blowfish, EnciphersEqualBlocksAlike) { // no chaining
 TEST(Blowfish, TakesWholeBlocksOnly) {
     const auto handle = kvxtest::makeHandle();
     const Bytes before = kvxtest::bytesOf("0123456789abcdef");
-    for (const int32_t count : {12, 1, 7, 15, -4, -8}) {
+    for (const int32_t count : {12, 1, 7, 15, -4, -1, -7, -12}) {
         SCOPED_TRACE(count);
         Bytes data = before;
         EXPECT_EQ(KVXEncryptBlowfish(handle.get(), data.data(), count), -1);
         EXPECT_EQ(hexDump(data), hexDump(before));
     }
     Bytes data = before;
-    EXPECT_EQ(KVXEncryptBlowfish(handle.get(), data.data(), 0), 0);
-    EXPECT_EQ(hexDump(data), hexDump(before));
     EXPECT_EQ(KVXEncryptBlowfish(nullptr, data.data(), 8), -1);
+}
+
+TEST(Blowfish, HasNothingToDoForCountsWithoutABlock) {
+    const auto handle = kvxtest::makeHandle();
+    const Bytes before = kvxtest::bytesOf("0123456789abcdef");
+    for (const int32_t count : {0, -8, -16, INT32_MIN}) {
+        SCOPED_TRACE(count);
+        Bytes data = before;
+        EXPECT_EQ(KVXEncryptBlowfish(handle.get(), data.data(), count), 0);
+        EXPECT_EQ(hexDump(data), hexDump(before));
+    }
 }
 
 TEST(Blowfish, RefusesAHandleWhoseCipherIsNotKeyed) {

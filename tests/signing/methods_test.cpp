@@ -1,4 +1,5 @@
 // Which method numbers do what.
+#include "PacketSigning/PacketSigning.h"
 #include "support/counting_hooks.h"
 #include "support/handles.h"
 #include "support/hex.h"
@@ -26,6 +27,16 @@ TEST(SignatureLength, FollowsFromBothMethods) {
         uint32_t length = 99;
         EXPECT_EQ(KVXGetEncryptionLength(handle.get(), &length), test.status);
         EXPECT_EQ(length, test.length);
+    }
+}
+
+TEST(SignatureLength, AddsTheRemainderByEightForBlowfishInsteadOfRoundingUp) {
+    struct Case {
+        uint32_t checksum;
+        uint32_t length;
+    };
+    for (const Case& test : {Case{4, 8}, Case{16, 16}, Case{5, 10}, Case{1, 2}, Case{15, 22}, Case{0, 0}}) {
+        EXPECT_EQ(PacketSigning::blowfishLength(test.checksum), test.length) << test.checksum;
     }
 }
 

@@ -35,6 +35,8 @@ class CountingHooks {
     long allocations() const { return allocations_; }
     // Calls of KVXFree with a block that is not live: always a fault.
     long strayFrees() const { return strayFrees_; }
+    // Calls of KVXFree with null: a hook need not be able to take it.
+    long nullFrees() const { return nullFrees_; }
     size_t largest() const { return largest_; }
 
     // The n-th allocation from now on (0: the next) gives null; kNever: none.
@@ -60,7 +62,10 @@ class CountingHooks {
         return block;
     }
     static void release(void* block) {
-        if (block == nullptr) return;
+        if (block == nullptr) {
+            ++active_->nullFrees_;
+            return;
+        }
         if (active_->live_.erase(block) == 0) {
             ++active_->strayFrees_;
             return;
@@ -72,6 +77,7 @@ class CountingHooks {
     std::unordered_map<void*, size_t> live_;
     long allocations_ = 0;
     long strayFrees_ = 0;
+    long nullFrees_ = 0;
     long failAt_ = kNever;
     size_t largest_ = 0;
 };
