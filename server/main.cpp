@@ -3,6 +3,8 @@
 #include "commands/catalogue.h"
 #include "commands/descriptor_stream.h"
 #include "commands/serve.h"
+#include "commands/unknown_command.h"
+#include "kvx.h"
 #include "matching/catalog_recogniser.h"
 #include "standard_descriptors.h"
 
@@ -175,11 +177,16 @@ int run(int argc, char** argv, std::ostream& out, std::ostream& err) {
     try {
         CLI::App app("Recognises recordings of your own collection.", "tarn-server");
         app.require_subcommand(1);
+        app.set_version_flag("--version", "tarn-server " KVX_VERSION);
         app.failure_message(CLI::FailureMessage::help);
         Commands commands(app, out, err);
         try {
             app.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
+            if (const auto answer = answerToUnknownCommand(app)) {
+                err << *answer << '\n';
+                return kUsageStatus;
+            }
             return app.exit(error, out, err) == 0 ? 0 : kUsageStatus;
         }
         return commands.run();
