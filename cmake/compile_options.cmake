@@ -16,7 +16,7 @@ target_compile_options(tarn_options INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # At -O3 it takes the standard library's own concatenation of strings for overlapping copies (its bug 105651).
-    target_compile_options(tarn_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-restrict>)
+    target_compile_options(tarn_options INTERFACE $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CONFIG:Release>>:-Wno-restrict>)
 endif()
 if(TARN_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Builds the library for release and installs it: static, and then shared and static. Builds and runs a C and a C++
 # program outside the tree against each, by pkg-config and by find_package, and the whole recognition in C. Compares the
-# names that the shared library exports with the stored list.
+# names that the shared library exports with the stored list. Then runs the library's own tests on the objects that were
+# installed: what the optimiser made of them is what users have.
 # usage: check_install.sh SOURCE WORK; the build stays in WORK, so that the next one is quick.
 set -eu
 source=$1 work=$2
@@ -31,7 +32,7 @@ same() { # what, expected, found
 }
 
 build() { # BUILD_SHARED_LIBS, libdir
-    logged configure.log cmake -S "$source" -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARN_BUILD_TESTS=OFF \
+    logged configure.log cmake -S "$source" -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DTARN_BUILD_TESTS=ON \
         -DTARN_BUILD_SERVER=OFF -DBUILD_SHARED_LIBS="$1" -DCMAKE_INSTALL_LIBDIR="$2"
     logged build.log cmake --build build --target sdk/all
 }
@@ -91,3 +92,8 @@ same "the name that programs load" "libkvx.so.3" "$(objdump -p "$library" | sed 
 nm -D --defined-only "$library" | awk '{ print $3 }' | LC_ALL=C sort >names.txt
 LC_ALL=C diff "$source/tests/data/exported_names.txt" names.txt || failed "the exported names"
 echo "ok: $(wc -l <names.txt) exported names"
+
+logged build.log cmake --build build --target signing_test records_test core_test fingerprint_test c_api_test_static \
+    c_api_test_shared struct_layouts_c_test
+logged tests.log ctest --test-dir build -j 2 -L quick -R '^(signing|records|core|fingerprint)_test/' --no-tests=error
+echo "ok: $(sed -n 's/^\(.*tests passed.*\)$/\1/p' tests.log)"

@@ -235,7 +235,7 @@ TEST(AddFaults, ASecondWriterIsRefused) {
 TEST(CommandLine, WithoutSenseGivesTheHelpAndTheUsageStatus) {
     const TemporaryDirectory folder;
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{}, {"add"}, {"nonsense"}, {"add", "--batch", "0", "x"}, {"account"}, {"show"}}) {
+         {std::vector<std::string>{}, {"add"}, {"--nonsense"}, {"add", "--batch", "0", "x"}, {"account"}, {"show"}}) {
         Tool tool(arguments, folder);
         const Ended ended = tool.wait();
         ASSERT_TRUE(WIFEXITED(ended.status));

@@ -53,12 +53,3 @@ TEST(CommandLine, SuggestsTheNearestCommandInOneLine) {
         EXPECT_EQ(answer.errors, test.line + "\n");
     }
 }
-
-TEST(CommandLine, ShowsTheHelpWhereNoCommandIsMisspelt) {
-    for (const std::vector<std::string>& words : {std::vector<std::string>{}, {"account"}, {"--bogus"}, {"show"}}) {
-        const Answer answer = answerTo(words);
-        EXPECT_EQ(answer.status, 64);
-        EXPECT_EQ(answer.errors.find("there is no command"), std::string::npos) << answer.errors;
-        EXPECT_NE(answer.errors.find("Usage: "), std::string::npos) << answer.errors;
-    }
-}
