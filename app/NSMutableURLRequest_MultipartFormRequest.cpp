@@ -13,6 +13,8 @@ void NSMutableURLRequest_MultipartFormRequest::addFormData(const Bytes& data, st
 
     method = "POST";
     setHeader("Content-Type", "multipart/form-data; boundary=" + std::string(boundary));
+    body.clear();
+    body.reserve(before.size() + data.size() + after.size());
     body.assign(before.begin(), before.end());
     body.insert(body.end(), data.begin(), data.end());
     body.insert(body.end(), after.begin(), after.end());

@@ -32,20 +32,26 @@ std::optional<std::string> kept(const KVXValueLength* text) {
 // "Response 1: "
 std::string lead(int32_t number) { return "Response " + std::to_string(number) + ": "; }
 
+// Texts are as long as the server pleases: no line copies one.
 class LineWriter {
   public:
-    LineWriter(int32_t number, Log& log) : number_(number), log_(log) {}
+    LineWriter(int32_t number, Log& log) : lead_(lead(number)), log_(log) {}
 
-    void line(std::string_view text) { log_.write(lead(number_) + std::string(text) + "\n"); }
+    void line(const TextPieces& text) {
+        TextPieces whole = lead_;
+        whole.addAll(text);
+        whole.add("\n");
+        log_.write(whole);
+    }
     // "Response 1: label: text", when there is a text.
     void ifPresent(const char* label, const KVXValueLength* text, std::string_view shown) {
-        if (text != nullptr) line(std::string(label) + ": " + std::string(shown));
+        if (text != nullptr) line({label, ": ", shown});
     }
     void ifPresent(const char* label, const KVXValueLength* text) { ifPresent(label, text, terminated(text)); }
     void ifPresentCounted(const char* label, const KVXValueLength* text) { ifPresent(label, text, counted(text)); }
 
   private:
-    int32_t number_;
+    std::string lead_;
     Log& log_;
 };
 
@@ -54,12 +60,9 @@ void logAttributes(const Album& album, LineWriter& lines, Log& log) {
     lines.line("Album Attributes");
     for (size_t i = 0; i < album.attributeCount; ++i) {
         const ValuePairYOMI& entry = album.attributes[i];
-        std::string line = "PropertyAttributeID = ";
-        line.append(terminated(entry.propertyId)).append("\t PropertyAttribute = ");
-        line.append(terminated(entry.property)).append("\tValueAttributeID = ");
-        line.append(terminated(entry.valueId)).append("\t ValueAttribute = ");
-        line.append(terminated(entry.value)).append("\n");
-        log.write(line);
+        log.write({"PropertyAttributeID = ", terminated(entry.propertyId), "\t PropertyAttribute = ",
+                   terminated(entry.property), "\tValueAttributeID = ", terminated(entry.valueId),
+                   "\t ValueAttribute = ", terminated(entry.value), "\n"});
     }
 }
 
@@ -113,7 +116,7 @@ MusicLookupResponse interpretAlbum(const Album& album, int32_t number, Log& log)
     lines.ifPresent("TarnAlbumID", album.tarnAlbumId);
     lines.ifPresent("TarnArtistID", album.tarnArtistId);
     logAttributes(album, lines, log);
-    lines.line("Confidence: " + std::to_string(album.confidence));
+    lines.line({"Confidence: ", std::to_string(album.confidence)});
     MusicLookupResponse match;
     match.artistName = kept(album.artist);
     match.albumName = kept(album.title);
@@ -126,7 +129,7 @@ MusicLookupResponse interpretTrackToAlbum(const TrackToAlbum& record, int32_t nu
     LineWriter lines(number, log);
     lines.ifPresentCounted("AlbumTitle", record.album->title);
     // Shown as a signed number here, unlike an album's own: 40000 reads as -25536.
-    lines.line("Confidence: " + std::to_string(static_cast<int16_t>(record.album->confidence)));
+    lines.line({"Confidence: ", std::to_string(static_cast<int16_t>(record.album->confidence))});
     match.albumName = kept(record.album->title);
     return match;
 }
@@ -139,7 +142,7 @@ void interpretDvd(const DVD& dvd, int32_t number, Log& log) {
 
 std::optional<std::vector<MusicLookupResponse>> interpretResponses(KVXHandle* handle, int32_t count, Log& log,
                                                                    TextOutput& standardOutput, ErrorSlot& error) {
-    log.write("Received " + std::to_string(count) + " response(s)\n");
+    log.write({"Received ", std::to_string(count), " response(s)\n"});
     std::vector<MusicLookupResponse> matches;
     matches.reserve(static_cast<size_t>(std::max(count, 0)));
     ErrorSlot failure;
@@ -159,7 +162,7 @@ std::optional<std::vector<MusicLookupResponse>> interpretResponses(KVXHandle* ha
             });
             break;
         case 'N':
-            log.write(lead(number) + "Not Found\n");
+            LineWriter(number, log).line("Not Found");
             break;
         case 'T':
             withRecord(kTracks, handle, number, failure,

@@ -9,6 +9,7 @@
 
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 namespace tarn {
@@ -100,7 +101,7 @@ std::string TarnInterface::encipherText(const std::string& rawText, Services& se
     const int32_t status = services.cipher.crypt(
         CipherOperation::Encrypt, {cipherKey.data(), cipherKey.size()}, reinterpret_cast<const uint8_t*>(text),
         text == nullptr ? 0 : rawText.size(), {cipherText.data(), cipherText.size()}, length);
-    services.log.write("RESULT CODE " + std::to_string(status));
+    services.log.write({"RESULT CODE ", std::to_string(status)});
     return encodeKeyText(cipherText.data(), length);
 }
 
@@ -141,8 +142,8 @@ std::optional<std::vector<MusicLookupResponse>> TarnInterface::parseResponse(con
 
 std::optional<Bytes> TarnInterface::createAlbumLookupRequest(const std::string& trackId, int32_t maxAlbums,
                                                              ErrorSlot& error) {
-    std::string idText = trackId.substr(0, trackId.find('\0'));
-    const KVXValueLength id = {idText.data(), static_cast<uint32_t>(idText.size())};
+    const std::string_view idText = trackId.c_str(); // up to a zero byte
+    const KVXValueLength id = {const_cast<char*>(idText.data()), static_cast<uint32_t>(idText.size())}; // only read
     uint8_t* request = nullptr;
     uint32_t length = 0;
     if (KVXGenerateMetaIDRequest(handle_, kLookupAlbums, &id, 1, static_cast<int16_t>(maxAlbums), kLanguageEnglish,

@@ -2,7 +2,10 @@
 
 #include "error_text.h"
 
+#include <new>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace tarn {
 namespace {
@@ -15,11 +18,11 @@ std::optional<Bytes> requestAlbum(const NSMutableURLRequest_MultipartFormRequest
     std::optional<HTTPURLResponse> response;
     auto body = services.urlLoading.sendSynchronousRequest(request, response, error);
     if (error) {
-        services.log.write("HTTP Error Looking Up Extra Meta Data " + codeAndDescription(*error));
+        services.log.write({"HTTP Error Looking Up Extra Meta Data ", codeAndDescription(*error)});
     } else if (!response) {
         services.log.write("No Metadata HTTP Response");
     } else if (response->statusCode != kHttpOk) {
-        services.log.write("Invalid Metadata HTTP Status Code " + std::to_string(response->statusCode));
+        services.log.write({"Invalid Metadata HTTP Status Code ", std::to_string(response->statusCode)});
     } else if (!body || body->empty()) {
         services.log.write("Empty Metadata Response");
     } else {
@@ -28,44 +31,61 @@ std::optional<Bytes> requestAlbum(const NSMutableURLRequest_MultipartFormRequest
     return std::nullopt;
 }
 
+// Makes the request for the track's album; nothing, and a line in the log, when it cannot be made.
+std::optional<Bytes> albumLookup(TarnInterface& client, const std::string& trackId, Log& log, ErrorSlot& error) {
+    auto lookup = client.createAlbumLookupRequest(trackId, kMaxAlbums, error);
+    if (!lookup) log.write({"Error Looking Up Extra Meta Data ", codeAndDescription(*error)});
+    return lookup;
+}
+
 // The name of the first album that the server has for the track.
 std::optional<std::string> lookUpAlbum(TarnInterface& client, const std::optional<Url>& url, const std::string& trackId,
-                                       Services& services, ErrorSlot& error, MatchReport& report) {
-    const auto lookup = client.createAlbumLookupRequest(trackId, kMaxAlbums, error);
-    if (!lookup) {
-        services.log.write("Error Looking Up Extra Meta Data " + codeAndDescription(*error));
-        return std::nullopt;
+                                       Services& services, ErrorSlot& error,
+                                       std::optional<NSMutableURLRequest_MultipartFormRequest>& request) {
+    {
+        const auto lookup = albumLookup(client, trackId, services.log, error);
+        if (!lookup) return std::nullopt;
+        request.emplace(url).addFormData(*lookup, TarnInterface::getFormBoundary(), TarnInterface::getFormName());
     }
-    auto& request = report.albumRequest.emplace(url);
-    request.addFormData(*lookup, TarnInterface::getFormBoundary(), TarnInterface::getFormName());
-    const auto body = requestAlbum(request, services, error);
+    const auto body = requestAlbum(*request, services, error);
     if (!body) return std::nullopt;
     // Only the list counts: an answer that cannot be parsed leaves the album out.
-    const auto albums = client.parseResponse(*body, error);
+    auto albums = client.parseResponse(*body, error);
     if (!albums) return std::nullopt;
-    for (const auto& album : *albums) {
-        if (album.albumName) return album.albumName;
+    for (auto& album : *albums) {
+        if (album.albumName) return std::move(album.albumName);
     }
     return std::nullopt;
 }
 
 // Values go in exactly as received: nothing is escaped, on purpose, even where the document then is not well-formed.
-void appendElement(std::string& text, const char* name, const std::optional<std::string>& value) {
+void addElement(TextPieces& text, const char* opening, const std::optional<std::string>& value, const char* closing) {
     if (!value) return;
-    text += std::string("<") + name + ">" + *value + "</" + name + ">\n";
+    text.add(opening);
+    text.add(*value);
+    text.add(closing);
 }
 
 } // namespace
 
-void buildMatchReport(TarnInterface& client, const std::optional<Url>& url, const MusicLookupResponse& match,
-                      Services& services, ErrorSlot& error, MatchReport& report) {
-    report.text = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n";
+void writeMatchReport(TarnInterface& client, const std::optional<Url>& url, const MusicLookupResponse& match,
+                      Services& services, ErrorSlot& error,
+                      std::optional<NSMutableURLRequest_MultipartFormRequest>& albumRequest) {
+    std::optional<std::string> album;
     if (match.trackId) {
-        appendElement(report.text, "album", lookUpAlbum(client, url, *match.trackId, services, error, report));
+        try {
+            album = lookUpAlbum(client, url, *match.trackId, services, error, albumRequest);
+        } catch (const std::bad_alloc&) {
+            services.log.write("Out of memory while looking up the album: the report leaves it out");
+        }
     }
-    appendElement(report.text, "name", match.artistName);
-    appendElement(report.text, "title", match.trackName);
-    report.text += "</match>";
+    // From pieces, so that what is known is printed even when there is no memory left.
+    TextPieces report = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n";
+    addElement(report, "<album>", album, "</album>\n");
+    addElement(report, "<name>", match.artistName, "</name>\n");
+    addElement(report, "<title>", match.trackName, "</title>\n");
+    report.add("</match>\n");
+    services.standardOutput.write(report);
 }
 
 } // namespace tarn

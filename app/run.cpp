@@ -27,7 +27,7 @@ struct Run {
     Run* previous = nullptr;
     std::optional<TarnInterface> client;
     std::optional<NSMutableURLRequest_MultipartFormRequest> request;
-    MatchReport report;
+    std::optional<NSMutableURLRequest_MultipartFormRequest> albumRequest; // none without a track id
 };
 
 Run& startRun() {
@@ -44,12 +44,12 @@ int usageError(Services& services) {
 }
 
 int failed(Services& services, std::string_view what, const Error& error, int result) {
-    services.log.write(std::string(what) + " " + codeAndDescription(error));
+    services.log.write({what, " ", codeAndDescription(error)});
     return result;
 }
 
 int encode(std::string rawText, Services& services) {
-    services.log.write("Encoded Key " + TarnInterface::encodeSak(rawText, services));
+    services.log.write({"Encoded Key ", TarnInterface::encodeSak(rawText, services)});
     wipe(rawText.data(), rawText.size());
     return kRunDone;
 }
@@ -69,7 +69,7 @@ int recognise(const std::string& key, const std::string& host, const std::string
     auto& request = run.request.emplace(url);
     request.addFormData(*fingerprint, TarnInterface::getFormBoundary(), TarnInterface::getFormName());
     std::optional<HTTPURLResponse> response;
-    const auto body = services.urlLoading.sendSynchronousRequest(request, response, error);
+    auto body = services.urlLoading.sendSynchronousRequest(request, response, error);
     if (error) return failed(services, "Error sending fingerprint request", *error, kRunTransportFailed);
     step = kRunNoGoodResponse;
     if (!response) {
@@ -77,7 +77,7 @@ int recognise(const std::string& key, const std::string& host, const std::string
         return kRunNoGoodResponse;
     }
     if (response->statusCode != kHttpOk) {
-        services.log.write("Invalid HTTP Status Code " + std::to_string(response->statusCode));
+        services.log.write({"Invalid HTTP Status Code ", std::to_string(response->statusCode)});
         return kRunNoGoodResponse;
     }
 
@@ -85,9 +85,9 @@ int recognise(const std::string& key, const std::string& host, const std::string
     if (body) { // present, if empty: an empty body is one that cannot be parsed
         const auto matches = client.parseResponse(*body, error);
         if (error) return failed(services, "Error parsing fingerprint response", *error, kRunParseFailed);
+        body.reset(); // it may be large, and so may the album's
         if (matches && !matches->empty()) {
-            buildMatchReport(client, url, matches->front(), services, error, run.report);
-            services.standardOutput.write(run.report.text + "\n");
+            writeMatchReport(client, url, matches->front(), services, error, run.albumRequest);
         }
     }
     client.shutdown();

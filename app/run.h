@@ -17,7 +17,8 @@ constexpr int kRunNoGoodResponse = -5;
 constexpr int kRunParseFailed = -6;
 
 // arguments: the program's name, then the command line. Without memory a run ends with a line in the log and the value
-// of the step that it was in; making a key then counts as initialising.
+// of the step that it was in; making a key then counts as initialising. From the first match on, a run needs no memory:
+// what the lookup of the album lacks leaves the album out of the report.
 int runTarn(std::span<const char* const> arguments, Services& services);
 
 } // namespace tarn

@@ -1,7 +1,7 @@
 // The diagnostic log.
 #pragma once
 
-#include <string_view>
+#include "platform/TextPieces.h"
 
 namespace tarn {
 
@@ -9,7 +9,7 @@ class Log {
   public:
     virtual ~Log() = default;
     // One entry, ended by exactly one line feed whether or not the text brings its own.
-    virtual void write(std::string_view text) = 0;
+    virtual void write(const TextPieces& text) = 0;
 };
 
 } // namespace tarn

@@ -1,7 +1,7 @@
 // Standard output, or standard error.
 #pragma once
 
-#include <string_view>
+#include "platform/TextPieces.h"
 
 namespace tarn {
 
@@ -9,7 +9,7 @@ class TextOutput {
   public:
     virtual ~TextOutput() = default;
     // Unbuffered: the text is out, in one piece, when the call returns.
-    virtual void write(std::string_view text) = 0;
+    virtual void write(const TextPieces& text) = 0;
 };
 
 } // namespace tarn

@@ -69,22 +69,28 @@ TEST(LineLog, EndsAnEntryWithExactlyOneLineFeed) {
     log.write("one");
     log.write("two\n");
     log.write("first\nsecond\n");
-    ASSERT_EQ(output.writes.size(), 3U); // each entry is one piece
+    log.write({"in ", "pieces"});
+    log.write({"ended by ", "a piece", "\n"});
+    log.write({"ended before an empty piece\n", ""});
+    ASSERT_EQ(output.writes.size(), 6U); // each entry is written at once
     const auto text = [&](size_t i) { return output.writes[i].substr(output.writes[i].find("] ") + 2); };
     EXPECT_EQ(text(0), "one\n");
     EXPECT_EQ(text(1), "two\n");
     EXPECT_EQ(text(2), "first\nsecond\n");
+    EXPECT_EQ(text(3), "in pieces\n");
+    EXPECT_EQ(text(4), "ended by a piece\n");
+    EXPECT_EQ(text(5), "ended before an empty piece\n");
 }
 
 TEST(DescriptorOutput, WritesTheWholeText) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     const std::string text(5000, 'x');
-    tarn::DescriptorOutput(ends[1]).write(text);
+    tarn::DescriptorOutput(ends[1]).write({text, "", "y"});
     close(ends[1]);
     std::string read(6000, '\0');
-    EXPECT_EQ(::read(ends[0], read.data(), read.size()), 5000);
-    EXPECT_EQ(read.substr(0, 5000), text);
+    EXPECT_EQ(::read(ends[0], read.data(), read.size()), 5001);
+    EXPECT_EQ(read.substr(0, 5001), text + "y");
     close(ends[0]);
 }
 

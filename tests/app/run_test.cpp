@@ -154,14 +154,41 @@ TEST_F(Run, FailsBeforeAnythingIsSent) {
 }
 
 TEST_F(Run, OutOfMemoryEndsWithTheValueOfItsStep) {
-    const LoaderAnswer outOfMemory = {{}, {}, {}, true};
-    EXPECT_EQ(recognise({outOfMemory}), -4);
-    EXPECT_EQ(scripted.log.entries.back(), "Out of memory");
-    // No report without the album either: it is whole or absent.
-    scripted.loader.requests.clear();
-    EXPECT_EQ(recognise({answer(kTrack), outOfMemory}), -6);
+    EXPECT_EQ(recognise({{{}, {}, {}, true}}), -4);
     EXPECT_EQ(scripted.log.entries.back(), "Out of memory");
     EXPECT_EQ(scripted.output.all(), "");
+}
+
+TEST_F(Run, WithoutMemoryForTheAlbumReportsWhatIsKnown) {
+    EXPECT_EQ(recognise({answer(kTrack), {{}, {}, {}, true}}), 0);
+    EXPECT_EQ(scripted.log.entries,
+              kTrackLog + Entries{"Out of memory while looking up the album: the report leaves it out"});
+    EXPECT_EQ(scripted.output.writes, Entries{kReportWithoutAlbum});
+}
+
+// The library's last allocation before the second request is the request itself.
+TEST_F(Run, SaysThatTheAlbumRequestCannotBeMadeAndReportsWhatIsKnown) {
+    const std::string key = goodKey(scripted.clock);
+    const std::string path = directory_->file("sound.wav");
+    long allocations = 0;
+    {
+        CountingHooks hooks;
+        ScriptedServices whole;
+        whole.loader.answers = {answer(kTrack), {{}, {}, kLost}};
+        ASSERT_EQ(run(whole, {key, "h", path}), 0);
+        allocations = hooks.allocations();
+        hooks.forgetBlocksOf(kHostCopyBytes);
+    }
+    CountingHooks hooks;
+    hooks.failAfter(allocations - 1);
+    scripted.loader.answers = {answer(kTrack)};
+    EXPECT_EQ(run(scripted, {key, "h", path}), 0);
+    EXPECT_TRUE(hooks.hasFailed());
+    hooks.forgetBlocksOf(kHostCopyBytes);
+    EXPECT_EQ(scripted.log.entries, kTrackLog + Entries{"Error Looking Up Extra Meta Data 200 - Cannot generate meta "
+                                                        "data request for track t1"});
+    EXPECT_EQ(scripted.loader.requests.size(), 1U);
+    EXPECT_EQ(scripted.output.all(), kReportWithoutAlbum);
 }
 
 TEST_F(Run, SendsToNoUrlWhenTheHostMakesNone) {

@@ -17,14 +17,20 @@
 
 namespace kvxtest {
 
+inline std::string joinedText(const tarn::TextPieces& pieces) {
+    std::string text;
+    for (const std::string_view piece : pieces) text += piece;
+    return text;
+}
+
 struct KeptLog : tarn::Log {
     std::vector<std::string> entries;
-    void write(std::string_view text) override { entries.emplace_back(text); }
+    void write(const tarn::TextPieces& text) override { entries.push_back(joinedText(text)); }
 };
 
 struct KeptOutput : tarn::TextOutput {
     std::vector<std::string> writes;
-    void write(std::string_view text) override { writes.emplace_back(text); }
+    void write(const tarn::TextPieces& text) override { writes.push_back(joinedText(text)); }
     std::string all() const {
         std::string text;
         for (const auto& piece : writes) text += piece;

@@ -5,6 +5,7 @@
 #include "support/figures.h"
 #include "support/rounds.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -115,7 +116,7 @@ TEST(FailingMemory, PrintsTheUsageAllTheSame) {
             },
             everyNumber);
         recordFigure(std::string("failure points of the usage, ") + way.name, points);
-        EXPECT_EQ(points == 0, isHook(way));
+        EXPECT_EQ(points == 0, way.loadedAhead == nullptr); // the system library alone wants some, for the log's time
     }
 }
 
@@ -160,7 +161,11 @@ FailingRun recogniseFailing(const Way& way, long failing) {
     return runFailing({freshKey(), server.host(), soundFile({.lengthMs = 7100})}, way, failing);
 }
 
+// Once the first answer has been read, its match is reported, come what may.
 void expectAnEndOfItsOwn(const ToolResult& result) {
+    const auto log = logTexts(result.errors);
+    const bool isMatchKnown = std::find(log.begin(), log.end(), "Response 1: Artist: Artist") != log.end();
+    EXPECT_TRUE(!isMatchKnown || result.exitStatus == 0) << result.errors;
     if (result.exitStatus == 0) {
         EXPECT_TRUE(result.output == kReport || result.output == kWithoutAlbum) << result.output;
         return;

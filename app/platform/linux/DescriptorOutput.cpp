@@ -1,16 +1,39 @@
 #include "platform/linux/DescriptorOutput.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
-#include <unistd.h>
+#include <span>
+#include <sys/uio.h>
 
 namespace tarn {
+namespace {
 
-void DescriptorOutput::write(std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = ::write(descriptor_, text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        text.remove_prefix(static_cast<size_t>(written));
+// Leaves out what has been written.
+void advance(std::span<iovec>& parts, size_t written) {
+    while (!parts.empty() && written >= parts.front().iov_len) {
+        written -= parts.front().iov_len;
+        parts = parts.subspan(1);
+    }
+    if (parts.empty()) return;
+    parts.front().iov_base = static_cast<char*>(parts.front().iov_base) + written;
+    parts.front().iov_len -= written;
+}
+
+} // namespace
+
+void DescriptorOutput::write(const TextPieces& text) {
+    std::array<iovec, TextPieces::kMost> all{};
+    std::transform(text.begin(), text.end(), all.begin(), [](std::string_view piece) {
+        return iovec{const_cast<char*>(piece.data()), piece.size()}; // only read
+    });
+    for (std::span<iovec> parts(all.data(), text.count()); !parts.empty();) {
+        const ssize_t written = writev(descriptor_, parts.data(), static_cast<int>(parts.size()));
+        if (written >= 0) {
+            advance(parts, static_cast<size_t>(written));
+        } else if (errno != EINTR) {
+            return;
+        }
     }
 }
 

@@ -10,7 +10,7 @@ class DescriptorOutput : public TextOutput {
     // The descriptor stays the caller's.
     explicit DescriptorOutput(int descriptor) : descriptor_(descriptor) {}
     // One system call, unless the descriptor takes only a part. A failure is ignored: there is no one to tell.
-    void write(std::string_view text) override;
+    void write(const TextPieces& text) override;
 
   private:
     int descriptor_;

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
+#include <boost/beast/core/buffers_range.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/vector_body.hpp>
 #include <cstring>
 #include <string_view>
 
@@ -14,7 +14,34 @@ namespace {
 namespace beast = boost::beast;
 namespace http = boost::beast::http;
 using boost::system::error_code;
-using Parser = http::response_parser<http::vector_body<uint8_t>>;
+
+// A body that grows with the bytes that come: an announced length takes no memory.
+struct GrowingBody {
+    using value_type = Bytes;
+
+    class reader {
+      public:
+        template <class Header>
+        reader(const Header& /*header*/, value_type& body) : body_(body) {}
+
+        void init(const boost::optional<uint64_t>& /*announcedBytes*/, error_code& status) { status = {}; }
+        template <class Buffers>
+        size_t put(const Buffers& buffers, error_code& status) {
+            const size_t before = body_.size();
+            for (const auto part : beast::buffers_range_ref(buffers)) {
+                const auto* bytes = static_cast<const uint8_t*>(part.data());
+                body_.insert(body_.end(), bytes, bytes + part.size());
+            }
+            status = {};
+            return body_.size() - before;
+        }
+        void finish(error_code& status) { status = {}; }
+
+      private:
+        value_type& body_;
+    };
+};
+using Parser = http::response_parser<GrowingBody>;
 
 constexpr size_t kReadSizeBytes = size_t{16} << 10;
 // What may wait for the rest of its line or section: more belongs to a server that never ends one.

@@ -2,12 +2,15 @@
 
 #include "platform/linux/HttpAnswer.h"
 
+#include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/beast/core/buffers_suffix.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/system/system_error.hpp>
 #include <string>
+#include <string_view>
 
 namespace tarn {
 namespace {
@@ -50,13 +53,14 @@ class Connection {
 
     // A server that answers before it has read everything may close early. So a failure to send is none yet: the
     // answer, or its lack, tells. Only a server that takes nothing for too long ends the exchange here.
-    ErrorSlot send(asio::const_buffer bytes) {
+    ErrorSlot send(std::string_view head, const Bytes& body) {
+        beast::buffers_suffix bytes(std::array{asio::buffer(head), asio::buffer(body)});
         error_code status;
-        while (bytes.size() != 0 && !status) {
+        while (asio::buffer_size(bytes) != 0 && !status) {
             start();
             stream_.async_write_some(bytes, [&status, &bytes](error_code result, size_t count) {
                 status = result;
-                bytes += count;
+                bytes.consume(count);
             });
             context_.run();
         }
@@ -93,9 +97,7 @@ HttpAnswer exchange(const MutableURLRequest& request, std::chrono::milliseconds 
     if (!request.url) return {{}, {}, transportError(kUrlErrorBadUrl, "The URL is not valid.")};
     Connection connection(idleLimit);
     if (auto error = connection.open(*request.url)) return {{}, {}, std::move(error)};
-    std::string bytes = requestHead(request);
-    bytes.append(request.body.begin(), request.body.end());
-    if (auto error = connection.send(asio::buffer(bytes))) return {{}, {}, std::move(error)};
+    if (auto error = connection.send(requestHead(request), request.body)) return {{}, {}, std::move(error)};
     return readHttpAnswer([&](std::span<uint8_t> room, size_t& count) { return connection.receive(room, count); });
 }
 

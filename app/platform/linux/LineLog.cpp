@@ -2,13 +2,11 @@
 
 #include <cstdio>
 #include <ctime>
-#include <new>
-#include <string>
 #include <unistd.h>
 
 namespace tarn {
 
-void LineLog::write(std::string_view text) {
+void LineLog::write(const TextPieces& text) {
     using std::chrono::duration_cast;
     const auto now = clock_.now();
     const auto wholeSeconds = std::chrono::floor<std::chrono::seconds>(now);
@@ -23,14 +21,9 @@ void LineLog::write(std::string_view text) {
     std::snprintf(prefix, sizeof prefix, "%s.%03d tarn[%d:%d] ", day, static_cast<int>(milliseconds), getpid(),
                   gettid());
 
-    const std::string_view end = text.ends_with('\n') ? "" : "\n";
-    std::string line;
-    try {
-        line.append(prefix).append(text).append(end);
-    } catch (const std::bad_alloc&) { // in pieces rather than not at all
-        for (const std::string_view piece : {std::string_view(prefix), text, end}) output_.write(piece);
-        return;
-    }
+    TextPieces line = prefix;
+    line.addAll(text);
+    if (!text.endsWith('\n')) line.add("\n");
     output_.write(line); // whole, so that lines of several processes do not mix
 }
 

@@ -1,6 +1,6 @@
 // The log as lines of text:
 //   2026-11-20 18:10:26.123 tarn[4711:4711] text
-// local time, process id, thread id. Where there is no memory an entry is written in pieces.
+// local time, process id, thread id. An entry needs no memory of its own.
 #pragma once
 
 #include "platform/Clock.h"
@@ -12,7 +12,7 @@ namespace tarn {
 class LineLog : public Log {
   public:
     LineLog(TextOutput& output, const Clock& clock) : output_(output), clock_(clock) {}
-    void write(std::string_view text) override;
+    void write(const TextPieces& text) override;
 
   private:
     TextOutput& output_;
