@@ -91,6 +91,11 @@ int recognise(const std::string& key, const std::string& host, const std::string
         }
     }
     client.shutdown();
+
+    step = kRunOutputFailed;
+    if (const int status = services.standardOutput.error(); status != 0) {
+        return failed(services, "Error Writing Standard Output", systemError(status), kRunOutputFailed);
+    }
     return kRunDone;
 }
 

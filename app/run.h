@@ -15,6 +15,7 @@ constexpr int kRunFingerprintFailed = -3;
 constexpr int kRunTransportFailed = -4;
 constexpr int kRunNoGoodResponse = -5;
 constexpr int kRunParseFailed = -6;
+constexpr int kRunOutputFailed = -7; // the recognition ran, but what it says could not be written
 
 // arguments: the program's name, then the command line. Without memory a run ends with a line in the log and the value
 // of the step that it was in; making a key then counts as initialising. From the first match on, a run needs no memory:

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <system_error>
 
 namespace tarn {
 
@@ -11,6 +12,9 @@ struct Error {
     int code = 0;
     std::string description;
 };
+
+// What the system's number of a failure stands for.
+inline Error systemError(int number) { return {"NSPOSIXErrorDomain", number, std::generic_category().message(number)}; }
 
 // The last parameter of every operation that can fail; the caller tests it. Empty: no error.
 using ErrorSlot = std::optional<Error>;

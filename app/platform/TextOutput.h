@@ -8,8 +8,10 @@ namespace tarn {
 class TextOutput {
   public:
     virtual ~TextOutput() = default;
-    // Unbuffered: the text is out, in one piece, when the call returns.
+    // Unbuffered: the text is out, in one piece, when the call returns, or error() says why it is not.
     virtual void write(const TextPieces& text) = 0;
+    // The system's number of the first failure to write; 0 for none.
+    virtual int error() const = 0;
 };
 
 } // namespace tarn

@@ -3,9 +3,14 @@
 #include "platform/linux/DescriptorOutput.h"
 #include "platform/linux/LineLog.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdexcept>
+#include <sys/ioctl.h>
+#include <thread>
 #include <unistd.h>
 
 namespace kvxtest {
@@ -82,16 +87,77 @@ TEST(LineLog, EndsAnEntryWithExactlyOneLineFeed) {
     EXPECT_EQ(text(5), "ended before an empty piece\n");
 }
 
-TEST(DescriptorOutput, WritesTheWholeText) {
+// A pipe that is closed with the test.
+struct TestPipe {
+    explicit TestPipe(int writeFlags = 0) {
+        if (pipe2(ends, O_CLOEXEC) != 0 || fcntl(ends[1], F_SETFL, writeFlags) != 0)
+            throw std::runtime_error("no pipe");
+    }
+    ~TestPipe() {
+        closeReader();
+        closeWriter();
+    }
+    TestPipe(const TestPipe&) = delete;
+    TestPipe& operator=(const TestPipe&) = delete;
+    void closeReader() { closeEnd(ends[0]); }
+    void closeWriter() { closeEnd(ends[1]); }
+    static void closeEnd(int& end) {
+        if (end >= 0) close(end);
+        end = -1;
+    }
+    int waiting() const {
+        int count = 0;
+        ioctl(ends[0], FIONREAD, &count);
+        return count;
+    }
+    std::string readToEnd() const {
+        std::string all;
+        char buffer[4096];
+        for (ssize_t count = 0; (count = read(ends[0], buffer, sizeof buffer)) > 0;) {
+            all.append(buffer, static_cast<size_t>(count));
+        }
+        return all;
+    }
     int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const std::string text(5000, 'x');
-    tarn::DescriptorOutput(ends[1]).write({text, "", "y"});
-    close(ends[1]);
-    std::string read(6000, '\0');
-    EXPECT_EQ(::read(ends[0], read.data(), read.size()), 5001);
-    EXPECT_EQ(read.substr(0, 5001), text + "y");
-    close(ends[0]);
+};
+
+TEST(DescriptorOutput, WritesTheWholeTextInOnePiece) {
+    TestPipe pipe(O_NONBLOCK);
+    tarn::DescriptorOutput output(pipe.ends[1]);
+    output.write({"one ", "", "two ", "three"});
+    EXPECT_EQ(pipe.waiting(), 13);
+    pipe.closeWriter();
+    EXPECT_EQ(pipe.readToEnd(), "one two three");
+    EXPECT_EQ(output.error(), 0);
+}
+
+TEST(DescriptorOutput, WaitsForSpaceWhereANonBlockingDescriptorIsFull) {
+    const std::string first(100'000, 'a');
+    const std::string second(200'000, 'b');
+    TestPipe pipe(O_NONBLOCK);
+    const int capacity = fcntl(pipe.ends[1], F_GETPIPE_SZ);
+    ASSERT_LT(static_cast<size_t>(capacity), first.size());
+    tarn::DescriptorOutput output(pipe.ends[1]);
+    std::thread writer([&] {
+        output.write({first, second});
+        pipe.closeWriter();
+    });
+    while (pipe.waiting() < capacity) std::this_thread::yield(); // nothing is read before the pipe is full
+    EXPECT_EQ(pipe.readToEnd(), first + second);
+    writer.join();
+    EXPECT_EQ(output.error(), 0);
+}
+
+TEST(DescriptorOutput, KeepsTheFirstFailure) {
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    tarn::DescriptorOutput output(full);
+    EXPECT_EQ(output.error(), 0);
+    output.write("text");
+    EXPECT_EQ(output.error(), ENOSPC);
+    close(full);
+    output.write("text");
+    EXPECT_EQ(output.error(), ENOSPC);
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "support/temporary_directory.h"
 #include "support/wav_maker.h"
 
+#include <cerrno>
 #include <gtest/gtest.h>
 
 namespace kvxtest {
@@ -189,6 +190,17 @@ TEST_F(Run, SaysThatTheAlbumRequestCannotBeMadeAndReportsWhatIsKnown) {
                                                         "data request for track t1"});
     EXPECT_EQ(scripted.loader.requests.size(), 1U);
     EXPECT_EQ(scripted.output.all(), kReportWithoutAlbum);
+}
+
+TEST_F(Run, OutputThatCannotBeWrittenIsAFailureOfItsOwn) {
+    const Bytes unexpected = record('P', {0});
+    for (const Bytes& body : {record('T', trackBlob({}, "Title", {})), unexpected}) {
+        ScriptedServices fresh;
+        fresh.output.failure = ENOSPC;
+        fresh.loader.answers = {answer(body)};
+        EXPECT_EQ(run(fresh, {goodKey(fresh.clock), "h", directory_->file("sound.wav")}), -7);
+        EXPECT_EQ(fresh.log.entries.back(), "Error Writing Standard Output 28 - No space left on device");
+    }
 }
 
 TEST_F(Run, SendsToNoUrlWhenTheHostMakesNone) {

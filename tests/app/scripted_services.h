@@ -30,7 +30,9 @@ struct KeptLog : tarn::Log {
 
 struct KeptOutput : tarn::TextOutput {
     std::vector<std::string> writes;
+    int failure = 0;
     void write(const tarn::TextPieces& text) override { writes.push_back(joinedText(text)); }
+    int error() const override { return failure; }
     std::string all() const {
         std::string text;
         for (const auto& piece : writes) text += piece;

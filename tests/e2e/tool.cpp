@@ -82,31 +82,48 @@ class NeedsAnIdentity : public ::testing::Environment {
 } // namespace
 
 ToolResult runTool(const std::vector<std::string>& arguments, const std::string& otherProgram) {
+    Pipe output;
+    Pipe errors;
+    const pid_t process = startTool(arguments, output.ends[1], errors.ends[1], otherProgram);
+    output.closeEnd(1);
+    errors.closeEnd(1);
+
+    ToolResult result;
+    if (!readBoth(output, errors, result)) kill(process, SIGKILL);
+    result.exitStatus = exitStatusOf(process);
+    return result;
+}
+
+pid_t startTool(const std::vector<std::string>& arguments, int output, int errors, const std::string& otherProgram) {
     std::string program = otherProgram.empty() ? TARN_TOOL : otherProgram;
     std::vector<std::string> copies = arguments;
     std::vector<char*> pointers = {program.data()};
     for (std::string& argument : copies) pointers.push_back(argument.data());
     pointers.push_back(nullptr);
 
-    Pipe output;
-    Pipe errors;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, output.ends[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, errors.ends[1], STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t ordinary;
+    sigemptyset(&ordinary);
+    sigaddset(&ordinary, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &ordinary);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
     pid_t process = 0;
-    const int status = posix_spawn(&process, program.c_str(), &actions, nullptr, pointers.data(), environ);
+    const int status = posix_spawn(&process, program.c_str(), &actions, &attributes, pointers.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (status != 0) throw std::runtime_error("cannot start " + program);
-    output.closeEnd(1);
-    errors.closeEnd(1);
+    return process;
+}
 
-    ToolResult result;
-    if (!readBoth(output, errors, result)) kill(process, SIGKILL);
+int exitStatusOf(pid_t process) {
     int ended = 0;
     while (waitpid(process, &ended, 0) < 0 && errno == EINTR) continue;
-    if (WIFEXITED(ended)) result.exitStatus = WEXITSTATUS(ended);
-    return result;
+    return WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
 }
 
 namespace {

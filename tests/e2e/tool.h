@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace kvxtest {
@@ -19,6 +20,12 @@ struct ToolResult {
 
 // Waits for the tool's end, within reason. program: another build of the tool; empty for the one that is installed.
 ToolResult runTool(const std::vector<std::string>& arguments, const std::string& program = {});
+
+// Starts the tool with these descriptors as standard output and standard error; its end is waited for apart. A signal
+// of a closed reader ends it, unless it says otherwise.
+pid_t startTool(const std::vector<std::string>& arguments, int output, int errors, const std::string& program = {});
+// Waits without end. -1: ended by a signal.
+int exitStatusOf(pid_t process);
 
 // The texts of the log lines in what the tool wrote to standard error. A test failure where a line does not begin as a
 // log line must; lines that continue an entry are part of its text.

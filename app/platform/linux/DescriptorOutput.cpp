@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <poll.h>
 #include <span>
 #include <sys/uio.h>
 
@@ -20,6 +21,11 @@ void advance(std::span<iovec>& parts, size_t written) {
     parts.front().iov_len -= written;
 }
 
+void waitForSpace(int descriptor) {
+    pollfd space = {descriptor, POLLOUT, 0};
+    poll(&space, 1, -1); // whatever it says, the next write says it better
+}
+
 } // namespace
 
 void DescriptorOutput::write(const TextPieces& text) {
@@ -31,7 +37,10 @@ void DescriptorOutput::write(const TextPieces& text) {
         const ssize_t written = writev(descriptor_, parts.data(), static_cast<int>(parts.size()));
         if (written >= 0) {
             advance(parts, static_cast<size_t>(written));
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            waitForSpace(descriptor_);
         } else if (errno != EINTR) {
+            if (error_ == 0) error_ = errno;
             return;
         }
     }

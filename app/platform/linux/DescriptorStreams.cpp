@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <poll.h>
 #include <sys/socket.h>
-#include <system_error>
 #include <unistd.h>
 
 namespace tarn {
@@ -15,8 +14,7 @@ DescriptorState::~DescriptorState() {
 
 void DescriptorState::noteFailure() {
     if (error_ != nullptr) return;
-    const int number = errno;
-    error_ = RetainedError::create({"NSPOSIXErrorDomain", number, std::generic_category().message(number)});
+    error_ = RetainedError::create(systemError(errno));
 }
 
 int64_t DescriptorInputStream::read(uint8_t* buffer, size_t capacity) {

@@ -9,12 +9,15 @@
 #include "platform/linux/SystemClock.h"
 #include "platform/linux/SystemInterfaces.h"
 
+#include <csignal>
 #include <unistd.h>
 
 namespace tarn {
 
 class SystemServices {
   public:
+    // A reader of the output or the log that goes away is a failure to write, not the end of the program.
+    SystemServices() { std::signal(SIGPIPE, SIG_IGN); }
     Services& services() { return services_; }
 
   private:
