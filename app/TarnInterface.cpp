@@ -30,10 +30,16 @@ int64_t secondsSinceEpoch(const Clock& clock) {
 // The text for a library that takes ASCII: null for one that is not.
 const char* asciiOrNull(const std::string& text) { return isAscii(text) ? text.c_str() : nullptr; }
 
-// What is wanted as identity bytes: null for an empty text.
-const uint8_t* identityBytes(const std::string& text) {
-    return text.empty() ? nullptr : reinterpret_cast<const uint8_t*>(text.data());
-}
+// A text and its length: null and 0 for one that is not ASCII, or not there.
+struct AsciiText {
+    AsciiText() = default;
+    explicit AsciiText(const std::string& whole)
+        : text(asciiOrNull(whole)), length(text == nullptr ? 0 : whole.size()) {}
+    const uint8_t* bytes() const { return reinterpret_cast<const uint8_t*>(text); }
+
+    const char* text = nullptr;
+    size_t length = 0;
+};
 
 // A copy of a request that the library made, which is given back, also when there is no memory for the copy.
 Bytes taken(uint8_t* request, uint32_t length, int32_t (*release)(uint8_t**)) {
@@ -78,12 +84,13 @@ void TarnInterface::initHandle(ErrorSlot& error) {
         }
     }
 
-    const std::string device = deviceId_ && isAscii(*deviceId_) ? *deviceId_ : std::string();
+    const AsciiText device = deviceId_ ? AsciiText(*deviceId_) : AsciiText();
+    const AsciiText user = userId_.empty() ? AsciiText() : AsciiText(userId_);
+    const AsciiText host(host_);
     const int32_t framing = httpFlag_ ? kHttpFraming : kBareFraming;
-    const char* const host = asciiOrNull(host_);
-    const int32_t status = KVXInit(&handle_, code.text(), identityBytes(device), static_cast<int16_t>(device.size()),
-                                   identityBytes(userId_), static_cast<int16_t>(userId_.size()), framing, framing,
-                                   kClientKind, host, static_cast<uint16_t>(host == nullptr ? 0 : host_.size()));
+    const int32_t status = KVXInit(&handle_, code.text(), device.bytes(), static_cast<int16_t>(device.length),
+                                   user.bytes(), static_cast<int16_t>(user.length), framing, framing, kClientKind,
+                                   host.text, static_cast<uint16_t>(host.length));
     if (status != 0) error = tarnError(100, "Cannot Init Handle");
 }
 

@@ -1,5 +1,7 @@
 // The choice of the interface that identifies the device, and the opening of the session.
 #include "app/clients.h"
+#include "support/answers.h"
+#include "support/counting_hooks.h"
 
 #include <gtest/gtest.h>
 
@@ -23,7 +25,6 @@ TEST(DeviceIdentity, IsTheAddressOfTheMostPreferredInterface) {
         {"AirPort before Wi-Fi", {{"Wi-Fi", "1"}, {"AirPort", "2"}}, "2"},
         {"anywhere in the name", {{"Thunderbolt Ethernet Slot 2", "1"}}, "1"},
         {"without regard to case", {{"my WI-FI card", "1"}}, "1"},
-        {"the last of a name wins", {{"Wi-Fi 1", "1"}, {"Wi-Fi 2", "2"}}, "2"},
         {"one without a name is skipped", {{"Wi-Fi", "1"}, {kNone, "2"}}, "1"},
         {"one without an address is skipped", {{"Wi-Fi", "1"}, {"Ethernet", kNone}}, "1"},
         {"two preferred names in one: the first in preference", {{"AirPort Wi-Fi", "1"}, {"AirPort", "2"}}, "2"},
@@ -37,6 +38,39 @@ TEST(DeviceIdentity, IsTheAddressOfTheMostPreferredInterface) {
         EXPECT_EQ(session.client.deviceId(), c.identity);
         EXPECT_EQ(scripted.interfaces.live, 0);
     }
+}
+
+TEST(DeviceIdentity, IsTheLastOfSeveralInterfacesOfAName) {
+    ScriptedServices scripted;
+    scripted.interfaces.list = {{"Wi-Fi 1", "1"}, {"Wi-Fi 2", "2"}, {"Wi-Fi 3", "3"}, {"Bluetooth", "4"}};
+    const Client session(scripted);
+    EXPECT_EQ(session.client.deviceId(), "3");
+}
+
+// The 16 bytes of identity in the header of a request.
+std::string identityInRequests(const std::string& address) {
+    ScriptedServices scripted;
+    scripted.interfaces.list = {{"Ethernet", address}};
+    Client session(scripted);
+    tarn::ErrorSlot error;
+    const auto request = session.client.createAlbumLookupRequest("t", 1, error);
+    if (!request) return describe(error);
+    return {request->begin() + 10, request->begin() + 26};
+}
+
+TEST(DeviceIdentity, LosesTheLastDigitOfItsAddressInRequests) {
+    EXPECT_EQ(identityInRequests("02:fc:00:00:00:1d"), "02:fc:00:00:00:1");
+    EXPECT_EQ(identityInRequests("02:fc"), std::string("02:fc").append(11, '\0'));
+}
+
+TEST(DeviceIdentity, ThatIsNotAsciiIsNone) {
+    EXPECT_EQ(identityInRequests("02:fc:\xc3\xa4"), "TARN 200 Cannot generate meta data request for track t");
+}
+
+TEST(DeviceIdentity, ThatIsPresentAndEmptyIsOneOfZeros) { EXPECT_EQ(identityInRequests(""), std::string(16, '\0')); }
+
+TEST(DeviceIdentity, HasALengthOfSixteenBits) {
+    EXPECT_EQ(identityInRequests(std::string(65536 + 3, 'x')), std::string("xxx").append(13, '\0'));
 }
 
 TEST(DeviceIdentity, ANullInterfaceEndsTheProgram) {
@@ -61,6 +95,63 @@ TEST(Session, KeepsWhatItWasGivenButTheUser) {
     EXPECT_EQ(session.client.deviceId(), "02:fc:00:00:00:01");
     ASSERT_TRUE(session.client.getRequestURL());
     EXPECT_EQ(session.client.getRequestURL()->text, "http://recog.example:8080/sdkrequest");
+}
+
+// What requests begin with that the library frames as HTTP: the host that it was given.
+std::string hostInRequests(const std::string& host) {
+    ScriptedServices scripted;
+    Client session(scripted, goodKey(scripted.clock), host, true);
+    tarn::ErrorSlot error;
+    const auto request = session.client.createAlbumLookupRequest("t", 1, error);
+    if (!request) return describe(error);
+    const std::string text(request->begin(), request->end());
+    const std::string before = "POST http://";
+    const std::string behind = "/sdkrequest HTTP/1.1\r\n";
+    EXPECT_EQ(text.substr(0, before.size()), before);
+    return text.substr(before.size(), text.find(behind) - before.size());
+}
+
+TEST(Session, GivesTheLibraryItsHost) { EXPECT_EQ(hostInRequests("recog.example:8080"), "recog.example:8080"); }
+
+TEST(Session, CutsTheLengthOfItsHostToSixteenBits) {
+    EXPECT_EQ(hostInRequests(std::string(65535, 'x')), std::string(65535, 'x'));
+    EXPECT_EQ(hostInRequests("abc" + std::string(65536, 'x')), "abc");
+    EXPECT_EQ(hostInRequests(std::string(65536, 'x')), "tarn.kvx.example"); // a length of 0 selects the default
+}
+
+TEST(Session, HasTheDefaultHostForOneThatIsNotAscii) { EXPECT_EQ(hostInRequests("h\xc3\xb6st"), "tarn.kvx.example"); }
+
+TEST(Session, WantsAnswersFramedAsItsRequestsAre) {
+    for (const bool doHttp : {false, true}) {
+        SCOPED_TRACE(doHttp);
+        ScriptedServices scripted;
+        Client session(scripted, goodKey(scripted.clock), "h", doHttp);
+        tarn::ErrorSlot error;
+        const auto request = session.client.createAlbumLookupRequest("t", 1, error);
+        ASSERT_TRUE(request);
+        const std::string text(request->begin(), request->end());
+        const size_t packet = text.find("BIN ");
+        EXPECT_EQ(packet == 0, !doHttp);
+        EXPECT_EQ(text.at(packet + 46), doHttp ? 'H' : 'B'); // what the server is told
+
+        const Bytes bare = notFound();
+        EXPECT_EQ(session.client.parseResponse(bare, error).has_value(), !doHttp);
+        const Bytes framed = bytesOf(httpAnswer(200, bare));
+        EXPECT_EQ(session.client.parseResponse(framed, error).has_value(), doHttp);
+    }
+}
+
+TEST(Session, StaysOpenWhenItsClientIsDestroyed) {
+    ScriptedServices scripted;
+    const std::string key = goodKey(scripted.clock);
+    CountingHooks hooks;
+    {
+        tarn::ErrorSlot error;
+        const tarn::TarnInterface client(scripted.services, key, "QOPX", "h", 3, false, error);
+        EXPECT_EQ(describe(error), "no error");
+        EXPECT_EQ(hooks.live(), 4U); // handle, host, cipher, digest
+    }
+    EXPECT_EQ(hooks.live(), 4U);
 }
 
 TEST(Session, OpensWithAGoodKeyAndFailsWithAnyOther) {

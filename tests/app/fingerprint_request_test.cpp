@@ -117,6 +117,19 @@ TEST(FingerprintRequest, CarriesAnAsciiNameAndNoOther) {
     EXPECT_EQ(textOf("t\xc3\xb6ne.wav"), "");
 }
 
+TEST(FingerprintRequest, Says44100WhateverTheRate) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.file("sound.wav");
+    constexpr size_t kValueOffset = 52 + 4 + 1 + 21 + 4; // behind the duration
+    for (const int rateHz : {11025, 22050, 48000}) {
+        SCOPED_TRACE(rateHz);
+        writeFile(path, wavFile({.rateHz = rateHz}));
+        const Outcome outcome = requestFor(path);
+        ASSERT_TRUE(outcome.request) << outcome.error;
+        EXPECT_EQ(hexDump({outcome.request->data() + kValueOffset, 4}), hexDump(fromHex("44 ac 00 00")));
+    }
+}
+
 TEST(FingerprintRequest, NeedsADeviceIdentity) {
     const TemporaryDirectory directory;
     const std::string path = directory.file("sound.wav");

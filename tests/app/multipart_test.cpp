@@ -50,6 +50,15 @@ TEST(MultipartForm, TakesAnyBoundaryAndName) {
               "--B--\r\n--B--\r\n");
 }
 
+TEST(MultipartForm, DoesNotLookForItsBoundaryInTheData) {
+    const std::string boundary = tarn::TarnInterface::getFormBoundary();
+    const std::string data = "\r\n--" + boundary + "--\r\n";
+    const auto request = formOf(bytesOf(data));
+    const std::string body(request.body.begin(), request.body.end());
+    EXPECT_EQ(body.substr(133), data + "\r\n--" + boundary + "--\r\n"); // unchanged, behind 46 + 45 + 42 bytes
+    EXPECT_EQ(request.headers.at(0).second, "multipart/form-data; boundary=" + boundary);
+}
+
 TEST(MultipartForm, ReplacesTheOneBefore) {
     auto request = formOf(Bytes(100));
     request.addFormData({}, "B", "N");

@@ -42,6 +42,7 @@ Entries show(const Outcome& outcome) {
 }
 
 const Text kNone = std::nullopt;
+const Text kZero = std::string(1, '\0'); // a field that is there, and a text of no characters
 
 TEST(Response, SaysWhatEachRecordHolds) {
     struct Case {
@@ -64,10 +65,30 @@ TEST(Response, SaysWhatEachRecordHolds) {
          record('T', trackBlob(kNone, "Title", {kNone, "Second"})),
          {"Response 1: Title: Title\n"},
          {"- 'Title' - -"}},
-        {"a text ends at its first zero byte",
+        {"a track's text ends at its first zero byte",
          record('T', trackBlob(std::string("t\0x", 3), "Title", {})),
          {"Response 1: T_ID: t\n", "Response 1: Title: Title\n"},
          {"'t' 'Title' - -"}},
+        {"an album's text ends at its first zero byte",
+         record('A', albumBlob(kNone, std::string("Al\0bum", 6), std::string("Art\0ist", 7), 0)),
+         {"Response 1: Artist: Art\n", "Response 1: Title: Al\n", "Response 1: Confidence: 0\n"},
+         {"- - 'Art' 'Al'"}},
+        {"a DVD's text ends at its first zero byte",
+         record('D', dvdBlob(kNone, std::string("Fi\0lm", 5))),
+         {"Response 1: Title: Fi\n"},
+         {}},
+        {"a track's value that is present and empty",
+         record('T', trackBlob(kZero, kZero, {kZero})),
+         {"Response 1: T_ID: \n", "Response 1: Title: \n", "Response 1: Artist: \n"},
+         {"'' '' '' -"}},
+        {"an album's value that is present and empty",
+         record('A', albumBlob(kZero, kZero, kZero, 0)),
+         {"Response 1: A_ID: \n", "Response 1: Artist: \n", "Response 1: Title: \n", "Response 1: Confidence: 0\n"},
+         {"- - '' ''"}},
+        {"a track to album's value that is present and empty",
+         record('K', trackToAlbumBlob(albumBlob(kNone, kZero, kNone, 0))),
+         {"Response 1: AlbumTitle: \n", "Response 1: Confidence: 0\n"},
+         {"- - - ''"}},
         {"album",
          record('A', albumBlob("a1", "Album", "Artist", 87)),
          {"Response 1: A_ID: a1\n", "Response 1: Artist: Artist\n", "Response 1: Title: Album\n",
@@ -77,10 +98,6 @@ TEST(Response, SaysWhatEachRecordHolds) {
          record('A', albumBlob(kNone, kNone, kNone, 0)),
          {"Response 1: Confidence: 0\n"},
          {"- - - -"}},
-        {"an album's confidence has no sign",
-         record('A', albumBlob(kNone, kNone, kNone, 40000)),
-         {"Response 1: Confidence: 40000\n"},
-         {"- - - -"}},
         {"track to album",
          record('K', trackToAlbumBlob(albumBlob("a1", "Album", "Artist", 87))),
          {"Response 1: AlbumTitle: Album\n", "Response 1: Confidence: 87\n"},
@@ -89,11 +106,6 @@ TEST(Response, SaysWhatEachRecordHolds) {
          record('K', trackToAlbumBlob(albumBlob("a1", kNone, "Artist", 87))),
          {"Response 1: Confidence: 87\n"},
          {"- - - -"}},
-        {"a track to album's confidence has a sign",
-         record('K', trackToAlbumBlob(albumBlob(kNone, kNone, kNone, 40000))),
-         {"Response 1: Confidence: -25536\n"},
-         {"- - - -"}},
-        {"track to album without an album is a match all the same", record('K', trackToAlbumBlob({})), {}, {"- - - -"}},
         {"DVD", record('D', dvdBlob("d1", "Film")), {"Response 1: DV_ID: d1\n", "Response 1: Title: Film\n"}, {}},
         {"DVD without anything", record('D', dvdBlob(kNone, kNone)), {}, {}},
         {"not found", notFound(), {"Response 1: Not Found\n"}, {}},
@@ -111,6 +123,19 @@ TEST(Response, SaysWhatEachRecordHolds) {
         EXPECT_EQ(hooks.forgetBlocksOf(kHostCopyBytes), 1U);
         EXPECT_EQ(hooks.live(), 0U);
     }
+}
+
+TEST(Response, ShowsAnAlbumsConfidenceWithoutSignAndThatOfATrackToAlbumWithOne) {
+    const Bytes album = albumBlob(kNone, kNone, kNone, 40000);
+    EXPECT_EQ(
+        parse({record('A', album), record('K', trackToAlbumBlob(album))}).log,
+        (Entries{"Received 2 response(s)\n", "Response 1: Confidence: 40000\n", "Response 2: Confidence: -25536\n"}));
+}
+
+TEST(Response, ATrackToAlbumWithoutAnAlbumIsAMatchThatSaysNothing) {
+    const Outcome outcome = parse({record('K', trackToAlbumBlob({}))});
+    EXPECT_EQ(outcome.log, Entries{"Received 1 response(s)\n"});
+    EXPECT_EQ(show(outcome), Entries{"- - - -"});
 }
 
 TEST(Response, AnUnexpectedTypeGoesToStandardOutputWithoutALineEnd) {
@@ -228,6 +253,32 @@ TEST(AlbumRecord, ShowsItsOwnIdsAndItsAttributes) {
               (Entries{"Response 3: A_ID: A1\n", "Response 3: Artist: Artist\n", "Response 3: Title: Title\n",
                        "Response 3: TarnAlbumID: TA\n", "Response 3: TarnArtistID: TR\n",
                        "Response 3: Album Attributes\n", jazz, nothing, "Response 3: Confidence: 12\n"}));
+}
+
+TEST(AlbumRecord, HasALineForAListWithoutAttributes) {
+    ValuePairYOMI unread{};
+    Album album{};
+    album.attributes = &unread;
+    album.attributeCount = 0;
+    KeptLog log;
+    tarn::interpretAlbum(album, 1, log);
+    EXPECT_EQ(log.entries, (Entries{"Response 1: Album Attributes\n", "Response 1: Confidence: 0\n"}));
+}
+
+TEST(AlbumRecord, PrintsItsTextsUpToTheZeroByteWhateverTheirLength) {
+    MadeText title("Title", 2), property(std::string("Ge\0nre", 6));
+    ValuePairYOMI attribute{};
+    attribute.property = &property.value;
+    Album album{};
+    album.title = &title.value;
+    album.attributes = &attribute;
+    album.attributeCount = 1;
+    KeptLog log;
+    EXPECT_EQ(tarn::interpretAlbum(album, 1, log).albumName, "Title");
+    EXPECT_EQ(log.entries, (Entries{"Response 1: Title: Title\n", "Response 1: Album Attributes\n",
+                                    "PropertyAttributeID = (null)\t PropertyAttribute = Ge\t"
+                                    "ValueAttributeID = (null)\t ValueAttribute = (null)\n",
+                                    "Response 1: Confidence: 0\n"}));
 }
 
 TEST(TrackRecord, PrintsTheLengthAndKeepsTheWholeText) {

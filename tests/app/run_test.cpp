@@ -123,7 +123,13 @@ TEST_F(Run, FailsAtEachStepWithItsLineAndItsValue) {
          {{}, {}, kLost},
          -4,
          "Error sending fingerprint request -1005 - The network connection was lost."},
+        {"a transport error beside an answer",
+         {kTrack, 200, kLost},
+         -4,
+         "Error sending fingerprint request -1005 - The network connection was lost."},
         {"no answer", {{}, {}, {}}, -5, "No HTTP Response"},
+        {"a body without an answer", {kTrack, {}, {}}, -5, "No HTTP Response"},
+        {"a track beside another status", {kTrack, 500, {}}, -5, "Invalid HTTP Status Code 500"},
         {"404", {bytesOf("x"), 404, {}}, -5, "Invalid HTTP Status Code 404"},
         {"204", {{}, 204, {}}, -5, "Invalid HTTP Status Code 204"},
         {"an empty body that is present",
@@ -220,11 +226,15 @@ TEST_F(Run, AFailedAlbumLookupLeavesTheAlbumOut) {
         {"transport error",
          {{}, {}, kLost},
          {"HTTP Error Looking Up Extra Meta Data -1005 - The network connection was lost."}},
+        {"a transport error beside an answer",
+         {kAlbum, 200, kLost},
+         {"HTTP Error Looking Up Extra Meta Data -1005 - The network connection was lost."}},
         {"no answer", {{}, {}, {}}, {"No Metadata HTTP Response"}},
+        {"a body without an answer", {kAlbum, {}, {}}, {"No Metadata HTTP Response"}},
+        {"an album beside another status", {kAlbum, 404, {}}, {"Invalid Metadata HTTP Status Code 404"}},
         {"500", {bytesOf("x"), 500, {}}, {"Invalid Metadata HTTP Status Code 500"}},
         {"no body", {{}, 200, {}}, {"Empty Metadata Response"}},
         {"an empty body", {Bytes(), 200, {}}, {"Empty Metadata Response"}},
-        {"a body that cannot be parsed", {bytesOf("x"), 200, {}}, {}},
         {"a record that cannot be read", {record('A', {1}), 200, {}}, {"Received 1 response(s)\n"}},
         {"nothing found", {notFound(), 200, {}}, {"Received 1 response(s)\n", "Response 1: Not Found\n"}},
         {"an album without a name",
@@ -239,6 +249,12 @@ TEST_F(Run, AFailedAlbumLookupLeavesTheAlbumOut) {
         EXPECT_EQ(fresh.log.entries, kTrackLog + c.lines);
         EXPECT_EQ(fresh.output.all(), kReportWithoutAlbum);
     }
+}
+
+TEST_F(Run, SaysNothingOfAnAlbumAnswerThatCannotBeParsed) {
+    EXPECT_EQ(recognise({answer(kTrack), answer(bytesOf("x"))}), 0);
+    EXPECT_EQ(scripted.log.entries, kTrackLog);
+    EXPECT_EQ(scripted.output.all(), kReportWithoutAlbum);
 }
 
 TEST_F(Run, TakesTheFirstAlbumThatHasAName) {
@@ -272,6 +288,21 @@ TEST_F(Run, EscapesNothing) {
     EXPECT_NE(scripted.output.all().find("<name>A&B</name>\n<title>Rock & <Roll> \"x\"</title>\n"), std::string::npos);
 }
 
+TEST_F(Run, PrintsWhatIsNoUtf8AsItCame) {
+    EXPECT_EQ(recognise({answer(record('T', trackBlob({}, "B\xe4r \xff\xc3", {})))}), 0);
+    EXPECT_NE(scripted.output.all().find("<title>B\xe4r \xff\xc3</title>\n"), std::string::npos);
+}
+
+TEST_F(Run, PrintsElementsForValuesThatArePresentAndEmpty) {
+    const Text zero = std::string(1, '\0');
+    EXPECT_EQ(recognise({answer(record('T', trackBlob(zero, zero, {zero}))),
+                         answer(record('A', albumBlob({}, zero, {}, 1)))}),
+              0);
+    EXPECT_EQ(scripted.output.all(), "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n<album></album>\n"
+                                     "<name></name>\n<title></title>\n</match>\n");
+    EXPECT_EQ(scripted.loader.requests.size(), 2U); // an id that is present is asked for
+}
+
 TEST_F(Run, WritesAnUnexpectedTypeAheadOfTheReport) {
     EXPECT_EQ(recognise({answer(joined({record('P', {0}), record('T', trackBlob({}, {}, {}))}))}), 0);
     EXPECT_EQ(scripted.output.all(), "Response 1: Unexpected response type (P)"
@@ -279,14 +310,42 @@ TEST_F(Run, WritesAnUnexpectedTypeAheadOfTheReport) {
 }
 
 TEST_F(Run, ReleasesTheLibraryHandleOnSuccessAlone) {
-    const std::string path = directory_->file("sound.wav");
+    struct Case {
+        const char* name;
+        std::vector<LoaderAnswer> answers;
+        const char* file;
+        int value;
+    };
+    const Case cases[] = {
+        {"a report with its album", {answer(kTrack), answer(kAlbum)}, "sound.wav", 0},
+        {"a report without its album", {answer(kTrack), {{}, {}, kLost}}, "sound.wav", 0},
+        {"no match", {answer(notFound())}, "sound.wav", 0},
+        {"no body", {{std::nullopt, 200, {}}}, "sound.wav", 0},
+        {"no file", {}, "none.wav", -3},
+        {"a transport error", {{{}, {}, kLost}}, "sound.wav", -4},
+        {"no answer", {{{}, {}, {}}}, "sound.wav", -5},
+        {"404", {{std::nullopt, 404, {}}}, "sound.wav", -5},
+        {"an answer that cannot be parsed", {answer(bytesOf("x"))}, "sound.wav", -6},
+        {"a record that cannot be read", {answer(record('T', {1}))}, "sound.wav", -6},
+        {"no memory for the answer", {{{}, {}, {}, true}}, "sound.wav", -4},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        ScriptedServices fresh;
+        fresh.loader.answers = c.answers;
+        CountingHooks hooks;
+        EXPECT_EQ(run(fresh, {goodKey(fresh.clock), "h", directory_->file(c.file)}), c.value);
+        if (c.value == 0) {
+            EXPECT_EQ(hooks.forgetBlocksOf(kHostCopyBytes), 1U);
+            EXPECT_EQ(hooks.live(), 0U);
+        } else {
+            EXPECT_GE(hooks.live(), 4U); // handle, host, cipher, digest
+        }
+    }
+    // Where the handle could not be made there is none.
     CountingHooks hooks;
-    scripted.loader.answers = {{std::nullopt, 200, {}}, {std::nullopt, 404, {}}};
-    EXPECT_EQ(run(scripted, {goodKey(scripted.clock), "h", path}), 0);
-    EXPECT_EQ(hooks.forgetBlocksOf(kHostCopyBytes), 1U);
+    EXPECT_EQ(run(scripted, {goodKey(scripted.clock, 4), "h", directory_->file("sound.wav")}), -2);
     EXPECT_EQ(hooks.live(), 0U);
-    EXPECT_EQ(run(scripted, {goodKey(scripted.clock), "h", path}), -5);
-    EXPECT_GE(hooks.live(), 5U); // handle, host name, three maps
 }
 
 } // namespace
