@@ -63,6 +63,23 @@ TEST(HttpAnswer, IsTheSameInAnyPieces) {
     }
 }
 
+TEST(HttpAnswer, MayComeBehindOneHundredInterimOnesAndNotMore) {
+    std::string interim;
+    for (int i = 0; i < 100; ++i) interim += "HTTP/1.1 100 Continue\r\n\r\n";
+    const std::string final = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";
+    EXPECT_EQ(outcomeOf(interim + final, 1000, Received::kEnd), "200 abc");
+    EXPECT_EQ(outcomeOf("HTTP/1.1 102 Processing\r\n\r\n" + interim + final, 1000, Received::kEnd), "error -1017");
+}
+
+TEST(HttpAnswer, MayHaveABodyOfTheWholeBound) {
+    const std::string announced = std::to_string(tarn::kHttpBodyLimitBytes);
+    std::string whole = "HTTP/1.1 200 OK\r\nContent-Length: " + announced + "\r\n\r\n";
+    whole.append(tarn::kHttpBodyLimitBytes, 'x');
+    EXPECT_EQ(outcomeOf(whole, whole.size(), Received::kEnd).size(), 4 + tarn::kHttpBodyLimitBytes);
+    const std::string open = "HTTP/1.1 200 OK\r\n\r\n" + std::string(tarn::kHttpBodyLimitBytes + 1, 'x');
+    EXPECT_EQ(outcomeOf(open, open.size(), Received::kEnd), "error -1017");
+}
+
 TEST(HttpAnswer, ThatIsNotCompleteEndsAsItsConnectionDoes) {
     const std::string part = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nab";
     EXPECT_EQ(outcomeOf(part, part.size(), Received::kTimedOut), "error -1001");
