@@ -29,11 +29,24 @@ size_t characterBytes(std::string_view text) {
     return count;
 }
 
-// Space and the control characters of both ranges (U+0000 to U+001F and U+007F to U+009F).
+// Space, the control characters of both ranges (U+0000 to U+001F and U+007F to U+009F), and the separators of lines and
+// paragraphs.
 bool isSpace(std::string_view character) {
     const auto first = static_cast<unsigned char>(character[0]);
     if (character.size() == 1) return first <= ' ' || first == 0x7F;
-    return character.size() == 2 && first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+    if (character.size() == 2) return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+    return character == "\u2028" || character == "\u2029";
+}
+
+// What turns the writing direction of all that follows, beyond the text's own end (U+202A to U+202E, U+2066 to U+2069).
+bool turnsDirection(std::string_view character) {
+    return (character >= "\u202A" && character <= "\u202E") || (character >= "\u2066" && character <= "\u2069");
+}
+
+// A byte that is no UTF-8, taken by a terminal that does not speak UTF-8 as a control character.
+bool isControlByte(char byte) {
+    const auto value = static_cast<unsigned char>(byte);
+    return value >= 0x80 && value <= 0x9F;
 }
 
 } // namespace
@@ -45,6 +58,7 @@ std::string cleanText(std::string_view text) {
         const size_t bytes = characterBytes(text);
         const std::string_view character = bytes == 0 ? kReplacement : text.substr(0, bytes);
         text.remove_prefix(bytes == 0 ? 1 : bytes);
+        if (turnsDirection(character)) continue;
         if (isSpace(character)) {
             spaceWaits = !clean.empty();
             continue;
@@ -57,10 +71,21 @@ std::string cleanText(std::string_view text) {
     return clean;
 }
 
-std::string inOneLine(std::string path) {
-    std::replace_if(
-        path.begin(), path.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; }, '?');
-    return path;
+std::string inOneLine(std::string_view path) {
+    std::string line;
+    while (!path.empty()) {
+        const size_t bytes = characterBytes(path);
+        const std::string_view character = path.substr(0, std::max<size_t>(bytes, 1));
+        const bool stays = bytes == 0 ? !isControlByte(character[0])
+                                      : character == " " || !(isSpace(character) || turnsDirection(character));
+        if (stays) {
+            line += character;
+        } else {
+            line += '?';
+        }
+        path.remove_prefix(character.size());
+    }
+    return line;
 }
 
 } // namespace tarn::server

@@ -34,6 +34,9 @@ TEST(CleanText, IsValidUtf8InOneLine) {
         {"surrogate", "\xED\xA0\x80", bad + bad + bad},
         {"beyond the last character", "\xF4\x90\x80\x80", bad + bad + bad + bad},
         {"byte FF", "\xFF", bad},
+        {"separators of lines and paragraphs", "a\u2028b\u2029c", "a b c"},
+        {"turned directions", "\u202Aa\u202Eb\u2066c\u2069", "abc"},
+        {"marks that turn nothing else", "\u05D0\u200F!", "\u05D0\u200F!"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -52,6 +55,12 @@ TEST(InOneLine, ReplacesOnlyWhatWouldBreakALine) {
     using tarn::server::inOneLine;
     EXPECT_EQ(inOneLine("/a  b/\xC3\xA9\xFF.wav "), "/a  b/\xC3\xA9\xFF.wav ");
     EXPECT_EQ(inOneLine("a\nb\tc\x7F\x1B[2J"), "a?b?c??[2J");
+    EXPECT_EQ(inOneLine("a\u009B31m\u0080\u009F\u00A0"), "a?31m??\u00A0");
+    EXPECT_EQ(inOneLine("a\x9B"
+                        "31m\x80\x9F\xA0"),
+              "a?31m??\xA0");
+    EXPECT_EQ(inOneLine("song\u202Efdp.wav\u2066\u2028\u2029"), "song?fdp.wav???");
+    EXPECT_EQ(inOneLine(""), "");
 }
 
 } // namespace
