@@ -74,8 +74,10 @@ class Commands {
     void addServe() {
         CLI::App* serve = catalogCommand("serve", "Answer recognition requests", [this] {
             serve_.accounts = accounts_;
+            serve_.catalog = catalog_;
             return runServe(
-                serve_, [this] { return std::make_unique<CatalogRecogniser>(catalog_); }, out_, err_);
+                serve_, [this](const LogLine& log) { return std::make_unique<CatalogRecogniser>(catalog_, log); },
+                out_, err_);
         });
         serve->add_option("--listen", serve_.listen, "ADDRESS:PORT; port 0 picks a free one")->capture_default_str();
         serve

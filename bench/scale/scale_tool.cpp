@@ -37,9 +37,9 @@ double cpuMs() {
 int load(const std::string& real, const std::string& location, uint32_t count) {
     const SyntheticMusic music(real);
     music.compare();
+    CatalogWriter writer(location);
     const auto present = static_cast<uint32_t>(CatalogReader(location).recordingCount());
     const uint32_t tenth = std::max((count - std::min(count, present)) / 10, 1U);
-    CatalogWriter writer(location);
     double spent = 0; // on the catalogue, not on making recordings up
     for (uint32_t number = present + 1; number <= count; ++number) {
         const Recording recording = music.recording(number);

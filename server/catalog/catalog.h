@@ -26,10 +26,17 @@ class CatalogUnavailable : public CatalogError {
     using CatalogError::CatalogError;
 };
 
+// One recording of a sound catalogue is damaged; the text says which, and how to mend it.
+class DamagedRecording : public CatalogError {
+  public:
+    using CatalogError::CatalogError;
+};
+
 // The one writer of a catalogue; a second one, in any process, is refused with a CatalogError that says so.
 class CatalogWriter {
   public:
-    // A folder (made where there is none), or a stub file of folders and writable shards (catalog/shards.h).
+    // A folder (a catalogue is made where there is nothing of one), or a stub file of folders and writable shards
+    // (catalog/shards.h).
     explicit CatalogWriter(const std::string& location);
     ~CatalogWriter(); // uncommitted changes are dropped
     CatalogWriter(const CatalogWriter&) = delete;
@@ -41,14 +48,16 @@ class CatalogWriter {
     Outcome put(const Recording& recording);
     bool remove(uint32_t id);
     bool contains(const std::string& contentHash);
-    // A file that was read before and has not changed (size, modification time) needs no decoding.
-    bool isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs);
+    // A file that was read before and has not changed (size, modification time) needs no decoding. thoroughly: unless
+    // its recording is damaged.
+    bool isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, bool thoroughly = false);
     void rememberFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, const std::string& contentHash);
     // Merges too when the small database has grown large beside the main one.
     void commit();
     // Merges the small database into the large, compacted one. What was removed or replaced stays in that, unseen,
-    // until it is a quarter of it, or until a purge, which writes the whole database anew.
-    void compact(bool purge = false);
+    // until it is a quarter of it, or until a purge, which writes the whole database anew. A purge drops damaged
+    // recordings, too, and returns their ids.
+    std::vector<uint32_t> compact(bool purge = false);
 
   private:
     struct Impl;
@@ -69,10 +78,13 @@ struct ScoredRecording {
     uint32_t score = 0; // sum of the weights of the terms that it holds
 };
 
-// Used by one thread at a time. A location without a catalogue reads as an empty one until it is made.
+// Used by one thread at a time. Throws CatalogError where there is no catalogue.
 class CatalogReader {
   public:
-    explicit CatalogReader(const std::string& location);
+    // Is told of each damaged recording that a reading comes to, which then goes on without it. Without a handler,
+    // reading it throws DamagedRecording.
+    using DamageHandler = std::function<void(uint32_t id, const std::string& problem)>;
+    explicit CatalogReader(const std::string& location, DamageHandler onDamage = {});
     ~CatalogReader();
     CatalogReader(const CatalogReader&) = delete;
     CatalogReader& operator=(const CatalogReader&) = delete;

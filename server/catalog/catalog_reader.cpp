@@ -1,6 +1,7 @@
 #include "catalog/catalog.h"
 
 #include "catalog/engine.h"
+#include "catalog/engine_check.h"
 #include "catalog/folder.h"
 #include "catalog/frequency_table.h"
 #include "catalog/hidden_ids.h"
@@ -12,7 +13,7 @@
 #include <cmath>
 #include <future>
 #include <map>
-#include <sstream>
+#include <memory>
 #include <unordered_set>
 
 namespace fs = std::filesystem;
@@ -44,9 +45,11 @@ class ShardReader {
         } else {
             const CatalogFolder folder(location_.folder);
             generation_ = folder.current();
-            if (!generation_) return;
+            if (!generation_) {
+                throw CatalogError("there is no catalogue at " + location_.folder + "; tarn-server add makes one");
+            }
             recent_ = Xapian::Database(folder.recentOf(*generation_).string());
-            main_ = openIfThere(folder.mainOf(*generation_));
+            if (hasMain()) main_ = Xapian::Database(folder.mainOf(*generation_).string());
         }
         readBeside();
     }
@@ -58,7 +61,8 @@ class ShardReader {
         }
         if (CatalogFolder(location_.folder).current() != generation_) {
             open();
-        } else if (generation_ && recent_.reopen()) {
+        } else if (recent_.reopen()) {
+            expectSound(recent_, location_.folder);
             readHidden();
         }
     }
@@ -75,6 +79,8 @@ class ShardReader {
         if (data.empty()) return std::nullopt;
         return data;
     }
+
+    bool holdsRecording(Xapian::docid id) { return (!hidden_.contains(id) && holds(main_, id)) || holds(recent_, id); }
 
     uint64_t frequency(const std::string& term) {
         const uint64_t inMain = frequencies_ != nullptr ? frequencies_->frequency(term) : main_.get_termfreq(term);
@@ -115,31 +121,31 @@ class ShardReader {
     }
 
     void check(std::vector<std::string>& damage) {
-        if (isRemote() || !generation_) return;
+        if (isRemote()) return;
         const CatalogFolder folder(location_.folder);
-        for (const fs::path& path : {folder.mainOf(*generation_), folder.recentOf(*generation_)}) {
-            std::error_code ignored;
-            if (!fs::exists(path, ignored)) continue;
-            std::ostringstream report;
-            size_t errors = 0;
-            try {
-                errors = Xapian::Database::check(path.string(), 0, &report);
-            } catch (const Xapian::Error& error) {
-                damage.push_back(path.string() + ": " + said(error));
-                continue;
-            }
-            if (errors > 0) damage.push_back(path.string() + ": " + std::to_string(errors) + " errors in its tables");
+        std::vector<fs::path> databases = {folder.recentOf(*generation_)};
+        if (hasMain()) databases.push_back(folder.mainOf(*generation_));
+        for (const fs::path& database : databases) {
+            if (std::string line = engineDamage(database); !line.empty()) damage.push_back(std::move(line));
         }
         if (damage.empty() && !FrequencyTable::isTrue(main_)) {
-            damage.push_back(folder.mainOf(*generation_).string() + ": its frequencies do not agree with it");
+            damage.push_back(folder.mainOf(*generation_).string() + ": its frequencies do not agree with it; " +
+                             kRestore);
+        }
+        std::vector<std::string> mixed = folder.newerThan(*generation_);
+        damage.insert(damage.end(), mixed.begin(), mixed.end());
+        if (!damage.empty() && folder.current() != generation_) {
+            throw Xapian::DatabaseModifiedError("a writer has made the next generation meanwhile");
         }
     }
 
   private:
+    bool hasMain() const { return generation_ != kFirstGeneration; }
+
     // What the databases carry as metadata.
     void readBeside() {
         const std::string place = isRemote() ? location_.host + ":" + std::to_string(location_.port) : location_.folder;
-        for (const Xapian::Database& database : {main_, recent_}) expectFormat(database, place);
+        for (const Xapian::Database& database : {main_, recent_}) expectSound(database, place);
         readHidden();
         if (main_.get_doccount() == 0) return;
         frequencies_ = FrequencyTable::of(place, main_);
@@ -162,6 +168,7 @@ class ShardReader {
 
 struct CatalogReader::Impl {
     std::string location;
+    DamageHandler onDamage;
     std::vector<ShardReader> shards;
     ShardNumbering numbering;
     bool open = false;
@@ -201,14 +208,17 @@ struct CatalogReader::Impl {
     }
 
     std::optional<Recording> recording(uint32_t id) {
-        if (id == 0 || shards.empty()) return std::nullopt;
-        const std::optional<std::string> data = shards[numbering.shard(id)].data(numbering.local(id));
-        if (!data) return std::nullopt;
-        std::optional<Recording> recording = unpackRecording(*data);
-        if (!recording)
-            throw CatalogError(location + ": recording " + std::to_string(id) +
-                               " is damaged or of another version of the format");
-        recording->id = id;
+        if (id == 0) return std::nullopt;
+        ShardReader& shard = shards[numbering.shard(id)];
+        const std::optional<std::string> data = shard.data(numbering.local(id));
+        std::optional<Recording> recording = data ? unpackRecording(*data) : std::nullopt;
+        if (recording) {
+            recording->id = id;
+        } else if (data || shard.holdsRecording(numbering.local(id))) {
+            const std::string problem = damagedRecording(id);
+            if (!onDamage) throw DamagedRecording(location + ": " + problem);
+            onDamage(id, problem);
+        }
         return recording;
     }
 
@@ -277,8 +287,9 @@ struct CatalogReader::Impl {
     }
 };
 
-CatalogReader::CatalogReader(const std::string& location) : impl_(std::make_unique<Impl>()) {
+CatalogReader::CatalogReader(const std::string& location, DamageHandler onDamage) : impl_(std::make_unique<Impl>()) {
     impl_->location = location;
+    impl_->onDamage = std::move(onDamage);
     impl_->reading([] {});
 }
 
@@ -322,24 +333,20 @@ std::vector<std::string> CatalogReader::check() {
         for (ShardReader& shard : impl_->shards) shard.check(damage);
         if (!damage.empty()) return damage;
         std::map<std::string, uint32_t> seen;
+        const DamageHandler tell =
+            std::exchange(impl_->onDamage, [&](uint32_t, const std::string& problem) { damage.push_back(problem); });
+        const std::shared_ptr<void> back(nullptr, [&](void*) { impl_->onDamage = tell; });
         for (const uint32_t id : impl_->byTerm("")) {
-            try {
-                const std::optional<Recording> recording = impl_->recording(id);
-                if (!recording) {
-                    damage.push_back("Recording " + std::to_string(id) + " has lost its data");
-                    continue;
-                }
-                const auto [first, isNew] = seen.emplace(recording->contentHash, id);
-                if (!isNew) {
-                    damage.push_back("Recordings " + std::to_string(first->second) + " and " + std::to_string(id) +
-                                     " hold the same audio");
-                }
-                const std::vector<uint32_t> holders = impl_->byTerm(hashTerm(recording->contentHash));
-                if (!std::binary_search(holders.begin(), holders.end(), id)) {
-                    damage.push_back("Recording " + std::to_string(id) + " is not found by its audio");
-                }
-            } catch (const CatalogError& error) {
-                damage.push_back(error.what());
+            const std::optional<Recording> recording = impl_->recording(id);
+            if (!recording) continue; // told
+            const auto [first, isNew] = seen.emplace(recording->contentHash, id);
+            if (!isNew) {
+                damage.push_back("recordings " + std::to_string(first->second) + " and " + std::to_string(id) +
+                                 " hold the same audio; remove one: tarn-server remove " + std::to_string(id));
+            }
+            const std::vector<uint32_t> holders = impl_->byTerm(hashTerm(recording->contentHash));
+            if (!std::binary_search(holders.begin(), holders.end(), id)) {
+                damage.push_back("recording " + std::to_string(id) + " is not found by its audio; " + mendingOf(id));
             }
         }
         return damage;

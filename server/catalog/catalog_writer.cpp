@@ -4,6 +4,8 @@
 #include "catalog/shard_writer.h"
 #include "catalog/shards.h"
 
+#include <filesystem>
+
 namespace fs = std::filesystem;
 
 namespace tarn::server {
@@ -18,7 +20,7 @@ auto reported(const std::string& location, Work work) {
     } catch (const Xapian::Error& error) {
         throw CatalogError(location + ": " + said(error));
     } catch (const fs::filesystem_error& error) {
-        throw CatalogError(error.what());
+        throw CatalogError(std::string(error.what()) + "; " + remedyFor(error.code().value()));
     }
 }
 
@@ -74,11 +76,14 @@ bool CatalogWriter::contains(const std::string& contentHash) {
                     [&] { return impl_->shards[impl_->shardOf(contentHash)]->find(contentHash) != 0; });
 }
 
-bool CatalogWriter::isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs) {
+bool CatalogWriter::isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, bool thoroughly) {
     return reported(impl_->location, [&] {
         const std::optional<FileEntry> entry = impl_->shards.front()->file(fileKey(path));
-        return entry && entry->bytes == bytes && entry->modifiedNs == static_cast<uint64_t>(modifiedNs) &&
-               contains(entry->contentHash); // a removed recording comes back with the next reading of its file
+        if (!entry || entry->bytes != bytes || entry->modifiedNs != static_cast<uint64_t>(modifiedNs)) return false;
+        const ShardWriter& shard = *impl_->shards[impl_->shardOf(entry->contentHash)];
+        const Xapian::docid id = shard.find(entry->contentHash);
+        // A removed recording comes back with the next reading of its file.
+        return id != 0 && (!thoroughly || shard.isSound(id));
     });
 }
 
@@ -98,9 +103,15 @@ void CatalogWriter::commit() {
     });
 }
 
-void CatalogWriter::compact(bool purge) {
-    reported(impl_->location, [&] {
-        for (size_t s = impl_->shards.size(); s-- > 0;) impl_->shards[s]->compact(purge);
+std::vector<uint32_t> CatalogWriter::compact(bool purge) {
+    return reported(impl_->location, [&] {
+        std::vector<uint32_t> dropped;
+        for (size_t s = impl_->shards.size(); s-- > 0;) {
+            for (const Xapian::docid id : impl_->shards[s]->compact(purge)) {
+                dropped.push_back(impl_->numbering.whole(id, s));
+            }
+        }
+        return dropped;
     });
 }
 

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "catalog/catalog.h"
+#include "catalog/remedies.h"
 
 #include <xapian.h>
 
-#include <filesystem>
+#include <algorithm>
+#include <cstdint>
 #include <string>
 
 namespace tarn::server {
@@ -13,21 +15,30 @@ namespace tarn::server {
 // A database without documents. (One without even a backend cannot be asked everything.)
 inline Xapian::Database emptyDatabase() { return Xapian::WritableDatabase(std::string(), Xapian::DB_BACKEND_INMEMORY); }
 
-// Opens a database that may not be there.
-inline Xapian::Database openIfThere(const std::filesystem::path& path) {
-    std::error_code ignored;
-    return std::filesystem::exists(path, ignored) ? Xapian::Database(path.string()) : emptyDatabase();
-}
-
 // A database says which version of the format it is in: what is in another would be misread.
 inline constexpr char kCatalogFormatKey[] = "format";
 inline constexpr char kCatalogFormat[] = "3";
+// It also says how many documents it holds and the last number of one: the engine keeps both where nothing guards them,
+// and believes a database that has lost its count to be empty.
+inline constexpr char kSizeKey[] = "size";
+
+inline std::string sizeText(uint64_t documents, uint64_t last) {
+    return std::to_string(documents) + ' ' + std::to_string(last);
+}
+inline std::string sizeText(const Xapian::Database& database) {
+    return sizeText(database.get_doccount(), database.get_lastdocid());
+}
 
 inline void markFormat(Xapian::WritableDatabase& database) { database.set_metadata(kCatalogFormatKey, kCatalogFormat); }
 
-// Throws CatalogError; an empty database is in any format.
-inline void expectFormat(const Xapian::Database& database, const std::string& where) {
-    if (database.get_doccount() == 0 || database.get_metadata(kCatalogFormatKey) == kCatalogFormat) return;
+// Throws CatalogError or Xapian::DatabaseCorruptError.
+inline void expectSound(const Xapian::Database& database, const std::string& where) {
+    const std::string size = database.get_metadata(kSizeKey);
+    if (!size.empty() && size != sizeText(database)) {
+        throw Xapian::DatabaseCorruptError("it does not hold as many recordings as it should");
+    }
+    const std::string format = database.get_metadata(kCatalogFormatKey);
+    if (format == kCatalogFormat || (format.empty() && size.empty() && database.get_doccount() == 0)) return;
     throw CatalogError(where + ": the catalogue is of another version of the format; make it anew");
 }
 
@@ -60,6 +71,14 @@ inline bool holds(const Xapian::Database& database, Xapian::docid id) {
     return at != end && *at == id;
 }
 
-inline std::string said(const Xapian::Error& error) { return error.get_type() + std::string(": ") + error.get_msg(); }
+// In a message: what it is, and what to do.
+inline std::string said(const Xapian::Error& error) {
+    std::string text = error.get_msg();
+    const char* reason = error.get_error_string();
+    if (reason != nullptr && text.find(reason) == std::string::npos) text += std::string(" (") + reason + ')';
+    std::string remedy = reason == nullptr ? std::string() : remedyFor(std::string(reason));
+    if (remedy.empty()) remedy = "tarn-server check says what is damaged; then " + std::string(kRestore);
+    return error.get_type() + std::string(": ") + text + "; " + remedy;
+}
 
 } // namespace tarn::server

@@ -30,15 +30,13 @@ class FolderWriter final : public ShardWriter {
     explicit FolderWriter(const fs::path& path) : folder_((fs::create_directories(path), path)), lock_(folder_.path()) {
         if (const std::optional<uint64_t> current = folder_.current()) {
             generation_ = *current;
-            folder_.sweep(generation_);
         } else {
-            generation_ = 1;
-            fs::remove_all(folder_.generation(generation_));
-            fs::create_directories(folder_.generation(generation_));
-            makeRecent(generation_);
-            folder_.setCurrent(generation_);
+            folder_.clearUp(0);
+            makeGeneration(kFirstGeneration, [] {});
         }
         open();
+        for (const std::string& problem : folder_.newerThan(generation_)) throw CatalogError(problem);
+        folder_.clearUp(generation_);
     }
 
     Xapian::docid find(const std::string& contentHash) const override {
@@ -86,10 +84,17 @@ class FolderWriter final : public ShardWriter {
         if (recent >= kLeastToMerge && recent >= main_.get_doccount() / kMainPerRecent) merge(false);
     }
 
-    void compact(bool purge) override {
+    std::vector<Xapian::docid> compact(bool purge) override {
         commitRecent();
+        std::vector<Xapian::docid> damaged = purge ? damagedIn(sources()) : std::vector<Xapian::docid>{};
         const bool changed = recent_.get_doccount() > 0 || !recent_.get_metadata(kHiddenIds).empty();
-        if (changed || (purge && !hidden_.empty())) merge(purge);
+        if (changed || (purge && !hidden_.empty()) || !damaged.empty()) merge(purge);
+        return damaged;
+    }
+
+    bool isSound(Xapian::docid id) const override {
+        const Xapian::Database& database = holds(recent_, id) ? recent_ : main_;
+        return unpackRecording(database.get_metadata(recordingKey(id))).has_value();
     }
 
   private:
@@ -112,6 +117,9 @@ class FolderWriter final : public ShardWriter {
     void commitRecent() {
         if (hiddenChanged_) recent_.set_metadata(kHiddenIds, packHiddenIds(hidden_));
         hiddenChanged_ = false;
+        if (const std::string size = sizeText(recent_); recent_.get_metadata(kSizeKey) != size) {
+            recent_.set_metadata(kSizeKey, size);
+        }
         recent_.commit_transaction();
         recent_.begin_transaction();
     }
@@ -119,15 +127,37 @@ class FolderWriter final : public ShardWriter {
     void makeRecent(uint64_t generation) const {
         Xapian::WritableDatabase recent(folder_.recentOf(generation).string(), Xapian::DB_CREATE);
         markFormat(recent);
+        recent.set_metadata(kSizeKey, sizeText(recent));
         recent.commit();
+    }
+
+    // Fills the next generation and puts it in force; what a failure leaves of it goes.
+    template <class Fill>
+    void makeGeneration(uint64_t number, Fill fill) {
+        try {
+            folder_.begin(number);
+            fill();
+            makeRecent(number);
+            folder_.setCurrent(number);
+        } catch (...) {
+            try {
+                if (folder_.current() != number) folder_.clearUp(generation_);
+            } catch (const std::exception&) {
+                // The next writer does it.
+            }
+            throw;
+        }
+        generation_ = number;
+        folder_.finish();
     }
 
     void open() {
         recent_ = Xapian::WritableDatabase(folder_.recentOf(generation_).string(), Xapian::DB_OPEN);
         recent_.begin_transaction(); // outside of one, the database would commit what is left when it is closed
-        main_ = openIfThere(folder_.mainOf(generation_));
+        main_ = emptyDatabase();
+        if (generation_ != kFirstGeneration) main_ = Xapian::Database(folder_.mainOf(generation_).string());
         for (const Xapian::Database& database : {Xapian::Database(recent_), main_}) {
-            expectFormat(database, folder_.path().string());
+            expectSound(database, folder_.path().string());
         }
         hidden_ = hiddenIdsOf(main_, recent_);
         hiddenChanged_ = false;
@@ -135,32 +165,31 @@ class FolderWriter final : public ShardWriter {
         if (main_.get_doccount() > 0) frequencies_ = FrequencyTable::of(folder_.path().string(), main_);
     }
 
+    // Not the writer's own recent database, which is in a transaction.
+    MergeSources sources() const { return {main_, Xapian::Database(folder_.recentOf(generation_).string()), hidden_}; }
+
     // Main and recent become the main database of the next generation, with an empty recent one beside it.
     void merge(bool purge) {
+        const MergeSources old = sources();
+        const bool manyHidden = hidden_.size() >= main_.get_doccount() / kMainPerHidden + 1;
+        // Damaged recordings go when somebody says so, and not by themselves.
+        const bool anew = purge || (manyHidden && damagedIn(old).empty());
         const uint64_t next = generation_ + 1;
-        const fs::path target = folder_.generation(next);
-        fs::remove_all(target);
-        fs::create_directories(target);
-        {
-            const fs::path work = target / "work";
-            // Not the writer's own, which is in a transaction.
-            const MergeSources sources = {main_, Xapian::Database(folder_.recentOf(generation_).string()), hidden_};
-            const bool anew = purge || hidden_.size() >= main_.get_doccount() / kMainPerHidden + 1;
-            (anew ? rewriteInto : joinInto)(folder_.mainOf(next), sources, work);
-            if (anew) counts_ = newCounts();
+        makeGeneration(next, [&] {
+            const fs::path work = folder_.generation(next) / "work";
+            (anew ? rewriteInto : joinInto)(folder_.mainOf(next), old, work);
             fs::remove_all(work);
-        }
-        makeRecent(next);
-        folder_.setCurrent(next);
-        generation_ = next;
+            expectMerged(Xapian::Database(folder_.mainOf(next).string()), old);
+        });
+        if (anew) counts_ = newCounts();
         open();
-        folder_.sweep(generation_);
+        folder_.clearUp(generation_);
     }
 
     CatalogFolder folder_;
     WriterLock lock_;
     uint64_t generation_ = 0;
-    Xapian::Database main_ = emptyDatabase(); // until the first merge
+    Xapian::Database main_ = emptyDatabase(); // in the first generation
     Xapian::WritableDatabase recent_;
     HiddenIds hidden_; // of main
     bool hiddenChanged_ = false;

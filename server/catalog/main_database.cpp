@@ -29,7 +29,7 @@ class Joined : public Xapian::Compactor {
     std::string resolve_duplicate_metadata(const std::string& key, size_t count, const std::string values[]) override {
         // The search engine tells the key as it stores it, behind two bytes of its own, the first of them 0.
         const std::string name = key.starts_with('\0') ? key.substr(2) : key;
-        if (name.starts_with(kFrequencyKeys)) return table_.get_metadata(name);
+        if (name.starts_with(kFrequencyKeys) || name == kSizeKey) return table_.get_metadata(name);
         if (name != kHiddenIds) return latestEntry(count, values);
         HiddenIds all;
         for (size_t i = 0; i < count; ++i) takeHiddenIds(values[i], all);
@@ -47,7 +47,7 @@ class Joined : public Xapian::Compactor {
         });
     }
 
-    Xapian::Database table_; // of frequencies, of all; those of the sources have had their time
+    Xapian::Database table_; // of frequencies and sizes, of all; those of the sources have had their time
 };
 
 Xapian::WritableDatabase withoutTermLists(const fs::path& path) {
@@ -55,11 +55,12 @@ Xapian::WritableDatabase withoutTermLists(const fs::path& path) {
 }
 
 // One compacted database of all documents and metadata, with the table of frequencies.
-void compactInto(const fs::path& target, Xapian::Database sources, const fs::path& work) {
+void compactInto(const fs::path& target, Xapian::Database sources, Xapian::docid last, const fs::path& work) {
     {
         Xapian::WritableDatabase table = withoutTermLists(work); // what one source lacks, the target lacks
         FrequencyTable::store(table, sources);
         markFormat(table);
+        table.set_metadata(kSizeKey, sizeText(sources.get_doccount(), last));
         table.commit();
     }
     const Xapian::Database table(work.string());
@@ -82,13 +83,11 @@ void writeVisible(Xapian::WritableDatabase database, const MergeSources& sources
     const auto copy = [&](const Xapian::Database& source, const HiddenIds& hidden) {
         forEachPosting(source, "", [&](Xapian::docid id) {
             if (hidden.contains(id)) return;
-            const std::optional<Recording> recording = unpackRecording(source.get_metadata(recordingKey(id)));
-            if (!recording) {
-                throw CatalogError("recording " + std::to_string(id) +
-                                   " is damaged or of another version of the format; nothing was changed");
-            }
+            const std::string bytes = source.get_metadata(recordingKey(id));
+            const std::optional<Recording> recording = unpackRecording(bytes);
+            if (!recording) return;
             database.replace_document(id, documentOf(*recording, &counts));
-            database.set_metadata(recordingKey(id), packRecording(*recording));
+            database.set_metadata(recordingKey(id), bytes);
             if (++written % kBatch == 0) database.commit();
         });
         copyFileEntries(source, database);
@@ -98,20 +97,54 @@ void writeVisible(Xapian::WritableDatabase database, const MergeSources& sources
     database.commit();
 }
 
+template <class Visit>
+void forEachVisible(const MergeSources& sources, Visit visit) {
+    forEachPosting(sources.main, "", [&](Xapian::docid id) {
+        if (!sources.hidden.contains(id)) visit(sources.main, id);
+    });
+    forEachPosting(sources.recent, "", [&](Xapian::docid id) { visit(sources.recent, id); });
+}
+
 } // namespace
 
 void joinInto(const fs::path& target, const MergeSources& sources, const fs::path& work) {
     Xapian::Database both;
     if (sources.main.get_doccount() > 0) both.add_database(sources.main);
     both.add_database(sources.recent);
-    compactInto(target, both, work);
+    compactInto(target, both, std::max(sources.main.get_lastdocid(), sources.recent.get_lastdocid()), work);
 }
 
 void rewriteInto(const fs::path& target, const MergeSources& sources, const fs::path& work) {
     const fs::path loose = work.string() + ".loose";
     writeVisible(withoutTermLists(loose), sources);
-    compactInto(target, Xapian::Database(loose.string()), work);
+    const Xapian::Database written(loose.string());
+    compactInto(target, written, written.get_lastdocid(), work);
     fs::remove_all(loose);
+}
+
+std::vector<Xapian::docid> damagedIn(const MergeSources& sources) {
+    std::vector<Xapian::docid> damaged;
+    forEachVisible(sources, [&](const Xapian::Database& source, Xapian::docid id) {
+        if (!unpackRecording(source.get_metadata(recordingKey(id)))) damaged.push_back(id);
+    });
+    return damaged;
+}
+
+void expectMerged(const Xapian::Database& merged, const MergeSources& sources) {
+    const auto refuse = [](const std::string& what) {
+        throw CatalogError(what + ": the catalogue is damaged and was left as it is; tarn-server check says more; " +
+                           kRestore);
+    };
+    for (const Xapian::Database& source : {sources.main, sources.recent}) {
+        Xapian::doccount documents = 0;
+        forEachPosting(source, "", [&](Xapian::docid) { ++documents; });
+        if (documents != source.get_doccount()) refuse("some recordings are not found");
+    }
+    forEachVisible(sources, [&](const Xapian::Database& source, Xapian::docid id) {
+        const std::string bytes = source.get_metadata(recordingKey(id));
+        if (holds(merged, id) ? merged.get_metadata(recordingKey(id)) == bytes : !unpackRecording(bytes)) return;
+        refuse("recording " + std::to_string(id) + " would be lost");
+    });
 }
 
 } // namespace tarn::server

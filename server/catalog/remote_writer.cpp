@@ -17,7 +17,7 @@ class RemoteWriter final : public ShardWriter {
   public:
     RemoteWriter(const std::string& host, unsigned port)
         : database_(Xapian::Remote::open_writable(host, port, kCommitMs, kConnectMs)) {
-        expectFormat(database_, host + ":" + std::to_string(port));
+        expectSound(database_, host + ":" + std::to_string(port));
         database_.begin_transaction(); // outside of one, what is left would be committed when it is closed
         if (database_.get_doccount() == 0) markFormat(database_);
     }
@@ -58,7 +58,15 @@ class RemoteWriter final : public ShardWriter {
         database_.begin_transaction();
     }
 
-    void compact(bool /*purge*/) override { commit(); } // nothing of it is hidden
+    bool isSound(Xapian::docid id) const override {
+        return unpackRecording(database_.get_metadata(recordingKey(id))).has_value();
+    }
+
+    // Nothing of it is hidden.
+    std::vector<Xapian::docid> compact(bool /*purge*/) override {
+        commit();
+        return {};
+    }
 
   private:
     Xapian::WritableDatabase database_;

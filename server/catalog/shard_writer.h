@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tarn::server {
 
@@ -29,8 +30,10 @@ class ShardWriter {
     virtual std::optional<FileEntry> file(const std::string& key) const = 0;
     virtual void remember(const std::string& key, FileEntry entry) = 0;
     virtual void commit() = 0;
-    // purge: what was removed or replaced leaves the disk, too.
-    virtual void compact(bool purge) = 0;
+    // What is stored under the id can be read.
+    virtual bool isSound(Xapian::docid id) const = 0;
+    // purge: what was removed or replaced, or is damaged, leaves the disk, too. The damaged ones that went.
+    virtual std::vector<Xapian::docid> compact(bool purge) = 0;
 };
 
 class GramCounts;

@@ -1,7 +1,9 @@
 #include "catalog/shards.h"
 
 #include "catalog/catalog.h"
+#include "catalog/remedies.h"
 
+#include <cerrno>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -36,6 +38,7 @@ std::vector<ShardLocation> shardsOf(const std::string& location) {
     std::error_code ignored;
     if (!fs::is_regular_file(location, ignored)) return {{.folder = location, .host = {}}};
     std::ifstream file(location);
+    if (!file) throw CatalogError(failure(location, errno));
     std::vector<ShardLocation> shards;
     std::string line;
     for (size_t number = 1; std::getline(file, line); ++number) {
@@ -52,6 +55,7 @@ std::vector<ShardLocation> shardsOf(const std::string& location) {
             shards.push_back(remoteShard(kind, value, where));
         }
     }
+    if (file.bad()) throw CatalogError(failure(location, errno));
     if (shards.empty()) throw CatalogError(location + " names no shard");
     return shards;
 }

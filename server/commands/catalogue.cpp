@@ -5,6 +5,7 @@
 #include "catalog/catalog.h"
 #include "commands/identify.h"
 #include "commands/progress.h"
+#include "commands/reason.h"
 
 #include <algorithm>
 #include <charconv>
@@ -24,33 +25,41 @@ int reporting(std::ostream& err, const Command& command) {
     try {
         return command();
     } catch (const std::exception& error) {
-        err << error.what() << '\n';
+        err << reasonOf(error) << '\n';
         return 1;
     }
 }
 
-// A mistyped place is not an empty catalogue.
-void expectCatalog(const std::string& catalog) {
-    std::error_code ignored;
-    if (!fs::exists(catalog, ignored)) throw CatalogError("there is no catalogue at " + catalog);
-}
+// A mistyped place is no reason to make a catalogue there.
+void expectCatalog(const std::string& catalog) { CatalogReader{catalog}; }
 
-std::vector<Recording> recordingsNamed(CatalogReader& reader, const std::string& name) {
-    std::vector<uint32_t> ids;
+// A reader that tells err of each damaged recording and goes on without it.
+class TolerantReader {
+  public:
+    TolerantReader(const std::string& catalog, std::ostream& err)
+        : reader_(catalog, [this, &err](uint32_t /*id*/, const std::string& problem) {
+              err << problem << '\n';
+              damaged_ = true;
+          }) {}
+
+    CatalogReader* operator->() { return &reader_; }
+    CatalogReader& operator*() { return reader_; }
+    bool foundDamage() const { return damaged_; }
+
+  private:
+    bool damaged_ = false;
+    CatalogReader reader_;
+};
+
+// The numbers of the recordings that the user means; not all of them need be there.
+std::vector<uint32_t> idsNamed(CatalogReader& reader, const std::string& name) {
     uint32_t id = 0;
     const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), id);
-    if (error == std::errc{} && end == name.data() + name.size()) {
-        ids.push_back(id);
-    } else {
-        ids = reader.byTrackId(name);
-    }
-    std::vector<Recording> recordings;
-    for (const uint32_t each : ids) {
-        if (std::optional<Recording> recording = reader.recording(each)) recordings.push_back(std::move(*recording));
-    }
-    if (recordings.empty()) throw CatalogError("there is no recording " + name);
-    return recordings;
+    if (error == std::errc{} && end == name.data() + name.size()) return {id};
+    return reader.byTrackId(name);
 }
+
+CatalogError noRecording(const std::string& name) { return CatalogError("there is no recording " + name); }
 
 std::string durationOf(const Recording& recording) { return clockTime(recording.durationMs / 1000); }
 
@@ -94,27 +103,29 @@ uint64_t bytesOnDisk(const std::string& catalog) {
 
 int runList(const std::string& catalog, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        expectCatalog(catalog);
-        CatalogReader(catalog).forEach([&](const Recording& recording) {
+        TolerantReader reader(catalog, err);
+        reader->forEach([&](const Recording& recording) {
             out << fmt::format("{}\t{}\t{}\t{}\t{}\t{}\t{}\n", recording.id, recording.trackId, durationOf(recording),
                                recording.tags.artist, recording.tags.title, recording.tags.album,
                                inOneLine(recording.path));
         });
-        return 0;
+        return reader.foundDamage() ? 1 : 0;
     });
 }
 
 int runShow(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        expectCatalog(catalog);
-        CatalogReader reader(catalog);
-        bool first = true;
-        for (const Recording& recording : recordingsNamed(reader, name)) {
-            if (!first) out << '\n';
-            first = false;
-            show(recording, out);
+        TolerantReader reader(catalog, err);
+        bool shown = false;
+        for (const uint32_t id : idsNamed(*reader, name)) {
+            const std::optional<Recording> recording = reader->recording(id);
+            if (!recording) continue;
+            if (shown) out << '\n';
+            shown = true;
+            show(*recording, out);
         }
-        return 0;
+        if (!shown && !reader.foundDamage()) throw noRecording(name);
+        return reader.foundDamage() ? 1 : 0;
     });
 }
 
@@ -122,20 +133,23 @@ int runRemove(const std::string& catalog, const std::string& name, std::ostream&
     return reporting(err, [&] {
         expectCatalog(catalog);
         CatalogWriter writer(catalog);
-        CatalogReader reader(catalog);
-        const std::vector<Recording> recordings = recordingsNamed(reader, name);
-        for (const Recording& recording : recordings) writer.remove(recording.id);
-        writer.commit();
-        for (const Recording& recording : recordings) {
-            out << fmt::format("removed {} {}: {}\n", recording.id, recording.trackId, recording.tags.title);
+        CatalogReader reader(catalog, [](uint32_t, const std::string&) {}); // a damaged one can go as well
+        std::vector<std::string> removed;
+        for (const uint32_t id : idsNamed(reader, name)) {
+            const std::optional<Recording> recording = reader.recording(id);
+            if (!writer.remove(id)) continue;
+            removed.push_back(recording ? fmt::format("{} {}: {}", id, recording->trackId, recording->tags.title)
+                                        : fmt::format("{}, which was damaged", id));
         }
+        if (removed.empty()) throw noRecording(name);
+        writer.commit();
+        for (const std::string& line : removed) out << "removed " << line << '\n';
         return 0;
     });
 }
 
 int runCheck(const std::string& catalog, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        expectCatalog(catalog);
         CatalogReader reader(catalog);
         const std::vector<std::string> damage = reader.check();
         for (const std::string& line : damage) err << line << '\n';
@@ -147,17 +161,16 @@ int runCheck(const std::string& catalog, std::ostream& out, std::ostream& err) {
 
 int runStats(const std::string& catalog, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        expectCatalog(catalog);
-        CatalogReader reader(catalog);
+        TolerantReader reader(catalog, err);
         uint64_t durationMs = 0;
         uint64_t letters = 0;
-        reader.forEach([&](const Recording& recording) {
+        reader->forEach([&](const Recording& recording) {
             durationMs += recording.durationMs;
             for (const auto& phase : recording.codes) {
                 for (const CodeString& code : phase) letters += code.letters.size();
             }
         });
-        out << fmt::format("recordings   {}\naudio        {}\nletters      {}\n", reader.recordingCount(),
+        out << fmt::format("recordings   {}\naudio        {}\nletters      {}\n", reader->recordingCount(),
                            clockTime(durationMs / 1000), letters);
         if (fs::is_directory(catalog)) { // a stub's shards lie elsewhere
             const uint64_t bytes = bytesOnDisk(catalog);
@@ -167,14 +180,16 @@ int runStats(const std::string& catalog, std::ostream& out, std::ostream& err) {
                                    static_cast<double>(bytes) * 60'000 / static_cast<double>(durationMs));
             }
         }
-        return 0;
+        return reader.foundDamage() ? 1 : 0;
     });
 }
 
 int runCompact(const std::string& catalog, bool purge, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         expectCatalog(catalog);
-        CatalogWriter(catalog).compact(purge);
+        for (const uint32_t id : CatalogWriter(catalog).compact(purge)) {
+            err << fmt::format("removed {}, which was damaged; adding its file or folder again brings it back\n", id);
+        }
         out << "compacted\n";
         return 0;
     });
@@ -182,10 +197,8 @@ int runCompact(const std::string& catalog, bool purge, std::ostream& out, std::o
 
 int runIdentify(const std::string& catalog, const fs::path& file, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        expectCatalog(catalog);
-        const FingerprintQuery query = readQuery(file);
-        CatalogReader reader(catalog);
-        return identify(reader, query, out) ? 0 : 1;
+        TolerantReader reader(catalog, err);
+        return identify(*reader, readQuery(file), out) ? 0 : 1;
     });
 }
 

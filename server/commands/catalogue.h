@@ -1,6 +1,7 @@
 // tarn-server list, show, remove, check, stats, compact, identify: looking at a catalogue and after it.
 // Exit status: 0; 1 where there is a failure, told on err, or where the answer is no (check: damage, identify: not
-// recognised).
+// recognised). A damaged recording is told on err, and makes the status of list, show and stats 1; the others are
+// shown.
 #pragma once
 
 #include <filesystem>

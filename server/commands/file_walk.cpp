@@ -36,7 +36,7 @@ class Walk {
         if (S_ISDIR(about.st_mode)) {
             if (folders_.emplace(about.st_dev, about.st_ino).second) enter(path);
         } else if (named || (S_ISREG(about.st_mode) && looksLikeAudio(path))) {
-            take(path, about);
+            take(path, about, named);
         }
     }
 
@@ -55,14 +55,14 @@ class Walk {
         for (const fs::path& entry : entries) visit(entry, false);
     }
 
-    void take(const fs::path& path, const struct stat& about) {
+    void take(const fs::path& path, const struct stat& about, bool named) {
         std::error_code error;
         fs::path canonical = fs::canonical(path, error);
         if (error) return problem(path, error);
         if (!files_.insert(canonical.native()).second) return;
         constexpr int64_t kNsPerSecond = 1'000'000'000;
         found.files.push_back({std::move(canonical), static_cast<uint64_t>(about.st_size),
-                               about.st_mtim.tv_sec * kNsPerSecond + about.st_mtim.tv_nsec});
+                               about.st_mtim.tv_sec * kNsPerSecond + about.st_mtim.tv_nsec, named});
     }
 
     void problem(const fs::path& path, const std::error_code& error) {

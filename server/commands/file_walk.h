@@ -12,6 +12,7 @@ struct FoundFile {
     std::filesystem::path path; // canonical: the same file has one, whatever leads to it
     uint64_t bytes = 0;
     int64_t modifiedNs = 0;
+    bool named = false; // by itself, not found in a folder
 };
 
 struct FoundProblem {

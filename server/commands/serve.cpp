@@ -6,6 +6,7 @@
 #include "commands/end_signal.h"
 #include "commands/log_writer.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <ostream>
 #include <spdlog/logger.h>
 #include <sys/resource.h>
+#include <type_traits>
 #include <unistd.h>
 
 namespace tarn::server {
@@ -23,19 +25,46 @@ constexpr auto kOpenAgainAfter = std::chrono::seconds(1);
 // For ending when the time for what is in flight is over; then the process ends whatever hangs.
 constexpr auto kEnding = std::chrono::seconds(2);
 
-// The catalogue, opened when it can be.
+// The catalogue, opened when it can be. The log says when it can be asked, and when it no longer can, and why.
 class OpeningRecogniser final : public Recogniser {
   public:
-    OpeningRecogniser(const RecogniserFactory& open, spdlog::logger& log) : open_(open), log_(log) {}
+    OpeningRecogniser(const RecogniserFactory& open, const std::string& path, spdlog::logger& log)
+        : open_(open), path_(path), log_(log) {}
 
     std::vector<Match> recognise(const FingerprintQuery& query, size_t most) override {
-        return opened().recognise(query, most);
+        return asking([&](Recogniser& catalogue) { return catalogue.recognise(query, most); });
     }
-    std::vector<Match> lookUp(const std::string& id, size_t most) override { return opened().lookUp(id, most); }
-    uint64_t recordingCount() override { return opened().recordingCount(); }
+    std::vector<Match> lookUp(const std::string& id, size_t most) override {
+        return asking([&](Recogniser& catalogue) { return catalogue.lookUp(id, most); });
+    }
+    uint64_t recordingCount() override {
+        return asking([](Recogniser& catalogue) { return catalogue.recordingCount(); });
+    }
     std::optional<uint32_t> candidatesOfLastQuery() override { return opened().candidatesOfLastQuery(); }
 
   private:
+    enum class State { kUnknown, kUp, kDown };
+
+    template <class Work>
+    std::invoke_result_t<Work, Recogniser&> asking(Work work) {
+        try {
+            Recogniser& catalogue = opened();
+            auto answer = work(catalogue);
+            if (state_ != State::kUp) {
+                const uint64_t count = catalogue.recordingCount();
+                if (state_.exchange(State::kUp) != State::kUp) {
+                    log_.info("catalogue: open, {} recordings in {}", count, path_);
+                }
+            }
+            return answer;
+        } catch (const Unavailable& error) {
+            if (state_.exchange(State::kDown) != State::kDown) {
+                log_.error("catalogue: {}; until {} can be read, every answer is 503", error.what(), path_);
+            }
+            throw;
+        }
+    }
+
     Recogniser& opened() {
         const std::lock_guard lock(mutex_);
         if (recogniser_) return *recogniser_;
@@ -43,17 +72,17 @@ class OpeningRecogniser final : public Recogniser {
         if (now < nextTry_) throw Unavailable("the catalogue is not open");
         nextTry_ = now + kOpenAgainAfter;
         try {
-            recogniser_ = open_();
+            recogniser_ = open_([this](const std::string& line) { log_.error("catalogue: {}", line); });
         } catch (const std::exception& error) {
-            log_.error("catalogue: {}", error.what());
-            throw Unavailable("the catalogue cannot be opened");
+            throw Unavailable(error.what());
         }
-        log_.info("catalogue open");
         return *recogniser_;
     }
 
     const RecogniserFactory& open_;
+    const std::string& path_;
     spdlog::logger& log_;
+    std::atomic<State> state_ = State::kUnknown;
     std::mutex mutex_;
     std::unique_ptr<Recogniser> recogniser_;
     std::chrono::steady_clock::time_point nextTry_{};
@@ -110,7 +139,7 @@ int runServe(const ServeOptions& options, const RecogniserFactory& openCatalogue
             // It is tried again at each request for an identity; nothing else needs the file.
             log->error("identities: {}; requests for an identity fail until it can be", error.what());
         }
-        OpeningRecogniser recogniser(openCatalogue, *log);
+        OpeningRecogniser recogniser(openCatalogue, options.catalog, *log);
         const RequestHandler handler(
             [&](uint32_t id) { return accounts.code(id); },
             [&](uint32_t id, const std::string& presented) { return identities.identityFor(id, presented); },

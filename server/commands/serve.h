@@ -12,11 +12,14 @@
 
 namespace tarn::server {
 
-// Opens the catalogue. It may throw: the service runs all the same, answers 503, and tries again every second.
-using RecogniserFactory = std::function<std::unique_ptr<Recogniser>()>;
+// Opens the catalogue; log: for what the log is to say of it. It may throw: the service runs all the same, answers 503,
+// and tries again every second.
+using LogLine = std::function<void(const std::string&)>;
+using RecogniserFactory = std::function<std::unique_ptr<Recogniser>(const LogLine& log)>;
 
 struct ServeOptions {
     std::string listen = "127.0.0.1:8080";
+    std::string catalog;              // its path, for the log
     std::filesystem::path accounts;   // see defaultAccountsFile()
     std::filesystem::path identities; // empty: "identities" beside the accounts
     HttpLimits limits;

@@ -3,6 +3,7 @@
 #include "matching/matcher.h"
 
 #include <algorithm>
+#include <new>
 
 namespace tarn::server {
 
@@ -32,7 +33,8 @@ auto CatalogRecogniser::withReader(Work work) {
     }
     try {
         if (reader == nullptr) {
-            reader = std::make_unique<CatalogReader>(location_);
+            reader = std::make_unique<CatalogReader>(
+                location_, [this](uint32_t id, const std::string& problem) { passOver(id, problem); });
         } else {
             reader->refresh();
         }
@@ -42,7 +44,17 @@ auto CatalogRecogniser::withReader(Work work) {
         return result;
     } catch (const CatalogError& error) {
         throw Unavailable(error.what()); // the reader goes, and the next request opens the catalogue anew
+    } catch (const std::bad_alloc&) {
+        throw Unavailable(location_ + ": there is not enough memory");
     }
+}
+
+void CatalogRecogniser::passOver(uint32_t id, const std::string& problem) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!passedOver_.insert(id).second) return;
+    }
+    if (log_) log_(location_ + ": passed over: " + problem);
 }
 
 std::vector<Match> CatalogRecogniser::recognise(const FingerprintQuery& query, size_t most) {

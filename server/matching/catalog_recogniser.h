@@ -4,17 +4,23 @@
 #include "catalog/catalog.h"
 #include "recogniser.h"
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace tarn::server {
 
 class CatalogRecogniser : public Recogniser {
   public:
+    // Is told, once for each, of the damaged recordings that look-ups go on without.
+    using Log = std::function<void(const std::string&)>;
     // Needs nothing of the location yet: a catalogue may be made, or a shard come up, later.
-    explicit CatalogRecogniser(std::string location) : location_(std::move(location)) {}
+    explicit CatalogRecogniser(std::string location, Log log = {})
+        : location_(std::move(location)), log_(std::move(log)) {}
 
     std::vector<Match> recognise(const FingerprintQuery& query, size_t most) override;
     std::vector<Match> lookUp(const std::string& id, size_t most) override;
@@ -26,8 +32,12 @@ class CatalogRecogniser : public Recogniser {
     template <class Work>
     auto withReader(Work work);
 
+    void passOver(uint32_t id, const std::string& problem);
+
     std::string location_;
+    Log log_;
     std::mutex mutex_;
+    std::unordered_set<uint32_t> passedOver_;
     std::vector<std::unique_ptr<CatalogReader>> idle_;
 };
 

@@ -211,6 +211,7 @@ namespace {
 class WritableShards {
   public:
     explicit WritableShards(const TemporaryDirectory& folder) : folder_(folder) {
+        { const CatalogWriter made(folder / "s0"); }
         std::string lines = "folder s0\n";
         for (size_t s = 0; s < kServers; ++s) {
             ports_.push_back(freePort());

@@ -21,7 +21,7 @@ int main(int count, char** arguments) {
     if (count == 5) options.limits.stoppingTime = std::chrono::milliseconds(std::stoi(arguments[4]));
     return tarn::server::runServe(
         options,
-        [&] {
+        [&](const tarn::server::LogLine& /*log*/) {
             if (fs::exists(folder / "closed")) throw std::runtime_error("closed on purpose");
             auto catalogue = std::make_unique<servertest::FakeCatalogue>();
             catalogue->matches = {servertest::match("a", 93)};
