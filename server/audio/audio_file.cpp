@@ -91,13 +91,17 @@ struct AudioFile::Impl {
     }
 };
 
-AudioFile::AudioFile(const std::filesystem::path& path) : impl_(std::make_unique<Impl>()) {
+void expectFile(const std::filesystem::path& path) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status)) throw AudioError("there is no such file");
-    // Opening a pipe would wait for its writer.
+    if (status.type() == std::filesystem::file_type::not_found) throw AudioError("there is no such file");
+    if (error) throw AudioError(error.message());
     if (!std::filesystem::is_regular_file(status)) throw AudioError("not a file");
     if (std::filesystem::file_size(path, error) == 0 && !error) throw AudioError("the file is empty");
+}
+
+AudioFile::AudioFile(const std::filesystem::path& path) : impl_(std::make_unique<Impl>()) {
+    expectFile(path);
     impl_->file.reset(sf_open(path.c_str(), SFM_READ, &impl_->info));
     if (!impl_->file) throw AudioError("not readable as audio: " + reasonNotOpened());
     const SF_INFO& info = impl_->info;

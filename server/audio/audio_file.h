@@ -16,6 +16,9 @@ class AudioError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Throws AudioError unless the path leads to a file that holds something. (Opening a pipe would wait for its writer.)
+void expectFile(const std::filesystem::path& path);
+
 // 16-bit PCM, one or two channels. Of more channels the even ones are averaged to the left, the odd ones to the right.
 // Formats of floating values are clipped at full scale.
 class AudioFile {

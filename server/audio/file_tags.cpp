@@ -1,6 +1,7 @@
 #include "audio/file_tags.h"
 
 #include "audio/clean_text.h"
+#include "audio/tag_stream.h"
 
 #include <taglib/fileref.h>
 #include <taglib/tag.h>
@@ -20,7 +21,8 @@ uint32_t number(unsigned value) { return value <= kMostNumber ? value : 0; }
 
 Tags readTags(const std::filesystem::path& path) {
     Tags tags;
-    const TagLib::FileRef file(path.c_str(), false);
+    TagStream stream(path);
+    const TagLib::FileRef file(&stream, false);
     if (!file.isNull() && file.tag() != nullptr) {
         const TagLib::Tag& tag = *file.tag();
         tags.title = text(tag.title());
@@ -34,6 +36,7 @@ Tags readTags(const std::filesystem::path& path) {
         tags.number = number(tag.track());
         tags.year = number(tag.year());
     }
+    stream.expectGood();
     if (tags.title.empty()) tags.title = cleanText(path.stem().string());
     return tags;
 }

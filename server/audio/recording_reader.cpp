@@ -1,7 +1,6 @@
 #include "audio/recording_reader.h"
 
 #include "audio/content_hash.h"
-#include "audio/file_tags.h"
 #include "audio/record_blobs.h"
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
@@ -43,7 +42,10 @@ class Excerpt {
 
 } // namespace
 
-Recording readRecording(const std::filesystem::path& path) {
+Recording readRecording(const std::filesystem::path& path, const TagReading& tags) {
+    expectFile(path);
+    Recording recording;
+    recording.tags = tags(path);
     AudioFile file(path);
     PcmPreparation preparation(file.rateHz(), file.channels());
     RecordingCoder coder;
@@ -55,11 +57,9 @@ Recording readRecording(const std::filesystem::path& path) {
         coder.add(preparation.prepare(piece));
     }
     if (file.framesRead() == 0) throw AudioError("it holds no audio");
-    Recording recording;
     recording.contentHash = hash.hexadecimal();
     recording.path = path.string();
     recording.durationMs = durationMsOf(file);
-    recording.tags = readTags(path);
     recording.codes = coder.finish();
     fillRecords(recording);
     return recording;

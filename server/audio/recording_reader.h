@@ -6,11 +6,14 @@
 #include "recogniser.h"
 
 #include <filesystem>
+#include <functional>
 
 namespace tarn::server {
 
-// Everything but the id. Throws AudioError.
-Recording readRecording(const std::filesystem::path& path);
+// Everything but the id. tags: what reads them; first of all, so that a file whose tags are refused is not decoded.
+// Throws AudioError.
+using TagReading = std::function<Tags(const std::filesystem::path&)>;
+Recording readRecording(const std::filesystem::path& path, const TagReading& tags);
 
 // The fingerprint that a client sends for the file. Throws AudioError.
 FingerprintQuery readQuery(const std::filesystem::path& path);

@@ -4,6 +4,7 @@
 #include "catalog/catalog.h"
 #include "commands/decode_pool.h"
 #include "commands/progress.h"
+#include "commands/reason.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -43,14 +44,16 @@ std::string describe(const FoundFile& file, const Recording& recording) {
 class Run {
   public:
     Run(const AddOptions& options, std::ostream& out, std::ostream& err)
-        : options_(options), out_(out), err_(err), writer_(options.catalog) {}
+        : options_(options), out_(out), err_(err),
+          tags_(options.workers == 0 ? std::max(1U, std::thread::hardware_concurrency()) : options.workers),
+          writer_(options.catalog) {}
 
     AddStatus run() {
         FoundFiles found = findFiles(options_.paths);
         for (const FoundProblem& problem : found.problems) skip(problem.path, problem.reason);
         // What is known already is not decoded, so it is sifted out before the threads start.
         counts_.unchanged = std::erase_if(found.files, [&](const FoundFile& file) {
-            return writer_.isKnownFile(file.path.string(), file.bytes, file.modifiedNs);
+            return writer_.isKnownFile(file.path.string(), file.bytes, file.modifiedNs, file.named);
         });
         progress_.files = found.files.size();
         for (const FoundFile& file : found.files) progress_.bytes += file.bytes;
@@ -75,8 +78,7 @@ class Run {
 
   private:
     void addAll(const std::vector<FoundFile>& files) {
-        const size_t processors = std::max(1U, std::thread::hardware_concurrency());
-        DecodePool pool(files, options_.workers == 0 ? processors : options_.workers);
+        DecodePool pool(files, tags_);
         batchEnds_ = Clock::now() + options_.batchTime;
         while (progress_.filesDone < files.size()) {
             Clock::time_point until = batchEnds_;
@@ -134,6 +136,7 @@ class Run {
     std::ostream& out_;
     std::ostream& err_;
     const Clock::time_point start_ = Clock::now();
+    std::vector<TagProcess> tags_; // before the writer, whose files they are not to hold
     CatalogWriter writer_;
     Clock::time_point batchEnds_;
     Clock::time_point drawn_;
@@ -152,7 +155,7 @@ AddStatus runAdd(const AddOptions& options, std::ostream& out, std::ostream& err
         return run->run();
     } catch (const std::exception& error) {
         if (run) run->clearBar();
-        err << error.what() << std::endl;
+        err << reasonOf(error) << std::endl;
         if (run) run->summarise();
         return kAddFailed;
     }

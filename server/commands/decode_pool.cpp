@@ -1,6 +1,7 @@
 #include "commands/decode_pool.h"
 
 #include "audio/recording_reader.h"
+#include "commands/reason.h"
 
 #include <algorithm>
 
@@ -8,25 +9,32 @@ namespace tarn::server {
 
 namespace {
 
-DecodedFile decode(const FoundFile& file) {
+DecodedFile decode(const FoundFile& file, TagProcess& tags) {
     DecodedFile decoded;
     decoded.file = &file;
     try {
-        decoded.recording = readRecording(file.path);
+        decoded.recording = readRecording(file.path, [&](const auto& path) { return tags.read(path); });
     } catch (const std::exception& error) {
-        decoded.problem = error.what();
+        decoded.problem = reasonOf(error);
     }
     return decoded;
 }
 
 } // namespace
 
-DecodePool::DecodePool(const std::vector<FoundFile>& files, size_t workers)
-    : files_(files), workers_(std::min(workers, files.size())) {
-    for (size_t i = 0; i < workers_; ++i) threads_.emplace_back([this] { work(); });
+DecodePool::DecodePool(const std::vector<FoundFile>& files, std::span<TagProcess> tags)
+    : files_(files), workers_(std::min(tags.size(), files.size())) {
+    try {
+        for (TagProcess& process : tags.first(workers_)) threads_.emplace_back([this, &process] { work(process); });
+    } catch (...) {
+        end();
+        throw;
+    }
 }
 
-DecodePool::~DecodePool() {
+DecodePool::~DecodePool() { end(); }
+
+void DecodePool::end() {
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
@@ -45,12 +53,12 @@ std::optional<DecodedFile> DecodePool::take(std::chrono::steady_clock::time_poin
     return file;
 }
 
-void DecodePool::work() {
+void DecodePool::work(TagProcess& tags) {
     std::unique_lock lock(mutex_);
     while (!ending_ && next_ < files_.size()) {
         const FoundFile& file = files_[next_++];
         lock.unlock();
-        DecodedFile decoded = decode(file);
+        DecodedFile decoded = decode(file, tags);
         lock.lock();
         room_.wait(lock, [&] { return ending_ || queue_.size() < workers_ * kQueuePerWorker; });
         queue_.push_back(std::move(decoded));

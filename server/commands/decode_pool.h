@@ -1,6 +1,7 @@
 // Files to recordings on several threads.
 #pragma once
 
+#include "audio/tag_process.h"
 #include "catalog/recording.h"
 #include "commands/file_walk.h"
 
@@ -9,6 +10,7 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,9 +25,9 @@ struct DecodedFile {
 
 class DecodePool {
   public:
-    // files must stay until the pool ends. Recordings wait in a short queue: whoever takes them slowly slows the
-    // threads down.
-    DecodePool(const std::vector<FoundFile>& files, size_t workers);
+    // A thread for each of the processes that read tags. files and processes must stay until the pool ends. Recordings
+    // wait in a short queue: whoever takes them slowly slows the threads down.
+    DecodePool(const std::vector<FoundFile>& files, std::span<TagProcess> tags);
     ~DecodePool(); // ends the threads as soon as each is done with its file
     DecodePool(const DecodePool&) = delete;
     DecodePool& operator=(const DecodePool&) = delete;
@@ -34,7 +36,8 @@ class DecodePool {
     std::optional<DecodedFile> take(std::chrono::steady_clock::time_point until);
 
   private:
-    void work();
+    void work(TagProcess& tags);
+    void end();
 
     static constexpr size_t kQueuePerWorker = 4;
 

@@ -1,5 +1,6 @@
 #include "audio/file_tags.h"
 
+#include "audio/audio_file.h"
 #include "demo/audio_writer.h"
 #include "server/accounts/private_files.h"
 #include "server/audio/make_tags.h"
@@ -7,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <sys/resource.h>
 
 namespace {
 
@@ -14,6 +16,7 @@ using servertest::makeTags;
 using servertest::TemporaryDirectory;
 using tarn::demo::FileFormat;
 using tarn::demo::writeTags;
+using tarn::server::AudioError;
 using tarn::server::readTags;
 using tarn::server::Tags;
 
@@ -49,6 +52,21 @@ TEST(FileTags, AreTheNameOfAFileThatHasNone) {
     const TemporaryDirectory folder;
     writeSound(folder / "03 Slow Ferry.live.wav", kSound, FileFormat::kWav);
     expectEqual(readTags(folder / "03 Slow Ferry.live.wav"), makeTags("03 Slow Ferry.live"));
+}
+
+TEST(FileTags, ThatCannotBeReadAreNoneThatAreAbsent) {
+    const TemporaryDirectory folder;
+    EXPECT_THROW(readTags(folder / "missing.wav"), AudioError);
+    EXPECT_THROW(readTags(folder.path()), AudioError); // it opens, and then every reading fails
+    writeSound(folder / "a.flac", kSound, FileFormat::kFlac);
+    writeTags(folder / "a.flac", makeTags("title", "artist"));
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_THROW(readTags(folder / "a.flac"), AudioError);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(readTags(folder / "a.flac").artist, "artist");
 }
 
 TEST(FileTags, OfAFileNameThatIsNoUtf8AreUtf8) {

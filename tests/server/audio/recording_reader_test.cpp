@@ -1,5 +1,6 @@
 #include "audio/recording_reader.h"
 
+#include "audio/file_tags.h"
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
@@ -18,13 +19,14 @@ using tarn::demo::Sound;
 using tarn::server::AudioError;
 using tarn::server::readQuery;
 using tarn::server::readRecording;
+using tarn::server::readTags;
 using tarn::server::Recording;
 
 TEST(RecordingReader, CodesTheWholeFile) {
     const TemporaryDirectory folder;
     const Sound sound = renderPiece(11, 12.5, 22050, 1);
     writeSound(folder / "a.flac", sound, FileFormat::kFlac);
-    const Recording recording = readRecording(folder / "a.flac");
+    const Recording recording = readRecording(folder / "a.flac", readTags);
     EXPECT_EQ(recording.durationMs, 12'500U);
     EXPECT_EQ(recording.path, (folder / "a.flac").string());
     const auto expected = tarn::server::codeRecording(sound.samples);
@@ -43,26 +45,28 @@ TEST(RecordingReader, NamesARecordingByItsAudioAlone) {
     writeSound(folder / "a.wav", sound, FileFormat::kWav);
     writeSound(folder / "b.flac", sound, FileFormat::kFlac);
     tarn::demo::writeTags(folder / "b.flac", servertest::makeTags("Another Title"));
-    const Recording a = readRecording(folder / "a.wav");
-    const Recording b = readRecording(folder / "b.flac");
+    const Recording a = readRecording(folder / "a.wav", readTags);
+    const Recording b = readRecording(folder / "b.flac", readTags);
     EXPECT_EQ(a.contentHash, b.contentHash);
     EXPECT_EQ(a.trackId, b.trackId);
     EXPECT_EQ(b.tags.title, "Another Title");
 
     sound.samples.back() = static_cast<int16_t>(sound.samples.back() ^ 1);
     writeSound(folder / "c.wav", sound, FileFormat::kWav);
-    EXPECT_NE(readRecording(folder / "c.wav").contentHash, a.contentHash);
+    EXPECT_NE(readRecording(folder / "c.wav", readTags).contentHash, a.contentHash);
     sound.rateHz = 24000;
     writeSound(folder / "d.wav", sound, FileFormat::kWav);
     writeSound(folder / "e.flac", sound, FileFormat::kFlac);
-    EXPECT_EQ(readRecording(folder / "d.wav").contentHash, readRecording(folder / "e.flac").contentHash);
-    EXPECT_NE(readRecording(folder / "d.wav").contentHash, readRecording(folder / "c.wav").contentHash);
+    EXPECT_EQ(readRecording(folder / "d.wav", readTags).contentHash,
+              readRecording(folder / "e.flac", readTags).contentHash);
+    EXPECT_NE(readRecording(folder / "d.wav", readTags).contentHash,
+              readRecording(folder / "c.wav", readTags).contentHash);
 }
 
 TEST(RecordingReader, RefusesAFileWithoutAudio) {
     const TemporaryDirectory folder;
     writeSound(folder / "a.wav", {22050, 1, {}}, FileFormat::kWav);
-    EXPECT_THROW(readRecording(folder / "a.wav"), AudioError);
+    EXPECT_THROW(readRecording(folder / "a.wav", readTags), AudioError);
 }
 
 // What a client sends: 30 s from the start of a short recording, from 44 s of a longer one.

@@ -1,0 +1,44 @@
+// A file as the tag library reads it. That library takes a file which it cannot read for one without tags; this stream
+// knows the difference.
+#pragma once
+
+#include <taglib/tiostream.h>
+
+#include <filesystem>
+#include <string>
+
+namespace tarn::server {
+
+class TagStream final : public TagLib::IOStream {
+  public:
+    // Throws AudioError where the file cannot be opened.
+    explicit TagStream(const std::filesystem::path& path);
+    ~TagStream() override;
+    TagStream(const TagStream&) = delete;
+    TagStream& operator=(const TagStream&) = delete;
+
+    // Throws AudioError where a reading has failed.
+    void expectGood() const;
+
+    TagLib::FileName name() const override { return path_.c_str(); }
+    TagLib::ByteVector readBlock(unsigned long length) override;
+    bool readOnly() const override { return true; }
+    bool isOpen() const override { return true; }
+    void seek(long offset, Position from) override;
+    long tell() const override { return place_; }
+    long length() override { return length_; }
+    // Nothing is ever written.
+    void writeBlock(const TagLib::ByteVector& data) override;
+    void insert(const TagLib::ByteVector& data, unsigned long start, unsigned long replace) override;
+    void removeBlock(unsigned long start, unsigned long length) override;
+    void truncate(long length) override;
+
+  private:
+    std::string path_;
+    int file_;
+    long length_ = 0;
+    long place_ = 0;
+    int error_ = 0; // of the first reading that failed
+};
+
+} // namespace tarn::server
