@@ -2,6 +2,7 @@
 #include "server/commands/small_collection.h"
 
 #include "commands/add.h"
+#include "commands/reason.h"
 
 #include <gmock/gmock.h>
 
@@ -130,6 +131,11 @@ TEST(Add, DrawsABarOnATerminalInPlaceOfLines) {
     EXPECT_THAT(out.str(), testing::HasSubstr("/3 files"));
     EXPECT_THAT(out.str(), testing::HasSubstr("\r\033[K3 added, 0 updated"));
     EXPECT_EQ(linesWith(out.str(), "added "), 0U);
+}
+
+TEST(Reason, IsAWordForAUser) {
+    EXPECT_EQ(tarn::server::reasonOf(std::bad_alloc()), "there is not enough memory");
+    EXPECT_EQ(tarn::server::reasonOf(std::runtime_error("why")), "why");
 }
 
 TEST(Add, IsRefusedWhileAnotherWriterIsAtWork) {
