@@ -2,11 +2,15 @@
 //
 //   accuracy_tool index CATALOG WAV...   adds recordings; the content hash is the file's name
 //   accuracy_tool code                   reads lines "KEY TAB WAV TAB START_MS TAB LENGTH_MS", writes "KEY TAB
-//                                        DURATION_MS TAB six strings"; the excerpt is the client's whole file
+//                                        DURATION_MS TAB six strings", of a client whose whole file is the excerpt
 //   accuracy_tool judge CATALOG          reads what code wrote; KEY begins with "CONDITION TAB KIND TAB NAME TAB
 //                                        PLACE_MS"; writes a line of evidence for each query: KEY, letters, stages, ms,
 //                                        best candidate, its bits, its rival's, recordings, chance, place in ms,
 //                                        the query's own bits
+//   accuracy_tool small CATALOG SIZE COUNT
+//                                        the same among COUNT catalogues of SIZE of its recordings, drawn at random:
+//                                        each is asked for what it holds, and for its turn of the rest; 1 or 0 behind
+//                                        the evidence: whether it holds the piece
 //   accuracy_tool pairs CATALOG          reads what code wrote; writes how often letters of a query stand against
 //   letters
 //                                        of its recording, for bench/accuracy/scores
@@ -19,6 +23,7 @@
 #include <edlib.h>
 #include <sndfile.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -26,9 +31,14 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <random>
+#include <set>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 using namespace tarn::server;
 
@@ -47,24 +57,66 @@ struct Sound {
     uint32_t durationMs() const { return static_cast<uint32_t>(info.frames * 1000 / info.samplerate); }
 };
 
-// A client takes a file's header for audio and begins so many bytes of 16-bit samples before the excerpt.
-constexpr sf_count_t kHeaderBytes = 44;
-
-// lengthMs from startMs on, mono at 22050 Hz; so many frames before them, too, or zeros where the sound has none.
-std::vector<int16_t> samplesOf(Sound& sound, uint32_t startMs, uint32_t lengthMs, sf_count_t before) {
-    const int rate = sound.info.samplerate;
-    const sf_count_t first = static_cast<sf_count_t>(startMs) * rate / 1000 - before;
-    const auto zeros = static_cast<size_t>(std::max<sf_count_t>(-first, 0));
-    sf_seek(sound.file.get(), std::max<sf_count_t>(first, 0), SEEK_SET);
+// lengthMs from startMs on, interleaved.
+std::vector<int16_t> pcmOf(Sound& sound, uint32_t startMs, uint32_t lengthMs) {
+    const auto rate = static_cast<uint64_t>(sound.info.samplerate);
     const auto channels = static_cast<size_t>(sound.info.channels);
-    const auto frames = static_cast<size_t>(uint64_t{lengthMs} * static_cast<uint64_t>(rate) / 1000);
-    std::vector<int16_t> pcm((frames + zeros) * channels);
-    const sf_count_t got =
-        sf_readf_short(sound.file.get(), pcm.data() + zeros * channels, static_cast<sf_count_t>(frames));
-    pcm.resize((static_cast<size_t>(got) + zeros) * channels);
-    PcmPreparation preparation(rate, sound.info.channels);
-    const std::span<const int16_t> prepared = preparation.prepare(pcm);
-    return {prepared.begin(), prepared.end()};
+    sf_seek(sound.file.get(), static_cast<sf_count_t>(startMs * rate / 1000), SEEK_SET);
+    std::vector<int16_t> pcm(static_cast<size_t>(lengthMs * rate / 1000) * channels);
+    const sf_count_t got = sf_readf_short(sound.file.get(), pcm.data(), static_cast<sf_count_t>(pcm.size() / channels));
+    pcm.resize(static_cast<size_t>(got) * channels);
+    return pcm;
+}
+
+// Mono at 22050 Hz.
+std::vector<int16_t> prepared(const Sound& sound, std::span<const int16_t> pcm) {
+    PcmPreparation preparation(sound.info.samplerate, sound.info.channels);
+    const std::span<const int16_t> samples = preparation.prepare(pcm);
+    return {samples.begin(), samples.end()};
+}
+
+// The header of a WAV file of 16-bit samples, read as samples.
+std::vector<int16_t> headerAsSamples(const SF_INFO& info, size_t sampleCount) {
+    std::vector<int16_t> words;
+    const auto tag = [&](const char* text) {
+        for (size_t i = 0; i < 4; i += 2) words.push_back(static_cast<int16_t>(text[i] | text[i + 1] << 8));
+    };
+    const auto number = [&](size_t value) {
+        words.push_back(static_cast<int16_t>(value & 0xffff));
+        words.push_back(static_cast<int16_t>(value >> 16 & 0xffff));
+    };
+    const auto rate = static_cast<size_t>(info.samplerate);
+    const auto frameBytes = static_cast<size_t>(info.channels) * 2;
+    tag("RIFF");
+    number(36 + 2 * sampleCount);
+    tag("WAVE");
+    tag("fmt ");
+    number(16);
+    words.push_back(1); // PCM
+    words.push_back(static_cast<int16_t>(info.channels));
+    number(rate);
+    number(rate * frameBytes);
+    words.push_back(static_cast<int16_t>(frameBytes));
+    words.push_back(16);
+    tag("data");
+    number(2 * sampleCount);
+    return words;
+}
+
+// What a client sends of a WAV file that holds these samples: it takes the header for audio, counts whole seconds, and
+// feeds blocks of 1024 bytes, the last of them filled up with what the one before left there.
+FingerprintQuery codedFile(const Sound& sound, const std::vector<int16_t>& pcm) {
+    constexpr size_t kBlock = 512;      // samples
+    constexpr size_t kMostSeconds = 31; // more than is coded
+    const size_t second = static_cast<size_t>(sound.info.samplerate) * static_cast<size_t>(sound.info.channels);
+    std::vector<int16_t> file = headerAsSamples(sound.info, pcm.size());
+    file.insert(file.end(), pcm.begin(), pcm.end());
+    const auto durationMs = static_cast<uint32_t>((pcm.size() + 4) / second * 1000);
+    const size_t first = std::min(clientStartMs(durationMs) / 1000 * second, file.size());
+    file.erase(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(first));
+    while (file.size() % kBlock != 0) file.push_back(file.size() >= kBlock ? file[file.size() - kBlock] : int16_t{0});
+    file.resize(std::min(file.size(), kMostSeconds * second));
+    return codeQuery(prepared(sound, file), durationMs);
 }
 
 int indexAll(const std::string& catalog, const std::vector<std::string>& paths) {
@@ -78,7 +130,7 @@ int indexAll(const std::string& catalog, const std::vector<std::string>& paths) 
         recording.tags.title = recording.contentHash;
         recording.path = path;
         recording.durationMs = sound.durationMs();
-        recording.codes = codeRecording(samplesOf(sound, 0, recording.durationMs, 0));
+        recording.codes = codeRecording(prepared(sound, pcmOf(sound, 0, recording.durationMs)));
         audioSeconds += recording.durationMs / 1000.0;
         writer.put(recording);
     }
@@ -112,12 +164,9 @@ int codeAll() {
         Sound sound(fields.at(n - 3));
         const auto start = static_cast<uint32_t>(std::stoul(fields[n - 2]));
         const uint32_t length = std::min(static_cast<uint32_t>(std::stoul(fields[n - 1])), sound.durationMs() - start);
-        const FingerprintQuery query =
-            codeQuery(samplesOf(sound, start + clientStartMs(length), std::min(length, 31000U),
-                                kHeaderBytes / 2 / sound.info.channels),
-                      length);
+        const FingerprintQuery query = codedFile(sound, pcmOf(sound, start, length));
         for (size_t i = 0; i + 3 < n; ++i) std::cout << fields[i] << '\t';
-        std::cout << length;
+        std::cout << query.durationMs;
         for (const std::string& code : query.codes) std::cout << '\t' << code;
         std::cout << std::endl; // the reader waits for each line
     }
@@ -142,21 +191,56 @@ FingerprintQuery queryOf(const std::vector<std::string>& fields) {
     return query;
 }
 
+void judgeOne(CatalogReader& reader, const std::vector<std::string>& fields) {
+    const FingerprintQuery query = queryOf(fields);
+    size_t letters = 0;
+    for (const std::string& code : query.codes) letters += code.size();
+    const auto begin = std::chrono::steady_clock::now();
+    const Examination examination = examine(reader, query);
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
+    for (size_t i = 0; i < 4; ++i) std::cout << fields[i] << '\t';
+    std::cout << letters << '\t' << examination.stages << '\t' << took.count();
+    writeEvidence(examination);
+}
+
 int judgeAll(const std::string& catalog) {
     CatalogReader reader(catalog);
     std::string line;
     while (std::getline(std::cin, line)) {
-        const std::vector<std::string> fields = fieldsOf(line);
-        const FingerprintQuery query = queryOf(fields);
-        size_t letters = 0;
-        for (const std::string& code : query.codes) letters += code.size();
-        const auto begin = std::chrono::steady_clock::now();
-        const Examination examination = examine(reader, query);
-        const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
-        for (size_t i = 0; i < 4; ++i) std::cout << fields[i] << '\t';
-        std::cout << letters << '\t' << examination.stages << '\t' << took.count();
-        writeEvidence(examination);
+        judgeOne(reader, fieldsOf(line));
         std::cout << '\n';
+    }
+    return 0;
+}
+
+int judgeAmongFew(const std::string& catalog, size_t size, size_t count) {
+    std::vector<Recording> recordings;
+    CatalogReader(catalog).forEach([&](const Recording& r) { recordings.push_back(r); });
+    std::vector<std::vector<std::string>> queries;
+    std::string line;
+    while (std::getline(std::cin, line)) queries.push_back(fieldsOf(line));
+    std::mt19937 dice(static_cast<uint32_t>(size));
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("accuracy_tool." + std::to_string(getpid()));
+    for (size_t turn = 0; turn < count; ++turn) {
+        std::shuffle(recordings.begin(), recordings.end(), dice);
+        std::set<std::string> held;
+        {
+            CatalogWriter writer(folder);
+            for (size_t i = 0; i < std::min(size, recordings.size()); ++i) {
+                held.insert(recordings[i].contentHash);
+                writer.put(recordings[i]);
+            }
+            writer.commit();
+        }
+        CatalogReader reader(folder);
+        for (size_t i = 0; i < queries.size(); ++i) {
+            const bool isHeld = held.contains(queries[i].at(2));
+            if (i % count != turn && !isHeld) continue;
+            judgeOne(reader, queries[i]);
+            std::cout << '\t' << isHeld << '\n';
+        }
+        std::filesystem::remove_all(folder);
     }
     return 0;
 }
@@ -242,11 +326,15 @@ int main(int argc, char** argv) {
         }
         if (arguments.size() == 1 && arguments[0] == "code") return codeAll();
         if (arguments.size() == 2 && arguments[0] == "judge") return judgeAll(arguments[1]);
+        if (arguments.size() == 4 && arguments[0] == "small") {
+            return judgeAmongFew(arguments[1], std::stoul(arguments[2]), std::stoul(arguments[3]));
+        }
         if (arguments.size() == 2 && arguments[0] == "pairs") return countPairs(arguments[1]);
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;
     }
-    std::cerr << "accuracy_tool index CATALOG WAV... | code | judge CATALOG | pairs CATALOG\n";
+    std::cerr
+        << "accuracy_tool index CATALOG WAV... | code | judge CATALOG | small CATALOG SIZE COUNT | pairs CATALOG\n";
     return 2;
 }

@@ -2,35 +2,55 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 
 namespace tarn::server {
 
 namespace {
 
-// Logistic regression; bench/accuracy/fit makes these numbers from measurements on real music.
-constexpr double kIntercept = -7.921;
-constexpr double kPerBit = 0.0387;
-constexpr double kPerBitOfLead = 0.1997;
-constexpr double kPerShareOfLead = 22.47; // of the query's own bits
+// bench/accuracy/fit makes these numbers from measurements on real music.
+//
+// What the best of kFittedRecordings reaches by chance, on average: the more the query says, the more of it fits
+// somewhere.
+constexpr double kChanceBits = 48.1;
+constexpr double kChanceBitsPerDoubling = 5.3;
+constexpr double kUsualQueryBits = 500.0;
+
+// Logistic regression.
+constexpr double kIntercept = -5.710;
+constexpr double kPerBit = 0.0636; // above chance
+constexpr double kPerBitOfLead = 0.2336;
+constexpr double kPerShareOfLead = 7.153; // of the query's own bits
 
 constexpr double kMostLead = 100.0; // a longer one says no more,
 constexpr double kMostShare = 0.4;  // nor does a larger share
 constexpr double kLeastQueryBits = 20.0;
 // What the best of the wrong recordings gains when there are twice as many: measured, as the slope of the tail of their
-// bits. The constants above were fitted among kFittedRecordings.
+// bits.
 constexpr double kBitsPerDoubling = 3.0;
 constexpr double kFittedRecordings = 87.0;
+
+// So far above chance the odds are even, whatever the rival, and they double with each kBitsPerDoubling: half as many
+// of the wrong ones reach so far.
+constexpr double kEvenBits = 32.5;
+
+double chanceOfOdds(double logOdds) { return 1.0 / (1.0 + std::exp(-logOdds)); }
 
 } // namespace
 
 double chanceOf(const Evidence& evidence) {
+    const double queryBits = std::max(evidence.queryBits, kLeastQueryBits);
+    const double byChance = kChanceBits + kChanceBitsPerDoubling * std::log2(queryBits / kUsualQueryBits);
     const double doublings =
         std::log2(static_cast<double>(std::max<uint64_t>(evidence.recordings, 1)) / kFittedRecordings);
-    const double lead = std::min(evidence.bits - evidence.rivalBits, kMostLead);
-    const double share = std::min(lead / std::max(evidence.queryBits, kLeastQueryBits), kMostShare);
-    const double bits = evidence.bits - kBitsPerDoubling * std::max(doublings, 0.0);
-    const double odds = kIntercept + kPerBit * bits + kPerBitOfLead * lead + kPerShareOfLead * share;
-    return 1.0 / (1.0 + std::exp(-odds));
+    const double above = evidence.bits - byChance - kBitsPerDoubling * std::max(doublings, 0.0);
+    // A small catalogue has no rival, or none that chance has had much choice of.
+    const double lead = std::min(evidence.bits - std::max(evidence.rivalBits, byChance), kMostLead);
+    const double share = std::min(lead / queryBits, kMostShare);
+    const double compared = kIntercept + kPerBit * above + kPerBitOfLead * lead + kPerShareOfLead * share;
+    // A rival that is far above chance, too, is no sign of chance: two pieces may sound in one query.
+    const double alone = std::numbers::ln2 * (above - kEvenBits) / kBitsPerDoubling;
+    return chanceOfOdds(std::max(compared, alone));
 }
 
 int confidenceOf(double chance) { return static_cast<int>(std::lround(100.0 * std::clamp(chance, 0.0, 1.0))); }

@@ -9,7 +9,7 @@ namespace tarn::server {
 // How the best candidate stands.
 struct Evidence {
     double bits = 0;         // that speak for it
-    double rivalBits = 0;    // for the best candidate that is another recording
+    double rivalBits = 0;    // for the best candidate that is another recording; 0: there is none
     double queryBits = 0;    // that would speak for an exact copy of the query: few when it says little
     uint64_t recordings = 0; // in the catalogue: the more there are, the better the best of the wrong ones fits
 };

@@ -20,7 +20,7 @@ TEST(Chance, RisesWithTheBitsAndTheLeadAndFallsWithTheSizeOfTheCatalogue) {
         EXPECT_LT(chance, 1.0);
         last = chance;
     }
-    EXPECT_GT(chanceOf(evidence(70, 40)), chanceOf(evidence(70, 50)));
+    EXPECT_GT(chanceOf(evidence(70, 55)), chanceOf(evidence(70, 60)));
     EXPECT_GT(chanceOf(evidence(90, 50, 87)), chanceOf(evidence(90, 50, 100000)));
     Evidence quiet = evidence(60, 40);
     quiet.queryBits = 150; // a query that says little cannot bring more
@@ -34,6 +34,44 @@ TEST(Chance, IsNeverAboveTheLineForWhatOtherMusicReaches) {
     EXPECT_LT(chanceOf(evidence(0, 0)), kLeastChance);
     EXPECT_GE(chanceOf(evidence(90, 45)), kLeastChance);
     EXPECT_GE(chanceOf(evidence(300, 60, 100000)), kLeastChance);
+}
+
+TEST(Chance, CountsARivalThatIsMissingAsWhatOtherMusicReaches) {
+    const struct {
+        double bits; // of the best of one recording
+        double queryBits;
+        bool accepted;
+    } cases[] = {
+        // The longer the query, the more of it fits by chance: these are what unknown music reached among many.
+        {46, 200, false},
+        {58, 200, false},
+        {60, 550, false},
+        {69, 550, false},
+        // What the recording itself brings.
+        {80, 100, true},
+        {120, 200, true},
+        {100, 550, true},
+        {300, 700, true},
+    };
+    for (const auto& c : cases) {
+        for (const uint64_t recordings : {1U, 2U, 3U, 20U, 87U}) {
+            SCOPED_TRACE(std::to_string(c.bits) + " of " + std::to_string(c.queryBits) + " among " +
+                         std::to_string(recordings));
+            const Evidence none{.bits = c.bits, .rivalBits = 0, .queryBits = c.queryBits, .recordings = recordings};
+            Evidence weak = none;
+            weak.rivalBits = 25; // below chance
+            EXPECT_EQ(chanceOf(none) >= kLeastChance, c.accepted);
+            EXPECT_DOUBLE_EQ(chanceOf(weak), chanceOf(none));
+        }
+    }
+}
+
+TEST(Chance, IsHighFarAboveWhatOtherMusicReachesWhateverTheRival) {
+    EXPECT_GE(chanceOf(evidence(178, 175)), kLeastChance);
+    EXPECT_GE(chanceOf(evidence(100, 100)), kLeastChance);
+    EXPECT_LT(chanceOf(evidence(84, 83)), kLeastChance);
+    EXPECT_LT(chanceOf(evidence(100, 100, 100000)), kLeastChance); // so many recordings reach further
+    EXPECT_GE(chanceOf(evidence(178, 175, 1000000)), kLeastChance);
 }
 
 TEST(Confidence, IsTheChanceInWholePercent) {

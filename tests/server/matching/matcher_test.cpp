@@ -33,9 +33,13 @@ const std::vector<int16_t>& piece(uint32_t seed) {
     return samples;
 }
 
-std::vector<int16_t> excerpt(uint32_t seed, double startSeconds, double seconds) {
-    const auto first = piece(seed).begin() + static_cast<std::ptrdiff_t>(startSeconds * kEngineRateHz);
+std::vector<int16_t> stretch(const std::vector<int16_t>& samples, double startSeconds, double seconds) {
+    const auto first = samples.begin() + static_cast<std::ptrdiff_t>(startSeconds * kEngineRateHz);
     return {first, first + static_cast<std::ptrdiff_t>(seconds * kEngineRateHz)};
+}
+
+std::vector<int16_t> excerpt(uint32_t seed, double startSeconds, double seconds) {
+    return stretch(piece(seed), startSeconds, seconds);
 }
 
 void addNoise(std::vector<int16_t>& samples, int32_t amplitude) {
@@ -137,6 +141,21 @@ TEST_F(Matching, TheSameRecordingTwiceIsOneAnswerWithACompanion) {
     for (const Candidate* candidate : {&best, &companion}) {
         const double start = candidate->recording.contentHash == "hash3" ? 25000 : 29000;
         EXPECT_NEAR(offsetMs(candidate->alignment), start, 1000);
+    }
+}
+
+TEST_F(Matching, TwoRecordingsInOneQueryDoNotHideEachOther) {
+    CatalogReader reader(location());
+    for (const auto& [first, second] : {std::pair(1U, 4U), std::pair(2U, 5U), std::pair(7U, 8U)}) {
+        SCOPED_TRACE(std::to_string(first) + " then " + std::to_string(second));
+        std::vector<int16_t> samples = excerpt(first, 10, 15.05);
+        const std::vector<int16_t> rest = excerpt(second, 40, 15.05);
+        samples.insert(samples.end(), rest.begin(), rest.end());
+        const Examination examination = examine(reader, queryOf(samples));
+        ASSERT_GE(examination.candidates.size(), 2U);
+        const Candidate& best = examination.candidates[0];
+        EXPECT_THAT((std::set{best.id, examination.candidates[1].id}), ::testing::ElementsAre(first, second));
+        EXPECT_TRUE(best.accepted);
     }
 }
 
@@ -266,6 +285,37 @@ TEST_F(Matching, IdentifyTellsWhatItFoundAndWhy) {
     EXPECT_FALSE(identify(reader, {}, refused));
     EXPECT_EQ(refused.str(),
               "Not looked up: the fingerprint has too few letters, too few different ones, or too many\n");
+}
+
+// A new user adds an album and tries what is not on it.
+TEST(MatchingOfASmallCatalogue, DoesNotTakeUnknownMusicForTheOneRecordingThatItHolds) {
+    const auto excerpts = [](const std::vector<int16_t>& samples) {
+        std::vector<FingerprintQuery> queries;
+        for (const double start : {0.0, 9.1, 18.2}) {
+            for (const double seconds : {8.0, 12.0}) queries.push_back(queryOf(stretch(samples, start, seconds)));
+        }
+        return queries;
+    };
+    std::vector<FingerprintQuery> unknown;
+    for (uint32_t seed = 1001; seed <= 1003; ++seed) {
+        for (FingerprintQuery& query : excerpts(melody(seed, 31))) unknown.push_back(std::move(query));
+    }
+    const TemporaryDirectory folder;
+    const std::string location = folder / "catalogue";
+    Recording recording = kvxtest::sampleRecording(1);
+    recording.codes = codeRecording(piece(1));
+    CatalogWriter writer(location);
+    CatalogRecogniser recogniser(location);
+    for (const char* const held : {"the recording", "a copy of it, too, which is no rival either"}) {
+        SCOPED_TRACE(held);
+        recording.contentHash = held;
+        writer.put(recording);
+        writer.commit();
+        size_t answers = 0;
+        for (const FingerprintQuery& query : unknown) answers += recogniser.recognise(query, 5).size();
+        EXPECT_EQ(answers, 0U);
+        for (const FingerprintQuery& query : excerpts(piece(1))) EXPECT_EQ(recogniser.recognise(query, 5).size(), 1U);
+    }
 }
 
 // Where every recording holds the same theme, the theme's grams are too common to be read.
