@@ -12,15 +12,15 @@ namespace {
 //
 // What the best of kFittedRecordings reaches by chance, on average: the more the query says, the more of it fits
 // somewhere.
-constexpr double kChanceBits = 48.1;
-constexpr double kChanceBitsPerDoubling = 5.3;
+constexpr double kChanceBits = 48.05;
+constexpr double kChanceBitsPerDoubling = 5.34;
 constexpr double kUsualQueryBits = 500.0;
 
 // Logistic regression.
-constexpr double kIntercept = -5.710;
-constexpr double kPerBit = 0.0636; // above chance
-constexpr double kPerBitOfLead = 0.2336;
-constexpr double kPerShareOfLead = 7.153; // of the query's own bits
+constexpr double kIntercept = -5.210;
+constexpr double kPerBit = 0.0226; // above chance
+constexpr double kPerBitOfLead = 0.1982;
+constexpr double kPerShareOfLead = 23.03; // of the query's own bits
 
 constexpr double kMostLead = 100.0; // a longer one says no more,
 constexpr double kMostShare = 0.4;  // nor does a larger share
@@ -32,7 +32,7 @@ constexpr double kFittedRecordings = 87.0;
 
 // So far above chance the odds are even, whatever the rival, and they double with each kBitsPerDoubling: half as many
 // of the wrong ones reach so far.
-constexpr double kEvenBits = 32.5;
+constexpr double kEvenBits = 40.0;
 
 double chanceOfOdds(double logOdds) { return 1.0 / (1.0 + std::exp(-logOdds)); }
 
