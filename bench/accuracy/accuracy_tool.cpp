@@ -1,7 +1,7 @@
 // The working half of the accuracy bench (bench/accuracy/run is the other).
 //
 //   accuracy_tool index CATALOG WAV...   adds recordings; the content hash is the file's name
-//   accuracy_tool code                   reads lines "KEY TAB WAV TAB START_MS TAB LENGTH_MS", writes "KEY TAB
+//   accuracy_tool code                   reads lines "KEY TAB WAV TAB START TAB LENGTH", in seconds, writes "KEY TAB
 //                                        DURATION_MS TAB six strings", of a client whose whole file is the excerpt
 //   accuracy_tool judge CATALOG          reads what code wrote; KEY begins with "CONDITION TAB KIND TAB NAME TAB
 //                                        PLACE_MS"; writes a line of evidence for each query: KEY, letters, stages, ms,
@@ -26,6 +26,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -57,12 +58,15 @@ struct Sound {
     uint32_t durationMs() const { return static_cast<uint32_t>(info.frames * 1000 / info.samplerate); }
 };
 
-// lengthMs from startMs on, interleaved.
-std::vector<int16_t> pcmOf(Sound& sound, uint32_t startMs, uint32_t lengthMs) {
-    const auto rate = static_cast<uint64_t>(sound.info.samplerate);
+// Interleaved; so many seconds from there on, or what there is of them.
+std::vector<int16_t> pcmOf(Sound& sound, double start, double length) {
+    const auto framesIn = [&](double seconds) {
+        return static_cast<sf_count_t>(std::llround(seconds * sound.info.samplerate));
+    };
+    const sf_count_t first = std::min(framesIn(start), sound.info.frames);
+    sf_seek(sound.file.get(), first, SEEK_SET);
     const auto channels = static_cast<size_t>(sound.info.channels);
-    sf_seek(sound.file.get(), static_cast<sf_count_t>(startMs * rate / 1000), SEEK_SET);
-    std::vector<int16_t> pcm(static_cast<size_t>(lengthMs * rate / 1000) * channels);
+    std::vector<int16_t> pcm(static_cast<size_t>(std::min(framesIn(length), sound.info.frames - first)) * channels);
     const sf_count_t got = sf_readf_short(sound.file.get(), pcm.data(), static_cast<sf_count_t>(pcm.size() / channels));
     pcm.resize(static_cast<size_t>(got) * channels);
     return pcm;
@@ -130,7 +134,7 @@ int indexAll(const std::string& catalog, const std::vector<std::string>& paths) 
         recording.tags.title = recording.contentHash;
         recording.path = path;
         recording.durationMs = sound.durationMs();
-        recording.codes = codeRecording(prepared(sound, pcmOf(sound, 0, recording.durationMs)));
+        recording.codes = codeRecording(prepared(sound, pcmOf(sound, 0, recording.durationMs / 1000.0)));
         audioSeconds += recording.durationMs / 1000.0;
         writer.put(recording);
     }
@@ -162,9 +166,8 @@ int codeAll() {
         const std::vector<std::string> fields = fieldsOf(line);
         const size_t n = fields.size();
         Sound sound(fields.at(n - 3));
-        const auto start = static_cast<uint32_t>(std::stoul(fields[n - 2]));
-        const uint32_t length = std::min(static_cast<uint32_t>(std::stoul(fields[n - 1])), sound.durationMs() - start);
-        const FingerprintQuery query = codedFile(sound, pcmOf(sound, start, length));
+        const FingerprintQuery query =
+            codedFile(sound, pcmOf(sound, std::stod(fields[n - 2]), std::stod(fields[n - 1])));
         for (size_t i = 0; i + 3 < n; ++i) std::cout << fields[i] << '\t';
         std::cout << query.durationMs;
         for (const std::string& code : query.codes) std::cout << '\t' << code;
