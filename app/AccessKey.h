@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The access key as it is handed over on a command line: hexadecimal digits of a cipher text, whose plain text is
 //   the decimal Unix time of issue, ":", the access code      or      the access code alone
 // The access code's 80 characters are what the library takes.

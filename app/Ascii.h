@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts that must be ASCII to be passed on.
 #pragma once
 

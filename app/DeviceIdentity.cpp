@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The choice of the network interface whose hardware address identifies this device.
 #include "TarnInterface.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One match, as the client keeps it.
 #pragma once
 

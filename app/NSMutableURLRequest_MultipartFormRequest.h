@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A mutable URL request that can carry bytes as the one field of a multipart form.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the records of an answer say: a few lines in the log each, and for some a match.
 #pragma once
 

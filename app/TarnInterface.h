@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client: one session with the recognition library, one step of a recognition per call.
 //
 // Operations report failure through the error slot that they take last, with domain "TARN":

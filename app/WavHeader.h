@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The canonical header of a WAV file, 44 bytes, integers little-endian. The audio is taken to follow directly.
 //    0  4  "RIFF"             8  4  "WAVE"        20  2  format tag      24  4  sample rate, Hz
 //    4  4  RIFF chunk size   12  4  "fmt "        22  2  channel count   34  2  bits per sample

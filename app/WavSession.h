@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a WAV file to a finished fingerprint session in the library handle.
 #pragma once
 

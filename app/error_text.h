@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the run and the match report share in wording.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/SystemServices.h"
 #include "run.h"
 #include "standard_descriptors.h"

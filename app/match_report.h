@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The report on a run's first match: a small XML document.
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs the library for CMake's find_package(kvx) and for pkg-config. Component kvx.
 include(CMakePackageConfigHelpers)
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // make-collection FOLDER [COUNT [SECONDS [SEED]]]: a collection of made-up music with tags; prints the paths.
 #include "demo/audio_writer.h"
 

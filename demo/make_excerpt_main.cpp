@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // make-excerpt IN OUT.wav START SECONDS: a part of a recording, through a lossy encoder at its lowest quality and back.
 #include "audio/audio_file.h"
 #include "demo/audio_writer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Made-up music: pieces of four voices and drums that differ in key, mode, tempo, harmony, melody and timbre, all drawn
 // from a seed. The same seed gives the same piece.
 #pragma once

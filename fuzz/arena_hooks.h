@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's memory hooks for programs that run millions of times: blocks are cut from one piece of memory, never
 // used twice within a run, and everything around and behind them is poisoned for the address sanitizer. A tenth of what
 // the sanitizer's own allocator costs.

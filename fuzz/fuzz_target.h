@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every fuzz target shares. A target states what must hold with REQUIRE, which ends the run in every build type.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A file that lies in memory, for code that takes a path.
 #pragma once
 

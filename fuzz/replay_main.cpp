@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a target on files and folders of files, and on every shorter beginning of each, without a fuzzing engine.
 #include "fuzz_target.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every program of ours does before anything else.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a library handle holds. One zero-filled block: KVXInit makes it, KVXShutdown ends it.
 #pragma once
 

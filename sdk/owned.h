@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ownership of hook memory inside the library. Every early return frees what it holds; the line that hands a block
 // to the caller says release().
 #pragma once

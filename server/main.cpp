@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "commands/account.h"
 #include "commands/add.h"
 #include "commands/catalogue.h"
@@ -76,8 +77,8 @@ class Commands {
             serve_.accounts = accounts_;
             serve_.catalog = catalog_;
             return runServe(
-                serve_, [this](const LogLine& log) { return std::make_unique<CatalogRecogniser>(catalog_, log); },
-                out_, err_);
+                serve_, [this](const LogLine& log) { return std::make_unique<CatalogRecogniser>(catalog_, log); }, out_,
+                err_);
         });
         serve->add_option("--listen", serve_.listen, "ADDRESS:PORT; port 0 picks a free one")->capture_default_str();
         serve

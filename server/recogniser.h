@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the protocol asks of recognition, and what it gets. Implemented by matching over the catalogue; faked in the
 // protocol's tests.
 #pragma once

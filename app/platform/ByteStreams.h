@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A pair of byte streams and the events by which they call for attention.
 #pragma once
 

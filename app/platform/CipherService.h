@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // AES with a 32-byte key, CBC from an all-zero initialisation vector, PKCS#7 padding.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a failed operation leaves in its caller's error slot.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tool takes from its surroundings. Tests put scripted services here; main the system's.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A text in pieces that stay where they are: it goes out whole without being put together in memory first.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An absolute http URL, taken apart as far as a request needs it.
 #pragma once
 

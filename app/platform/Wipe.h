@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Overwriting of secrets that have served.
 #pragma once
 

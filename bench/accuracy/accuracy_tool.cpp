@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The working half of the accuracy bench (bench/accuracy/run is the other).
 //
 //   accuracy_tool index CATALOG WAV...   adds recordings; the content hash is the file's name

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fingerprint engine: whole sessions and single stages, for each instruction set of the processor. Every result is
 // compared with the plain engine's before it is timed.
 #include "fingerprint/audio.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // CPU time of fingerprinting 30 s of stereo in memory, a new session each time: the library with each instruction set,
 // the plain engine of the tests, and libchromaprint, in one process with the same PCM, at 44.1 kHz and at rates whose
 // samples are interpolated. Then two handles on two threads against one. Prints a line for each figure: name, tab,

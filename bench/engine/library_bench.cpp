@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests and answers: signing, packets, records. Results are checked before they are timed.
 #include "core/packet_assembler.h"
 #include "fingerprint/feature_map.h"

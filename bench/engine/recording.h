@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the measurements recognise: 30 s of generated music, stereo, fed in the tool's blocks; 44.1 kHz unless a rate is
 // given.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What whole processes cost: CPU time (user and system) and resident memory of the tool, from a WAV file to the report
 // with both requests to a server on this machine, which is not counted; of Debian's fpcalc on the same file; of the
 // usage text and the encode mode beside an empty program. Prints a line for each figure: name, tab, value.

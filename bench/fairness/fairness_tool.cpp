@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What one account can do to another by asking for as much as a packet can.
 //
 //   fairness_tool PID PORT CATALOG CODE OTHER [CONNECTIONS SECONDS]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Load, size and look-up times of a large catalogue of synthetic recordings.
 //
 //   scale_tool load REAL CATALOG COUNT   brings the catalogue to COUNT recordings of 4 minutes, modelled on REAL, a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "synthetic_music.h"
 
 #include "audio/record_blobs.h"

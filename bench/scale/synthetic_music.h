@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Recordings and queries that are made up after the letter statistics of real ones.
 //
 // A synthetic string follows the real ones' chances of a run of a letter after the two letters before it. The other

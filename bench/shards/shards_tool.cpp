@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shards behind sockets against one local database of the same collection.
 //
 //   shards_tool ONE SHARDED REAL N   ONE: a catalogue folder; SHARDED: a stub file of folders that scale_tool loaded

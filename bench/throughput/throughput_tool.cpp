@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How many look-ups a second a running service answers.
 //
 //   throughput_tool PORT CODE REAL COUNT known|unknown keep|fresh CONNECTIONS SECONDS

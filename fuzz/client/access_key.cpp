@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of an access key: taken as it is, and once more as the plain text that a key may decrypt to.
 //
 // Holds: decoding is bounded and stays the same when what it gave is encoded and decoded again; every plain text is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a server sends for an answer, head and body.
 //
 // Holds: a response, an error or neither, and a body with a response alone; the codes are the transport's own; the

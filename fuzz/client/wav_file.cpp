@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A whole WAV file, header and body, fingerprinted as the tool does it.
 //
 // Holds: a finished session or one of the errors 101 to 108, never both; the same file gives the same outcome again;

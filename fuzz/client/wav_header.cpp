@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The 44 bytes of a WAV header, and an offset to seek to.
 //
 // Holds: every field is the little-endian number at its offset; the duration and the seek position are what exact

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The search for the body behind an HTTP header, from several starts.
 //
 // Holds: the result is what a plain search gives.

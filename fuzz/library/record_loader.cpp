@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One blob through one record's loader: the program is built once for each record.
 //
 // Holds: the loader gives 0 or -1; what it allocated comes back from the free function, but for the texts that are kept

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An answer in both framings, and the same bytes as the one record of an answer of each type: parsed, walked, every
 // record read with every reader, the identity taken.
 //

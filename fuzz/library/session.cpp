@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A fingerprint session: the channels, rate and duration of a track, then PCM in blocks of any size.
 //
 // Holds: known statuses only; the code strings are letters; the same audio gives the same strings again; memory comes

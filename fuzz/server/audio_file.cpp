@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A music file of any format: its samples, its tags, and the records that are made of them.
 //
 // Holds: the whole file is read, or a reason is given in words; the samples are whole frames of one or two channels at

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The body of a posted form, as a client sends it.
 //
 // Holds: a packet is handed out only whole, and never above the limit; the outcome does not depend on the pieces in

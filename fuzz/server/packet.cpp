@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A request packet from the network, and the same packet with a signature that fits.
 //
 // Holds: a packet is admitted, bad or refused, and the same packet again alike; one that is well put together and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The payload of a packet whose signature was good, up to the answer; the program is built once for each request. The
 // first byte is the request's, whatever the input says.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // PCM of any rate and channel count, as a recording that is taken into a collection and as a query.
 //
 // Holds: codes are letters whose times do not decrease and lie within the audio; they do not depend on the pieces in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The 80-character access code of the service.
 #pragma once
 

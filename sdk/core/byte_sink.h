@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where packet pieces put their bytes. Without a buffer a sink only counts, so that a piece is measured and written
 // by the same description.
 #pragma once

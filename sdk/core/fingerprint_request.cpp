@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The 'F' request: what a finished fingerprint session found, and what its caller says about the recording.
 #include "core/packet.h"
 #include "core/packet_layout.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pieces that every packet is made of: BIN header, permission block, HTTP text before and behind.
 #include "core/byte_sink.h"
 #include "core/packet.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The 'G' request, which asks for a device identity, and the 'M' request, which asks for items by their ids.
 #include "core/packet.h"
 #include "core/packet_layout.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process-wide memory hooks and the copies behind them.
 #include "kvx.h"
 

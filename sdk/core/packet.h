@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One request packet, whatever its payload: measured, allocated once, written, signed.
 #pragma once
 

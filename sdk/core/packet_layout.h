@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the bytes of a packet lie; the writer and any reader share this one table.
 //
 // BIN packet: header | payload length u32 | payload | appendix length u32 | appendix | signature

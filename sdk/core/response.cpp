@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Taking an answer apart into records: type u8 | length u32, never 0 | data.
 #include "core/response.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finding records in the answer that the handle holds.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Readers of the answer's records: find the record, hand its blob to the loader of its type.
 #include "core/response.h"
 #include "kvx.h"

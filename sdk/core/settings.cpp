@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Library-wide constants, version and content masks.
 #include "core/packet_layout.h"
 #include "handle.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Audio preparation: 16-bit PCM in host order to mono at the engine's rate.
 #include "fingerprint/audio.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the session asks of audio preparation beside the public functions.
 #pragma once
 

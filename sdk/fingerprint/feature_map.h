@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The feature map: mono samples at 22050 Hz in, two code strings out.
 #pragma once
 

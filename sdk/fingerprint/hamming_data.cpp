@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Literals, so that the table is the same bytes on every machine; a test recomputes them.
 #include "fingerprint/tables.h"
 

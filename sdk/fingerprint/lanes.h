@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frames side by side: the costly parts of the engine for a group of frames at once, one frame a lane. Every lane
 // carries out the operations of the plain form (spectrum.h, stages.h) in their order, so its bits are the same.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Eight frames side by side, for processors with AVX2.
 #if defined(__x86_64__)
 

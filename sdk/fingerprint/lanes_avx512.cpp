@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sixteen frames side by side, for processors with AVX-512.
 #if defined(__x86_64__)
 

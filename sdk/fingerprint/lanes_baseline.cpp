@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Four frames side by side: what every x86-64 processor has; elsewhere, what the compiler makes of it.
 #include "fingerprint/lanes.h"
 

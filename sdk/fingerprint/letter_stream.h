@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine's face for whole recordings: samples in, letters with their frames out. A recording may have any length;
 // the memory that its coding takes is always the same.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the rest of the library asks of a fingerprint session. Its state stands in the handle.
 #pragma once
 

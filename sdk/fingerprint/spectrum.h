@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Spectrum of one frame: an in-place single-precision FFT and the normalised magnitudes. Every result bit counts: the
 // operations and their order are fixed.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stages that turn one feature vector per frame into letters. Each has its state, one verb, a vector in and a
 // vector (or null for nothing) out, and knows nothing of its neighbours. In feeding, nothing out means "not yet"; a
 // null vector in means "drain".

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /*
  * kvx.h - the recognition library KVX: fingerprints of recordings, signed request packets, typed answers.
  *

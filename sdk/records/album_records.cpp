@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Albums, their media and the short reference to an album.
 #include "records/all_records.h"
 #include "records/record_walkers.h"

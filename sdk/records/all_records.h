@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every record table, for tests, benches and fuzzers as well as for the records that hold others.
 #pragma once
 

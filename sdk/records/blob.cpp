@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The blob primitives: locate, read, write, measure, free.
 #include "records/blob.h"
 

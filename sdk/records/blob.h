@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The blob container: what its primitives share beyond their C face.
 //
 //   offset      size  meaning

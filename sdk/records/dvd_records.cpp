@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // DVDs, their discs, and the records that discs hold.
 #include "records/all_records.h"
 #include "records/record_walkers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Performers: only the server sends them.
 #include "records/all_records.h"
 #include "records/record_walkers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A record as data: one row per blob field. The walkers measure, write, load and free from it.
 //
 // Row index = field index. Members may lie in any order in the struct. Rows are made from member pointers, so that a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The walkers: each a switch over the kinds of fields, on the blob primitives.
 #include "records/record_walkers.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The walkers over record tables: what every record's C functions are made of.
 //
 // The functions on void* serve any table; the templates below them tie a record's type to its table.

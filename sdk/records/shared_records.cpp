@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The small records that recur inside the others and in requests.
 #include "records/all_records.h"
 #include "records/record_walkers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tracks, and the track-to-album record.
 #include "records/all_records.h"
 #include "records/record_walkers.h"

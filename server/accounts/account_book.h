@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The accounts of a running service. Every look-up sees the file as it is now.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_file.h"
 
 #include "accounts/private_file.h"

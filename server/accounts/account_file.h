@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The file of the accounts. It holds their keys, so it is its owner's alone, and it is only ever replaced whole.
 //
 //   tarn-accounts 2 NEXT                        NEXT: id of the next account; no id is given twice

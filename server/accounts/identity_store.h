@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The identities that devices were given: 16 random bytes each. Kept in a file that grows by one entry at a time, so
 // that several servers may share it.
 //

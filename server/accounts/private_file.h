@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files that only their owner may read.
 #pragma once
 

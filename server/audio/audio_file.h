@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Audio files of every format that libsndfile reads, decoded piece by piece.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Texts from tags and file names, made fit for records, lists and logs.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SHA-256 as hexadecimal digits: what names a recording and an album.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The records that the protocol answers with, made from a recording's tags.
 #pragma once
 

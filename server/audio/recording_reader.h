@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a file to what the catalogue stores of it, and to what a client would ask about it.
 #pragma once
 

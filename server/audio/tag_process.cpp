@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "audio/tag_process.h"
 
 #include "audio/audio_file.h"

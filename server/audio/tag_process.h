@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tags read in a process of its own. A file of half a megabyte can make the tag library unpack gigabytes, and a library
 // for many formats has many places to fail: a process that has a bounded time and memory for each file costs that file.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A file as the tag library reads it. That library takes a file which it cannot read for one without tags; this stream
 // knows the difference.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The catalogue: every recording of the collection with its postings. The only files that know the search engine are
 // those of this folder.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What reader and writer share of the search engine.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "catalog/file_entry.h"
 
 #include "coding/code_packing.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the catalogue remembers of a file that was read.
 #pragma once
 

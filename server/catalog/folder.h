@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The files of a catalogue, without what is in them.
 //
 //   FOLDER/current                   one line, the number of the generation in force; replaced by a rename

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "catalog/frequency_table.h"
 
 #include "catalog/terms.h"

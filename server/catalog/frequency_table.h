@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How many documents of a database hold each gram. To ask the search engine takes a descent of its tree for each term,
 // and a round trip where the database is remote. A main database carries its table with it, as metadata.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How many recordings are stored with each gram: of a common one no more than make it common (kCommonGram).
 #pragma once
 

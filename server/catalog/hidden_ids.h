@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Recordings of a main database that do not count any more: removed, or replaced by one of another id. A main database
 // has no term lists, which would be more than a third of it, and so no recording can be taken out of it; it is written
 // anew without them now and then.

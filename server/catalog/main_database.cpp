@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "catalog/main_database.h"
 
 #include "catalog/catalog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The making of a main database: large, compacted, without term lists, never changed.
 #pragma once
 

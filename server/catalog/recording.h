@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One recording of the collection.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "catalog/gram_counts.h"
 #include "catalog/shard_writer.h"
 #include "catalog/terms.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A recording as the bytes that the catalogue stores.
 //
 //   format (varint, 3); size of what follows, inflated (varint); deflated: duration in ms, track number, year

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What to do about an error of the system: the end of a message.
 #pragma once
 

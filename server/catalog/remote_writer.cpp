@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A database behind a socket that may be written: `xapian-tcpsrv --writable`. It is one database, which the server at
 // its other end changes in place; it has no generations and nothing to merge.
 #include "catalog/catalog.h"

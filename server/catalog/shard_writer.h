@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writing one shard, wherever it is.
 #pragma once
 

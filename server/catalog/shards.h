@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a catalogue location names: a folder, or a stub file with one shard a line.
 //
 //   # comment

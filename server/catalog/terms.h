@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The terms under which the search engine finds a recording.
 //
 //   gram        3 bytes, none of them 0: codebook and value of a gram as a number in base 255, highest digit first,

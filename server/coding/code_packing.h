@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Code strings as bytes, for the catalogue.
 //
 // Per string: number of letters (varint); a byte for each run of 1 to 10 equal letters, the letter ('a' is 0) and 24

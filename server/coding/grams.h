@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Grams: five letters of a code string after its repeats are removed. How often a letter repeats depends on the
 // logarithm of a run's length and breaks under noise; which letters follow each other does not.
 #pragma once

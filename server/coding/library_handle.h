@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A library handle for work that never leaves this process.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // PCM of any rate and channel count to what the engine codes: mono at 22050 Hz, prepared as a client's session does.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The six strings that a client would send for an excerpt: a client's session, and the request that it makes, read as
 // any other request is.
 #pragma once

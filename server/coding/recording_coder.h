@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole recordings to code strings, piece by piece.
 #pragma once
 

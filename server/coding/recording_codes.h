@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The code strings of a whole recording: what a query's six strings are found in.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tarn-server account add, list, remove. Exit status: 0; 1 for a failure, told on err; kOutputLost.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tarn-server add: files and folders into the catalogue.
 #pragma once
 

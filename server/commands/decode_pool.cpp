@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "commands/decode_pool.h"
 
 #include "audio/recording_reader.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Standard output and standard error as streams that lose nothing unnoticed.
 #pragma once
 

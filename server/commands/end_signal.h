@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SIGTERM and SIGINT, taken by a thread of their own, and the time that the service has to end after one.
 #pragma once
 

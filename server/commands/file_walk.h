@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The audio files under the paths of a command line.
 #pragma once
 

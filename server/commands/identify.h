@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What recognition makes of a file, and why, without a server.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log's lines on their way to a descriptor whose reader may be slow, or may have stopped.
 #pragma once
 

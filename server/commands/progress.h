@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How far a run has come.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Why something failed, as a user is told.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // tarn-server serve: accounts, catalogue and network together, until a signal ends it.
 #pragma once
 

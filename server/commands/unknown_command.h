@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A command that does not exist, most of the time one that is misspelt.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The size of the catalogue, looked at every second on a thread of its own: a catalogue that hangs delays nothing else.
 #pragma once
 

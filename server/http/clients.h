@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The open connections: whose turn it is on each, and which of them must end.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The body of a request: a multipart form whose part "data" is the packet. Parsed as it arrives, never kept beyond the
 // limit.
 #pragma once

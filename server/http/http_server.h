@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service on the network: POST /sdkrequest, GET /health, GET /metrics.
 //
 // One thread does all input and output and checks signatures; workers ask the catalogue. A connection whose request

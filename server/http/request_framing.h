@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a request's body ends must be beyond doubt: a proxy in front that reads the header otherwise would take a part
 // of the body for the next request, or the other way round.
 #pragma once

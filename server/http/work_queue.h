@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Workers, and a queue of bounded length in front of them in which the accounts take turns.
 //
 // However much one account asks, it delays another's request by little:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a query lies in a recording, and how well it fits there.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Recognition for request threads: each borrows a reader of the catalogue.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What two letters that stand against each other say, in hundredths of a bit: how much likelier the pair is between
 // copies of one recording than between letters that met by chance.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How much speaks for two strings of letters being copies of one stretch of music: the best sum of letter scores over a
 // stretch of each, in order, with gaps. Strings that met by chance reach a few dozen bits, copies several hundred.
 #pragma once

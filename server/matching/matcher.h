@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A query against the catalogue: candidates by the weight of the grams that they share with it, rarest grams first; a
 // judgement by alignment.
 #pragma once

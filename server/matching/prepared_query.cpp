@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "matching/prepared_query.h"
 
 #include "catalog/terms.h"

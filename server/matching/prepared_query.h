@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A query's six strings, made ready to be looked for.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An answer's body: records one after another, each its type, the length of its data, the data.
 #pragma once
 

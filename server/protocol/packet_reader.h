@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A request packet taken apart: header, payload, appendix, signature. Nothing of the payload is looked at here; that
 // waits until the signature is known to be good.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The payloads of a packet whose signature is good.
 //   'F'  permissions | fingerprint block | pair blob length u32 | pair blob
 //   'G'  0 | id length u32 | id

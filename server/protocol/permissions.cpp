@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "protocol/permissions.h"
 
 #include "core/packet_layout.h"

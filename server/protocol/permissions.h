@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which fields of a record a client may have. A request carries one bit for every entry of the client's content masks;
 // entry k speaks for field k of the record. Fields behind the last entry have no bit and are always sent.
 #pragma once

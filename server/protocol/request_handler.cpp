@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "protocol/request_handler.h"
 
 #include "protocol/answer_writer.h"

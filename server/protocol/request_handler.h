@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One request, from its packet's bytes to the answer's. Two steps, so that only packets whose signature is good wait
 // for a worker: admit() is quick and needs no catalogue, answer() asks it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether a packet was signed with an account's key.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A cursor on bytes from outside. It cannot leave them: a piece that is not there is a BadPacket.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checksums and ciphers of the packet signature. The methods come from the access key and stand in the handle.
 #pragma once
 

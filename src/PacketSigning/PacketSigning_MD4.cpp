@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The MD4 message digest (RFC 1320) over the handle's context.
 #include "PacketSigning/PacketSigning.h"
 #include "owned.h"

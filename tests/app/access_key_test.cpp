@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Taking an access key apart.
 #include "AccessKey.h"
 #include "support/access_keys.h"

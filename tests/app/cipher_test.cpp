@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cipher service, against published vectors for AES-256 in CBC mode.
 #include "platform/linux/NettleCipher.h"
 #include "support/access_keys.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A client with an open session, for tests of what comes after.
 #pragma once
 

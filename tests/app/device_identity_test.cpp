@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The choice of the interface that identifies the device, and the opening of the session.
 #include "app/clients.h"
 #include "support/answers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From a WAV file to the bytes of a fingerprint request.
 #include "app/clients.h"
 #include "support/counting_hooks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An answer as bytes from anywhere: what it is does not depend on the pieces in which it comes.
 #include "platform/linux/HttpAnswer.h"
 

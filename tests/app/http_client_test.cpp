@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The HTTP client against a scripted server: what it sends, and what it makes of every kind of answer.
 #include "NSMutableURLRequest_MultipartFormRequest.h"
 #include "platform/linux/HttpClient.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Display names and addresses of network interfaces, on trees like those of real machines.
 #include "platform/linux/SystemInterfaces.h"
 #include "support/hex.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The form of a log line.
 #include "app/scripted_services.h"
 #include "platform/linux/DescriptorOutput.h"

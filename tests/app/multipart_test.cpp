@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The body and the header fields of a multipart form.
 #include "NSMutableURLRequest_MultipartFormRequest.h"
 #include "TarnInterface.h"

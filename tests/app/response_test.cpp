@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an answer's records say in the log, on standard output, and as matches.
 #include "ResponseInterpretation.h"
 #include "app/clients.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order of a run, with services that say what a real network cannot be made to say on demand.
 #include "app/clients.h"
 #include "run.h"

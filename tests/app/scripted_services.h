@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Services for tests: they keep what they are told and say what a test wants to hear.
 #pragma once
 

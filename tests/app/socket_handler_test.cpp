@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The exchange over byte streams.
 #include "TarnSocketHandler.h"
 #include "app/scripted_services.h"

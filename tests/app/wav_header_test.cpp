@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tool takes from the header of a WAV file.
 #include "WavHeader.h"
 #include "support/wav_maker.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reader of every type of record, through kvx.h alone, in terms of the plain codec's records.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* A plain C program against the public header: fingerprint, request, answer. */
 #include "kvx.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "core/packet_layout.h"
 #include "support/guarded_bytes.h"
 #include "support/handles.h"

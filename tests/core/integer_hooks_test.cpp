@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which integers go through the copies for integers, and which bytes do not: what a port to another byte order relies
 // on.
 #include "PacketSigning/PacketSigning.h"

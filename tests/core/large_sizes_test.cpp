@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Requests whose parts add up to more than a packet can say: refused before anything is allocated or written.
 #include "support/counting_hooks.h"
 #include "support/handles.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A packet put together field by field, for comparison with what the library builds. Nothing here comes from it; the
 // signature is another library's work.
 #pragma once

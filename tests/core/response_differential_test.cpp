@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Random answers, good and damaged, in both framings: the library's parsing and reading against a second parser and
 // the plain codec, which share no code with it.
 #include "core/answer_readers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "core/packet_assembler.h"
 #include "support/annotated_dump.h"
 #include "support/counting_hooks.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* The record structs as a C program lays them out. */
 #include "struct_layouts.h"
 

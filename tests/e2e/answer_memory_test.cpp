@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How much memory the tool takes for what a server sends: as much as came, a few times over, and nothing for what is
 // only announced.
 #include "e2e/tool.h"

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Builds the tool for release, without what tests are built with. The build stays, so that the next one is quick.
 # usage: build_release_tool.sh SOURCE BUILD COMPILER KEY_HALF_1 KEY_HALF_2; the tool is BUILD/app/tarn.
 set -eu

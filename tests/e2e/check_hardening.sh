@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # An installed program is hardened: it can lie anywhere, its tables cannot be written once it runs, its stack is watched
 # and its copies are checked.
 # usage: check_hardening.sh PROGRAM

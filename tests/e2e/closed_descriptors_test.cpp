@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tool started with standard descriptors closed: what it prints goes nowhere, and not into the next file or
 // connection that it opens.
 #include "e2e/tool.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line: usage, encoding, and what fails before anything is sent.
 #include "e2e/tool.h"
 #include "support/access_keys.h"

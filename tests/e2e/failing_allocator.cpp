@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The global operator new and the library's hooks, for a tool whose allocations are counted and fail by number:
 //
 //   TARN_FAILING_NEW=n    the n-th operator new of the process, from 0, gives nothing

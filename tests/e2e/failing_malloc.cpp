@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A library to be loaded ahead of the tool: the process's malloc, whose allocations from main on fail by number, those
 // of the system library and of thrown exceptions among them.
 //

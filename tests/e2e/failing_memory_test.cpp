@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tool with every allocation failing in turn, alone or with all that follow: it ends by itself with a status of its
 // own and a line that says why, and its report is whole or absent.
 #include "e2e/tool.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A network that fails at any moment: connections reset, closed or stalled at every byte of an answer. Whatever
 // happens, the run ends with a status and a line that say so, and the report is whole or absent. An answer that frames
 // itself by its length meets every fault in the built tool; the other framings, in a run in this process.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the tool's output goes, and what becomes of a run whose output goes nowhere.
 #include "e2e/tool.h"
 #include "support/answers.h"

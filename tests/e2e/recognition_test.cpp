@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whole runs against a server: what is printed, what is logged, how the tool ends.
 #include "e2e/tool.h"
 #include "support/answers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The requests, byte for byte: HTTP head, form, packet, code strings, signature. What is expected is put together here
 // field by field; the code strings come from the engine that is written for reading, the signature from another
 // library.

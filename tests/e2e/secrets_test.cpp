@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the release tool leaves of its secrets in memory, where a core dump or another process of the same user would
 // find it, and in what it prints. The tool is built for release, for wiping must survive the optimiser.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the built tool as a user would, and takes apart what it writes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A run of the tool whose memory a test can read: every readable byte of it, and the registers of its thread, which is
 // what a dump of its core holds.
 #pragma once

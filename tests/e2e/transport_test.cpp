@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every way in which an answer can arrive, or not, on a real connection. Whatever happens, a report is whole or absent.
 #include "e2e/tool.h"
 #include "support/answers.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Prints the six code strings of a fixed set of generated recordings, one line each, and of the WAV files that are its
 // arguments, as the library makes them or, when built with TARN_PLAIN_ENGINE, as the plain engine does. The library's
 // packets follow, signed with every pair of methods in turn. Builds that differ in one rounding differ in their output.

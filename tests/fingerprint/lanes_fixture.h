@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tests of the engine on every instruction set that the processor has.
 #pragma once
 

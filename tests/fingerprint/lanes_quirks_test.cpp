@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The engine's quirks in the code that sessions run, on every instruction set.
 #include "fingerprint/audio.h"
 #include "fingerprint/lanes_fixture.h"

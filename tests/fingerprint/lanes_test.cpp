@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frames side by side give the plain engine's bits, on every instruction set that the processor has.
 #include "fingerprint/lanes.h"
 

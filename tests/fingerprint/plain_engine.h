@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A second fingerprint engine, written for reading: every stage one loop, every history kept whole, no state that a
 // formula can give. The library's engine must give the same strings, letter for letter. It shares nothing with it.
 //

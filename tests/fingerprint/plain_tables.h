@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tables of the plain engine: its own copies, so that a slip in the library's shows.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library gives the strings of the plain engine, letter for letter.
 #include "fingerprint/sessions.h"
 #include "support/audio.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Running the library's sessions in tests, the way a client does.
 #pragma once
 

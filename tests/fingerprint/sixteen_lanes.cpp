@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernels with sixteen lanes, as for AVX-512, compiled for any processor: so that their logic is tested everywhere.
 #include "fingerprint/sixteen_lanes.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stages of the feature map, by their names.
 #include "fingerprint/feature_map.h"
 #include "fingerprint/plain_engine.h"

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Builds the library for release and installs it: static, and then shared and static. Builds and runs a C and a C++
 # program outside the tree against each, by pkg-config and by find_package, and the whole recognition in C. Compares the
 # names that the shared library exports with the stored list. Then runs the library's own tests on the objects that were

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Albums, media, short albums and album data.
 #include "golden_records.h"
 #include "record_support.h"

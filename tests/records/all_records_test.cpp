@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What holds for every record: sizes, round trips, freeing.
 #include "record_support.h"
 #include "support/counting_hooks.h"

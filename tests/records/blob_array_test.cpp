@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Arrays: nested blobs whose fields are the elements.
 #include "blob_assembler.h"
 #include "record_support.h"

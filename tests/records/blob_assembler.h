@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Blobs put together from their fields' bytes, without the library: what its readers and writers are judged by.
 #pragma once
 

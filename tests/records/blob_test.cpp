@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fields of a blob: locating, reading and writing texts and numbers.
 #include "blob_assembler.h"
 #include "record_support.h"

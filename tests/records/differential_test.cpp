@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The library's codec against a second one that shares no code with it: random records of every type in both
 // directions, damaged blobs, failing memory.
 #include "golden_records.h"

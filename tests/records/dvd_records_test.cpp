@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // DVDs, their discs and what discs hold.
 #include "golden_records.h"
 #include "record_support.h"

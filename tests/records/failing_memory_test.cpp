@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every allocation of loading fails in turn, for every record and every reader of arrays; writing allocates nothing.
 #include "golden_records.h"
 #include "library_records.h"

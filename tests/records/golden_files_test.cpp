@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The golden files: the same bytes as assembled here, as their annotated dumps say, and as the library writes.
 #include "golden_records.h"
 #include "record_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fields of the golden records of tests/data/record_*.bin, built a second time, field by field.
 //
 // A text holds the name of its member, in arrays led by field index and element number ("6.1 property"); a short holds

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records whose parts add up to more than a blob's offsets can say: sizes say so, and writers stop.
 #include "record_support.h"
 #include "support/reserved_memory.h"

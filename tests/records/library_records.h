@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every record through the functions of kvx.h alone, behind one shape, in terms of the plain codec's records.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Damaged blobs, for every record: a status of the known set, nothing read outside, nothing leaked.
 #include "golden_records.h"
 #include "record_support.h"

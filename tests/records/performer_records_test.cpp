@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Performers.
 #include "golden_records.h"
 #include "record_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "records/plain_codec.h"
 
 #include "records/blob_assembler.h"

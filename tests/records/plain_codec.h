@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The codec of the records a second time, to compare the library with: written from docs/formats/records.md and
 // docs/formats/blob.md alone, sharing no code with sdk/records. It is slow and keeps everything it reads.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the structs of kvx.h and the plain codec's records correspond: every member in the order of the field indexes.
 // Told once for each struct, to whoever asks: the reader of a struct, or its maker.
 #pragma once

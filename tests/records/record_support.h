@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tests of records share: cursors, texts as strings, storage for any record, counts of deliberate leaks.
 #pragma once
 

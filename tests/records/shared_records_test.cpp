@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The small shared records: field order, strictness, freeing, the bare pair array.
 #include "golden_records.h"
 #include "record_support.h"

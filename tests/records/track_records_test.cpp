@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Tracks and track-to-album records.
 #include "golden_records.h"
 #include "record_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "PacketSigning/PacketSigning.h"
 #include "support/counting_hooks.h"
 #include "support/handles.h"

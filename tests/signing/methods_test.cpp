@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which method numbers do what.
 #include "PacketSigning/PacketSigning.h"
 #include "support/counting_hooks.h"

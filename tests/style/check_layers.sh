@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Which headers of the library the layers above it include: the tool the public one alone, the server two more.
 # usage: check_layers.sh SOURCE
 set -eu

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: Apache-2.0
 # Every test that docs/quirks.md and docs/formats/ name exists. usage: check_quirks.sh SOURCE
 set -eu
 cd "$1"

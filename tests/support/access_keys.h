@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Access keys made without the tool: AES-256 in CBC mode under the key that the build uses by default, as hexadecimal.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Annotated dumps beside the golden files: lines of "offset  bytes  meaning", offsets and bytes hexadecimal, bytes
 // separated by single spaces, columns by two or more; lines that begin with # are notes.
 #pragma once

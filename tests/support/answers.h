@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Answers of a recognition server, put together byte by byte: HTTP around records around blobs.
 #pragma once
 

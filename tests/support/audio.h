@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Generated audio for tests: 16-bit PCM in host order, the same bytes from every compiler.
 //
 // A sample depends on its position alone, never on the ones before it, so that a piece from the middle of a recording

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A counting allocator behind the library's memory hooks, for one test at a time.
 #pragma once
 

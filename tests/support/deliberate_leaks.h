@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library leaves unreleased on purpose, as an exact count.
 #pragma once
 

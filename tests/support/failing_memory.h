@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An operation whose every allocation fails in turn.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A proxy on this machine that stands between a client and a server and does harm to what passes.
 #pragma once
 

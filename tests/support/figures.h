@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a test has counted: into its report, and onto standard output.
 #pragma once
 

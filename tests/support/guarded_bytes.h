@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes whose end is the end of a page, with an unreadable page behind them: a read one byte too far is a fault.
 #pragma once
 

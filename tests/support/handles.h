@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Library handles for tests, made by KVXInit from an access code that a test spells out.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bytes as text, so that a failing comparison shows the offset; and bytes from text.
 #pragma once
 

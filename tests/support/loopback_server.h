@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A scripted HTTP server on this machine: it does what its script says and keeps what it was sent.
 #pragma once
 

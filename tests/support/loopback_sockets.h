@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sockets on this machine alone, for servers that tests write themselves.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Pieces of music that differ from each other: mono, 22050 Hz, from a seed.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Addresses that can be read and written but take memory only where something is written: for lengths of gigabytes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long random tests go on: the environment's TARN_TEST_ROUNDS times as long as usual.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A directory of a test's own, gone with everything in it when the test ends.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // WAV files for tests: generated music behind the canonical 44-byte header.
 #pragma once
 

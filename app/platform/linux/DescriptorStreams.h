@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Byte streams over file descriptors, and the loop that tells a delegate of their events.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One HTTP/1.1 answer, taken from wherever bytes come from: a connection, or a test.
 #pragma once
 

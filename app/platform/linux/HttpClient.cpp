@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/HttpClient.h"
 
 #include "platform/linux/HttpAnswer.h"

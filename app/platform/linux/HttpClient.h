@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // URL loading over plain HTTP/1.1: one connection per request, no redirects.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log as lines of text:
 //   2026-11-20 18:10:26.123 tarn[4711:4711] text
 // local time, process id, thread id. An entry needs no memory of its own.

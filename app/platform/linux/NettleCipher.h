@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The cipher service on nettle's AES and CBC.
 #pragma once
 

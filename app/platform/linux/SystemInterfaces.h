@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Network interfaces from the kernel's list, with display names that follow from what sysfs says of the device.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The services of a Linux system, ready for a run.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* A C program outside the tree, against the installed library. */
 #include <kvx.h>
 #include <stdio.h>

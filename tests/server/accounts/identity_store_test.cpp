@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "accounts/identity_store.h"
 
 #include "server/accounts/private_files.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files of a temporary directory: what they hold, and files that hold secrets.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "audio/audio_file.h"
 
 #include "demo/audio_writer.h"

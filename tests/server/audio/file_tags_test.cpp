@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "audio/file_tags.h"
 
 #include "audio/audio_file.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "audio/record_blobs.h"
 
 #include "kvx.h"

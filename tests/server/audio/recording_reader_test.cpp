@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "audio/recording_reader.h"
 
 #include "audio/file_tags.h"

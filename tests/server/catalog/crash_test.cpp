@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A writer killed at any point loses nothing that it reported, and leaves nothing half there.
 #include "catalog/catalog.h"
 #include "sample_recording.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A database behind a socket, on this machine.
 #pragma once
 

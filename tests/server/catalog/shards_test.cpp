@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "catalog/folder.h"
 #include "catalog/shards.h"
 #include "catalog/terms.h"

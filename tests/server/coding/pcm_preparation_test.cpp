@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "coding/pcm_preparation.h"
 #include "kvx.h"
 #include "support/audio.h"

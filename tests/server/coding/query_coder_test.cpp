@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "coding/query_coder.h"
 #include "fingerprint/feature_map.h"
 #include "support/handles.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "coding/recording_coder.h"
 #include "fingerprint/feature_map.h"
 #include "support/melody.h"

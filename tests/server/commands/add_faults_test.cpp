@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tool at work when it is killed, or when the disk is full.
 #include "server/accounts/private_files.h"
 #include "server/commands/small_collection.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "server/accounts/private_files.h"
 #include "server/commands/small_collection.h"
 

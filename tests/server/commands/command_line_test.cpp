@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tool's command line as a whole: what it answers without doing anything.
 #include "kvx.h"
 #include "server/accounts/private_files.h"

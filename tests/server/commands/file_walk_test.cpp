@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "commands/file_walk.h"
 
 #include "server/accounts/private_files.h"

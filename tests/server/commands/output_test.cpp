@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What becomes of the tool when its output cannot be written, or its descriptors are closed.
 #include "accounts/account_file.h"
 #include "commands/account.h"

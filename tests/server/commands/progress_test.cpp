@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "commands/progress.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tool as a service: its options, and a catalogue that grows meanwhile.
 #include "audio/record_blobs.h"
 #include "catalog/catalog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One file of a catalogue is missing, cannot be read, is cut or has a wrong byte; then every command. None may take
 // what it cannot read for nothing, delete what is still good, or crash; each says what is wrong and what to do. How a
 // catalogue lies on the disk does not matter here: everything under its folder is damaged in turn.

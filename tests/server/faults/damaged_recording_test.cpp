@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One recording is damaged, and everything else is sound: it costs itself, every command says how to mend it, and each
 // of the ways mends it.
 #include "catalog/catalog.h"

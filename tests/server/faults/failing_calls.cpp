@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Loaded before a program's libraries: makes one of its system calls fail.
 //   FAILING_STATE   a file of 8 bytes that all its processes share: the calls so far
 //   FAILING_CALL    number of the call that fails, from 1; 0: none, they are only counted

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Files of a few megabytes whose tags unpack to gigabytes, or to millions of pieces. Each costs itself: it is named,
 // and the files beside it go in.
 #include "demo/audio_writer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A catalogue made by the program, with everything in it that a catalogue may hold, and what is known of it.
 #pragma once
 

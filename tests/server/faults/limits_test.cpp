@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Too few descriptors, too little room: told, and never taken for anything else.
 #include "server/faults/known_catalogue.h"
 #include "support/rounds.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program run to its end, from outside.
 #pragma once
 

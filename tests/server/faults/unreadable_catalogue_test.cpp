@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A catalogue that is not there, is there no longer, may only be read, or of which one recording is damaged: what each
 // command and the service make of it.
 #include "server/faults/known_catalogue.h"

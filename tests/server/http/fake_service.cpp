@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // fake_service LISTEN ACCOUNTS FOLDER [STOPPING_MS]: the service with a catalogue in memory.
 //   FOLDER/closed   while it exists, the catalogue cannot be opened
 //   FOLDER/hold     while it exists, an answer waits; FOLDER/held is made when one does

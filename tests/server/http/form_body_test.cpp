@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The form around a packet, in any pieces.
 #include "http/form_body.h"
 

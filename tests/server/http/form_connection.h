@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A connection whose request announces a form. The HTTP library's form parser asks its connection for nothing but the
 // content type, so that one connection does for any number of forms.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clients that are many, slow, silent or hostile.
 #include "server/http/test_service.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "http/http_server.h"
 
 #include "server/http/test_service.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An HTTP client made of a socket: it can be slow, rude or wrong as a test wants it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service as a process: what it prints, how accounts come and go, how it ends.
 #include "commands/serve.h"
 

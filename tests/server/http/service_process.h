@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service as a process, and a client that has an account with it.
 #pragma once
 

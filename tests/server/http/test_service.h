@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A whole service in the test's own process: a fake catalogue, one account, a log that can be read.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "http/work_queue.h"
 
 #include <algorithm>

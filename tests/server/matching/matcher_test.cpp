@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "../catalog/sample_recording.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The client's side of the protocol, as the library does it: packets written, answers read.
 #pragma once
 

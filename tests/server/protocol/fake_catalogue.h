@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Records for answers, and a recogniser that gives what a test put into it.
 #pragma once
 

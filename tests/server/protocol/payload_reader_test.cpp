@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "protocol/payload_reader.h"
 
 #include "core/packet_assembler.h"
