@@ -4,10 +4,10 @@
 //   fairness_tool PID PORT CATALOG CODE OTHER [CONNECTIONS SECONDS]
 //
 // PID, PORT: of a service of CATALOG, a folder whose files are where they were added from; CODE, OTHER: access codes of
-// two of its accounts. First each kind of packet is asked alone, and the CPU time that it costs the service is told:
-// the dearest that were thought of beside the usual one, a fingerprint of a recording of the catalogue. Then account
-// OTHER asks the usual one on one connection, with a breath in between, at first alone and then beside CONNECTIONS (20)
-// on which account CODE asks the dearest without a pause.
+// two of its accounts. First each kind of packet is asked alone, and the tool prints the CPU time that it costs the
+// service: the dearest that were thought of beside the usual one, a fingerprint of a recording of the catalogue. Then
+// account OTHER asks the usual one on one connection, with a breath in between, at first alone and then beside
+// CONNECTIONS (20) on which account CODE asks the dearest without a pause.
 #include "audio/recording_reader.h"
 #include "catalog/catalog.h"
 #include "coding/query_coder.h"
@@ -40,7 +40,7 @@ constexpr uint32_t kUnknownSeed = 900'000;
 constexpr size_t kAlone = 60; // questions of each kind
 constexpr size_t kMostIdsAsked = 100;
 constexpr int16_t kMostAsked = 100;
-constexpr size_t kLongestString = 1292; // what fits a client's buffers; no audio makes so many letters
+constexpr size_t kLongestString = 1292; // what fits a client's buffers; no audio makes this many letters
 constexpr size_t kLettersOfAudio = 417; // the most that 30 s of audio can make
 constexpr auto kBreath = std::chrono::milliseconds(5);
 

@@ -15,7 +15,7 @@ class PacketPayload {
     PacketPayload& operator=(const PacketPayload&) = delete;
 
     // False for failed memory, and for what no blob holds. What is written may be less than was counted: the rest of
-    // the buffer then stays zero, behind everything.
+    // the end of the buffer then stays zero.
     virtual bool write(ByteSink& sink) const = 0;
 
   protected:

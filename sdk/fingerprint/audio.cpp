@@ -61,7 +61,7 @@ __m128i everyOther(const int16_t* pairs) {
 __m128i firstOfPairs(const int16_t* pairs) { return _mm_srai_epi32(_mm_slli_epi32(load(pairs), 16), 16); }
 #endif
 
-// Every step-th sample. There is one behind the last.
+// Every step-th sample. One sample follows the last.
 template <size_t Channels>
 void pick(const int16_t* input, size_t step, size_t count, int16_t* output) {
     size_t i = 0;

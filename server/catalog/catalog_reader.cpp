@@ -339,7 +339,7 @@ std::vector<std::string> CatalogReader::check() {
         const std::shared_ptr<void> back(nullptr, [&](void*) { impl_->onDamage = tell; });
         for (const uint32_t id : impl_->byTerm("")) {
             const std::optional<Recording> recording = impl_->recording(id);
-            if (!recording) continue; // told
+            if (!recording) continue; // the handler has named it
             const auto [first, isNew] = seen.emplace(recording->contentHash, id);
             if (!isNew) {
                 damage.push_back("recordings " + std::to_string(first->second) + " and " + std::to_string(id) +

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// tarn-server account add, list, remove. Exit status: 0; 1 for a failure, told on err; kOutputLost.
+// tarn-server account add, list, remove. Exit status: 0; 1 for a failure, with a line on err; kOutputLost.
 #pragma once
 
 #include <cstdint>

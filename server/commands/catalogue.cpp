@@ -34,7 +34,7 @@ int reporting(std::ostream& err, const Command& command) {
 // A mistyped place is no reason to make a catalogue there.
 void expectCatalog(const std::string& catalog) { CatalogReader{catalog}; }
 
-// A reader that tells err of each damaged recording and goes on without it.
+// A reader that names each damaged recording on err and goes on without it.
 class TolerantReader {
   public:
     TolerantReader(const std::string& catalog, std::ostream& err)

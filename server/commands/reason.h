@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Why something failed, as a user is told.
+// Why something failed, in words for a user.
 #pragma once
 
 #include <exception>

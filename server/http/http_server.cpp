@@ -170,7 +170,7 @@ void HttpServer::Impl::onConnection(void* self, MHD_Connection* connection, void
 }
 
 // Once the header is here. A request whose end is in doubt is refused before any of its body is read, and the
-// connection ends with it, since nobody knows what the bytes behind it are.
+// connection ends with it, since nobody knows what the bytes after it are.
 MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, Exchange& exchange, const char* version) {
     clients.beginRequest(clientOf(connection));
     const char* fault = framingFault(connection, version);

@@ -17,7 +17,7 @@ namespace tarn::server {
 
 class CatalogRecogniser : public Recogniser {
   public:
-    // Is told, once for each, of the damaged recordings that look-ups go on without.
+    // Gets one line for each damaged recording that look-ups go on without.
     using Log = std::function<void(const std::string&)>;
     // Needs nothing of the location yet: a catalogue may be made, or a shard come up, later.
     explicit CatalogRecogniser(std::string location, Log log = {})

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* The members of the 20 record structs in their order in memory, for C and for C++. Programs are compiled with these
- * offsets: each member stands at the first place behind the one before it that suits its width. */
+ * offsets: each member stands at the first place after the one before it that suits its width. */
 #ifndef KVX_TEST_STRUCT_LAYOUTS_H
 #define KVX_TEST_STRUCT_LAYOUTS_H
 

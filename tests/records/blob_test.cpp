@@ -119,7 +119,7 @@ TEST(FieldLocation, GivesTheBlobsEndForAFieldThatStartsBeyondIt) {
 }
 
 TEST(FieldLocation, AcceptsNoTwoFieldsThatShareAByte) {
-    // Three fields, with six bytes behind the header of 17, from anywhere to anywhere.
+    // Three fields, with six bytes after the header of 17, from anywhere to anywhere.
     size_t accepted = 0;
     for (uint32_t a = 0; a <= 24; a += 4) {
         for (uint32_t b = 0; b <= 24; b += 4) {

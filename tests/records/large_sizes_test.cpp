@@ -133,7 +133,7 @@ TEST(NumValuePairs, HaveNoSizeWhenTheyAddUpToTooMuch) {
 }
 
 TEST(Writers, StopWhereABlobWouldBeTooLong) {
-    // The blob has used nearly all that its offsets can say; the fields go behind it.
+    // The blob has used nearly all that its offsets can say; the fields follow.
     constexpr uint32_t kUsed = 0xfffffff0U;
     const ReservedMemory memory(size_t{kUsed} + 65536);
     char bytes[32] = {};

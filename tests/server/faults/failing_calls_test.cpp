@@ -51,7 +51,7 @@ class FailingCalls {
     fs::path file_ = folder_ / "state";
 };
 
-// Runs the work with each call failing, or, where tests are to be short, with so many of them.
+// Runs the work with each call failing, or, where tests are to be short, with this many of them.
 template <class Work>
 void forEachCall(uint64_t calls, uint64_t few, Work work) {
     const uint64_t step = kvxtest::rounds(1) > 1 ? 1 : std::max<uint64_t>(1, calls / few);

@@ -57,7 +57,7 @@ std::string flac(const fs::path& folder) {
     return contents(folder / "plain");
 }
 
-// A text of so many megabytes, all the same letter, deflated.
+// A text of this many megabytes, all the same letter, deflated.
 std::string deflatedText(size_t megabytes) {
     std::string text(megabytes * kMegabyte, 'a');
     text[0] = 3; // UTF-8

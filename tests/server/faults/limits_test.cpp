@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Too few descriptors, too little room: told, and never taken for anything else.
+// Too few descriptors and too little room are reported, and never taken for anything else.
 #include "server/faults/known_catalogue.h"
 #include "support/rounds.h"
 
