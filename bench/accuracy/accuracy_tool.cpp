@@ -59,7 +59,7 @@ struct Sound {
     uint32_t durationMs() const { return static_cast<uint32_t>(info.frames * 1000 / info.samplerate); }
 };
 
-// Interleaved; so many seconds from there on, or what there is of them.
+// Interleaved; this many seconds from there on, or what there is of them.
 std::vector<int16_t> pcmOf(Sound& sound, double start, double length) {
     const auto framesIn = [&](double seconds) {
         return static_cast<sf_count_t>(std::llround(seconds * sound.info.samplerate));

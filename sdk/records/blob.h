@@ -57,7 +57,7 @@ int32_t advance(KVXBlob* blob, uint32_t count) noexcept;
 // A cursor on the field of an array or of a nested record.
 int32_t locateNested(const KVXBlob* blob, uint8_t index, KVXBlob* nested) noexcept;
 
-// KVXGetNewMetaField and KVXGetNewValueLengthArray, with kNoMemory told apart.
+// KVXGetNewMetaField and KVXGetNewValueLengthArray, with kNoMemory as a status of its own.
 int32_t readNewText(const KVXBlob* blob, uint8_t index, KVXValueLength** value) noexcept;
 int32_t readTexts(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count) noexcept;
 
