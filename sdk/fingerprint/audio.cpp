@@ -10,9 +10,6 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 namespace {
 
@@ -40,43 +37,6 @@ int16_t between(int16_t sample, int16_t next, uint32_t fraction) {
     return static_cast<int16_t>(y);
 }
 
-#if defined(__SSE2__)
-__m128i load(const int16_t* samples) {
-    __m128i values;
-    std::memcpy(&values, samples, sizeof values);
-    return values;
-}
-
-// Four channel pairs to four means.
-__m128i meansOf(__m128i pairs) { return _mm_srai_epi32(_mm_madd_epi16(pairs, _mm_set1_epi16(1)), 1); }
-
-// The first of each two of eight channel pairs.
-__m128i everyOther(const int16_t* pairs) {
-    const __m128 low = _mm_castsi128_ps(load(pairs));
-    const __m128 high = _mm_castsi128_ps(load(pairs + 8));
-    return _mm_castps_si128(_mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 0, 2, 0)));
-}
-
-// The first of each four pairs of samples.
-__m128i firstOfPairs(const int16_t* pairs) { return _mm_srai_epi32(_mm_slli_epi32(load(pairs), 16), 16); }
-#endif
-
-// Every step-th sample. One sample follows the last.
-template <size_t Channels>
-void pick(const int16_t* input, size_t step, size_t count, int16_t* output) {
-    size_t i = 0;
-#if defined(__SSE2__)
-    for (; step == 2 && i + 8 <= count; i += 8) {
-        const int16_t* from = input + 2 * Channels * i;
-        const __m128i samples = Channels == 1
-                                    ? _mm_packs_epi32(firstOfPairs(from), firstOfPairs(from + 8))
-                                    : _mm_packs_epi32(meansOf(everyOther(from)), meansOf(everyOther(from + 16)));
-        std::memcpy(output + i, &samples, sizeof samples);
-    }
-#endif
-    for (; i < count; ++i) output[i] = sampleAt<Channels>(input, i * step);
-}
-
 // What a call of the resampler writes, known ahead: a sample for every position, step by step, that lies before the
 // last sample of the input. Positions count 65536ths from the sample before the input, which an earlier call consumed.
 class Outputs {
@@ -84,7 +44,7 @@ class Outputs {
     Outputs(kvx::ResamplerState& state, int32_t inputCount, uint32_t outputCapacity)
         : state_(state), inputCount_(static_cast<uint32_t>(inputCount)) {
         constexpr uint32_t kFarFromWrapping = 1U << 30; // 32 bits run over after hours
-        if (state.stepWhole >= kvx::kLongestStep / kOne || (state.stepWhole | state.stepFraction) == 0) return;
+        if (state.stepWhole >= kOne / 2 || (state.stepWhole | state.stepFraction) == 0) return;
         if (std::max({state.position, state.inputCount, inputCount_}) >= kFarFromWrapping) return;
         if (state.inputCount > state.position + 1) return; // an output was full, and samples are due again
         step_ = state.stepWhole * kOne + state.stepFraction;
@@ -101,18 +61,12 @@ class Outputs {
     template <size_t Channels>
     void write(const int16_t* input, int16_t* output) const {
         uint64_t position = first_;
-        uint32_t i = 0;
-        for (; i < count_ && position < kOne; ++i, position += step_)
-            output[i] = between(state_.lastSample, sampleAt<Channels>(input, 0), static_cast<uint32_t>(position));
-        if (i == count_) return;
-        input += Channels * static_cast<size_t>(position / kOne - 1);
-        const auto fraction = static_cast<uint32_t>(position % kOne);
-        if ((fraction | step_ % kOne) == 0)
-            pick<Channels>(input, step_ / kOne, count_ - i, output + i);
-        else if (Channels == 1)
-            kvx::lanesInUse().interpolate(input, fraction, step_, count_ - i, output + i);
-        else
-            kvx::lanesInUse().mixAndInterpolate(input, fraction, step_, count_ - i, output + i);
+        for (size_t left = count_; left != 0;) {
+            const size_t count = writeSome<Channels>(input, position, left, output);
+            left -= count;
+            output += count;
+            position += count * uint64_t{step_};
+        }
     }
 
     // Leaves the state that the general form would.
@@ -130,6 +84,42 @@ class Outputs {
 
   private:
     static constexpr uint32_t kOne = 65536;
+
+    // Writes the sample at the position and, where it can, others behind it; says how many.
+    template <size_t Channels>
+    size_t writeSome(const int16_t* input, uint64_t position, size_t left, int16_t* output) const {
+        const auto fraction = static_cast<uint32_t>(position % kOne);
+        if (position < kOne) {
+            *output = between(state_.lastSample, sampleAt<Channels>(input, 0), fraction);
+            return 1;
+        }
+        const int16_t* from = input + Channels * static_cast<size_t>(position / kOne - 1);
+        if (left < kvx::kFewestResampled || step_ > kvx::kLongestStep) {
+            *output = between(sampleAt<Channels>(from, 0), sampleAt<Channels>(from, 1), fraction);
+            return 1;
+        }
+        const kvx::LaneKernels& lanes = kvx::lanesInUse();
+        if (Channels == 2 && fraction == 0 && step_ == 2 * kOne) {
+            lanes.mixEveryOther(from, left, output);
+            return left;
+        }
+        return interpolate<Channels>(lanes, from, fraction, left, output);
+    }
+
+    template <size_t Channels>
+    size_t interpolate(const kvx::LaneKernels& lanes, const int16_t* from, uint32_t fraction, size_t left,
+                       int16_t* output) const {
+        constexpr uint32_t kMostSamples = 1024;
+        int16_t samples[kMostSamples + kvx::kReadBehind];
+        const size_t count = std::min<size_t>(left, (kMostSamples - 2) * kOne / step_);
+        const size_t needed = static_cast<size_t>((fraction + (count - 1) * step_) / kOne) + 2;
+        if (Channels == 2)
+            lanes.mix(from, needed, samples);
+        else
+            std::memcpy(samples, from, needed * sizeof *samples);
+        lanes.interpolate(samples, fraction, step_, count, output);
+        return count;
+    }
 
     kvx::ResamplerState& state_;
     uint32_t inputCount_;

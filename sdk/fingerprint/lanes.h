@@ -54,14 +54,17 @@ struct LaneKernels {
     void (*nearestRows)(const Codebook& codebook, const VectorGroup& vectors, int32_t* rows);
     // KVXMixChannels of count frames. mixed may be where frames are.
     void (*mix)(const int16_t* frames, size_t count, int16_t* mixed);
+    // KVXMixChannels of count frames, which are every other of the input. count: at least kFewestResampled.
+    void (*mixEveryOther)(const int16_t* frames, size_t count, int16_t* mixed);
     // Writes count samples, each between two neighbours of the input; positions are position, position + step and so
-    // on, in 65536ths of a sample. position: less than a whole sample. step: less than kLongestStep.
+    // on, in 65536ths of a sample. position: less than a whole sample. step: at most kLongestStep. count: at least
+    // kFewestResampled. Behind the last two neighbours it may read kReadBehind samples, which do not matter.
     void (*interpolate)(const int16_t* input, uint32_t position, uint32_t step, size_t count, int16_t* output);
-    // The same for frames of two channels, mixed.
-    void (*mixAndInterpolate)(const int16_t* frames, uint32_t position, uint32_t step, size_t count, int16_t* output);
 };
 
-constexpr uint32_t kLongestStep = 1U << 26; // sixteen of them fit into 31 bits
+constexpr uint32_t kLongestStep = 32U << 16;
+constexpr size_t kFewestResampled = 32; // two registers of 16
+constexpr size_t kReadBehind = 64;
 constexpr float kOneOver65536 = 1.5258789e-5F;
 
 extern const LaneKernels kBaselineLanes; // what every processor of the architecture has

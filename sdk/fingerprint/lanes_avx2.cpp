@@ -26,24 +26,40 @@ using LaneInts = int32_t __attribute__((vector_size(4 * kLanes)));
 
 inline Lanes squareRoot(Lanes x) { return _mm256_sqrt_ps(x); }
 
-// Single loads: measured, they take less than the gathering instructions do.
-inline LaneInts gathered(const int16_t* input, LaneInts index) {
-    const auto at = [&](int lane) {
-        int32_t value = 0;
-        std::memcpy(&value, input + index[lane], sizeof value);
-        return value;
-    };
-    return LaneInts{at(0), at(1), at(2), at(3), at(4), at(5), at(6), at(7)};
+// Of four positions, so far apart at most, all samples before them lie among eight, and all after them among the next
+// eight: a shuffle of bytes picks them. Positions that are further apart take single loads, which are measured to take
+// less than the gathering instructions.
+constexpr uint32_t kNearStep = 7 * 65536 / 3;
+
+// The eight samples at each place.
+inline __m256i eightsAt(const int16_t* lower, const int16_t* upper) {
+    __m128i eights[2];
+    std::memcpy(&eights[0], lower, sizeof eights[0]);
+    std::memcpy(&eights[1], upper, sizeof eights[1]);
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(eights[0]), eights[1], 1);
 }
 
-inline LaneInts gatheredFrames(const int16_t* frames, int32_t __attribute__((vector_size(2 * kLanes))) index) {
-    const auto at = [&](int lane) {
-        int64_t value = 0;
-        std::memcpy(&value, frames + 2 * static_cast<ptrdiff_t>(index[lane]), sizeof value);
-        return value;
-    };
-    using Longs = int64_t __attribute__((vector_size(4 * kLanes)));
-    return reinterpret_cast<LaneInts>(Longs{at(0), at(1), at(2), at(3)});
+template <bool Near, size_t After>
+inline LaneInts samplesAt(const int16_t* input, uint32_t position, uint32_t step, LaneInts positions) {
+    if constexpr (Near) {
+        const int16_t* lower = input + (position >> 16) + After;
+        const int16_t* upper = input + ((position + 4 * step) >> 16) + After;
+        // The upper half of each lane counts samples from its four's first; times two it counts bytes, and one more
+        // for the sample's second byte. The lower half gets zeros.
+        const auto whole = reinterpret_cast<__m256i>(positions);
+        const __m256i index = _mm256_sub_epi16(whole, _mm256_shuffle_epi32(whole, 0));
+        const __m256i bytes =
+            _mm256_or_si256(_mm256_mullo_epi16(index, _mm256_set1_epi32(0x02020000)), _mm256_set1_epi32(0x01008080));
+        return reinterpret_cast<LaneInts>(_mm256_shuffle_epi8(eightsAt(lower, upper), bytes));
+    } else {
+        const auto pairAt = [&](uint32_t lane) {
+            int32_t pair = 0;
+            std::memcpy(&pair, input + ((position + lane * step) >> 16), sizeof pair);
+            return pair;
+        };
+        const LaneInts pairs = {pairAt(0), pairAt(1), pairAt(2), pairAt(3), pairAt(4), pairAt(5), pairAt(6), pairAt(7)};
+        return After == 1 ? pairs & static_cast<int32_t>(0xffff0000) : pairs << 16;
+    }
 }
 
 inline LaneInts sumsOfPairs(LaneInts pairs) {
@@ -63,7 +79,7 @@ inline __m256i packed(LaneInts a, LaneInts b) {
 
 namespace kvx {
 
-const LaneKernels kAvx2Lanes = {"AVX2", &analyse, &findNearestRows, &mix, &interpolate<1>, &interpolate<2>};
+const LaneKernels kAvx2Lanes = {"AVX2", &analyse, &findNearestRows, &mix, &mixEveryOther, &interpolate};
 
 } // namespace kvx
 

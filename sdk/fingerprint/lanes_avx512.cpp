@@ -29,14 +29,31 @@ constexpr __mmask16 kAllLanes = 0xffff;
 
 inline Lanes squareRoot(Lanes x) { return _mm512_maskz_sqrt_ps(kAllLanes, x); }
 
-inline LaneInts gathered(const int16_t* input, LaneInts index) {
-    return reinterpret_cast<LaneInts>(
-        _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), kAllLanes, reinterpret_cast<__m512i>(index), input, 2));
-}
+// Sixteen positions, so far apart at most, and the samples after them lie among 64: a shuffle of two registers picks
+// them.
+constexpr uint32_t kNearStep = 62 * 65536 / 15;
 
-inline LaneInts gatheredFrames(const int16_t* frames, int32_t __attribute__((vector_size(2 * kLanes))) index) {
-    return reinterpret_cast<LaneInts>(
-        _mm512_mask_i32gather_epi64(_mm512_setzero_si512(), 0xff, reinterpret_cast<__m256i>(index), frames, 4));
+template <bool Near, size_t After>
+inline LaneInts samplesAt(const int16_t* input, uint32_t position, uint32_t /*step*/, LaneInts positions) {
+    LaneInts pairs;
+    if constexpr (Near) {
+        const uint32_t first = position >> 16;
+        __m512i samples[2];
+        std::memcpy(&samples[0], input + first, sizeof samples[0]);
+        std::memcpy(&samples[1], input + first + 32, sizeof samples[1]);
+        // The whole part of each position in both halves of its lane; then counted from the first, and one more in the
+        // upper half.
+        const LaneInts whole =
+            (positions & static_cast<int32_t>(0xffff0000)) |
+            reinterpret_cast<LaneInts>(_mm512_maskz_srli_epi32(kAllLanes, reinterpret_cast<__m512i>(positions), 16));
+        const LaneInts index = whole + static_cast<int32_t>(0x10000 - first * 0x10001);
+        pairs = reinterpret_cast<LaneInts>(
+            _mm512_permutex2var_epi16(samples[0], reinterpret_cast<__m512i>(index), samples[1]));
+    } else {
+        pairs = reinterpret_cast<LaneInts>(_mm512_mask_i32gather_epi32(
+            _mm512_setzero_si512(), kAllLanes, reinterpret_cast<__m512i>(positions >> 16), input, 2));
+    }
+    return After == 1 ? pairs & static_cast<int32_t>(0xffff0000) : pairs << 16;
 }
 
 inline LaneInts sumsOfPairs(LaneInts pairs) {
@@ -56,7 +73,7 @@ inline __m512i packed(LaneInts a, LaneInts b) {
 
 namespace kvx {
 
-const LaneKernels kAvx512Lanes = {"AVX-512", &analyse, &findNearestRows, &mix, &interpolate<1>, &interpolate<2>};
+const LaneKernels kAvx512Lanes = {"AVX-512", &analyse, &findNearestRows, &mix, &mixEveryOther, &interpolate};
 
 } // namespace kvx
 

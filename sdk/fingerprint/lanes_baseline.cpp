@@ -2,8 +2,10 @@
 // Four frames side by side: what every x86-64 processor has; elsewhere, what the compiler makes of it.
 #include "fingerprint/lanes.h"
 
+#include <bit>
 #include <cmath>
 #include <cstring>
+#include <utility>
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
@@ -24,20 +26,18 @@ inline Lanes squareRoot(Lanes x) {
 #endif
 }
 
-inline LaneInts gathered(const int16_t* input, LaneInts index) {
-    int32_t values[kLanes];
-    for (size_t i = 0; i < kLanes; ++i) std::memcpy(&values[i], input + index[i], sizeof values[i]);
-    return LaneInts{values[0], values[1], values[2], values[3]};
-}
+constexpr uint32_t kNearStep = 0; // none: all are read in the same way
 
-inline LaneInts gatheredFrames(const int16_t* frames, int32_t __attribute__((vector_size(2 * kLanes))) index) {
-    int64_t __attribute__((vector_size(4 * kLanes))) values{};
-    for (size_t i = 0; i < kLanes / 2; ++i) {
-        int64_t value = 0;
-        std::memcpy(&value, frames + 2 * static_cast<ptrdiff_t>(index[i]), sizeof value);
-        values[i] = value;
-    }
-    return reinterpret_cast<LaneInts>(values);
+template <bool Near, size_t After>
+inline LaneInts samplesAt(const int16_t* input, uint32_t position, uint32_t step, LaneInts /*positions*/) {
+    const auto pairAt = [&](uint32_t lane) {
+        int32_t pair = 0;
+        std::memcpy(&pair, input + ((position + lane * step) >> 16), sizeof pair);
+        return pair;
+    };
+    const LaneInts pairs = {pairAt(0), pairAt(1), pairAt(2), pairAt(3)};
+    const bool isUpper = (After == 1) == (std::endian::native == std::endian::little);
+    return isUpper ? pairs & static_cast<int32_t>(0xffff0000) : pairs << 16;
 }
 
 inline LaneInts sumsOfPairs(LaneInts pairs) {
@@ -65,6 +65,6 @@ inline auto packed(LaneInts a, LaneInts b) {
 
 namespace kvx {
 
-const LaneKernels kBaselineLanes = {"baseline", &analyse, &findNearestRows, &mix, &interpolate<1>, &interpolate<2>};
+const LaneKernels kBaselineLanes = {"baseline", &analyse, &findNearestRows, &mix, &mixEveryOther, &interpolate};
 
 } // namespace kvx

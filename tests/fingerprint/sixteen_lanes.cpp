@@ -19,24 +19,13 @@ inline Lanes squareRoot(Lanes x) {
     return roots;
 }
 
-inline LaneInts gathered(const int16_t* input, LaneInts index) {
-    LaneInts lanes{};
-    for (size_t i = 0; i < kLanes; ++i) {
-        int32_t value = 0;
-        std::memcpy(&value, input + index[i], sizeof value);
-        lanes[i] = value;
-    }
-    return lanes;
-}
+constexpr uint32_t kNearStep = 0;
 
-inline LaneInts gatheredFrames(const int16_t* frames, int32_t __attribute__((vector_size(2 * kLanes))) index) {
-    int64_t __attribute__((vector_size(4 * kLanes))) values{};
-    for (size_t i = 0; i < kLanes / 2; ++i) {
-        int64_t value = 0;
-        std::memcpy(&value, frames + 2 * static_cast<ptrdiff_t>(index[i]), sizeof value);
-        values[i] = value;
-    }
-    return reinterpret_cast<LaneInts>(values);
+template <bool Near, size_t After>
+inline LaneInts samplesAt(const int16_t* input, uint32_t /*position*/, uint32_t /*step*/, LaneInts positions) {
+    LaneInts samples{};
+    for (size_t i = 0; i < kLanes; ++i) samples[i] = input[static_cast<size_t>(positions[i] >> 16) + After] * 65536;
+    return samples;
 }
 
 inline LaneInts sumsOfPairs(LaneInts pairs) { return (pairs >> 16) + (pairs << 16 >> 16); }
@@ -59,7 +48,7 @@ inline Shorts packed(LaneInts a, LaneInts b) {
 
 namespace kvxtest {
 
-const kvx::LaneKernels kSixteenLanes = {"sixteen lanes", &kvx::analyse,        &kvx::findNearestRows,
-                                        &kvx::mix,       &kvx::interpolate<1>, &kvx::interpolate<2>};
+const kvx::LaneKernels kSixteenLanes = {"sixteen lanes", &kvx::analyse,       &kvx::findNearestRows,
+                                        &kvx::mix,       &kvx::mixEveryOther, &kvx::interpolate};
 
 } // namespace kvxtest
