@@ -32,6 +32,15 @@ struct ResamplerState {
     int16_t lastSample;    // the input sample consumed last
 };
 
+// Mono samples at 22050 Hz that a session has for its feature maps. They wait until every map can take a whole group of
+// frames from here, so that each is written once for the three of them and read where it lies.
+struct WaitingSamples {
+    static constexpr int32_t kRoom = 2048; // as many can always be added
+    int32_t count;
+    int32_t taken[kMapCount]; // by each map, of those here; at the start what the map skips
+    int16_t samples[16 * 512 + 256 + kRoom];
+};
+
 struct BlowfishState {
     uint32_t p[18];
     uint32_t s[4][256];
@@ -90,8 +99,9 @@ struct KVXHandle {
     FeatureMap* featureMaps[kvx::kMapCount];
     int32_t sampleRate;   // Hz
     int32_t channelCount; // 1 or 2
-    uint32_t samplesFed;  // mono samples at 22050 Hz given to map 0
+    uint32_t samplesFed;  // mono samples at 22050 Hz for map 0
     uint8_t mapFull[kvx::kMapCount];
     kvx::ResamplerState resampler;
-    int32_t durationMs; // of the whole track
+    mutable kvx::WaitingSamples waiting; // whoever reads the code strings makes the maps take them
+    int32_t durationMs;                  // of the whole track
 };

@@ -84,6 +84,18 @@ class CodeGroup {
     size_t size_ = 0;
 };
 
+// The first count frames of a group.
+void takeIn(FeatureMap& map, const kvx::GroupFrames& frames, int32_t count) {
+    FeatureVector features[kvx::kGroupFrames];
+    kvx::featuresOfGroup(frames, features);
+    CodeGroup coded(map);
+    for (int32_t i = 0; i < count; ++i) {
+        const FeatureVector* vector = map.norm.tick(map.mean.tick(&features[i]));
+        if (vector != nullptr) coded.add(map.conv.tick(vector));
+    }
+    coded.code();
+}
+
 int16_t* frameOf(FeatureMap& map, size_t index) { return index == 0 ? map.frame : map.otherFrames[index - 1]; }
 
 } // namespace
@@ -133,16 +145,9 @@ void fmap_reset(FeatureMap* map) {
 
 void fmap_settle(FeatureMap* map) {
     if (map->waiting == 0) return;
-    FeatureVector features[kvx::kGroupFrames];
     kvx::GroupFrames frames;
     for (size_t i = 0; i < frames.size(); ++i) frames[i] = frameOf(*map, i);
-    kvx::featuresOfGroup(frames, features);
-    CodeGroup coded(*map);
-    for (int32_t i = 0; i < map->waiting; ++i) {
-        const FeatureVector* vector = map->norm.tick(map->mean.tick(&features[i]));
-        if (vector != nullptr) coded.add(map->conv.tick(vector));
-    }
-    coded.code();
+    takeIn(*map, frames, map->waiting);
     // The frame being collected is the first of the next group.
     if (map->fill > 0)
         KVXMemCopy(map->frame, frameOf(*map, static_cast<size_t>(map->waiting)),
@@ -152,8 +157,18 @@ void fmap_settle(FeatureMap* map) {
 
 int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
     constexpr auto kFrame = static_cast<int32_t>(kvx::kFrameSamples);
+    constexpr auto kGroup = static_cast<int32_t>(kvx::kGroupFrames);
     const bool many = count >= kManyFrames * kFrame;
     while (count > 0 && map->framesSeen < map->capacity) {
+        if (map->fill + map->waiting == 0 && count >= kGroup * kFrame && map->capacity - map->framesSeen >= kGroup) {
+            kvx::GroupFrames frames; // where they lie
+            for (size_t i = 0; i < frames.size(); ++i) frames[i] = samples + i * kvx::kFrameSamples;
+            takeIn(*map, frames, kGroup);
+            map->framesSeen += kGroup;
+            samples += kGroup * kFrame;
+            count -= kGroup * kFrame;
+            continue;
+        }
         const int32_t taken = std::min(kFrame - map->fill, count);
         int16_t* frame = frameOf(*map, static_cast<size_t>(map->waiting));
         KVXMemCopy(frame + map->fill, samples, static_cast<size_t>(taken) * sizeof *samples);
@@ -163,7 +178,7 @@ int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
         if (map->fill == kFrame) {
             map->fill = 0;
             ++map->framesSeen;
-            if (++map->waiting == static_cast<int32_t>(kvx::kGroupFrames)) fmap_settle(map);
+            if (++map->waiting == kGroup) fmap_settle(map);
         }
     }
     const bool full = map->framesSeen >= map->capacity;

@@ -3,6 +3,7 @@
 
 #include "fingerprint/audio.h"
 #include "fingerprint/feature_map.h"
+#include "fingerprint/lanes.h"
 #include "owned.h"
 
 #include <algorithm>
@@ -30,16 +31,55 @@ bool hasMaps(const KVXHandle& handle) {
                         [](const FeatureMap* map) { return map == nullptr; });
 }
 
-// Gives every map its part of m samples; says what the caller is to be told.
+constexpr int32_t kGroupSamples = kvx::kGroupFrames * kvx::kFrameSamples;
+constexpr int32_t kLongestOffset = 256; // of a map
+static_assert(sizeof kvx::WaitingSamples::samples ==
+              (kGroupSamples + kLongestOffset + kvx::WaitingSamples::kRoom) * sizeof(int16_t));
+
+// Gives a map the waiting samples up to `end` that it has not got yet.
+void giveTo(const KVXHandle& handle, size_t map, int32_t end) {
+    int32_t& taken = handle.waiting.taken[map];
+    if (taken >= end) return;
+    fmap_add_data(handle.featureMaps[map], handle.waiting.samples + taken, end - taken);
+    taken = end;
+}
+
+void giveAll(const KVXHandle& handle) {
+    for (size_t k = 0; k < kvx::kMapCount; ++k) giveTo(handle, k, handle.waiting.count);
+}
+
+// To each map a group of frames, which begins with the sample that is the map's offset behind the first.
+void giveGroups(KVXHandle& handle) {
+    kvx::WaitingSamples& waiting = handle.waiting;
+    for (size_t k = 0; k < kvx::kMapCount; ++k) {
+        giveTo(handle, k, kGroupSamples + static_cast<int32_t>(kvx::FEATURE_MAP_OFFSETS[k]));
+        waiting.taken[k] -= kGroupSamples;
+    }
+    waiting.count -= kGroupSamples;
+    std::copy_n(waiting.samples + kGroupSamples, waiting.count, waiting.samples);
+}
+
+// Where samples that need not be copied are written before they are fed: WaitingSamples::kRoom of them.
+int16_t* endOfWaiting(KVXHandle& handle) { return handle.waiting.samples + handle.waiting.count; }
+
+// Takes m samples for the maps; says what the caller is to be told.
 int32_t feed(KVXHandle& handle, const int16_t* samples, int32_t m) {
-    const uint32_t fedBefore = handle.samplesFed;
     handle.samplesFed += static_cast<uint32_t>(m);
-    handle.mapFull[0] = fmap_add_data(handle.featureMaps[0], samples, m) != 0;
-    for (size_t k = 1; k < kvx::kMapCount; ++k) {
-        const uint32_t offset = kvx::FEATURE_MAP_OFFSETS[k];
-        if (handle.samplesFed <= offset) continue;
-        const auto skip = offset > fedBefore ? static_cast<int32_t>(offset - fedBefore) : 0;
-        handle.mapFull[k] = fmap_add_data(handle.featureMaps[k], samples + skip, m - skip) != 0;
+    while (m > 0) {
+        const auto room = static_cast<int32_t>(std::end(handle.waiting.samples) - endOfWaiting(handle));
+        const int32_t count = std::min(m, room);
+        if (samples != endOfWaiting(handle))
+            KVXMemCopy(endOfWaiting(handle), samples, static_cast<size_t>(count) * sizeof *samples);
+        handle.waiting.count += count;
+        samples += count;
+        m -= count;
+        if (handle.waiting.count >= kGroupSamples + kLongestOffset) giveGroups(handle);
+    }
+    const auto needed = static_cast<uint32_t>(handle.featureMaps[0]->capacity) * kvx::kFrameSamples;
+    if (handle.samplesFed >= needed) {
+        giveAll(handle);
+        for (size_t k = 0; k < kvx::kMapCount; ++k)
+            handle.mapFull[k] = fmap_add_data(handle.featureMaps[k], nullptr, 0) != 0;
     }
     if (!kvx::isFinished(handle)) return KVX_MORE_AUDIO_WANTED;
     for (FeatureMap* map : handle.featureMaps) fmap_drain(map);
@@ -50,27 +90,19 @@ kvx::Owned<int16_t> allocate(size_t bytes) {
     return kvx::Owned<int16_t>(static_cast<int16_t*>(KVXMalloc(std::max(bytes, size_t{1}))));
 }
 
-// frames: samples of one channel, or pairs of two.
-int32_t resampleAndFeed(KVXHandle& handle, const int16_t* samples, int32_t frames) {
+// The most that the resampler writes for frames: samples of one channel, or pairs of two.
+size_t resampledBytes(const KVXHandle& handle, int32_t frames) {
     const float ratio = static_cast<float>(kvx::kEngineRateHz) / static_cast<float>(handle.sampleRate);
-    const auto bytes = static_cast<float>(frames * static_cast<int32_t>(sizeof *samples));
-    const size_t outputBytes = static_cast<size_t>(bytes * ratio) + 2;
-    const kvx::Owned<int16_t> output = allocate(outputBytes);
-    if (output == nullptr) return -1;
-    const auto capacity = static_cast<uint32_t>(outputBytes / sizeof *samples);
-    const uint32_t produced = handle.channelCount == 1
-                                  ? KVXResample(&handle, samples, output.get(), frames, capacity)
-                                  : kvx::mixAndResample(handle, samples, frames, output.get(), capacity);
-    return feed(handle, output.get(), static_cast<int32_t>(produced));
+    const auto bytes = static_cast<float>(frames * static_cast<int32_t>(sizeof(int16_t)));
+    return static_cast<size_t>(bytes * ratio) + 2;
 }
 
-// Samples are copied through the hooks first, which may count, print or change what they are given. Where the hooks are
-// the C library's nobody can tell, and samples that need no preparation are read where they lie. (Others are copied all
-// the same: that brings them into the cache faster than the preparation would.)
-bool needsNoCopy(const KVXHandle& handle, const uint8_t* pcm) {
-    return handle.sampleRate == kvx::kEngineRateHz && handle.channelCount == 1 && KVXMemCopy == &std::memcpy &&
-           KVXMalloc == &std::malloc && reinterpret_cast<uintptr_t>(pcm) % alignof(int16_t) == 0;
-}
+// Samples are copied through the hooks first, which may count, print or change what they are given, and resampled into
+// a block from the hooks. Where the hooks are the C library's nobody can tell: samples are read where they lie, and
+// written where they wait.
+bool hooksAreOfTheCLibrary() { return KVXMemCopy == &std::memcpy && KVXMalloc == &std::malloc; }
+
+bool isAligned(const uint8_t* pcm) { return reinterpret_cast<uintptr_t>(pcm) % alignof(int16_t) == 0; }
 
 // Callers that have a recording in memory bring what follows next: asks the processor to fetch it. What is not there is
 // not read, so the address need not be one of an object.
@@ -93,7 +125,8 @@ std::array<const char*, kCodeStringCount> codeStrings(const KVXHandle& handle) {
     for (size_t k = 0; k < kMapCount; ++k) {
         FeatureMap* map = handle.featureMaps[k];
         if (map == nullptr) continue;
-        fmap_settle(map); // of a session that is not finished
+        giveTo(handle, k, handle.waiting.count); // of a session that is not finished
+        fmap_settle(map);
         strings[2 * k] = map->coder1.text;
         strings[2 * k + 1] = map->coder2.text;
     }
@@ -130,6 +163,8 @@ int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRa
         return -1;
     }
     handle->samplesFed = 0;
+    handle->waiting.count = 0;
+    std::copy_n(kvx::FEATURE_MAP_OFFSETS.begin(), kvx::kMapCount, handle->waiting.taken);
     handle->sampleRate = sampleRateHz;
     handle->channelCount = channels;
     handle->durationMs = durationMs;
@@ -141,14 +176,40 @@ int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t c
     if (handle == nullptr || pcm == nullptr || count < 0 || count % 4 != 0 || !hasMaps(*handle)) return -1;
     prefetchBehind(pcm, count);
     const int32_t frames = count / static_cast<int32_t>(sizeof(int16_t)) / handle->channelCount;
-    if (needsNoCopy(*handle, pcm))
-        return feed(*handle, static_cast<const int16_t*>(static_cast<const void*>(pcm)), frames);
-    const kvx::Owned<int16_t> work = allocate(static_cast<size_t>(count));
-    if (work == nullptr) return -1;
-    KVXEndianBufferCopy(work.get(), pcm, count, sizeof(int16_t));
-    if (handle->sampleRate != kvx::kEngineRateHz) return resampleAndFeed(*handle, work.get(), frames);
-    if (handle->channelCount != 1) KVXMixChannels(work.get(), 2 * static_cast<uint32_t>(frames));
-    return feed(*handle, work.get(), frames);
+    const bool isMono = handle->channelCount == 1;
+    const bool hasRate = handle->sampleRate == kvx::kEngineRateHz;
+    kvx::Owned<int16_t> copy;
+    const auto* samples = static_cast<const int16_t*>(static_cast<const void*>(pcm));
+    if (!hooksAreOfTheCLibrary() || !isAligned(pcm)) {
+        copy = allocate(static_cast<size_t>(count));
+        if (copy == nullptr) return -1;
+        KVXEndianBufferCopy(copy.get(), pcm, count, sizeof(int16_t));
+        samples = copy.get();
+    }
+    if (hasRate && isMono) return feed(*handle, samples, frames);
+
+    const size_t outputBytes =
+        hasRate ? static_cast<size_t>(frames) * sizeof(int16_t) : resampledBytes(*handle, frames);
+    const auto capacity = static_cast<uint32_t>(outputBytes / sizeof(int16_t));
+    kvx::Owned<int16_t> own;
+    int16_t* output = nullptr;
+    if (hasRate && copy != nullptr) {
+        output = copy.get(); // mixed in place
+    } else if (copy == nullptr && capacity <= kvx::WaitingSamples::kRoom) {
+        output = endOfWaiting(*handle);
+    } else {
+        own = allocate(outputBytes);
+        if (own == nullptr) return -1;
+        output = own.get();
+    }
+    uint32_t produced = capacity;
+    if (hasRate)
+        kvx::lanesInUse().mix(samples, capacity, output);
+    else if (isMono)
+        produced = KVXResample(handle, samples, output, frames, capacity);
+    else
+        produced = kvx::mixAndResample(*handle, samples, frames, output, capacity);
+    return feed(*handle, output, static_cast<int32_t>(produced));
 }
 
 int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) {

@@ -189,21 +189,51 @@ TEST(Fingerprint, CountsMonoSamplesAt22050Hz) {
 TEST(Fingerprint, ShiftsTheFramesOfTheMapsBy0And128And256Samples) {
     EXPECT_EQ(kvx::FEATURE_MAP_OFFSETS, (std::array<uint32_t, 4>{0, 128, 256, 0}));
     const std::vector<int16_t> samples = ramp(1000);
-    for (const size_t piece : {1U, 3U, 100U, 127U, 128U, 129U, 200U, 256U, 300U, 400U}) {
-        SCOPED_TRACE(piece);
-        const Handle handle = makeHandle();
-        KVXNewFingerprint3(handle.get(), 1, 22050, 60000);
-        for (size_t fed = 0; fed < 400;) {
-            const size_t count = std::min(piece, 400 - fed);
-            KVXGenerateFingerprint3_Real(handle.get(), samples.data() + fed, static_cast<int32_t>(count));
-            fed += count;
-            EXPECT_EQ(handle->featureMaps[0]->fill, static_cast<int32_t>(fed));
-            EXPECT_EQ(handle->featureMaps[1]->fill, fed > 128 ? static_cast<int32_t>(fed - 128) : 0);
-            EXPECT_EQ(handle->featureMaps[2]->fill, fed > 256 ? static_cast<int32_t>(fed - 256) : 0);
+    const auto fillAfter = [](size_t fed, size_t offset) {
+        return fed > offset ? static_cast<int32_t>(fed - offset) : 0;
+    };
+    for (const bool askedEachTime : {false, true}) { // the maps take what waits for them when strings are asked for
+        for (const size_t piece : {1U, 3U, 100U, 127U, 128U, 129U, 200U, 256U, 300U, 400U}) {
+            SCOPED_TRACE(piece);
+            const Handle handle = makeHandle();
+            KVXNewFingerprint3(handle.get(), 1, 22050, 60000);
+            for (size_t fed = 0; fed < 400;) {
+                const size_t count = std::min(piece, 400 - fed);
+                KVXGenerateFingerprint3_Real(handle.get(), samples.data() + fed, static_cast<int32_t>(count));
+                fed += count;
+                EXPECT_EQ(handle->samplesFed, fed);
+                if (!askedEachTime && fed < 400) continue;
+                kvx::codeStrings(*handle);
+                EXPECT_EQ(handle->featureMaps[0]->fill, fillAfter(fed, 0));
+                EXPECT_EQ(handle->featureMaps[1]->fill, fillAfter(fed, 128));
+                EXPECT_EQ(handle->featureMaps[2]->fill, fillAfter(fed, 256));
+            }
+            EXPECT_EQ(handle->featureMaps[0]->frame[0], 1);
+            EXPECT_EQ(handle->featureMaps[1]->frame[0], 129);
+            EXPECT_EQ(handle->featureMaps[2]->frame[0], 257);
         }
-        EXPECT_EQ(handle->featureMaps[0]->frame[0], 1);
-        EXPECT_EQ(handle->featureMaps[1]->frame[0], 129);
-        EXPECT_EQ(handle->featureMaps[2]->frame[0], 257);
+    }
+}
+
+TEST(Fingerprint, IsTheSameHoweverOftenItsStringsAreAskedForOnTheWay) {
+    const std::vector<int16_t> samples = kvxtest::audioSamples(Audio::kMusic, 1, 22050, 0, 12000);
+    const std::vector<uint8_t> pcm = audioBytes(Audio::kMusic, 1, 22050, 0, 12000);
+    const plain::CodeStrings expected = plain::codeStrings(pcm, 1, 22050, 11000, 1024);
+    for (const size_t piece : {1000U, 8192U, 8448U, 10000U, 50000U}) {
+        for (const int askedEvery : {1, 3, 7}) {
+            SCOPED_TRACE(std::to_string(piece) + " samples, asked every " + std::to_string(askedEvery));
+            const Handle handle = makeHandle();
+            KVXNewFingerprint3(handle.get(), 1, 22050, 11000);
+            int calls = 0;
+            int32_t status = KVX_MORE_AUDIO_WANTED;
+            for (size_t at = 0; at < samples.size() && status == KVX_MORE_AUDIO_WANTED; at += piece) {
+                status = KVXGenerateFingerprint3_Real(handle.get(), samples.data() + at,
+                                                      static_cast<int32_t>(std::min(piece, samples.size() - at)));
+                if (++calls % askedEvery == 0) kvx::codeStrings(*handle);
+            }
+            EXPECT_EQ(status, 0);
+            EXPECT_EQ(codeStringsOf(*handle), expected);
+        }
     }
 }
 
@@ -314,7 +344,8 @@ TEST(Fingerprint, IsTheSameWhereverItsSamplesAreReadFrom) {
         std::vector<uint8_t> pcm = audioBytes(Audio::kMusic, channels, rateHz, 0, 7500);
         const std::vector<uint8_t> before = pcm;
         const plain::CodeStrings expected = plain::codeStrings(pcm, channels, rateHz, 7000, 1024);
-        EXPECT_EQ(kvxtest::libraryCodeStrings(pcm, channels, rateHz, 7000, 1024), expected);
+        for (const size_t chunkBytes : {1024U, 40000U}) // the resampled ones fit where samples wait, or do not
+            EXPECT_EQ(kvxtest::libraryCodeStrings(pcm, channels, rateHz, 7000, chunkBytes), expected);
         EXPECT_EQ(pcm, before) << "samples are read only";
         pcm.insert(pcm.begin(), 0xee);
         EXPECT_EQ(kvxtest::libraryCodeStrings(std::span(pcm).subspan(1), channels, rateHz, 7000, 1024), expected);
