@@ -104,6 +104,30 @@ bool hooksAreOfTheCLibrary() { return KVXMemCopy == &std::memcpy && KVXMalloc ==
 
 bool isAligned(const uint8_t* pcm) { return reinterpret_cast<uintptr_t>(pcm) % alignof(int16_t) == 0; }
 
+// Mixes and resamples. copy: samples again, where they were copied and may be changed; null where they are the
+// caller's.
+int32_t prepareAndFeed(KVXHandle& handle, const int16_t* samples, int16_t* copy, int32_t frames) {
+    const bool hasRate = handle.sampleRate == kvx::kEngineRateHz;
+    const size_t bytes = hasRate ? static_cast<size_t>(frames) * sizeof *samples : resampledBytes(handle, frames);
+    const auto capacity = static_cast<uint32_t>(bytes / sizeof *samples);
+    int16_t* output = hasRate ? copy : nullptr;
+    if (copy == nullptr && capacity <= kvx::WaitingSamples::kRoom) output = endOfWaiting(handle);
+    kvx::Owned<int16_t> block;
+    if (output == nullptr) {
+        block = allocate(bytes);
+        output = block.get();
+        if (output == nullptr) return -1;
+    }
+    uint32_t produced = capacity;
+    if (hasRate)
+        kvx::lanesInUse().mix(samples, capacity, output);
+    else if (handle.channelCount == 1)
+        produced = KVXResample(&handle, samples, output, frames, capacity);
+    else
+        produced = kvx::mixAndResample(handle, samples, frames, output, capacity);
+    return feed(handle, output, static_cast<int32_t>(produced));
+}
+
 // Callers that have a recording in memory bring what follows next: asks the processor to fetch it. What is not there is
 // not read, so the address need not be one of an object.
 void prefetchBehind(const uint8_t* pcm, int32_t count) {
@@ -176,8 +200,6 @@ int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t c
     if (handle == nullptr || pcm == nullptr || count < 0 || count % 4 != 0 || !hasMaps(*handle)) return -1;
     prefetchBehind(pcm, count);
     const int32_t frames = count / static_cast<int32_t>(sizeof(int16_t)) / handle->channelCount;
-    const bool isMono = handle->channelCount == 1;
-    const bool hasRate = handle->sampleRate == kvx::kEngineRateHz;
     kvx::Owned<int16_t> copy;
     const auto* samples = static_cast<const int16_t*>(static_cast<const void*>(pcm));
     if (!hooksAreOfTheCLibrary() || !isAligned(pcm)) {
@@ -186,30 +208,8 @@ int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t c
         KVXEndianBufferCopy(copy.get(), pcm, count, sizeof(int16_t));
         samples = copy.get();
     }
-    if (hasRate && isMono) return feed(*handle, samples, frames);
-
-    const size_t outputBytes =
-        hasRate ? static_cast<size_t>(frames) * sizeof(int16_t) : resampledBytes(*handle, frames);
-    const auto capacity = static_cast<uint32_t>(outputBytes / sizeof(int16_t));
-    kvx::Owned<int16_t> own;
-    int16_t* output = nullptr;
-    if (hasRate && copy != nullptr) {
-        output = copy.get(); // mixed in place
-    } else if (copy == nullptr && capacity <= kvx::WaitingSamples::kRoom) {
-        output = endOfWaiting(*handle);
-    } else {
-        own = allocate(outputBytes);
-        if (own == nullptr) return -1;
-        output = own.get();
-    }
-    uint32_t produced = capacity;
-    if (hasRate)
-        kvx::lanesInUse().mix(samples, capacity, output);
-    else if (isMono)
-        produced = KVXResample(handle, samples, output, frames, capacity);
-    else
-        produced = kvx::mixAndResample(*handle, samples, frames, output, capacity);
-    return feed(*handle, output, static_cast<int32_t>(produced));
+    if (handle->channelCount == 1 && handle->sampleRate == kvx::kEngineRateHz) return feed(*handle, samples, frames);
+    return prepareAndFeed(*handle, samples, copy.get(), frames);
 }
 
 int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) {
