@@ -8,6 +8,7 @@
 #include <limits>
 
 using kvx::FeatureVector;
+using kvx::StageVector;
 
 namespace {
 
@@ -58,9 +59,9 @@ class CodeGroup {
     explicit CodeGroup(FeatureMap& map) : map_(map) {}
     int32_t size() const { return static_cast<int32_t>(size_); }
     // Null is no vector.
-    void add(const FeatureVector* vector) {
+    void add(const StageVector* vector) {
         if (vector == nullptr) return;
-        for (size_t d = 0; d < vector->size(); ++d) vectors_.values[d][size_] = (*vector)[d];
+        for (size_t d = 0; d < kvx::kFeatureDimensions; ++d) vectors_.values[d][size_] = vector->values[d];
         if (++size_ == kvx::kGroupFrames) code();
     }
     void code() {
@@ -90,10 +91,20 @@ void takeIn(FeatureMap& map, const kvx::GroupFrames& frames, int32_t count) {
     kvx::featuresOfGroup(frames, features);
     CodeGroup coded(map);
     for (int32_t i = 0; i < count; ++i) {
-        const FeatureVector* vector = map.norm.tick(map.mean.tick(&features[i]));
+        const StageVector feature = kvx::stageVectorOf(features[i]);
+        const StageVector* vector = map.norm.tick(map.mean.tick(&feature));
         if (vector != nullptr) coded.add(map.conv.tick(vector));
     }
     coded.code();
+}
+
+const FeatureVector* valuesOf(const StageVector* vector) { return vector == nullptr ? nullptr : &vector->values; }
+
+template <class Stage>
+const FeatureVector* tickOf(Stage& stage, const FeatureVector* vector) {
+    if (vector == nullptr) return valuesOf(stage.tick(nullptr));
+    const StageVector padded = kvx::stageVectorOf(*vector);
+    return valuesOf(stage.tick(&padded));
 }
 
 int16_t* frameOf(FeatureMap& map, size_t index) { return index == 0 ? map.frame : map.otherFrames[index - 1]; }
@@ -189,7 +200,7 @@ int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
 int32_t fmap_flush(FeatureMap* map) {
     fmap_settle(map);
     if (map->finished != 0) return 1; // and the stages' counts stand still
-    const int32_t result = fmap_code_tick(map, map->conv.tick(map->norm.tick(nullptr)));
+    const int32_t result = fmap_code_tick(map, valuesOf(map->conv.tick(map->norm.tick(nullptr))));
     if (result == 1) map->finished = 1;
     return result;
 }
@@ -198,7 +209,7 @@ void fmap_drain(FeatureMap* map) {
     fmap_settle(map);
     CodeGroup coded(*map);
     while (map->finished == 0) {
-        const FeatureVector* vector = map->conv.tick(map->norm.tick(nullptr));
+        const StageVector* vector = map->conv.tick(map->norm.tick(nullptr));
         const int32_t ticks = map->codeTicks + coded.size();
         if (ticks + (vector != nullptr ? 1 : 0) >= map->capacity) map->finished = 1;
         if (vector == nullptr || ticks >= map->capacity) break;
@@ -231,17 +242,17 @@ void iterator_get_feature(float* work, FeatureVector* out, const int16_t* frame)
 
 const FeatureVector* fmap_mean_tick(FeatureMap* map, const FeatureVector* vector) {
     fmap_settle(map);
-    return map->mean.tick(vector);
+    return tickOf(map->mean, vector);
 }
 
 const FeatureVector* fmap_norm_tick(FeatureMap* map, const FeatureVector* vector) {
     fmap_settle(map);
-    return map->norm.tick(vector);
+    return tickOf(map->norm, vector);
 }
 
 const FeatureVector* fmap_conv_tick(FeatureMap* map, const FeatureVector* vector) {
     fmap_settle(map);
-    return map->conv.tick(vector);
+    return tickOf(map->conv, vector);
 }
 
 int32_t fmap_code_tick(FeatureMap* map, const FeatureVector* vector) {

@@ -9,29 +9,29 @@ namespace kvx {
 
 namespace {
 
-// The components of a vector in two registers. The last two lanes repeat the last two components: they raise no
-// floating-point exception of their own, as zeros divided by each other would.
 struct Components {
     using Four = float __attribute__((vector_size(16)));
     Four low;
     Four high;
 };
 
-inline Components load(const FeatureVector& vector) {
-    Components result{};
-    std::memcpy(&result.low, vector.data(), sizeof result.low);
-    result.high = Components::Four{vector[4], vector[5], vector[4], vector[5]};
+inline Components load(const StageVector& vector) {
+    Components result;
+    std::memcpy(&result.low, vector.values.data(), sizeof result.low);
+    std::memcpy(&result.high, vector.values.data() + 4, sizeof result.high);
     return result;
 }
 
-inline void store(const Components& components, FeatureVector& vector) {
-    std::memcpy(vector.data(), &components, sizeof vector);
+inline void store(const Components& components, StageVector& vector) {
+    std::memcpy(&vector, &components.low, sizeof components.low);
+    std::memcpy(reinterpret_cast<char*>(&vector) + sizeof components.low, &components.high, sizeof components.high);
 }
 
 inline Components operator+(const Components& a, const Components& b) { return {a.low + b.low, a.high + b.high}; }
 inline Components operator-(const Components& a, const Components& b) { return {a.low - b.low, a.high - b.high}; }
 inline Components operator*(const Components& a, const Components& b) { return {a.low * b.low, a.high * b.high}; }
 inline Components operator/(const Components& a, const Components& b) { return {a.low / b.low, a.high / b.high}; }
+inline Components operator*(const Components& a, float b) { return {a.low * b, a.high * b}; }
 inline Components operator/(const Components& a, float b) { return {a.low / b, a.high / b}; }
 
 inline Components squareRoot(const Components& a) {
@@ -43,22 +43,32 @@ inline Components squareRoot(const Components& a) {
 
 } // namespace
 
-const FeatureVector* MeanStage::tick(const FeatureVector* vector) {
+StageVector stageVectorOf(const FeatureVector& vector) {
+    Components components;
+    std::memcpy(&components.low, vector.data(), sizeof components.low);
+    components.high = Components::Four{vector[4], vector[5], vector[4], vector[5]};
+    StageVector result;
+    store(components, result);
+    return result;
+}
+
+const StageVector* MeanStage::tick(const StageVector* vector) {
     constexpr float kOneThirtieth = 0.033333335F;
     if (vector == nullptr) return nullptr;
-    FeatureVector& slot = ring[count % kWindow];
+    StageVector& slot = ring[count % kWindow];
     ++count;
-    for (size_t d = 0; d < kFeatureDimensions; ++d) {
-        if (count > kWindow) sum[d] -= slot[d];
-        slot[d] = (*vector)[d];
-        sum[d] += slot[d];
-        out[d] = sum[d] * kOneThirtieth;
-    }
+    Components total = load(sum);
+    if (count > kWindow) total = total - load(slot);
+    const Components newest = load(*vector);
+    store(newest, slot);
+    total = total + newest;
+    store(total, sum);
+    store(total * kOneThirtieth, out);
     return &out;
 }
 
-const FeatureVector* NormStage::tick(const FeatureVector* vector) {
-    FeatureVector& slot = ring[count % kWindow];
+const StageVector* NormStage::tick(const StageVector* vector) {
+    StageVector& slot = ring[count % kWindow];
     ++count;
     Components total = load(sum);
     Components squares = load(sumSquares);
@@ -90,7 +100,7 @@ const FeatureVector* NormStage::tick(const FeatureVector* vector) {
     return &out;
 }
 
-const FeatureVector* ConvStage::tick(const FeatureVector* vector) {
+const StageVector* ConvStage::tick(const StageVector* vector) {
     const int32_t slot = count % kWindow;
     ++count;
     if (vector != nullptr) {
@@ -98,15 +108,14 @@ const FeatureVector* ConvStage::tick(const FeatureVector* vector) {
     } else {
         --fill;
     }
-    ring[slot] = ring[slot + kWindow] = vector != nullptr ? *vector : FeatureVector{};
+    const Components newest = vector != nullptr ? load(*vector) : Components{};
+    store(newest, ring[slot]);
+    store(newest, ring[slot + kWindow]);
     if (fill < (vector != nullptr ? kDelay : 0)) return nullptr;
-    FeatureVector sum{};
-    const FeatureVector* vectors = ring + slot; // the oldest of the window is behind it
-    for (const float weight : smooth_vec) {
-        const FeatureVector& next = *++vectors;
-        for (size_t d = 0; d < kFeatureDimensions; ++d) sum[d] += next[d] * weight;
-    }
-    out = sum;
+    Components total{};
+    const StageVector* vectors = ring + slot; // the oldest of the window is behind it
+    for (const float weight : smooth_vec) total = total + load(*++vectors) * weight;
+    store(total, out);
     return &out;
 }
 

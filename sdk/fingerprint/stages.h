@@ -10,16 +10,25 @@
 
 namespace kvx {
 
+// A vector between the stages: its components fill two registers of four. The last two repeat the two before, and raise
+// no floating-point exception of their own, as zeros divided by each other would. What is stored a register at a time
+// is loaded so: a load of what several stores have just left waits until they have left for the cache.
+struct alignas(16) StageVector {
+    FeatureVector values;
+    float again[2];
+};
+StageVector stageVectorOf(const FeatureVector& vector);
+
 // Mean of the last 30 vectors. It divides by 30 from the first vector on, so the first 29 results are damped.
 struct MeanStage {
     static constexpr int32_t kWindow = 30;
 
-    const FeatureVector* tick(const FeatureVector* vector);
+    const StageVector* tick(const StageVector* vector);
 
     int32_t count; // vectors seen
-    FeatureVector ring[kWindow];
-    FeatureVector sum;
-    FeatureVector out;
+    StageVector ring[kWindow];
+    StageVector sum;
+    StageVector out;
 };
 
 // Zero mean and unit variance over a window of 202 vectors, for the vector about 101 places behind the newest.
@@ -27,14 +36,14 @@ struct NormStage {
     static constexpr int32_t kWindow = 202;
     static constexpr int32_t kDelay = 101; // vectors that must be there before, and remain while, results come
 
-    const FeatureVector* tick(const FeatureVector* vector);
+    const StageVector* tick(const StageVector* vector);
 
     int32_t count; // calls, draining ones included
-    FeatureVector ring[kWindow];
+    StageVector ring[kWindow];
     int32_t fill; // entries in the ring that count
-    FeatureVector sum;
-    FeatureVector sumSquares;
-    FeatureVector out;
+    StageVector sum;
+    StageVector sumSquares;
+    StageVector out;
 };
 
 // Weighted mean of the last 11 vectors; it drains with zeros.
@@ -42,12 +51,12 @@ struct ConvStage {
     static constexpr int32_t kWindow = kSmoothingTaps;
     static constexpr int32_t kDelay = 6;
 
-    const FeatureVector* tick(const FeatureVector* vector);
+    const StageVector* tick(const StageVector* vector);
 
     int32_t count; // calls, draining ones included
     int32_t fill;
-    FeatureVector ring[2 * kWindow]; // each vector twice, kWindow places apart: any window lies in one piece
-    FeatureVector out;
+    StageVector ring[2 * kWindow]; // each vector twice, kWindow places apart: any window lies in one piece
+    StageVector out;
 };
 
 // Quantises vectors against one codebook. A run of equal rows becomes about as many letters as the logarithm of its
