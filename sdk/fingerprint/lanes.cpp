@@ -18,7 +18,7 @@ std::atomic<const LaneKernels*> inUse{nullptr};
 
 TransformTables::TransformTables() : window{}, transform{}, split{} {
     for (size_t i = 0; i < hamming_data.size(); ++i) {
-        window[i] = window[kFrameSamples - 1 - i] = hamming_data[i] / kSampleScale;
+        window[i] = window[kFrameSamples - 1 - i] = hamming_data[i] / kSampleScale * kScale;
     }
     for (size_t span = 1; span < kSize; span *= 2) {
         Twiddle w(2.0F * kPi / static_cast<float>(2 * span));
@@ -29,7 +29,7 @@ TransformTables::TransformTables() : window{}, transform{}, split{} {
     }
     Twiddle w(kPi / static_cast<float>(kSize));
     for (Factor& factor : split) {
-        factor = {kScale * w.real(), kScale * w.imaginary()};
+        factor = {w.real(), w.imaginary()};
         w.advance();
     }
 }

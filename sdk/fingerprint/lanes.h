@@ -31,17 +31,17 @@ struct Factor {
 // What the transform of a frame is made with; the factors by the recurrence of Twiddle.
 struct TransformTables {
     static constexpr size_t kSize = kSpectrumFloats / 2;
-    // The transform's 1 / 512 and the split's 1 / 2: a power of two, so whatever is multiplied by it stays exact.
-    static constexpr float kScale = 0.5F / kSpectrumFloats;
-    // What a sample is multiplied by as it is converted; the window's values are divided by it, also a power of two.
+    // What a sample is multiplied by as it is converted, which the window's values are divided by; and the transform's
+    // 1 / 512 and the split's 1 / 2, which are in them already. Powers of two: what is multiplied by them stays exact.
     static constexpr float kSampleScale = 65536.0F;
+    static constexpr float kScale = 0.5F / kSpectrumFloats;
 
     TransformTables();
 
     std::array<float, kFrameSamples> window;
     std::array<Factor, kSize>
         transform; // entry span + c: column c of the stage whose butterflies are span values apart
-    std::array<Factor, kSize / 2 + 1> split; // entry k: e^{i pi k / 256} / 1024
+    std::array<Factor, kSize / 2 + 1> split; // entry k: e^{i pi k / 256}
 };
 
 // What is compiled once for each instruction set.

@@ -62,6 +62,10 @@ inline LaneInts samplesAt(const int16_t* input, uint32_t position, uint32_t step
     }
 }
 
+inline LaneInts loadPairs(const int16_t* const* frames, size_t at) {
+    return reinterpret_cast<LaneInts>(eightsAt(frames[0] + at, frames[4] + at));
+}
+
 inline LaneInts sumsOfPairs(LaneInts pairs) {
     return reinterpret_cast<LaneInts>(_mm256_madd_epi16(reinterpret_cast<__m256i>(pairs), _mm256_set1_epi16(1)));
 }

@@ -56,6 +56,18 @@ inline LaneInts samplesAt(const int16_t* input, uint32_t position, uint32_t /*st
     return After == 1 ? pairs & static_cast<int32_t>(0xffff0000) : pairs << 16;
 }
 
+inline LaneInts loadPairs(const int16_t* const* frames, size_t at) {
+    const auto load = [&](size_t frame) {
+        __m128i eight;
+        std::memcpy(&eight, frames[frame] + at, sizeof eight);
+        return eight;
+    };
+    __m512i all = _mm512_castsi128_si512(load(0));
+    all = _mm512_inserti32x4(all, load(4), 1);
+    all = _mm512_inserti32x4(all, load(8), 2);
+    return reinterpret_cast<LaneInts>(_mm512_inserti32x4(all, load(12), 3));
+}
+
 inline LaneInts sumsOfPairs(LaneInts pairs) {
     return reinterpret_cast<LaneInts>(_mm512_madd_epi16(reinterpret_cast<__m512i>(pairs), _mm512_set1_epi16(1)));
 }

@@ -40,6 +40,12 @@ inline LaneInts samplesAt(const int16_t* input, uint32_t position, uint32_t step
     return isUpper ? pairs & static_cast<int32_t>(0xffff0000) : pairs << 16;
 }
 
+inline LaneInts loadPairs(const int16_t* const* frames, size_t at) {
+    LaneInts pairs;
+    std::memcpy(&pairs, frames[0] + at, sizeof pairs);
+    return pairs;
+}
+
 inline LaneInts sumsOfPairs(LaneInts pairs) {
 #if defined(__x86_64__)
     return reinterpret_cast<LaneInts>(_mm_madd_epi16(reinterpret_cast<__m128i>(pairs), _mm_set1_epi16(1)));

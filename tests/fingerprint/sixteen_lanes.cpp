@@ -28,6 +28,12 @@ inline LaneInts samplesAt(const int16_t* input, uint32_t /*position*/, uint32_t 
     return samples;
 }
 
+inline LaneInts loadPairs(const int16_t* const* frames, size_t at) {
+    LaneInts pairs{};
+    for (size_t i = 0; i < kLanes; ++i) std::memcpy(&pairs[i], frames[i / 4 * 4] + at + i % 4 * 2, sizeof pairs[i]);
+    return pairs;
+}
+
 inline LaneInts sumsOfPairs(LaneInts pairs) { return (pairs >> 16) + (pairs << 16 >> 16); }
 
 using Shorts = int16_t __attribute__((vector_size(4 * kLanes)));
