@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <cstring>
 
 namespace tarn::server {
 
@@ -17,8 +16,6 @@ constexpr int16_t kLeastForPair = 20; // of a pair that speaks for a copy, howev
 constexpr double kLost = 0.5;
 constexpr int16_t kMostForLetter = 1000; // of any score
 constexpr int16_t kRepeatAlone = -50;
-constexpr int16_t kNever = -10000; // units, behind the query's last letter
-constexpr size_t kStep = 16;       // letters of the query that are done at once, at most
 
 // How many letters of a usual string are mixed into a query's own shares of letters, and of letters behind a letter.
 constexpr double kUsualLetters = 5.0;
@@ -29,15 +26,15 @@ bool isLetter(char c) { return c >= 'a' && c < static_cast<char>('a' + kLetters)
 // Letters as numbers, and those alone that do not repeat the one before.
 struct Numbers {
     std::vector<uint8_t> all;
-    std::vector<bool> repeats;
+    std::vector<uint8_t> repeats; // 1 or 0
     std::vector<uint8_t> runs;
 
     explicit Numbers(std::string_view letters) {
         for (const char c : letters) {
             if (!isLetter(c)) continue;
             const auto number = static_cast<uint8_t>(c - 'a');
-            repeats.push_back(!all.empty() && all.back() == number);
-            if (!repeats.back()) runs.push_back(number);
+            repeats.push_back(!all.empty() && all.back() == number ? 1 : 0);
+            if (repeats.back() == 0) runs.push_back(number);
             all.push_back(number);
         }
     }
@@ -92,110 +89,80 @@ class Tempered {
     std::array<int16_t, 2 * kMostForLetter + 1> scores_{};
 };
 
-int16_t units(int16_t hundredths) {
-    return static_cast<int16_t>(std::lround(hundredths * ScoredString::kUnitsPerBit / 100.0));
+// Rounded, halves away from zero.
+constexpr int32_t units(int32_t hundredths) {
+    const int32_t half = hundredths < 0 ? -50 : 50;
+    return (hundredths * ScoredString::kUnitsPerBit + half) / 100;
 }
 
-// Everything below is inlined into the function that is compiled for the processor at hand: no vector is ever passed.
-#pragma GCC diagnostic ignored "-Wpsabi"
+// No pair scores less than a letter of chance.
+static_assert(kLost == 0.5 && kScoreBias == ScoredString::kUnitsPerBit);
+static_assert(kNoColumn == 2 * kLetters);
 
-// Sixteen-bit numbers side by side.
-template <size_t kCount>
-struct Lanes {
-    static constexpr size_t kSize = kCount;
-    // NOLINTNEXTLINE(modernize-use-using): the attribute wants it
-    typedef int16_t Vector __attribute__((vector_size(kCount * sizeof(int16_t))));
-
-    [[gnu::always_inline]] static Vector load(const int16_t* from) {
-        Vector v;
-        std::memcpy(&v, from, sizeof v);
-        return v;
+// The first half of the costs and the second by turns, so many of each.
+template <class Number>
+void appendHalves(std::vector<Number>& out, const std::vector<uint8_t>& costs, size_t count) {
+    const auto half = costs.begin() + static_cast<std::ptrdiff_t>(costs.size() / 2);
+    const auto step = static_cast<std::ptrdiff_t>(count);
+    for (auto first = costs.begin(), second = half; first != half; first += step, second += step) {
+        out.insert(out.end(), first, first + step);
+        out.insert(out.end(), second, second + step);
     }
-    [[gnu::always_inline]] static void store(int16_t* to, const Vector& v) { std::memcpy(to, &v, sizeof v); }
-    [[gnu::always_inline]] static Vector larger(const Vector& a, const Vector& b) { return a > b ? a : b; }
-};
-using Lanes8 = Lanes<8>;
-using Lanes16 = Lanes<16>;
-
-// v moved up by so many lanes, the last of before coming in below.
-template <size_t kBy>
-[[gnu::always_inline]] inline Lanes8::Vector movedUp(const Lanes8::Vector& before, const Lanes8::Vector& v) {
-    constexpr int kFrom = 8 - static_cast<int>(kBy);
-    return __builtin_shufflevector(before, v, kFrom, kFrom + 1, kFrom + 2, kFrom + 3, kFrom + 4, kFrom + 5, kFrom + 6,
-                                   kFrom + 7);
-}
-template <size_t kBy>
-[[gnu::always_inline]] inline Lanes16::Vector movedUp(const Lanes16::Vector& before, const Lanes16::Vector& v) {
-    constexpr int kFrom = 16 - static_cast<int>(kBy);
-    return __builtin_shufflevector(before, v, kFrom, kFrom + 1, kFrom + 2, kFrom + 3, kFrom + 4, kFrom + 5, kFrom + 6,
-                                   kFrom + 7, kFrom + 8, kFrom + 9, kFrom + 10, kFrom + 11, kFrom + 12, kFrom + 13,
-                                   kFrom + 14, kFrom + 15);
 }
 
-// What a ScoredString holds, each row of stride numbers.
-struct Table {
-    const int16_t* score;
-    const int16_t* columnAlone;
-    const int16_t* alone; // of one, two and four letters
-    size_t stride;
+// Of a letter that the query does not foretell at all, as a ScoreTable has it.
+struct Scores {
+    uint8_t full = 0;
+    uint8_t repeated = 0; // where the query or the recording repeats the letter before
+
+    Scores() = default;
+    explicit Scores(int16_t tempered) : full(biased(tempered)), repeated(biased(std::min(tempered, kMostForRepeat))) {}
+
+  private:
+    static uint8_t biased(int16_t hundredths) { return static_cast<uint8_t>(units(hundredths) + kScoreBias); }
 };
 
-// The usual recurrence of local alignment, a column of it at a time, so that all letters of the query are done side by
-// side. The one step along the column, letters of the query that stand against nothing, is done by doubling.
-template <class L>
-[[gnu::always_inline]] inline int32_t bestOf(const Table& table, const ScoreColumns& columns) {
-    using Vector = typename L::Vector;
-    const size_t n = table.stride;
-    // Best sums that end at a letter of the query: after the column before, and after this one. A zero lies in front.
-    std::vector<int16_t> sums(2 * (n + L::kSize), 0);
-    int16_t* before = sums.data() + L::kSize;
-    int16_t* after = before + n + L::kSize;
-    const int16_t* const one = table.alone;
-    const int16_t* const two = one + n;
-    const int16_t* const four = two + n;
-    Vector best{};
-    for (const uint8_t column : columns) {
-        const int16_t* const score = table.score + column * n;
-        const Vector columnAlone = Vector{} + table.columnAlone[column];
-        Vector firstBelow{};
-        Vector secondBelow{};
-        Vector thirdBelow{};
-        for (size_t i = 0; i < n; i += L::kSize) {
-            const Vector paired = L::load(before + i - 1) + L::load(score + i);
-            const Vector first = L::larger(L::larger(paired, L::load(before + i) + columnAlone), Vector{});
-            const Vector second = L::larger(first, movedUp<1>(firstBelow, first) + L::load(one + i));
-            const Vector third = L::larger(second, movedUp<2>(secondBelow, second) + L::load(two + i));
-            const Vector sum = L::larger(third, movedUp<4>(thirdBelow, third) + L::load(four + i));
-            L::store(after + i, sum);
-            best = L::larger(best, sum);
-            firstBelow = first;
-            secondBelow = second;
-            thirdBelow = third;
+const Tempered& tempered() {
+    static const Tempered function;
+    return function;
+}
+
+// The scores of all pairs of one codebook in a query that foretells nothing, and which of them a query that does
+// foretell lowers.
+struct UsualScores {
+    std::array<std::array<Scores, kLetters>, kLetters> of; // [the query's][the recording's]
+    std::array<std::vector<uint8_t>, kLetters> positive;   // [the query's]: the recording's
+    std::array<bool, kLetters> bestWithItself{};           // nothing scores more against it
+
+    explicit UsualScores(const LetterScores& scores) {
+        for (size_t a = 0; a < kLetters; ++a) {
+            const auto& row = scores.pair[a];
+            bestWithItself[a] = row[a] > 0 && row[a] == *std::max_element(row.begin(), row.end());
+            for (size_t b = 0; b < kLetters; ++b) {
+                of[a][b] = lowered(scores.pair[a][b], 0);
+                if (scores.pair[a][b] > 0) positive[a].push_back(static_cast<uint8_t>(b));
+            }
         }
-        std::swap(before, after);
     }
-    int32_t most = 0;
-    for (size_t lane = 0; lane < L::kSize; ++lane) most = std::max<int32_t>(most, best[lane]);
-    return most;
-}
 
-#if defined(__x86_64__)
-#define TARN_HAS_WIDE_LANES
-__attribute__((target("avx2"))) int32_t bestWide(const Table& table, const ScoreColumns& columns) {
-    return bestOf<Lanes16>(table, columns);
-}
-#endif
+    static Scores lowered(int16_t pair, int16_t less) {
+        if (pair <= 0) return Scores(tempered()(pair));
+        return Scores(std::max(kLeastForPair, tempered()(pair - less)));
+    }
+};
 
 } // namespace
 
 void toColumns(std::string_view letters, ScoreColumns& columns) {
-    columns.clear();
+    columns.resize(letters.size());
+    size_t count = 0;
     char before = 0;
     for (const char c : letters) {
         if (!isLetter(c)) continue;
-        columns.push_back(static_cast<uint8_t>(c - 'a' + (c == before ? static_cast<int>(kLetters) : 0)));
+        columns[count++] = static_cast<uint8_t>(c - 'a' + (c == before ? static_cast<int>(kLetters) : 0));
         before = c;
     }
+    columns.resize(count);
 }
 
 ScoredString::ScoredString(size_t codebook, std::string_view letters) {
@@ -203,40 +170,73 @@ ScoredString::ScoredString(size_t codebook, std::string_view letters) {
     const Numbers query(letters);
     const std::vector<int16_t> less = foretold(query, scores);
     const size_t length = std::min(query.all.size(), kMostScored);
-    stride_ = (length + kStep - 1) / kStep * kStep;
-    score_.resize(kColumns * stride_, kNever);
-    alone_.resize(3 * stride_, kNever);
-    int16_t* const one = alone_.data();
-    int16_t* const two = one + stride_;
-    int16_t* const four = two + stride_;
-    static const Tempered tempered;
+    stride_ = (length + kScoreStep - 1) / kScoreStep * kScoreStep;
+    score_.resize(kColumns * stride_);
+    std::array<std::vector<uint8_t>, 3> alone; // of one, two and four letters
+    for (std::vector<uint8_t>& costs : alone) costs.resize(stride_, UINT8_MAX);
+    auto& [one, two, four] = alone;
+    static const std::array<UsualScores, kCodebooks> kUsual = {UsualScores(kLetterScores[0]),
+                                                               UsualScores(kLetterScores[1])};
+    const UsualScores& usual = kUsual[codebook];
     size_t run = 0;
+    int32_t whole = 0;
+    bool bestWithItself = true;
     for (size_t i = 0; i < length; ++i) {
-        if (i > 0 && !query.repeats[i]) ++run;
-        for (size_t b = 0; b < kLetters; ++b) {
-            int16_t score = scores.pair[query.all[i]][b];
-            score = score > 0 ? std::max(kLeastForPair, tempered(score - less[run])) : tempered(score);
-            const int16_t repeated = std::min(score, kMostForRepeat);
-            score_[b * stride_ + i] = units(query.repeats[i] ? repeated : score);
-            score_[(kLetters + b) * stride_ + i] = units(repeated);
+        if (i > 0 && query.repeats[i] == 0) ++run;
+        const uint8_t letter = query.all[i];
+        const auto set = [&](size_t b, const Scores& score) {
+            score_[b * stride_ + i] = query.repeats[i] != 0 ? score.repeated : score.full;
+            score_[(kLetters + b) * stride_ + i] = score.repeated;
+        };
+        for (size_t b = 0; b < kLetters; ++b) set(b, usual.of[letter][b]);
+        if (less[run] > 0) {
+            for (const uint8_t b : usual.positive[letter]) {
+                set(b, UsualScores::lowered(scores.pair[letter][b], less[run]));
+            }
         }
-        one[i] = units(query.repeats[i] ? kRepeatAlone : scores.queryAlone[query.all[i]]);
-        two[i] = static_cast<int16_t>(one[i] + (i >= 1 ? one[i - 1] : 0));
-        four[i] = static_cast<int16_t>(two[i] + (i >= 2 ? two[i - 2] : 0));
+        whole += score_[letter * stride_ + i] - kScoreBias;
+        bestWithItself = bestWithItself && usual.bestWithItself[letter];
+        one[i] = static_cast<uint8_t>(-units(query.repeats[i] != 0 ? kRepeatAlone : scores.queryAlone[query.all[i]]));
+        two[i] = static_cast<uint8_t>(one[i] + (i >= 1 ? one[i - 1] : 0));
+        four[i] = static_cast<uint8_t>(two[i] + (i >= 2 ? two[i - 2] : 0));
+    }
+    if (bestWithItself) againstItself_ = whole;
+    for (const std::vector<uint8_t>& costs : alone) {
+        appendHalves(alone_, costs, kScoreStep / 2);
+        appendHalves(wideAlone_, costs, kScoreStep / 4);
     }
     for (size_t b = 0; b < kLetters; ++b) {
-        columnAlone_[b] = units(scores.recordingAlone[b]);
-        columnAlone_[kLetters + b] = units(kRepeatAlone);
+        columnAlone_[b] = static_cast<uint8_t>(-units(scores.recordingAlone[b]));
+        columnAlone_[kLetters + b] = static_cast<uint8_t>(-units(kRepeatAlone));
     }
+    columnAlone_[kNoColumn] = UINT8_MAX;
 }
 
-int32_t ScoredString::against(const ScoreColumns& columns) const {
-    const Table table{score_.data(), columnAlone_.data(), alone_.data(), stride_};
-#ifdef TARN_HAS_WIDE_LANES
-    static const bool wide = __builtin_cpu_supports("avx2") != 0;
-    if (wide) return bestWide(table, columns);
+int32_t ScoredString::againstItself(std::string_view letters) const {
+    if (againstItself_) return *againstItself_;
+    ScoreColumns columns;
+    toColumns(letters, columns);
+    return against(columns);
+}
+
+int32_t ScoredString::against(std::span<const uint8_t> columns, const ScoreLanes& lanes) const {
+    return lanes.best({.stride = stride_,
+                       .score = score_.data(),
+                       .columnAlone = columnAlone_.data(),
+                       .alone = alone_.data(),
+                       .wideAlone = wideAlone_.data()},
+                      columns);
+}
+
+std::span<const ScoreLanes* const> availableScoreLanes() {
+#if defined(__x86_64__)
+    static constexpr std::array<const ScoreLanes*, 2> kAll = {&kBaselineScoreLanes, &kAvx2ScoreLanes};
+    static const size_t available = __builtin_cpu_supports("avx2") != 0 ? 2 : 1;
+#else
+    static constexpr std::array<const ScoreLanes*, 1> kAll = {&kBaselineScoreLanes};
+    constexpr size_t available = 1;
 #endif
-    return bestOf<Lanes8>(table, columns);
+    return std::span(kAll).first(available);
 }
 
 } // namespace tarn::server

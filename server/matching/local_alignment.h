@@ -4,8 +4,12 @@
 #pragma once
 
 #include "matching/letter_scores.h"
+#include "matching/score_lanes.h"
 
+#include <array>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -25,20 +29,26 @@ class ScoredString {
     static constexpr int32_t kUnitsPerBit = 8;
 
     ScoredString() = default;
-    // Letters other than 'a' to 'x' are left out, and those behind kMostScored.
+    // Letters other than 'a' to 'x' are left out, and those after kMostScored.
     ScoredString(size_t codebook, std::string_view letters);
 
     // The best local score in units; 0: nothing fits. At most 7 letters of the query in a row stand against nothing.
-    int32_t against(const ScoreColumns& columns) const;
+    int32_t against(std::span<const uint8_t> columns, const ScoreLanes& lanes = *availableScoreLanes().back()) const;
+
+    // The same against the letters that it was made of.
+    int32_t againstItself(std::string_view letters) const;
 
   private:
-    static constexpr size_t kColumns = 2 * kLetters;
-    static constexpr size_t kMostScored = 680; // whose sum of the highest scores still is a 16-bit number
+    static constexpr size_t kColumns = 2 * kLetters + 1; // with kNoColumn
 
-    size_t stride_ = 0;          // letters of the query, and some more that never fit
-    std::vector<int16_t> score_; // [column][letter of the query]
-    std::vector<int16_t> alone_; // of one, two and four letters of the query that end at a letter
-    std::array<int16_t, kColumns> columnAlone_ = {};
+    size_t stride_ = 0; // letters of the query, padded to a multiple of kScoreStep
+    // As in ScoreTable.
+    std::vector<uint8_t> score_;
+    std::vector<uint8_t> alone_;
+    std::vector<uint16_t> wideAlone_;
+    std::array<uint8_t, kColumns> columnAlone_ = {};
+    // Where nothing scores more against a letter than the letter itself, no alignment beats that of each with itself.
+    std::optional<int32_t> againstItself_;
 };
 
 } // namespace tarn::server

@@ -118,6 +118,16 @@ class Plain {
     std::vector<long> less_;
 };
 
+// By every kernel that this processor can run.
+void expectTheDefinition(size_t codebook, const std::string& query, const std::string& recording) {
+    ScoreColumns columns;
+    toColumns(recording, columns);
+    const int best = Plain(codebook, query, recording).best();
+    for (const ScoreLanes* lanes : availableScoreLanes()) {
+        EXPECT_EQ(ScoredString(codebook, query).against(columns, *lanes), best) << lanes->name;
+    }
+}
+
 } // namespace
 
 TEST(LocalAlignment, IsTheBestSumOfTheDefinition) {
@@ -127,10 +137,49 @@ TEST(LocalAlignment, IsTheBestSumOfTheDefinition) {
         const auto codebook = static_cast<size_t>(i % 2);
         const std::string query = randomLetters(dice, 1 + dice() % 90, i % 3 == 0 ? 4 : 24);
         const std::string copy = damaged(dice, query, static_cast<uint32_t>(i));
-        const std::string recording = randomLetters(dice, dice() % 40) + copy + randomLetters(dice, dice() % 40);
-        ScoreColumns columns;
-        toColumns(recording, columns);
-        EXPECT_EQ(ScoredString(codebook, query).against(columns), Plain(codebook, query, recording).best());
+        expectTheDefinition(codebook, query,
+                            randomLetters(dice, dice() % 40) + copy + randomLetters(dice, dice() % 40));
+    }
+}
+
+// Letters are done so many at once, and sums outgrow a byte.
+TEST(LocalAlignment, IsTheBestSumOfTheDefinitionForStringsOfAnyLength) {
+    std::mt19937 dice(9);
+    for (const size_t length : {1U, 15U, 16U, 17U, 31U, 32U, 33U, 48U, 63U, 64U, 65U, 97U, 224U, 225U, 417U}) {
+        for (const uint32_t damage : {5U, 40U, 100U}) {
+            SCOPED_TRACE(std::to_string(length) + " letters, damage " + std::to_string(damage));
+            const std::string query = randomLetters(dice, length);
+            const std::string copy = damaged(dice, query, damage);
+            expectTheDefinition(length % 2, query, randomLetters(dice, 20) + copy + randomLetters(dice, 20));
+            expectTheDefinition(length % 2, query, copy.substr(0, copy.size() / 2)); // ends in the query's first half
+            expectTheDefinition(length % 2, query, copy.substr(copy.size() / 2));
+        }
+    }
+    expectTheDefinition(0, "abc", "a");
+}
+
+// Of letters that stand against nothing, repeats cost the least.
+TEST(LocalAlignment, StepsOverNoMoreThanSevenLettersAtOnce) {
+    std::mt19937 dice(10);
+    for (const size_t before :
+         {3U, 12U, 16U, 29U, 60U}) { // letters: the step lies in one vector, or from one to the next
+        for (size_t repeats = 4; repeats <= 12; ++repeats) {
+            SCOPED_TRACE(std::to_string(before) + " " + std::to_string(repeats));
+            const std::string head = randomLetters(dice, before);
+            const std::string tail = randomLetters(dice, 40);
+            expectTheDefinition(0, head + std::string(repeats, head.back()) + tail, head + tail);
+        }
+    }
+}
+
+TEST(LocalAlignment, OfAStringWithItselfIsThatOfTheDefinition) {
+    std::mt19937 dice(11);
+    for (int i = 0; i < 40; ++i) {
+        const auto codebook = static_cast<size_t>(i % 2);
+        std::string letters = randomLetters(dice, 1 + dice() % 150, i % 4 == 0 ? 5 : 24);
+        if (i % 5 == 0) letters += "qqkmq"; // letters that score nothing even against themselves
+        SCOPED_TRACE(letters);
+        EXPECT_EQ(ScoredString(codebook, letters).againstItself(letters), Plain(codebook, letters, letters).best());
     }
 }
 
