@@ -97,11 +97,10 @@ std::vector<int64_t> places(const PreparedQuery& query, const RecordingCodes& co
     Votes votes(framesOf(query), recordingFrames);
     for (const auto& phase : codes) {
         for (size_t c = 0; c < kCodebooks; ++c) {
-            for (const Gram& gram : gramsOf(phase[c].letters)) {
-                for (const GramPlaces::Place& place : query.places[c].of(gram.value)) {
-                    votes.add(phase[c].frames[gram.index], place.frame);
-                }
-            }
+            forEachGram(phase[c].letters, [&](const Gram& gram) {
+                query.places[c].forEach(
+                    gram.value, [&](uint32_t queryFrame) { votes.add(phase[c].frames[gram.index], queryFrame); });
+            });
         }
     }
     return votes.places(most);
@@ -124,34 +123,22 @@ std::string_view lettersIn(const CodeString& string, const Window& window) {
 
 namespace {
 
-// Of one of the query's maps against one coding of the recording, around a place.
-int32_t unitsAt(const QueryMap& map, const std::array<CodeString, kCodebooks>& coding, int64_t startFrame,
-                uint32_t frames) {
-    int32_t units = 0;
-    ScoreColumns columns;
+// One coding of a recording, around a place.
+std::array<ScoreColumns, kCodebooks> columnsAt(const std::array<CodeString, kCodebooks>& coding, int64_t startFrame,
+                                               uint32_t frames) {
+    std::array<ScoreColumns, kCodebooks> columns;
     for (size_t c = 0; c < kCodebooks; ++c) {
-        const CodeString& string = coding[c];
-        const Window window = lettersBetween(string, startFrame - kMarginFrames, startFrame + frames + kMarginFrames);
-        toColumns(lettersIn(string, window), columns);
-        units += map.strings[c].scored.against(columns);
+        const Window window =
+            lettersBetween(coding[c], startFrame - kMarginFrames, startFrame + frames + kMarginFrames);
+        toColumns(lettersIn(coding[c], window), columns[c]);
     }
-    return units;
+    return columns;
 }
 
-// Of one of the query's maps against the coding that it fits best.
-struct MapFit {
+int32_t unitsOf(const QueryMap& map, const std::array<ScoreColumns, kCodebooks>& columns) {
     int32_t units = 0;
-    size_t phase = 0;
-};
-
-MapFit fitOf(const QueryMap& map, const RecordingCodes& codes, int64_t startFrame, uint32_t frames,
-             size_t phases = kPhases.size()) {
-    MapFit best;
-    for (size_t p = 0; p < phases; ++p) {
-        const int32_t units = unitsAt(map, codes[p], startFrame, frames);
-        if (units > best.units) best = {units, p};
-    }
-    return best;
+    for (size_t c = 0; c < kCodebooks; ++c) units += map.strings[c].scored.against(columns[c]);
+    return units;
 }
 
 } // namespace
@@ -163,27 +150,51 @@ Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look lo
     // All codings at the likeliest place, the first at others: which place it is they tell as well.
     size_t phases = look == Look::kGlance ? 1 : kPhases.size();
     for (const int64_t startFrame : places(query, codes, look == Look::kGlance ? 1 : kMostPlaces)) {
-        const MapFit fit = fitOf(*map, codes, startFrame, framesOf(query), phases);
-        const double bits = static_cast<double>(fit.units) / ScoredString::kUnitsPerBit;
-        if (bits > best.bits) best = {bits, startFrame, static_cast<size_t>(map - query.maps.begin()), fit.phase};
+        Alignment here;
+        here.startFrame = startFrame;
+        here.map = static_cast<size_t>(map - query.maps.begin());
+        int32_t most = 0;
+        for (size_t p = 0; p < phases; ++p) {
+            here.units[p] = unitsOf(*map, columnsAt(codes[p], startFrame, framesOf(query)));
+            if (here.units[p] <= most) continue;
+            most = here.units[p];
+            here.phase = p;
+        }
+        here.bits = static_cast<double>(most) / ScoredString::kUnitsPerBit;
+        if (here.bits > best.bits) best = here;
         phases = 1;
     }
     return best;
 }
 
 void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment& alignment) {
+    // Of each map against the coding that it fits best.
+    struct Fit {
+        int32_t units = 0;
+        size_t phase = 0;
+    };
+    std::array<Fit, kMaps> fits;
+    for (size_t p = 0; p < kPhases.size(); ++p) {
+        const std::array<ScoreColumns, kCodebooks> columns =
+            columnsAt(codes[p], alignment.startFrame, framesOf(query));
+        for (size_t m = 0; m < kMaps; ++m) {
+            if (!query.maps[m].usable) continue;
+            const bool known = m == alignment.map && alignment.units[p] >= 0;
+            const int32_t units = known ? alignment.units[p] : unitsOf(query.maps[m], columns);
+            if (units > fits[m].units) fits[m] = {units, p};
+        }
+    }
     int64_t sum = 0;
     int64_t maps = 0;
     int32_t most = 0;
     for (size_t m = 0; m < kMaps; ++m) {
         if (!query.maps[m].usable) continue;
-        const MapFit fit = fitOf(query.maps[m], codes, alignment.startFrame, framesOf(query));
-        sum += fit.units;
+        sum += fits[m].units;
         ++maps;
-        if (fit.units <= most) continue;
-        most = fit.units;
+        if (fits[m].units <= most) continue;
+        most = fits[m].units;
         alignment.map = m;
-        alignment.phase = fit.phase;
+        alignment.phase = fits[m].phase;
     }
     if (maps > 0) alignment.bits = static_cast<double>(sum) / static_cast<double>(maps * ScoredString::kUnitsPerBit);
 }

@@ -5,6 +5,7 @@
 #include "coding/recording_codes.h"
 #include "matching/prepared_query.h"
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
@@ -18,6 +19,8 @@ struct Alignment {
     int64_t startFrame = 0;
     size_t map = 0; // of the query, and the recording's phase, that fit each other best
     size_t phase = 0;
+    // What align() found for this map at this place against each phase, in units of ScoredString; less than 0: nothing.
+    std::array<int32_t, kPhases.size()> units = {-1, -1, -1};
 };
 
 enum class Look { kGlance, kFull }; // a glance takes a fifth of the time

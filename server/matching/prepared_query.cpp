@@ -5,6 +5,7 @@
 #include "kvx.h"
 
 #include <algorithm>
+#include <numeric>
 #include <set>
 
 namespace tarn::server {
@@ -30,18 +31,15 @@ uint32_t codedFrames(uint32_t durationMs) {
 
 } // namespace
 
-GramPlaces::GramPlaces(std::vector<Place> places) : places_(std::move(places)) {
-    std::sort(places_.begin(), places_.end(), [](const Place& a, const Place& b) { return a.value < b.value; });
-    for (const Place& place : places_) filter_.set(place.value % kFilterBits);
-}
-
-std::span<const GramPlaces::Place> GramPlaces::of(uint32_t value) const {
-    if (!filter_.test(value % kFilterBits)) return {};
-    const auto begin = std::lower_bound(places_.begin(), places_.end(), value,
-                                        [](const Place& place, uint32_t v) { return place.value < v; });
-    auto end = begin;
-    while (end != places_.end() && end->value == value) ++end;
-    return {begin, end};
+GramPlaces::GramPlaces(const std::vector<Place>& places) : places_(places.size()) {
+    const auto slotOf = [](const Place& place) { return hashOf(place.value) >> (kHashBits - kSlotBits); };
+    for (const Place& place : places) {
+        filter_.set(hashOf(place.value) >> (kHashBits - kFilterBits));
+        ++firstOfSlot_[slotOf(place) + 1];
+    }
+    std::partial_sum(firstOfSlot_.begin(), firstOfSlot_.end(), firstOfSlot_.begin());
+    std::array<uint16_t, (1U << kSlotBits) + 1> next = firstOfSlot_;
+    for (const Place& place : places) places_[next[slotOf(place)]++] = place;
 }
 
 PreparedQuery::PreparedQuery(const FingerprintQuery& query) : frames(codedFrames(query.durationMs)) {
@@ -69,7 +67,7 @@ PreparedQuery::PreparedQuery(const FingerprintQuery& query) : frames(codedFrames
             }
         }
     }
-    for (size_t c = 0; c < kCodebooks; ++c) places[c] = GramPlaces(std::move(found[c]));
+    for (size_t c = 0; c < kCodebooks; ++c) places[c] = GramPlaces(found[c]);
 }
 
 bool PreparedQuery::usable() const {
@@ -79,14 +77,10 @@ bool PreparedQuery::usable() const {
 double PreparedQuery::bits() const {
     double sum = 0;
     size_t usableMaps = 0;
-    ScoreColumns columns;
     for (const QueryMap& map : maps) {
         if (!map.usable) continue;
         ++usableMaps;
-        for (const QueryString& string : map.strings) {
-            toColumns(string.letters, columns);
-            sum += string.scored.against(columns);
-        }
+        for (const QueryString& string : map.strings) sum += string.scored.againstItself(string.letters);
     }
     return usableMaps == 0 ? 0 : sum / static_cast<double>(usableMaps) / ScoredString::kUnitsPerBit;
 }

@@ -42,14 +42,28 @@ class GramPlaces {
         uint32_t frame; // about where, from the query's start
     };
     GramPlaces() = default;
-    explicit GramPlaces(std::vector<Place> places);
-    // The places of a gram, side by side.
-    std::span<const Place> of(uint32_t value) const;
+    explicit GramPlaces(const std::vector<Place>& places);
+    // Calls visit with the frame of each place of a gram.
+    template <class Visit>
+    void forEach(uint32_t value, Visit visit) const {
+        const uint32_t hash = hashOf(value);
+        if (!filter_.test(hash >> (kHashBits - kFilterBits))) return;
+        const uint32_t slot = hash >> (kHashBits - kSlotBits);
+        for (size_t i = firstOfSlot_[slot]; i < firstOfSlot_[slot + 1]; ++i) {
+            if (places_[i].value == value) visit(places_[i].frame);
+        }
+    }
 
   private:
-    static constexpr size_t kFilterBits = 65536;
-    std::vector<Place> places_;       // by value
-    std::bitset<kFilterBits> filter_; // the lowest bits of the values that there are: most questions end here
+    static constexpr uint32_t kHashBits = 32;
+    static constexpr uint32_t kFilterBits = 16;
+    static constexpr uint32_t kSlotBits = 10;
+    // By Knuth: 2^32 times the golden ratio.
+    static uint32_t hashOf(uint32_t value) { return value * 2654435761U; }
+
+    std::bitset<1U << kFilterBits> filter_;                     // the hashes that there are: most questions end here
+    std::array<uint16_t, (1U << kSlotBits) + 1> firstOfSlot_{}; // in places_
+    std::vector<Place> places_;                                 // by hash
 };
 
 struct QueryMap {
