@@ -23,26 +23,61 @@ void appendLetters(std::string& out, std::string_view letters) {
     }
 }
 
-bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
-    std::array<char, kMostRun> run;
-    out.resize(count + kMostRun); // room for a whole run behind the last letter
-    size_t at = 0;
-    for (size_t taken = 0; taken < count;) {
-        if (at == bytes.size()) return false;
-        const uint32_t value = static_cast<unsigned char>(bytes[at++]);
-        const size_t length = value / kLetterValues + 1;
-        if (length > kMostRun || taken + length > count) return false;
-        run.fill(static_cast<char>('a' + value % kLetterValues));
-        std::memcpy(&out[taken], run.data(), run.size()); // of a fixed length, which is quicker than the run's own
-        taken += length;
+// What a byte stands for.
+struct Run {
+    uint64_t letters = 0;                                   // eight, of which there may be fewer or more
+    size_t length = std::numeric_limits<size_t>::max() / 2; // more than any string has: no run begins so
+};
+
+constexpr std::array<Run, 256> kRuns = [] {
+    constexpr uint64_t kEachByte = 0x0101010101010101;
+    std::array<Run, 256> runs;
+    for (uint32_t value = 0; value < kLetterValues * kMostRun; ++value) {
+        runs[value] = {kEachByte * ('a' + value % kLetterValues), value / kLetterValues + 1};
     }
+    return runs;
+}();
+
+bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
+    static_assert(kMostRun <= 2 * sizeof(Run::letters));
+    out.resize(count + 2 * sizeof(Run::letters)); // room for a whole run after the last letter
+    char* const to = out.data();
+    const char* from = bytes.data();
+    const char* const end = from + bytes.size();
+    size_t taken = 0;
+    while (taken < count) {
+        if (from == end) return false;
+        const Run& run = kRuns[static_cast<unsigned char>(*from++)];
+        // Of a fixed length, which is quicker than the run's own.
+        std::memcpy(to + taken, &run.letters, sizeof run.letters);
+        std::memcpy(to + taken + sizeof run.letters, &run.letters, sizeof run.letters);
+        taken += run.length;
+    }
+    if (taken != count) return false;
     out.resize(count);
-    bytes.remove_prefix(at);
+    bytes.remove_prefix(static_cast<size_t>(from - bytes.data()));
     return true;
 }
 
 // Index of the letter whose frame stands behind that of letter `index`.
 size_t nextTimed(size_t index, size_t count) { return std::min(index + kLettersPerTime, count - 1); }
+
+// The frames of kLettersPerTime letters, the first of which is known, as is the difference to that of the letter after
+// them. The difference is small enough to be multiplied.
+void interpolateWhole(uint32_t* out, uint32_t frame, uint32_t difference) {
+    using Four = uint32_t __attribute__((vector_size(4 * sizeof(uint32_t))));
+    Four part = {0, difference, 2 * difference, 3 * difference};
+    for (size_t i = 0; i < kLettersPerTime; i += 4) {
+        const Four frames = frame + part / kLettersPerTime;
+        std::memcpy(out + i, &frames, sizeof frames);
+        part += 4 * difference;
+    }
+}
+
+// The same of any number of letters.
+void interpolate(uint32_t* out, uint64_t count, uint32_t frame, uint64_t difference) {
+    for (uint64_t i = 0; i < count; ++i) out[i] = static_cast<uint32_t>(frame + difference * i / count);
+}
 
 bool takeFrames(std::string_view& bytes, size_t count, std::vector<uint32_t>& out) {
     out.resize(count);
@@ -53,15 +88,17 @@ bool takeFrames(std::string_view& bytes, size_t count, std::vector<uint32_t>& ou
         if (!difference || *difference > std::numeric_limits<uint32_t>::max()) return false;
         const uint64_t frame = previousFrame + *difference;
         if (frame > std::numeric_limits<uint32_t>::max()) return false;
-        out[index] = static_cast<uint32_t>(frame);
-        const uint64_t gap = index - previous;
-        for (uint64_t between = 1; between < gap; ++between) {
-            const uint64_t part = *difference * between;
-            // A division by a constant is a shift; all gaps but the last are whole.
-            out[previous + between] =
-                static_cast<uint32_t>(previousFrame + (gap == kLettersPerTime ? part / kLettersPerTime : part / gap));
+        const size_t gap = index - previous;
+        const auto from = static_cast<uint32_t>(previousFrame);
+        if (gap == kLettersPerTime && *difference <= std::numeric_limits<uint32_t>::max() / kLettersPerTime) {
+            interpolateWhole(&out[previous], from, static_cast<uint32_t>(*difference));
+        } else {
+            interpolate(&out[previous], gap, from, *difference);
         }
-        if (index == count - 1) return true;
+        if (index == count - 1) {
+            out[index] = static_cast<uint32_t>(frame);
+            return true;
+        }
         previous = index;
         previousFrame = frame;
         index = nextTimed(index, count);

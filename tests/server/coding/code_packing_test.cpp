@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <random>
 
 using namespace tarn::server;
 
@@ -114,6 +115,60 @@ TEST(PackedCodes, KeepATimeWithinItsSixteenLetters) {
         EXPECT_GE(got, frames[i / 16 * 16]);
         EXPECT_LE(got, frames[std::min(i / 16 * 16 + 16, frames.size() - 1)]);
     }
+}
+
+TEST(PackedCodes, ComeBackWithFramesEvenlySpreadBetweenThoseThatAreKept) {
+    std::mt19937 dice(2);
+    // From a frame that stays the same to differences that no 32 bits hold when they are multiplied by 16.
+    for (const uint32_t mostBetween : {1U, 9U, 1000U, 1U << 20, (1U << 28) / 16 + 5, 1U << 26}) {
+        for (const size_t count : {size_t{2}, size_t{16}, size_t{17}, size_t{37}, size_t{49}}) {
+            SCOPED_TRACE(std::to_string(mostBetween) + " " + std::to_string(count));
+            RecordingCodes codes;
+            for (auto& variant : codes) {
+                for (CodeString& string : variant) {
+                    auto frame = static_cast<uint32_t>(dice() % 100);
+                    for (size_t i = 0; i < count; ++i) {
+                        string.letters.push_back(static_cast<char>('a' + dice() % 24));
+                        string.frames.push_back(frame);
+                        frame += static_cast<uint32_t>(dice() % mostBetween);
+                    }
+                }
+            }
+            std::string out;
+            appendCodes(out, codes);
+            std::string_view in = out;
+            const auto back = takeCodes(in);
+            ASSERT_TRUE(back.has_value());
+            for (size_t v = 0; v < codes.size(); ++v) {
+                for (size_t c = 0; c < kCodebooks; ++c) {
+                    EXPECT_EQ((*back)[v][c].letters, codes[v][c].letters);
+                    for (size_t i = 0; i < count; ++i) {
+                        const size_t before = i == count - 1 ? i : i / 16 * 16;
+                        const size_t after = std::min(before + 16, count - 1);
+                        const std::vector<uint32_t>& kept = codes[v][c].frames;
+                        uint64_t expected = kept[before];
+                        if (after != before) {
+                            expected += uint64_t{kept[after] - kept[before]} * (i - before) / (after - before);
+                        }
+                        ASSERT_EQ((*back)[v][c].frames[i], expected);
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(PackedCodes, ComeBackWithRunsOfAnyLength) {
+    RecordingCodes codes;
+    std::string& letters = codes[1][1].letters;
+    for (size_t length = 1; length <= 45; ++length) letters.append(length, static_cast<char>('a' + length * 7 % 24));
+    codes[1][1].frames.assign(letters.size(), 3);
+    std::string out;
+    appendCodes(out, codes);
+    std::string_view in = out;
+    const auto back = takeCodes(in);
+    ASSERT_TRUE(back.has_value());
+    EXPECT_EQ((*back)[1][1].letters, letters);
 }
 
 TEST(PackedCodes, AreRefusedWhereverTheyEndEarly) {
