@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "matching/alignment.h"
 
-#include <edlib.h>
+#include "matching/edits.h"
 
 #include <algorithm>
 #include <optional>
@@ -62,30 +62,6 @@ class Votes {
     uint32_t lead_; // the query may begin before the recording does
     std::vector<uint32_t> bins_;
 };
-
-struct Edits {
-    int count = 0;
-    size_t begin = 0; // of the stretch of target that fits, and its last letter
-    size_t last = 0;
-};
-
-// The whole of query somewhere in target; nothing when one of them is empty. It never takes more edits than the query
-// has letters, and being told so the library need not find out.
-std::optional<Edits> editsWithin(std::string_view query, std::string_view target, bool withStart) {
-    if (query.empty() || target.empty()) return std::nullopt;
-    const EdlibAlignResult result =
-        edlibAlign(query.data(), static_cast<int>(query.size()), target.data(), static_cast<int>(target.size()),
-                   edlibNewAlignConfig(static_cast<int>(query.size()), EDLIB_MODE_HW,
-                                       withStart ? EDLIB_TASK_LOC : EDLIB_TASK_DISTANCE, nullptr, 0));
-    std::optional<Edits> edits;
-    if (result.status == EDLIB_STATUS_OK && result.editDistance >= 0 && result.numLocations > 0) {
-        const auto last = static_cast<size_t>(std::max(result.endLocations[0], 0));
-        const size_t begin = withStart ? static_cast<size_t>(std::max(result.startLocations[0], 0)) : 0;
-        edits = Edits{result.editDistance, std::min(begin, last), last};
-    }
-    edlibFreeAlignResult(result);
-    return edits;
-}
 
 std::vector<int64_t> places(const PreparedQuery& query, const RecordingCodes& codes, size_t most) {
     uint32_t recordingFrames = 0;
@@ -175,8 +151,7 @@ void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment&
     };
     std::array<Fit, kMaps> fits;
     for (size_t p = 0; p < kPhases.size(); ++p) {
-        const std::array<ScoreColumns, kCodebooks> columns =
-            columnsAt(codes[p], alignment.startFrame, framesOf(query));
+        const std::array<ScoreColumns, kCodebooks> columns = columnsAt(codes[p], alignment.startFrame, framesOf(query));
         for (size_t m = 0; m < kMaps; ++m) {
             if (!query.maps[m].usable) continue;
             const bool known = m == alignment.map && alignment.units[p] >= 0;
@@ -211,7 +186,7 @@ void refineStart(const PreparedQuery& query, const RecordingCodes& codes, Alignm
         for (size_t c = 0; c < kCodebooks; ++c) {
             const CodeString& string = codes[alignment.phase][c];
             const Window window = lettersBetween(string, from, to);
-            const auto edits = editsWithin(map.strings[c].letters, lettersIn(string, window), true);
+            const auto edits = editsWithin(map.strings[c].letters, lettersIn(string, window), Find::kStretch);
             if (!edits) continue;
             const size_t begin = window.begin + edits->begin;
             const size_t last = window.begin + edits->last;
@@ -242,8 +217,8 @@ double stretchDistance(const RecordingCodes& a, int64_t startA, const RecordingC
             const auto found = editsWithin(
                 part,
                 lettersIn(stringB, lettersBetween(stringB, startB - kMarginFrames, startB + frames + kMarginFrames)),
-                false);
-            edits += found ? static_cast<size_t>(found->count) : part.size();
+                Find::kCount);
+            edits += found ? found->count : part.size();
             letters += part.size();
         }
         if (letters > 0) best = std::min(best, static_cast<double>(edits) / static_cast<double>(letters));
