@@ -4,9 +4,10 @@
 #include "coding/code_packing.h"
 
 #include <array>
+#include <libdeflate.h>
 #include <limits>
+#include <memory>
 #include <new>
-#include <zlib.h>
 
 namespace tarn::server {
 
@@ -35,26 +36,33 @@ constexpr std::array kTexts = {
     +[](Recording& r) -> std::string& { return r.albumBlob; },
 };
 
+constexpr int kLevel = 9;
+
+struct FreeEngine {
+    void operator()(libdeflate_compressor* c) const { libdeflate_free_compressor(c); }
+    void operator()(libdeflate_decompressor* d) const { libdeflate_free_decompressor(d); }
+};
+
 std::string deflated(const std::string& bytes) {
-    uLongf size = compressBound(bytes.size());
-    std::string out(size, '\0');
-    const int status = compress2(reinterpret_cast<Bytef*>(out.data()), &size,
-                                 reinterpret_cast<const Bytef*>(bytes.data()), bytes.size(), Z_BEST_COMPRESSION);
-    if (status != Z_OK) throw std::bad_alloc(); // there is room for any result
-    out.resize(size);
+    thread_local const std::unique_ptr<libdeflate_compressor, FreeEngine> compressor(
+        libdeflate_alloc_compressor(kLevel));
+    if (compressor == nullptr) throw std::bad_alloc();
+    std::string out(libdeflate_zlib_compress_bound(compressor.get(), bytes.size()), '\0');
+    out.resize(libdeflate_zlib_compress(compressor.get(), bytes.data(), bytes.size(), out.data(), out.size()));
     return out;
 }
 
 // Nothing when the bytes are no deflated ones of this size.
 std::optional<std::string> inflated(std::string_view bytes, uint64_t size) {
     if (size > kMostBytes) return std::nullopt;
+    thread_local const std::unique_ptr<libdeflate_decompressor, FreeEngine> decompressor(
+        libdeflate_alloc_decompressor());
+    if (decompressor == nullptr) throw std::bad_alloc();
     std::string out(static_cast<size_t>(size), '\0');
-    uLongf written = out.size();
-    uLong read = bytes.size();
-    const int status = uncompress2(reinterpret_cast<Bytef*>(out.data()), &written,
-                                   reinterpret_cast<const Bytef*>(bytes.data()), &read);
-    if (status == Z_MEM_ERROR) throw std::bad_alloc();
-    if (status != Z_OK || written != out.size() || read != bytes.size()) return std::nullopt;
+    size_t read = 0;
+    const libdeflate_result result = libdeflate_zlib_decompress_ex(decompressor.get(), bytes.data(), bytes.size(),
+                                                                   out.data(), out.size(), &read, nullptr);
+    if (result != LIBDEFLATE_SUCCESS || read != bytes.size()) return std::nullopt;
     return out;
 }
 
