@@ -4,6 +4,7 @@
 #include "commands/catalogue.h"
 #include "commands/descriptor_stream.h"
 #include "commands/serve.h"
+#include "commands/transfer.h"
 #include "commands/unknown_command.h"
 #include "kvx.h"
 #include "matching/catalog_recogniser.h"
@@ -14,6 +15,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <iostream>
 #include <unistd.h>
 
 namespace {
@@ -52,7 +54,7 @@ class Commands {
 
     CLI::App* catalogCommand(const char* name, const char* help, std::function<int()> action) {
         CLI::App* made = command(app_, name, help, std::move(action));
-        made->add_option("--catalog", catalog_, "Catalogue: a folder, or a file that names shards")
+        made->add_option("--catalog", catalog_, "Catalogue: a folder, or redis://HOST:PORT[,HOST:PORT...]")
             ->capture_default_str();
         return made;
     }
@@ -67,6 +69,7 @@ class Commands {
         add->add_option("--workers", add_.workers, "Threads that decode; 0: one for each processor")
             ->check(CLI::Range(0, 1024))
             ->capture_default_str();
+        addGramLetters(*add, add_.gramLetters, "Letters of a gram in a new catalogue, 5 to 7; 0: as usual");
         add->add_option("--batch", add_.batchFiles, "Files that are committed together")
             ->check(CLI::Range(1, 10'000))
             ->capture_default_str();
@@ -96,6 +99,10 @@ class Commands {
         addSeconds(*serve, "--waiting-seconds", limits.waitingTime, "For an admitted request to wait for a worker");
         addSeconds(*serve, "--stopping-seconds", limits.stoppingTime, "For what is in flight when the service ends");
         addAccountsOption(*serve);
+    }
+
+    static void addGramLetters(CLI::App& command, unsigned& value, const char* help) {
+        command.add_option("--gram-letters", value, help)->check(CLI::IsMember({0, 5, 6, 7}))->capture_default_str();
     }
 
     static void addCount(CLI::App& command, const char* name, size_t& value, size_t least, size_t most,
@@ -151,11 +158,28 @@ class Commands {
                        toTheEnd([this] { return runRemove(catalog_, name_, out_, err_); }))
             ->add_option("ID", name_, "Number or track id")
             ->required();
-        catalogCommand("check", "Look for damage", [this] { return runCheck(catalog_, out_, err_); });
+        catalogCommand("check", "Look for damage", [this] {
+            return runCheck(catalog_, deep_, out_, err_);
+        })->add_flag("--deep", deep_, "Read every list, too, and compare them with the recordings");
         catalogCommand("stats", "Size of the catalogue", [this] { return runStats(catalog_, out_, err_); });
-        catalogCommand("compact", "Merge what was added lately into the main database",
-                       toTheEnd([this] { return runCompact(catalog_, purge_, out_, err_); }))
-            ->add_flag("--purge", purge_, "Write it anew, so that what was removed or replaced leaves the disk");
+        CLI::App* compact = catalogCommand("compact", "Take out of the lists what was removed or replaced",
+                                           toTheEnd([this] { return runCompact(catalog_, compaction_, out_, err_); }));
+        compact->add_flag("--purge", compaction_.anew, "Make the lists anew from the recordings; damaged ones go");
+        addGramLetters(*compact, compaction_.gramLetters, "Letters of a gram from now on, 5 to 7; 0: as they are");
+        catalogCommand("backup", "Copy the catalogue while it is used",
+                       toTheEnd([this] { return runBackup(catalog_, name_, out_, err_); }))
+            ->add_option("FOLDER", name_, "Where the copy goes: a folder that is new or empty")
+            ->required();
+        catalogCommand("restore", "Make a copy the catalogue, where there is none",
+                       toTheEnd([this] { return runRestore(catalog_, name_, out_, err_); }))
+            ->add_option("FOLDER", name_, "Where the copy lies")
+            ->required();
+        catalogCommand("export", "Print every recording as a line of JSON",
+                       [this] { return runExport(catalog_, out_, err_); });
+        catalogCommand("import", "Add recordings that were exported",
+                       toTheEnd([this] { return runImport(catalog_, name_, std::cin, out_, err_); }))
+            ->add_option("FILE", name_, "The lines; -: standard input")
+            ->required();
         catalogCommand("identify", "Recognise a file without a server, and say why",
                        [this] { return runIdentify(catalog_, name_, out_, err_); })
             ->add_option("FILE", name_, "An audio file")
@@ -173,7 +197,8 @@ class Commands {
     AccountAddOptions accountAdd_;
     uint32_t accountId_ = 0;
     std::string name_;
-    bool purge_ = false;
+    bool deep_ = false;
+    Compaction compaction_;
 };
 
 int run(int argc, char** argv, std::ostream& out, std::ostream& err) {

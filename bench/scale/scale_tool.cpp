@@ -42,20 +42,26 @@ int load(const std::string& real, const std::string& location, uint32_t count) {
     const auto present = static_cast<uint32_t>(CatalogReader(location).recordingCount());
     const uint32_t tenth = std::max((count - std::min(count, present)) / 10, 1U);
     double spent = 0; // on the catalogue, not on making recordings up
+    double longest = 0;
     for (uint32_t number = present + 1; number <= count; ++number) {
         const Recording recording = music.recording(number);
         const double begin = cpuMs();
         writer.put(recording);
-        if (number % kBatch == 0) writer.commit();
+        if (number % kBatch == 0) {
+            const auto start = std::chrono::steady_clock::now();
+            writer.commit();
+            const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+            longest = std::max(longest, took.count());
+        }
         spent += cpuMs() - begin;
         if ((number - present) % tenth == 0) {
-            std::printf("%u recordings: %.0f a second\n", number, tenth / spent * 1000);
+            std::printf("%u recordings: %.0f a second of CPU, longest commit so far %.2f s\n", number,
+                        tenth / spent * 1000, longest);
             std::fflush(stdout);
             spent = 0;
         }
     }
     writer.commit();
-    writer.compact();
     return 0;
 }
 
@@ -119,19 +125,34 @@ int lookUps(const std::string& real, const std::string& location, size_t asked) 
     return 0;
 }
 
+// One line a query with everything that judging gave, for a comparison with another catalogue of the same music.
+int answers(const std::string& real, const std::string& location, size_t asked) {
+    const SyntheticMusic music(real);
+    CatalogReader reader(location);
+    const auto count = static_cast<uint32_t>(reader.recordingCount());
+    for (const Kind& kind : {Kind{"known", true, 1.0}, Kind{"noisy", true, kNoise}, Kind{"unknown", false, 1.0}}) {
+        Dice dice(kind.known ? 11 : 12);
+        for (size_t i = 0; i < asked; ++i) {
+            const auto number =
+                kind.known ? static_cast<uint32_t>(dice.below(count)) + 1 : kUnknown + static_cast<uint32_t>(i);
+            const Examination examination = examine(reader, music.query(number, dice, kind.noise));
+            std::printf("%s %u: %d stages\n", kind.name, number, examination.stages);
+            for (const Candidate& each : examination.candidates) {
+                std::printf("  %u score %u, %.17g bits at %lld, chance %.17g%s\n", each.id, each.score,
+                            each.alignment.bits, static_cast<long long>(each.alignment.startFrame), each.chance,
+                            each.accepted ? ", accepted" : "");
+            }
+        }
+    }
+    return 0;
+}
+
 int size(const std::string& location) {
     double minutes = 0;
-    CatalogReader(location).forEach([&](const Recording& recording) { minutes += recording.durationMs / 60000.0; });
-    double sum = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(location)) {
-        const std::filesystem::path& path = entry.path();
-        if (!entry.is_regular_file()) continue;
-        if (path.parent_path().filename() != "main") continue;
-        const double kilobytes = static_cast<double>(entry.file_size()) / 1000.0 / minutes;
-        std::printf("%-20s %6.2f kB a minute\n", path.filename().c_str(), kilobytes);
-        sum += kilobytes;
-    }
-    std::printf("%-20s %6.2f kB a minute, of %.0f minutes\n", "all", sum, minutes);
+    CatalogReader reader(location);
+    reader.forEach([&](const Recording& recording) { minutes += recording.durationMs / 60000.0; });
+    const double bytes = static_cast<double>(reader.bytesTaken().value_or(0));
+    std::printf("%.2f kB a minute, of %.0f minutes\n", bytes / 1000.0 / minutes, minutes);
     return 0;
 }
 
@@ -144,11 +165,13 @@ int main(int argc, char** argv) {
             return load(words[1], words[2], static_cast<uint32_t>(std::stoul(words[3])));
         }
         if (words.size() == 4 && words[0] == "look-up") return lookUps(words[1], words[2], std::stoul(words[3]));
+        if (words.size() == 4 && words[0] == "answers") return answers(words[1], words[2], std::stoul(words[3]));
         if (words.size() == 2 && words[0] == "size") return size(words[1]);
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;
     }
-    std::cerr << "scale_tool load REAL CATALOG COUNT | look-up REAL CATALOG N | size CATALOG\n";
+    std::cerr
+        << "scale_tool load REAL CATALOG COUNT | look-up REAL CATALOG N | answers REAL CATALOG N | size CATALOG\n";
     return 2;
 }

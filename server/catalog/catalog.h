@@ -1,50 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
-// The catalogue: every recording of the collection with its postings. The only files that know the search engine are
-// those of this folder.
+// The catalogue: every recording of the collection, and for each gram the recordings that hold it. Where it lies, a
+// store knows (catalog/store.h); everything else is here.
 #pragma once
 
+#include "catalog/errors.h"
+#include "catalog/file_entry.h"
+#include "catalog/lookup.h"
 #include "catalog/recording.h"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace tarn::server {
 
-// The catalogue cannot be opened, read or written; the text says why.
-class CatalogError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-// The catalogue is sound, but a part of it does not answer now.
-class CatalogUnavailable : public CatalogError {
-  public:
-    using CatalogError::CatalogError;
-};
-
-// One recording of a sound catalogue is damaged; the text says which, and how to mend it.
-class DamagedRecording : public CatalogError {
-  public:
-    using CatalogError::CatalogError;
+// Look-ups go on meanwhile as if nothing had happened.
+struct Compaction {
+    bool anew = false;        // makes the lists anew from the recordings
+    unsigned gramLetters = 0; // of a gram from now on, 5 to 7, which makes the lists anew; 0: as they are
 };
 
 // The one writer of a catalogue; a second one, in any process, is refused with a CatalogError that says so.
 class CatalogWriter {
   public:
-    // A folder (a catalogue is made where there is nothing of one), or a stub file of folders and writable shards
-    // (catalog/shards.h).
-    explicit CatalogWriter(const std::string& location);
+    // Where there is nothing yet, a catalogue is made, with grams of so many letters (5 to 7; 0: as the default has
+    // it).
+    explicit CatalogWriter(const std::string& location, unsigned gramLetters = 0);
     ~CatalogWriter(); // uncommitted changes are dropped
     CatalogWriter(const CatalogWriter&) = delete;
     CatalogWriter& operator=(const CatalogWriter&) = delete;
 
-    // Adds, or replaces the recording of the same contentHash, which may get another id. Durable and visible after the
-    // next commit().
+    // Adds, or replaces the recording of the same contentHash, which gets another id only where its letters differ.
+    // Durable and visible after the next commit().
     enum class Outcome { kAdded, kUpdated };
     Outcome put(const Recording& recording);
     bool remove(uint32_t id);
@@ -53,30 +43,15 @@ class CatalogWriter {
     // its recording is damaged.
     bool isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, bool thoroughly = false);
     void rememberFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, const std::string& contentHash);
-    // Merges too when the small database has grown large beside the main one.
     void commit();
-    // Merges the small database into the large, compacted one. What was removed or replaced stays in that, unseen,
-    // until it is a quarter of it, or until a purge, which writes the whole database anew. A purge drops damaged
-    // recordings, too, and returns their ids.
-    std::vector<uint32_t> compact(bool purge = false);
+
+    // Takes what was removed or replaced out of the lists, and makes them anew where that is asked for or they are
+    // damaged. Damaged recordings go when lists are made anew; their ids are returned.
+    std::vector<uint32_t> compact(const Compaction& how = {});
 
   private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
-};
-
-// A gram that so many recordings hold tells too little for what it costs to keep and to read: recordings that come
-// later are stored without it, and it is not to be asked for.
-inline constexpr uint64_t kCommonGram = 2200;
-
-struct WeightedTerm {
-    std::string term;
-    uint32_t weight = 0; // whole numbers add up to the same sum in any order
-};
-
-struct ScoredRecording {
-    uint32_t id = 0;
-    uint32_t score = 0; // sum of the weights of the terms that it holds
 };
 
 // Used by one thread at a time. Throws CatalogError where there is no catalogue.
@@ -92,18 +67,28 @@ class CatalogReader {
 
     // Sees what was committed since; cheap when nothing was.
     void refresh();
-    uint64_t recordingCount();
+    // Keeps nothing of the store busy until the next refresh(), which must come before anything else.
+    void rest();
+    uint64_t recordingCount() const;
+    unsigned gramLetters() const;
     std::optional<Recording> recording(uint32_t id);
+    // What is remembered of a file that was read.
+    std::optional<FileEntry> file(const std::string& path);
     std::vector<uint32_t> byTrackId(const std::string& trackId);
     std::vector<uint32_t> byAlbumId(const std::string& albumId);
     void forEach(const std::function<void(const Recording&)>& visit); // in the order of their ids
-    // Damage found, one line each; empty: clean.
-    std::vector<std::string> check();
+    // Damage found, one line each; empty: clean. deep: reads every byte, and compares lists and recordings.
+    std::vector<std::string> check(bool deep = false);
+    std::optional<uint64_t> bytesTaken();
+    // A copy of the whole catalogue, consistent while others use it, in a folder that is new or empty.
+    void backUp(const std::string& destination);
 
-    // How many recordings hold the term, 65535 of a shard at most; those replaced or removed may still count.
-    uint64_t frequency(const std::string& term);
-    // The recordings of the highest scores, highest first, equal ones by id.
-    std::vector<ScoredRecording> best(const std::vector<WeightedTerm>& terms, size_t most);
+    // lists: of grams (catalog/gram_lists.h), rising. One look-up at a time.
+    Lookup lookUp(std::vector<ListNumber> lists);
+    // Of the latest look-up, those of the highest scores that are still there, highest first, equal ones by id.
+    std::vector<ScoredRecording> best(size_t most);
+    // Whether everything answered that was asked since the last refresh(). If not, what was not found may be there.
+    bool complete() const;
 
   private:
     struct Impl;

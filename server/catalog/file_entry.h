@@ -9,10 +9,8 @@
 
 namespace tarn::server {
 
-// generation, bytes, modification time (varints), content hash. The generation is that of the recent database which
-// the entry was written to: of two entries in a merge the later one has the higher generation.
+// bytes, modification time (varints), content hash.
 struct FileEntry {
-    uint64_t generation = 0;
     uint64_t bytes = 0;
     uint64_t modifiedNs = 0;
     std::string contentHash;
@@ -21,8 +19,7 @@ struct FileEntry {
 std::string pack(const FileEntry& entry);
 std::optional<FileEntry> unpackFileEntry(std::string_view bytes);
 
-// Under this the database remembers a file. The path may be longer than a key may be. All begin alike.
-inline constexpr char kFileKeys[] = "file";
+// Under this the store remembers a file. The path may be longer than a key may be.
 std::string fileKey(const std::string& path);
 
 } // namespace tarn::server

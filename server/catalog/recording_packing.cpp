@@ -68,12 +68,6 @@ std::optional<std::string> inflated(std::string_view bytes, uint64_t size) {
 
 } // namespace
 
-std::string recordingKey(uint32_t id) {
-    std::string key = "r";
-    for (const int shift : {24, 16, 8, 0}) key.push_back(static_cast<char>(id >> shift & 0xff));
-    return key;
-}
-
 std::string packRecording(const Recording& recording) {
     Recording fields = recording; // one list of members serves both directions, and reading wants them writable
     std::string content;

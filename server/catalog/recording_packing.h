@@ -17,8 +17,6 @@
 
 namespace tarn::server {
 
-std::string recordingKey(uint32_t id);
-
 std::string packRecording(const Recording& recording);
 // Nothing when the bytes are no recording of a format that we know.
 std::optional<Recording> unpackRecording(std::string_view bytes);

@@ -29,14 +29,15 @@ struct Run {
     size_t length = std::numeric_limits<size_t>::max() / 2; // more than any string has: no run begins so
 };
 
-constexpr std::array<Run, 256> kRuns = [] {
+constexpr std::array<Run, 256> makeRuns() {
     constexpr uint64_t kEachByte = 0x0101010101010101;
     std::array<Run, 256> runs;
     for (uint32_t value = 0; value < kLetterValues * kMostRun; ++value) {
         runs[value] = {kEachByte * ('a' + value % kLetterValues), value / kLetterValues + 1};
     }
     return runs;
-}();
+}
+constexpr std::array<Run, 256> kRuns = makeRuns();
 
 bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
     static_assert(kMostRun <= 2 * sizeof(Run::letters));
@@ -130,6 +131,15 @@ std::optional<uint64_t> takeVarint(std::string_view& bytes) {
     return std::nullopt;
 }
 
+std::vector<size_t> timedIndexes(size_t letters) {
+    std::vector<size_t> indexes;
+    for (size_t index = 0; index < letters; index = nextTimed(index, letters)) {
+        indexes.push_back(index);
+        if (index == letters - 1) break;
+    }
+    return indexes;
+}
+
 void appendCodes(std::string& out, const RecordingCodes& codes) {
     for (const auto& phase : codes) {
         for (const CodeString& string : phase) {
@@ -137,11 +147,10 @@ void appendCodes(std::string& out, const RecordingCodes& codes) {
             appendVarint(out, count);
             appendLetters(out, string.letters);
             uint32_t previous = 0;
-            for (size_t index = 0; index < count; index = nextTimed(index, count)) {
+            for (const size_t index : timedIndexes(count)) {
                 const uint32_t frame = string.frames.size() == count ? string.frames[index] : previous;
                 appendVarint(out, frame - previous);
                 previous = frame;
-                if (index == count - 1) break;
             }
         }
     }

@@ -5,14 +5,6 @@
 
 namespace tarn::server {
 
-namespace {
-
-constexpr uint32_t kLetters = 24;
-
-bool isLetter(char c) { return c >= 'a' && c < static_cast<char>('a' + kLetters); }
-
-} // namespace
-
 std::vector<Gram> gramsOf(std::string_view letters) {
     std::vector<Gram> grams;
     grams.reserve(letters.size());
@@ -21,9 +13,10 @@ std::vector<Gram> gramsOf(std::string_view letters) {
 }
 
 size_t distinctLetters(std::string_view letters) {
-    std::bitset<kLetters> seen;
+    std::bitset<kCodeLetters> seen;
     for (const char c : letters) {
-        if (isLetter(c)) seen.set(static_cast<size_t>(c - 'a'));
+        const auto letter = static_cast<uint32_t>(static_cast<unsigned char>(c)) - 'a';
+        if (letter < kCodeLetters) seen.set(letter);
     }
     return seen.count();
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Grams: five letters of a code string after its repeats are removed. How often a letter repeats depends on the
+// Grams: a few letters of a code string after its repeats are removed. How often a letter repeats depends on the
 // logarithm of a run's length and breaks under noise; which letters follow each other does not.
 #pragma once
 
@@ -12,19 +12,56 @@
 
 namespace tarn::server {
 
-constexpr size_t kGramLetters = 5;
-constexpr uint32_t kGramCount = 24 * 24 * 24 * 24 * 24; // values of one codebook
+constexpr uint32_t kCodeLetters = 24; // 'a' to 'x'
+
+// How many different grams of so many letters there are: of 13 at most.
+constexpr uint64_t gramCount(unsigned letters) {
+    uint64_t count = 1;
+    for (; letters > 0; --letters) count *= kCodeLetters;
+    return count;
+}
+
+// Visits the grams of so many letters (1 to 13) in the order of the string: the value, below gramCount(), and the index
+// of the first letter in the string with repeats. A letter outside 'a' to 'x' ends a gram and begins none.
+template <class Visit>
+void forEachGram(std::string_view string, unsigned letters, Visit visit) {
+    constexpr size_t kPlaces = 16; // a ring of where the last letters began
+    const uint64_t count = gramCount(letters);
+    uint32_t starts[kPlaces] = {};
+    size_t held = 0; // letters since the last break, repeats removed
+    uint64_t value = 0;
+    char previous = 0;
+    for (size_t i = 0; i < string.size(); ++i) {
+        const char c = string[i];
+        if (c == previous) continue;
+        previous = c;
+        const auto letter = static_cast<uint32_t>(static_cast<unsigned char>(c)) - 'a';
+        if (letter >= kCodeLetters) {
+            held = 0;
+            value = 0;
+            continue;
+        }
+        value = (value * kCodeLetters + letter) % count;
+        starts[held % kPlaces] = static_cast<uint32_t>(i);
+        ++held;
+        if (held >= letters) visit(value, starts[(held - letters) % kPlaces]);
+    }
+}
+
+// Those that place a query in a recording.
+constexpr unsigned kGramLetters = 5;
+constexpr auto kGramCount = static_cast<uint32_t>(gramCount(kGramLetters));
 
 struct Gram {
     uint32_t value; // below kGramCount
     uint32_t index; // of its first letter in the string with repeats
 };
 
-// Calls visit with each gram in the order of the string. A letter outside 'a' to 'x' ends a gram and begins none.
+// The grams of kGramLetters, several times as fast.
 template <class Visit>
 void forEachGram(std::string_view letters, Visit visit) {
     static_assert(kGramLetters == 5);
-    constexpr uint32_t kLetters = 24;
+    constexpr uint32_t kLetters = kCodeLetters;
     constexpr size_t kBlock = 512;
     // No processor foretells which letters repeat the one before. So a block's repeats are removed without a branch.
     std::array<uint8_t, kBlock> numbers;

@@ -47,7 +47,7 @@ class Run {
     Run(const AddOptions& options, std::ostream& out, std::ostream& err)
         : options_(options), out_(out), err_(err),
           tags_(options.workers == 0 ? std::max(1U, std::thread::hardware_concurrency()) : options.workers),
-          writer_(options.catalog) {}
+          writer_(options.catalog, options.gramLetters) {}
 
     AddStatus run() {
         FoundFiles found = findFiles(options_.paths);

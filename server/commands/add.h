@@ -13,6 +13,7 @@ namespace tarn::server {
 struct AddOptions {
     std::string catalog;
     std::vector<std::string> paths;
+    unsigned gramLetters = 0;                   // of a new catalogue; 0: as usual
     size_t workers = 0;                         // threads that decode; 0: one for each processor
     size_t batchFiles = 500;                    // committed together; larger ones are slower and take more memory
     std::chrono::milliseconds batchTime{5'000}; // or after this time, if that is sooner

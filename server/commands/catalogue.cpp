@@ -21,16 +21,6 @@ namespace tarn::server {
 
 namespace {
 
-template <class Command>
-int reporting(std::ostream& err, const Command& command) {
-    try {
-        return command();
-    } catch (const std::exception& error) {
-        err << reasonOf(error) << '\n';
-        return 1;
-    }
-}
-
 // A mistyped place is no reason to make a catalogue there.
 void expectCatalog(const std::string& catalog) { CatalogReader{catalog}; }
 
@@ -89,17 +79,6 @@ void show(const Recording& recording, std::ostream& out) {
     }
 }
 
-uint64_t bytesOnDisk(const std::string& catalog) {
-    std::error_code error;
-    uint64_t bytes = 0;
-    for (fs::recursive_directory_iterator at(catalog, error), end; !error && at != end; at.increment(error)) {
-        std::error_code gone; // a writer may sweep while we look
-        const uint64_t size = at->is_regular_file(gone) ? at->file_size(gone) : 0;
-        if (!gone) bytes += size;
-    }
-    return bytes;
-}
-
 } // namespace
 
 int runList(const std::string& catalog, std::ostream& out, std::ostream& err) {
@@ -149,10 +128,10 @@ int runRemove(const std::string& catalog, const std::string& name, std::ostream&
     });
 }
 
-int runCheck(const std::string& catalog, std::ostream& out, std::ostream& err) {
+int runCheck(const std::string& catalog, bool deep, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         CatalogReader reader(catalog);
-        const std::vector<std::string> damage = reader.check();
+        const std::vector<std::string> damage = reader.check(deep);
         for (const std::string& line : damage) err << line << '\n';
         if (!damage.empty()) return 1;
         out << fmt::format("{} recordings, no damage found\n", reader.recordingCount());
@@ -171,24 +150,23 @@ int runStats(const std::string& catalog, std::ostream& out, std::ostream& err) {
                 for (const CodeString& code : phase) letters += code.letters.size();
             }
         });
-        out << fmt::format("recordings   {}\naudio        {}\nletters      {}\n", reader->recordingCount(),
-                           clockTime(durationMs / 1000), letters);
-        if (fs::is_directory(catalog)) { // a stub's shards lie elsewhere
-            const uint64_t bytes = bytesOnDisk(catalog);
-            out << fmt::format("on disk      {} bytes\n", bytes);
+        out << fmt::format("recordings   {}\naudio        {}\nletters      {}, {} of them a gram\n",
+                           reader->recordingCount(), clockTime(durationMs / 1000), letters, reader->gramLetters());
+        if (const std::optional<uint64_t> bytes = reader->bytesTaken()) {
+            out << fmt::format("takes        {} bytes\n", *bytes);
             if (durationMs > 0) {
                 out << fmt::format("             {:.0f} bytes a minute of audio\n",
-                                   static_cast<double>(bytes) * 60'000 / static_cast<double>(durationMs));
+                                   static_cast<double>(*bytes) * 60'000 / static_cast<double>(durationMs));
             }
         }
         return reader.foundDamage() ? 1 : 0;
     });
 }
 
-int runCompact(const std::string& catalog, bool purge, std::ostream& out, std::ostream& err) {
+int runCompact(const std::string& catalog, const Compaction& how, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         expectCatalog(catalog);
-        for (const uint32_t id : CatalogWriter(catalog).compact(purge)) {
+        for (const uint32_t id : CatalogWriter(catalog).compact(how)) {
             err << fmt::format("removed {}, which was damaged; adding its file or folder again brings it back\n", id);
         }
         out << "compacted\n";

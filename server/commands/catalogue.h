@@ -5,6 +5,8 @@
 // shown.
 #pragma once
 
+#include "catalog/catalog.h"
+
 #include <filesystem>
 #include <iosfwd>
 #include <string>
@@ -16,9 +18,9 @@ int runList(const std::string& catalog, std::ostream& out, std::ostream& err);
 // name: an id, or a track id, of which there may be several recordings.
 int runShow(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err);
 int runRemove(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err);
-int runCheck(const std::string& catalog, std::ostream& out, std::ostream& err);
+int runCheck(const std::string& catalog, bool deep, std::ostream& out, std::ostream& err);
 int runStats(const std::string& catalog, std::ostream& out, std::ostream& err);
-int runCompact(const std::string& catalog, bool purge, std::ostream& out, std::ostream& err);
+int runCompact(const std::string& catalog, const Compaction& how, std::ostream& out, std::ostream& err);
 int runIdentify(const std::string& catalog, const std::filesystem::path& file, std::ostream& out, std::ostream& err);
 
 } // namespace tarn::server

@@ -43,7 +43,7 @@ bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream
         out << "Not looked up: " << examination.refusal << '\n';
         return false;
     }
-    out << examination.terms << " grams looked up in " << examination.stages << " stage"
+    out << examination.grams << " grams looked up in " << examination.stages << " stage"
         << (examination.stages == 1 ? "" : "s") << ", " << examination.candidates.size() << " candidates\n";
     bool isBest = true;
     for (const Candidate& candidate : examination.candidates) {

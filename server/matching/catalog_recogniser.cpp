@@ -22,6 +22,10 @@ Match matchOf(const Recording& recording) {
 
 } // namespace
 
+CatalogUnavailable CatalogRecogniser::notAll() const {
+    return CatalogUnavailable(location_ + ": a part of the catalogue does not answer");
+}
+
 template <class Work>
 auto CatalogRecogniser::withReader(Work work) {
     std::unique_ptr<CatalogReader> reader;
@@ -40,6 +44,7 @@ auto CatalogRecogniser::withReader(Work work) {
             reader->refresh();
         }
         auto result = work(*reader);
+        reader->rest();
         const std::lock_guard lock(mutex_);
         idle_.push_back(std::move(reader));
         return result;
@@ -70,6 +75,7 @@ std::vector<Match> CatalogRecogniser::recognise(const FingerprintQuery& query, s
             match.offsetMs = offsetMs(candidate.alignment);
             matches.push_back(std::move(match));
         }
+        if (matches.empty() && !examination.complete) throw notAll();
         return matches;
     });
 }
@@ -88,6 +94,7 @@ std::vector<Match> CatalogRecogniser::lookUp(const std::string& id, size_t most)
             match.confidence = 100;
             matches.push_back(std::move(match));
         }
+        if (matches.empty() && !reader.complete()) throw notAll();
         return matches;
     });
 }

@@ -33,6 +33,7 @@ class CatalogRecogniser : public Recogniser {
     template <class Work>
     auto withReader(Work work);
 
+    CatalogUnavailable notAll() const;
     void passOver(uint32_t id, const std::string& problem);
 
     std::string location_;

@@ -3,18 +3,21 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 namespace tarn::server {
 
 namespace {
 
 constexpr size_t kMostCandidates = 20;
-constexpr size_t kRarestTerms = 160;
+constexpr size_t kRarestGrams = 160;
 // What a stage reads of the catalogue at most, in postings: the commonest grams say the least and cost the most, and in
-// a large catalogue all of a query's would be millions. So many of the rarest terms are read all the same.
+// a large catalogue all of a query's would be millions. So many of the rarest grams are read all the same.
 constexpr uint64_t kFirstPostings = 20'000;
 constexpr uint64_t kMostPostings = 200'000;
-constexpr size_t kFewestTerms = 40;
+constexpr size_t kFewestGrams = 40;
+// A gram that so many recordings hold tells too little for what it costs to read.
+constexpr uint64_t kCommonGram = 2200;
 // The first stage's candidates are judged when the best outweighs so far the one behind those that may be its copies:
 // of a recording that is known it nearly always does, and unknown music is spared a stage that ends in nothing.
 constexpr size_t kBehind = 5;
@@ -31,11 +34,6 @@ constexpr size_t kMostMeasuredOfClear = 2;
 // Two candidates nearer to each other than this, where the query lies, are the same recording.
 constexpr double kSameRecording = 0.35;
 
-struct Term {
-    std::string text;
-    uint64_t frequency;
-};
-
 // Information that a gram carries, in hundredths of a bit.
 uint32_t weightOf(uint64_t frequency, uint64_t recordings) {
     const double share =
@@ -43,38 +41,34 @@ uint32_t weightOf(uint64_t frequency, uint64_t recordings) {
     return static_cast<uint32_t>(std::lround(-100.0 * std::log2(share))) + 1;
 }
 
-// The terms that some recordings hold, and not all too many, rarest first.
-std::vector<Term> heldTerms(CatalogReader& reader, const PreparedQuery& query) {
-    std::vector<Term> held;
-    for (std::string& text : query.terms()) {
-        const uint64_t frequency = reader.frequency(text);
-        if (frequency > 0 && frequency < kCommonGram) held.push_back({std::move(text), frequency});
+// The grams that some recordings hold, and not all too many, by their place in the look-up, rarest first.
+std::vector<size_t> heldGrams(const Lookup& lookup) {
+    std::vector<size_t> held;
+    for (size_t gram = 0; gram < lookup.size(); ++gram) {
+        const uint64_t frequency = lookup.frequency(gram);
+        if (frequency > 0 && frequency < kCommonGram) held.push_back(gram);
     }
-    std::sort(held.begin(), held.end(), [](const Term& a, const Term& b) {
-        return a.frequency != b.frequency ? a.frequency < b.frequency : a.text < b.text;
-    });
+    std::stable_sort(held.begin(), held.end(),
+                     [&](size_t a, size_t b) { return lookup.frequency(a) < lookup.frequency(b); });
     return held;
 }
 
-// How many of the terms, rarest first, have no more postings than that together.
-size_t termsWithin(const std::vector<Term>& terms, uint64_t postings) {
+// How many of the grams, rarest first, have no more postings than that together.
+size_t gramsWithin(const Lookup& lookup, const std::vector<size_t>& grams, uint64_t postings) {
     size_t count = 0;
     uint64_t sum = 0;
-    while (count < terms.size() && (count < kFewestTerms || sum + terms[count].frequency <= postings)) {
-        sum += terms[count++].frequency;
+    while (count < grams.size() && (count < kFewestGrams || sum + lookup.frequency(grams[count]) <= postings)) {
+        sum += lookup.frequency(grams[count++]);
     }
     return count;
 }
 
-// The recordings that hold most of the first of the terms, by weight.
-std::vector<ScoredRecording> heaviest(CatalogReader& reader, const std::vector<Term>& terms, size_t termCount,
-                                      size_t mostCandidates, uint64_t recordings) {
-    std::vector<WeightedTerm> weighted;
-    weighted.reserve(termCount);
-    for (size_t i = 0; i < termCount; ++i) {
-        weighted.push_back({terms[i].text, weightOf(terms[i].frequency, recordings)});
-    }
-    return reader.best(weighted, mostCandidates);
+// Adds up the weights of those grams.
+void addUp(Lookup& lookup, std::span<const size_t> grams, uint64_t recordings) {
+    std::vector<WeightedGram> weighted;
+    weighted.reserve(grams.size());
+    for (const size_t gram : grams) weighted.push_back({gram, weightOf(lookup.frequency(gram), recordings)});
+    lookup.add(weighted);
 }
 
 bool standsOut(const std::vector<ScoredRecording>& scored) {
@@ -150,18 +144,21 @@ Examination examine(CatalogReader& reader, const FingerprintQuery& query) {
         return result;
     }
     const uint64_t recordings = reader.recordingCount();
-    const std::vector<Term> terms = heldTerms(reader, prepared);
+    Lookup lookup = reader.lookUp(prepared.lists(reader.gramLetters()));
+    const std::vector<size_t> grams = heldGrams(lookup);
     const size_t mostOfAll = recordings <= kSmallCatalogue ? kMostOfSmall : kMostCandidates;
-    const size_t rarest = std::min(kRarestTerms, termsWithin(terms, kFirstPostings));
-    const size_t all = termsWithin(terms, kMostPostings);
+    const size_t rarest = std::min(kRarestGrams, gramsWithin(lookup, grams, kFirstPostings));
+    const size_t all = gramsWithin(lookup, grams, kMostPostings);
     for (const auto& [count, mostCandidates] : {std::pair(rarest, kMostCandidates), std::pair(all, mostOfAll)}) {
         const bool last = ++result.stages == 2;
-        result.terms = count;
-        const auto scored = heaviest(reader, terms, count, mostCandidates, recordings);
+        addUp(lookup, std::span(grams).subspan(result.grams, count - result.grams), recordings);
+        result.grams = count;
+        const auto scored = reader.best(mostCandidates);
         if (!last && !standsOut(scored)) continue;
         result.candidates = judge(reader, prepared, scored, recordings);
         if (!result.candidates.empty() && result.candidates.front().accepted) break;
     }
+    result.complete = lookup.complete() && reader.complete();
     return result;
 }
 

@@ -28,7 +28,8 @@ struct Candidate {
 struct Examination {
     std::string refusal;               // why the query was not looked up; empty: it was
     int stages = 0;                    // 1: the rarest grams sufficed; 2: more were needed
-    size_t terms = 0;                  // looked up in the last stage
+    size_t grams = 0;                  // looked up
+    bool complete = true;              // false: what was not found may be in the catalogue all the same
     std::vector<Candidate> candidates; // best first
 };
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "matching/prepared_query.h"
 
-#include "catalog/terms.h"
+#include "catalog/gram_lists.h"
 #include "kvx.h"
 
 #include <algorithm>
 #include <numeric>
-#include <set>
 
 namespace tarn::server {
 
@@ -85,15 +84,14 @@ double PreparedQuery::bits() const {
     return usableMaps == 0 ? 0 : sum / static_cast<double>(usableMaps) / ScoredString::kUnitsPerBit;
 }
 
-std::vector<std::string> PreparedQuery::terms() const {
-    std::set<std::string> terms;
+std::vector<ListNumber> PreparedQuery::lists(unsigned gramLetters) const {
+    std::vector<ListNumber> lists;
     for (const QueryMap& map : maps) {
         if (!map.usable) continue;
-        for (size_t c = 0; c < kCodebooks; ++c) {
-            for (const Gram& gram : map.strings[c].grams) terms.insert(gramTerm(c, gram.value));
-        }
+        for (size_t c = 0; c < kCodebooks; ++c) addLists(lists, gramLetters, c, map.strings[c].letters);
     }
-    return {terms.begin(), terms.end()};
+    sortOnce(lists);
+    return lists;
 }
 
 } // namespace tarn::server

@@ -79,8 +79,8 @@ struct PreparedQuery {
     bool usable() const;
     // That would speak for an exact copy: of both codebooks, the mean of the usable maps.
     double bits() const;
-    // The different grams of the usable maps, as terms.
-    std::vector<std::string> terms() const;
+    // The lists of the usable maps' grams, rising, each once.
+    std::vector<ListNumber> lists(unsigned gramLetters) const;
 
     std::array<QueryMap, kMaps> maps;
     std::array<GramPlaces, kCodebooks> places;

@@ -190,7 +190,7 @@ class SmallDisk {
 
 void limitFileSize() {
     std::signal(SIGXFSZ, SIG_IGN); // the write fails
-    constexpr rlim_t kMostBytes = 40 * 1024;
+    constexpr rlim_t kMostBytes = 96 * 1024;
     const rlimit limit{kMostBytes, kMostBytes};
     setrlimit(RLIMIT_FSIZE, &limit);
 }

@@ -112,16 +112,6 @@ TEST(FailingCalls, OfAddLoseNothing) { failCommand("add", {knownCatalogue().file
 TEST(FailingCalls, OfCompactLoseNothing) { failCommand("compact", {"--purge"}); }
 
 // Another process dies, as of damage that its library does not survive.
-TEST(DyingProcesses, OfCheckAreDamageFound) {
-    const KnownCatalogue& known = knownCatalogue();
-    const FailingCalls failing;
-    failing.fail(1, {"death", 0});
-    const Ended ended = known.run("check", known.catalog(), {}, FailingCalls::preload);
-    EXPECT_EQ(ended.status, 1);
-    EXPECT_THAT(ended.err, testing::HasSubstr("its tables cannot even be checked; restore the catalogue from a copy"));
-    EXPECT_EQ(known.run("check", known.catalog()).status, 0);
-}
-
 TEST(DyingProcesses, OfAddCostOneFile) {
     const KnownCatalogue& known = knownCatalogue();
     const FailingCalls failing;

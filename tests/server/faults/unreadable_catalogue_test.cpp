@@ -76,7 +76,7 @@ TEST(VanishedCatalogue, Is503UntilItIsBackAndTheLogSaysBoth) {
         EXPECT_EQ(exchange(service.port(), request).status, 200);
         awaitHealth(service, 200);
         EXPECT_THAT(metrics(service), HasSubstr("\ntarn_catalogue_up 1\n"));
-        const fs::path gone = whole ? copy : copy / "current";
+        const fs::path gone = whole ? copy : copy / "catalogue.mdb";
         const fs::path kept = known.folder() / "kept";
         fs::rename(gone, kept);
         EXPECT_EQ(exchange(service.port(), request).status, 503);
@@ -92,41 +92,6 @@ TEST(VanishedCatalogue, Is503UntilItIsBackAndTheLogSaysBoth) {
         const std::string open = "catalogue: open, 4 recordings in " + copy.string();
         EXPECT_NE(log.find(open), log.rfind(open)) << log;
     }
-}
-
-// As a backup tool leaves it that copies one file of another day.
-TEST(MixedCopies, LoseNothing) {
-    const KnownCatalogue& known = knownCatalogue();
-    const TemporaryDirectory folder;
-    const fs::path catalog = folder / "c";
-    for (const uint32_t piece : {0U, 1U}) ASSERT_EQ(known.run("add", catalog, {known.file(piece)}).status, 0);
-    fs::copy(catalog, folder / "earlier", fs::copy_options::recursive);
-    ASSERT_EQ(known.run("compact", catalog).status, 0);
-    ASSERT_EQ(known.run("add", catalog, {known.file(2)}).status, 0);
-    const std::set<std::string> whole = linesOf(known.run("list", catalog).out);
-    ASSERT_EQ(whole.size(), 3U);
-    fs::copy(catalog, folder / "later", fs::copy_options::recursive);
-
-    // The earlier copy over the later.
-    fs::copy(folder / "earlier", catalog, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
-    for (const char* command : {"add", "compact", "remove"}) {
-        SCOPED_TRACE(command);
-        const std::vector<std::string> more = *command == 'a'   ? std::vector{known.file(3)}
-                                              : *command == 'r' ? std::vector<std::string>{"1"}
-                                                                : std::vector<std::string>{};
-        const Ended ended = known.run(command, catalog, more);
-        EXPECT_EQ(ended.status, 1);
-        EXPECT_THAT(ended.err, HasSubstr("restore the folder from one copy"));
-    }
-    const Ended checked = known.run("check", catalog);
-    EXPECT_EQ(checked.status, 1);
-    EXPECT_THAT(checked.err, HasSubstr("restore the folder from one copy"));
-    // Nothing was deleted: with the later copy's files over it all is there.
-    for (const auto& entry : fs::recursive_directory_iterator(folder / "later")) {
-        EXPECT_TRUE(fs::exists(catalog / fs::relative(entry.path(), folder / "later"))) << entry.path();
-    }
-    fs::copy(folder / "later", catalog, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
-    EXPECT_EQ(linesOf(known.run("list", catalog).out), whole);
 }
 
 TEST(ReadOnlyCatalogue, IsCheckedAsItIs) {

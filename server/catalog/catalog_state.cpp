@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "catalog/catalog_state.h"
+
+#include "catalog/gram_lists.h"
+#include "catalog/keys.h"
+#include "catalog/posting_list.h"
+#include "catalog/remedies.h"
+#include "coding/code_packing.h"
+
+#include <array>
+
+namespace tarn::server {
+
+namespace {
+
+constexpr std::array kNumbers = {&CatalogState::gramLetters, &CatalogState::nextId, &CatalogState::recordings,
+                                 &CatalogState::removed, &CatalogState::turn};
+
+std::optional<CatalogState> unpack(std::string_view bytes) {
+    CatalogState state;
+    for (const auto number : kNumbers) {
+        const auto value = takeVarint(bytes);
+        if (!value || *value > kHighestId) return std::nullopt;
+        state.*number = static_cast<uint32_t>(*value);
+    }
+    const bool sound = bytes.empty() && state.gramLetters >= kFewestGramLetters &&
+                       state.gramLetters <= kMostGramLetters && state.recordings < state.nextId && state.turn <= 1;
+    return sound ? std::optional(state) : std::nullopt;
+}
+
+} // namespace
+
+ListTable tableOf(const CatalogState& state) { return tableOf(listNumberBits(state.gramLetters), state.turn); }
+
+std::string pack(const CatalogState& state) {
+    std::string bytes;
+    for (const auto number : kNumbers) appendVarint(bytes, state.*number);
+    return bytes;
+}
+
+std::optional<CatalogState> readState(StoreReader& store, const std::string& location) {
+    const std::array<std::string, 2> keys = {kFormatKey, kStateKey};
+    const std::vector<StoredValue> found = store.values(keys);
+    for (const StoredValue& value : found) {
+        if (value.state == StoredValue::State::kLost) {
+            throw CatalogUnavailable(location + ": the part of the catalogue that describes it does not answer");
+        }
+    }
+    if (found[0].state == StoredValue::State::kAbsent && found[1].state == StoredValue::State::kAbsent) {
+        return std::nullopt;
+    }
+    const std::optional<CatalogState> state = unpack(found[1].bytes);
+    if (!found[0].bytes.empty() && found[0].bytes != kCatalogFormat) {
+        throw CatalogError(location + ": the catalogue is of another version of the format; make it anew");
+    }
+    if (found[0].bytes.empty() || !state) {
+        throw CatalogError(location + ": what the catalogue says of itself is damaged; " + kRestore);
+    }
+    return state;
+}
+
+void expectIntact(const StoredValue& value, const std::string& location) {
+    if (value.state != StoredValue::State::kThere || !value.bytes.empty()) return;
+    throw CatalogError(location + ": what leads to a recording is damaged; " + kMakeLists);
+}
+
+} // namespace tarn::server

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+// What tells of commits that servers acknowledged and lost: a master that dies takes with it what its replica had not
+// got yet, and one that starts again without its disk is empty.
+//
+// Each marker holds the number of a commit, written after all else of it; once all markers have it, each is told so. A
+// node whose markers are older than a commit of which any marker knows that all had it has lost the commits in between.
+// Such a marker stays as it is until the catalogue is whole again.
+#pragma once
+
+#include "catalog/redis/cluster.h"
+
+#include <array>
+#include <optional>
+#include <string>
+
+namespace tarn::server::redis {
+
+struct Marker {
+    uint64_t written = 0;   // by this commit
+    uint64_t confirmed = 0; // all markers had this one
+    std::string writer;     // its token
+    std::string text;       // as it is stored
+};
+Marker makeMarker(uint64_t written, uint64_t confirmed, const std::string& writer);
+// Nothing: the text is damaged.
+std::optional<Marker> markerIn(std::string_view text);
+
+struct Markers {
+    std::array<Marker, kMarkers> each;
+    std::array<bool, kMarkers> answered{};
+    uint64_t written = 0;   // the highest
+    uint64_t confirmed = 0; // the highest
+
+    bool isBehind(size_t range) const { return answered[range] && each[range].written < confirmed; }
+    bool anyBehind() const;
+    bool allAnswered() const;
+};
+
+// Those whose nodes do not answer are not `answered`.
+Markers readMarkers(Cluster& cluster, const Keys& keys, Milliseconds patience);
+
+} // namespace tarn::server::redis

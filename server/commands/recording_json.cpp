@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/recording_json.h"
+
+#include "coding/code_packing.h"
+
+#include <nettle/base64.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <stdexcept>
+
+namespace tarn::server {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::array<std::pair<const char*, std::string& (*)(Recording&)>, 8> kTexts = {{
+    {"track_id", [](Recording& r) -> std::string& { return r.trackId; }},
+    {"album_id", [](Recording& r) -> std::string& { return r.albumId; }},
+    {"content_hash", [](Recording& r) -> std::string& { return r.contentHash; }},
+    {"path", [](Recording& r) -> std::string& { return r.path; }},
+    {"title", [](Recording& r) -> std::string& { return r.tags.title; }},
+    {"artist", [](Recording& r) -> std::string& { return r.tags.artist; }},
+    {"album", [](Recording& r) -> std::string& { return r.tags.album; }},
+    {"album_artist", [](Recording& r) -> std::string& { return r.tags.albumArtist; }},
+}};
+constexpr std::array<std::pair<const char*, std::string& (*)(Recording&)>, 2> kBlobs = {{
+    {"track_records", [](Recording& r) -> std::string& { return r.trackBlob; }},
+    {"album_records", [](Recording& r) -> std::string& { return r.albumBlob; }},
+}};
+constexpr std::array<std::pair<const char*, uint32_t& (*)(Recording&)>, 3> kNumbers = {{
+    {"duration_ms", [](Recording& r) -> uint32_t& { return r.durationMs; }},
+    {"number", [](Recording& r) -> uint32_t& { return r.tags.number; }},
+    {"year", [](Recording& r) -> uint32_t& { return r.tags.year; }},
+}};
+
+std::string base64Of(const std::string& bytes) {
+    std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
+    base64_encode_raw(text.data(), bytes.size(), reinterpret_cast<const uint8_t*>(bytes.data()));
+    return text;
+}
+
+std::string bytesOf(const std::string& base64) {
+    base64_decode_ctx context;
+    base64_decode_init(&context);
+    std::string bytes(BASE64_DECODE_LENGTH(base64.size()), '\0');
+    size_t size = bytes.size();
+    const int sound =
+        base64_decode_update(&context, &size, reinterpret_cast<uint8_t*>(bytes.data()), base64.size(), base64.data());
+    if (sound == 0 || base64_decode_final(&context) == 0) throw std::runtime_error("records are not in base 64");
+    bytes.resize(size);
+    return bytes;
+}
+
+// Frames of the letters whose frames are stored.
+Json jsonOf(const CodeString& string) {
+    Json frames = Json::array();
+    if (string.frames.size() == string.letters.size()) {
+        for (const size_t index : timedIndexes(string.letters.size())) frames.push_back(string.frames[index]);
+    }
+    return {{"letters", string.letters}, {"frames", std::move(frames)}};
+}
+
+CodeString stringFrom(const Json& json) {
+    CodeString string;
+    string.letters = json.at("letters").get<std::string>();
+    const auto isLetter = [](char c) { return c >= 'a' && c <= 'x'; };
+    if (!std::all_of(string.letters.begin(), string.letters.end(), isLetter)) {
+        throw std::runtime_error("letters go from a to x");
+    }
+    const auto frames = json.at("frames").get<std::vector<uint32_t>>();
+    if (frames.empty()) return string;
+    const std::vector<size_t> timed = timedIndexes(string.letters.size());
+    if (frames.size() != timed.size() || !std::is_sorted(frames.begin(), frames.end())) {
+        throw std::runtime_error("there are not as many frames as the letters need, or they fall");
+    }
+    // Between those that are stored, any will do.
+    string.frames.assign(string.letters.size(), 0);
+    for (size_t i = 0; i < timed.size(); ++i) string.frames[timed[i]] = frames[i];
+    return string;
+}
+
+} // namespace
+
+std::string toJson(const ExportedRecording& exported) {
+    Recording recording = exported.recording; // one list of members serves both directions
+    Json json;
+    for (const auto& [name, text] : kTexts) json[name] = text(recording);
+    for (const auto& [name, number] : kNumbers) json[name] = number(recording);
+    if (exported.file) {
+        json["file"] = {{"bytes", exported.file->bytes},
+                        {"modified_ns", static_cast<int64_t>(exported.file->modifiedNs)}};
+    }
+    for (const auto& [name, blob] : kBlobs) json[name] = base64Of(blob(recording));
+    Json& codes = json["codes"] = Json::array();
+    for (const auto& variant : recording.codes) {
+        Json& strings = codes.emplace_back(Json::array());
+        for (const CodeString& string : variant) strings.push_back(jsonOf(string));
+    }
+    // Tags may hold bytes that are no UTF-8.
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+ExportedRecording fromJson(const std::string& line) {
+    try {
+        const Json json = Json::parse(line);
+        ExportedRecording exported;
+        for (const auto& [name, text] : kTexts) text(exported.recording) = json.at(name).get<std::string>();
+        for (const auto& [name, number] : kNumbers) number(exported.recording) = json.at(name).get<uint32_t>();
+        for (const auto& [name, blob] : kBlobs) blob(exported.recording) = bytesOf(json.at(name).get<std::string>());
+        if (exported.recording.contentHash.empty()) throw std::runtime_error("content_hash is empty");
+        if (json.contains("file")) {
+            exported.file =
+                FileEntry{.bytes = json["file"].at("bytes").get<uint64_t>(),
+                          .modifiedNs = static_cast<uint64_t>(json["file"].at("modified_ns").get<int64_t>()),
+                          .contentHash = exported.recording.contentHash};
+        }
+        const Json& codes = json.at("codes");
+        if (codes.size() != exported.recording.codes.size()) throw std::runtime_error("codes are of another version");
+        for (size_t v = 0; v < codes.size(); ++v) {
+            if (codes[v].size() != kCodebooks) throw std::runtime_error("codes are of another version");
+            for (size_t c = 0; c < kCodebooks; ++c) exported.recording.codes[v][c] = stringFrom(codes[v][c]);
+        }
+        return exported;
+    } catch (const Json::exception& error) {
+        throw std::runtime_error(error.what());
+    }
+}
+
+} // namespace tarn::server
