@@ -141,12 +141,7 @@ int indexAll(const std::string& catalog, const std::vector<std::string>& paths) 
     }
     writer.commit();
     writer.compact();
-    uint64_t bytes = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(catalog)) {
-        if (entry.is_regular_file() && entry.path().string().find("/main/") != std::string::npos) {
-            bytes += entry.file_size();
-        }
-    }
+    const uint64_t bytes = CatalogReader(catalog).bytesTaken().value_or(0);
     std::cout << paths.size() << " recordings, " << audioSeconds / 60 << " minutes, "
               << static_cast<double>(bytes) / (audioSeconds / 60) << " bytes a minute\n";
     return 0;

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+// A catalogue on its way from one place to another.
+#include "commands/transfer.h"
+
+#include "coding/code_packing.h"
+#include "commands/catalogue.h"
+#include "commands/recording_json.h"
+#include "server/commands/small_collection.h"
+#include "support/temporary_directory.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <iostream>
+#include <sstream>
+
+namespace {
+
+using namespace tarn::server;
+using kvxtest::TemporaryDirectory;
+using servertest::addTo;
+using servertest::recordingsIn;
+using testing::HasSubstr;
+
+class Transfer : public testing::Test {
+  protected:
+    Transfer() {
+        servertest::writeSmallCollection(folder_ / "music", 3);
+        EXPECT_EQ(addTo(catalog_, {(folder_ / "music").string()}).status, 0);
+    }
+
+    std::string exported(const std::string& catalog) {
+        std::ostringstream out;
+        EXPECT_EQ(runExport(catalog, out, err_), 0) << err_.str();
+        return out.str();
+    }
+    int import(const std::string& catalog, const std::string& lines) {
+        std::istringstream in(lines);
+        return runImport(catalog, "-", in, out_, err_);
+    }
+
+    TemporaryDirectory folder_;
+    std::string catalog_ = (folder_ / "catalog").string();
+    std::string other_ = (folder_ / "other").string();
+    std::ostringstream out_;
+    std::ostringstream err_;
+};
+
+std::string packed(const RecordingCodes& codes) {
+    std::string bytes;
+    appendCodes(bytes, codes);
+    return bytes;
+}
+
+} // namespace
+
+TEST_F(Transfer, ExportedAndImportedACatalogueIsTheSame) {
+    const std::string lines = exported(catalog_);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 3);
+    EXPECT_EQ(import(other_, lines), 0) << err_.str();
+    EXPECT_EQ(out_.str(), "3 recordings imported\n");
+    EXPECT_EQ(exported(other_), lines);
+    const std::vector<Recording> before = recordingsIn(catalog_);
+    const std::vector<Recording> after = recordingsIn(other_);
+    ASSERT_EQ(after.size(), before.size());
+    for (size_t i = 0; i < before.size(); ++i) {
+        EXPECT_EQ(after[i].trackBlob, before[i].trackBlob);
+        EXPECT_EQ(after[i].albumBlob, before[i].albumBlob);
+        EXPECT_EQ(packed(after[i].codes), packed(before[i].codes));
+        EXPECT_EQ(after[i].codes[0][0].frames, before[i].codes[0][0].frames);
+    }
+    EXPECT_THAT(CatalogReader(other_).check(true), testing::IsEmpty());
+    // The files are known there, too: nothing is decoded again.
+    EXPECT_THAT(addTo(other_, {(folder_ / "music").string()}).out, HasSubstr("0 added, 0 updated, 3 unchanged"));
+    EXPECT_EQ(import(other_, lines), 0); // again: updates
+    EXPECT_EQ(recordingsIn(other_).size(), 3U);
+}
+
+TEST_F(Transfer, ABadLineIsNamedAndTheLinesBeforeItAreKept) {
+    const std::string lines = exported(catalog_);
+    const std::string first = lines.substr(0, lines.find('\n') + 1);
+    struct Case {
+        const char* was;
+        const char* is;
+        const char* says;
+    };
+    for (const Case& each : {
+             Case{"{\"track_id\"", "{\"track\"", "track_id"},
+             Case{"\"letters\":\"", "\"letters\":\"Z", "letters go from a to x"},
+             Case{"\"frames\":[", "\"frames\":[999999999,", "frames"},
+             Case{"\"duration_ms\":", "\"duration_ms\":\"x\",\"y\":", "number"},
+             Case{"\"track_records\":\"", "\"track_records\":\"*", "base 64"},
+             Case{"\"codes\":[", "\"codes\":[[],", "codes are of another version"},
+             Case{"{", "", "parse error"},
+         }) {
+        SCOPED_TRACE(each.was);
+        const std::string place = (folder_ / each.says).string();
+        std::string bad = first;
+        bad.replace(bad.find(each.was), std::string(each.was).size(), each.is);
+        EXPECT_EQ(import(place, first + bad), 1);
+        EXPECT_THAT(err_.str(), HasSubstr("standard input, line 2: "));
+        EXPECT_THAT(err_.str(), HasSubstr(each.says));
+        EXPECT_EQ(recordingsIn(place).size(), 1U);
+        err_.str("");
+    }
+    EXPECT_EQ(runImport(other_, (folder_ / "nowhere").string(), std::cin, out_, err_), 1);
+    EXPECT_THAT(err_.str(), HasSubstr("nowhere cannot be read"));
+}
+
+TEST_F(Transfer, ABackupIsRestoredWhereThereIsNothing) {
+    const std::string copy = (folder_ / "copy").string();
+    EXPECT_EQ(runBackup(catalog_, copy, out_, err_), 0) << err_.str();
+    EXPECT_EQ(out_.str(), "3 recordings in " + copy + "\n");
+    EXPECT_EQ(runRestore(other_, copy, out_, err_), 0) << err_.str();
+    EXPECT_EQ(exported(other_), exported(catalog_));
+    EXPECT_EQ(runRestore(other_, copy, out_, err_), 1);
+    EXPECT_THAT(err_.str(), HasSubstr("is not empty"));
+    EXPECT_EQ(runBackup(catalog_, catalog_, out_, err_), 1);
+    EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+}
