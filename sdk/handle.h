@@ -102,6 +102,6 @@ struct KVXHandle {
     uint32_t samplesFed;  // mono samples at 22050 Hz for map 0
     uint8_t mapFull[kvx::kMapCount];
     kvx::ResamplerState resampler;
-    mutable kvx::WaitingSamples waiting; // whoever reads the code strings makes the maps take them
+    mutable kvx::WaitingSamples waiting; // reading the code strings makes the maps take them
     int32_t durationMs;                  // of the whole track
 };

@@ -85,7 +85,7 @@ class Outputs {
   private:
     static constexpr uint32_t kOne = 65536;
 
-    // Writes the sample at the position and, where it can, others behind it; says how many.
+    // Writes the sample at the position and, where it can, others after it; says how many.
     template <size_t Channels>
     size_t writeSome(const int16_t* input, uint64_t position, size_t left, int16_t* output) const {
         const auto fraction = static_cast<uint32_t>(position % kOne);

@@ -58,7 +58,7 @@ struct LaneKernels {
     void (*mixEveryOther)(const int16_t* frames, size_t count, int16_t* mixed);
     // Writes count samples, each between two neighbours of the input; positions are position, position + step and so
     // on, in 65536ths of a sample. position: less than a whole sample. step: at most kLongestStep. count: at least
-    // kFewestResampled. Behind the last two neighbours it may read kReadBehind samples, which do not matter.
+    // kFewestResampled. After the last two neighbours it may read kReadBehind samples, which do not matter.
     void (*interpolate)(const int16_t* input, uint32_t position, uint32_t step, size_t count, int16_t* output);
 };
 

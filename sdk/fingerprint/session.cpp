@@ -48,7 +48,7 @@ void giveAll(const KVXHandle& handle) {
     for (size_t k = 0; k < kvx::kMapCount; ++k) giveTo(handle, k, handle.waiting.count);
 }
 
-// To each map a group of frames, which begins with the sample that is the map's offset behind the first.
+// To each map a group of frames, which begins with the sample that is the map's offset after the first.
 void giveGroups(KVXHandle& handle) {
     kvx::WaitingSamples& waiting = handle.waiting;
     for (size_t k = 0; k < kvx::kMapCount; ++k) {

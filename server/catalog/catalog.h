@@ -26,7 +26,7 @@ struct Compaction {
 // The one writer of a catalogue; a second one, in any process, is refused with a CatalogError that says so.
 class CatalogWriter {
   public:
-    // Where there is nothing yet, a catalogue is made, with grams of so many letters (5 to 7; 0: as the default has
+    // Where there is nothing yet, a catalogue is made, with grams of that many letters (5 to 7; 0: as the default has
     // it).
     explicit CatalogWriter(const std::string& location, unsigned gramLetters = 0);
     ~CatalogWriter(); // uncommitted changes are dropped

@@ -126,9 +126,9 @@ std::vector<std::string> CatalogReader::check(bool deep) {
     std::vector<std::string> damage = impl_->store->check(deep);
     if (!damage.empty()) return damage;
     CatalogCheck check(*impl_->store, impl_->state, deep);
-    const DamageHandler told =
+    const DamageHandler before =
         std::exchange(impl_->onDamage, [&](uint32_t /*id*/, const std::string& problem) { check.addProblem(problem); });
-    const std::shared_ptr<void> back(nullptr, [&](void*) { impl_->onDamage = told; });
+    const std::shared_ptr<void> back(nullptr, [&](void*) { impl_->onDamage = before; });
     forEach([&](const Recording& recording) { check.look(recording); });
     return check.finish();
 }

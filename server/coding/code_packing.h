@@ -22,7 +22,7 @@ void appendVarint(std::string& out, uint64_t value);
 // Moves past the varint at the start of bytes; nothing when there is none of at most 64 bits.
 std::optional<uint64_t> takeVarint(std::string_view& bytes);
 
-// The letters whose frames are stored, of so many letters.
+// Which of a string's letters have their frames stored.
 std::vector<size_t> timedIndexes(size_t letters);
 
 void appendCodes(std::string& out, const RecordingCodes& codes);

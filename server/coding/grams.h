@@ -14,15 +14,15 @@ namespace tarn::server {
 
 constexpr uint32_t kCodeLetters = 24; // 'a' to 'x'
 
-// How many different grams of so many letters there are: of 13 at most.
+// How many different grams of that length there are: of 13 letters at most.
 constexpr uint64_t gramCount(unsigned letters) {
     uint64_t count = 1;
     for (; letters > 0; --letters) count *= kCodeLetters;
     return count;
 }
 
-// Visits the grams of so many letters (1 to 13) in the order of the string: the value, below gramCount(), and the index
-// of the first letter in the string with repeats. A letter outside 'a' to 'x' ends a gram and begins none.
+// Visits the grams of that many letters (1 to 13) in the order of the string: the value, below gramCount(), and the
+// index of the first letter in the string with repeats. A letter outside 'a' to 'x' ends a gram and begins none.
 template <class Visit>
 void forEachGram(std::string_view string, unsigned letters, Visit visit) {
     constexpr size_t kPlaces = 16; // a ring of where the last letters began

@@ -17,7 +17,7 @@ constexpr double kLost = 0.5;
 constexpr int16_t kMostForLetter = 1000; // of any score
 constexpr int16_t kRepeatAlone = -50;
 
-// How many letters of a usual string are mixed into a query's own shares of letters, and of letters behind a letter.
+// How many letters of a usual string are mixed into a query's own shares of letters, and of letters after a letter.
 constexpr double kUsualLetters = 5.0;
 constexpr double kUsualFollowers = 3.0;
 

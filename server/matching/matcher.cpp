@@ -16,7 +16,7 @@ constexpr size_t kRarestGrams = 160;
 constexpr uint64_t kFirstPostings = 20'000;
 constexpr uint64_t kMostPostings = 200'000;
 constexpr size_t kFewestGrams = 40;
-// A gram that so many recordings hold tells too little for what it costs to read.
+// A gram that this many recordings hold says too little for what it costs to read.
 constexpr uint64_t kCommonGram = 2200;
 // The first stage's candidates are judged when the best outweighs so far the one behind those that may be its copies:
 // of a recording that is known it nearly always does, and unknown music is spared a stage that ends in nothing.

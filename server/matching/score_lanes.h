@@ -11,7 +11,7 @@ namespace tarn::server {
 // Letters of a query that a table may have: the sum of so many of the highest scores still is a 16-bit number.
 constexpr size_t kMostScored = 680;
 // Tables are padded to a multiple of this, the widest group of letters that a kernel handles at once. What stands
-// behind the last letter never raises a sum.
+// after the last letter never raises a sum.
 constexpr size_t kScoreStep = 32;
 constexpr size_t kMostStride = (kMostScored + kScoreStep - 1) / kScoreStep * kScoreStep;
 // Scores in a table are above their true value by this, so that none is negative.

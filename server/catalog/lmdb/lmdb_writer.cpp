@@ -20,7 +20,7 @@ namespace {
 // A new run takes in the runs before it while they are not much larger, so that a posting is written again about once
 // for each doubling of the catalogue, and a list lies in few pieces.
 constexpr size_t kTimesLarger = 2;
-// Runs that are dear to merge are merged in one of so many commits, so that not all segments come at the same time.
+// Runs that are dear to merge are merged in one of this many commits, so that not all segments come at the same time.
 constexpr size_t kDearBytes = size_t{1} << 16;
 constexpr size_t kTurns = 8;
 // Segments that are rewritten in one transaction.

@@ -123,7 +123,7 @@ std::array<Head, kHeads> headsOf(const File& file) {
     const uint32_t pageBytes = first.freePages.pad;
     std::array<Head, kHeads> heads = {first, headAt(file, pageBytes)};
     if (heads[1].freePages.pad != pageBytes) throw Wrong{"its heads do not agree"};
-    // Heads take turns: each transaction writes the one that is two behind.
+    // Heads take turns: each transaction writes over the older one.
     const uint64_t even = heads[0].transaction;
     const uint64_t odd = heads[1].transaction;
     const bool empty = even == 0 && odd <= 1;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// What tells of commits that servers acknowledged and lost: a master that dies takes with it what its replica had not
-// got yet, and one that starts again without its disk is empty.
+// What shows which commits servers acknowledged and then lost: a master that dies takes with it what its replica had
+// not got yet, and one that starts again without its disk is empty.
 //
-// Each marker holds the number of a commit, written after all else of it; once all markers have it, each is told so. A
+// Each marker holds the number of a commit, written after all else of it; once all markers have it, each says so. A
 // node whose markers are older than a commit of which any marker knows that all had it has lost the commits in between.
 // Such a marker stays as it is until the catalogue is whole again.
 #pragma once

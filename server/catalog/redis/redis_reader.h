@@ -30,7 +30,7 @@ class RedisReader final : public StoreReader {
     std::optional<uint64_t> bytesTaken() override;
     void backUp(const std::string& destination) override;
 
-    // Whether there is a catalogue. Throws CatalogError where that cannot be told.
+    // Whether there is a catalogue. Throws CatalogError where that cannot be known.
     bool isThere();
     // The numbers of the lists that there are, rising. Throws CatalogUnavailable where a node does not answer.
     std::vector<ListNumber> numbersOf(ListTable table);

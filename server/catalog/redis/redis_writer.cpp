@@ -124,7 +124,7 @@ void RedisWriter::takeMarkers() {
     if (!markers_.allAnswered()) throw cluster_.unavailable();
 }
 
-// All but those that are behind, unless told so. False: a marker is not what it was.
+// All but those that lag, unless `all` is set. False: a marker is not what it was.
 bool RedisWriter::mark(uint64_t written, uint64_t confirmed, bool all) {
     const Marker marker = makeMarker(written, confirmed, lock_.token());
     Commands commands;
