@@ -9,12 +9,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace tarn::server::lmdb {
@@ -187,6 +189,7 @@ class Walk {
         if (!sound) throw Wrong{"page " + std::to_string(number) + " is damaged"};
         const size_t nodes = (head.lower - sizeof head) / sizeof(uint16_t);
         ++(branch ? seen.branchPages : seen.leafPages);
+        expectSideBySide(bytes, head, nodes, branch);
         for (size_t i = 0; i < nodes; ++i) {
             const auto place = partAt<uint16_t>(bytes, sizeof head + i * sizeof(uint16_t));
             const auto node = partAt<NodeHead>(bytes, place);
@@ -206,6 +209,26 @@ class Walk {
             last_ = key;
             leafNode(bytes, node, value, key, integerKeys, seen, visit);
         }
+    }
+
+    // LMDB moves nodes within a page by their sizes: they must fill it from `upper` on without a gap.
+    static void expectSideBySide(std::span<const char> bytes, const PageHead& head, size_t nodes, bool branch) {
+        std::vector<std::pair<size_t, size_t>> extents; // places and sizes
+        extents.reserve(nodes);
+        for (size_t i = 0; i < nodes; ++i) {
+            const auto place = partAt<uint16_t>(bytes, sizeof head + i * sizeof(uint16_t));
+            const auto node = partAt<NodeHead>(bytes, place);
+            uint64_t size = sizeof node + node.keySize;
+            if (!branch) size += node.flags == kLargeValue ? sizeof(uint64_t) : node.low | uint64_t{node.high} << 16;
+            extents.emplace_back(place, size + size % 2);
+        }
+        std::sort(extents.begin(), extents.end());
+        uint64_t end = head.upper;
+        for (const auto& [place, size] : extents) {
+            if (place != end) throw Wrong{"nodes of page " + std::to_string(head.number) + " overlap"};
+            end += size;
+        }
+        if (end != bytes.size()) throw Wrong{"page " + std::to_string(head.number) + " is not filled to its end"};
     }
 
     template <class Visit>
