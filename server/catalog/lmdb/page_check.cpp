@@ -65,6 +65,8 @@ constexpr uint16_t kBranch = 1;
 constexpr uint16_t kLeaf = 2;
 constexpr uint16_t kHeadPage = 8;
 constexpr uint16_t kLargeValue = 1;
+constexpr uint16_t kTreeFlags = 0xff; // others are the environment's
+constexpr uint16_t kIntegerKeys = 8;
 constexpr uint64_t kNoPage = ~uint64_t{0};
 constexpr uint64_t kHeads = 2;
 constexpr uint32_t kSmallestPage = 512;
@@ -115,7 +117,8 @@ Head headAt(const File& file, size_t place) {
     const auto head = partAt<Head>(bytes, sizeof(PageHead));
     const bool sound = (partAt<PageHead>(bytes, 0).flags & kHeadPage) != 0 && head.magic == kMagic &&
                        head.version == kVersion && head.freePages.pad >= kSmallestPage &&
-                       head.freePages.pad <= kLargestPage && head.mapSize != 0;
+                       head.freePages.pad <= kLargestPage && head.mapSize != 0 && head.content.flags == 0 &&
+                       (head.freePages.flags & kTreeFlags) == kIntegerKeys;
     if (!sound) throw Wrong{"its head is damaged"};
     return head;
 }
@@ -183,7 +186,7 @@ class Walk {
         file_.read(number * pageBytes_, bytes);
         const auto head = partAt<PageHead>(bytes, 0);
         const bool branch = depth > 1;
-        const bool sound = head.number == number && (head.flags & 0xf) == (branch ? kBranch : kLeaf) &&
+        const bool sound = head.number == number && head.flags == (branch ? kBranch : kLeaf) &&
                            head.lower >= sizeof head && head.lower % 2 == 0 && head.lower <= head.upper &&
                            head.upper <= pageBytes_;
         if (!sound) throw Wrong{"page " + std::to_string(number) + " is damaged"};

@@ -84,7 +84,7 @@ std::vector<Damage> flips(const fs::path& catalog, size_t count) {
 
 bool saysWhatToDo(const std::string& text) {
     for (const char* remedy : {"restore the ", "tarn-server remove", "limit of open files", "run this as the user",
-                               "tarn-server add", "make it anew", "adding its file"}) {
+                               "tarn-server add", "tarn-server compact", "make it anew", "adding its file"}) {
         if (text.find(remedy) != std::string::npos) return true;
     }
     return false;
