@@ -23,7 +23,7 @@ Lookup::Lookup(StoreReader& store, ListTable table, std::vector<ListNumber> list
     for (const StoredList& list : lists_) {
         uint64_t count = 0;
         uint64_t left = list.size;
-        for (const std::string_view piece : list.pieces) {
+        for (const std::string_view& piece : list.pieces) {
             const bool last = &piece == &list.pieces.back();
             count += countOf(piece, last ? left : piece.size());
             left -= piece.size();

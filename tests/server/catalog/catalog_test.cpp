@@ -321,6 +321,15 @@ TEST_P(Catalog, ScoresAddTheWeightsOfTheGramsThatARecordingHolds) {
     EXPECT_THAT(reader.best(3), IsEmpty());
 }
 
+TEST_P(Catalog, CountsAListThatIsLongerThanItsBeginning) {
+    CatalogWriter writer(location());
+    for (uint32_t n = 1; n <= 150; ++n) writer.put(withLetters(n, "abcdefgh"));
+    writer.commit();
+    CatalogReader reader(location());
+    const Lookup lookup = reader.lookUp(listsOf(withLetters(1, "abcdefgh").codes, reader.gramLetters()));
+    EXPECT_EQ(lookup.frequency(0), 150U);
+}
+
 TEST_P(Catalog, MakesItsListsAnewFromTheRecordings) {
     CatalogWriter writer(location());
     for (uint32_t n = 1; n <= 9; ++n) writer.put(sampleRecording(n));
