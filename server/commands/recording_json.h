@@ -11,7 +11,7 @@
 namespace tarn::server {
 
 struct ExportedRecording {
-    Recording recording; // the id stays behind
+    Recording recording; // the id is left out
     std::optional<FileEntry> file;
 };
 

@@ -99,7 +99,7 @@ constexpr int32_t units(int32_t hundredths) {
 static_assert(kLost == 0.5 && kScoreBias == ScoredString::kUnitsPerBit);
 static_assert(kNoColumn == 2 * kLetters);
 
-// The first half of the costs and the second by turns, so many of each.
+// The first half of the costs and the second by turns, that many of each.
 template <class Number>
 void appendHalves(std::vector<Number>& out, const std::vector<uint8_t>& costs, size_t count) {
     const auto half = costs.begin() + static_cast<std::ptrdiff_t>(costs.size() / 2);
