@@ -10,7 +10,7 @@
 //                                        the query's own bits
 //   accuracy_tool small CATALOG SIZE COUNT
 //                                        the same among COUNT catalogues of SIZE of its recordings, drawn at random:
-//                                        each is asked for what it holds, and for its turn of the rest; 1 or 0 behind
+//                                        each is asked for what it holds, and for its turn of the rest; then 1 or 0
 //                                        the evidence: whether it holds the piece
 //   accuracy_tool pairs CATALOG          reads what code wrote; writes how often letters of a query stand against
 //   letters

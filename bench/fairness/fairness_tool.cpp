@@ -177,7 +177,7 @@ double cpuMsOf(const std::string& process) {
     return nanoseconds / 1e6;
 }
 
-// Asks in turn until told to stop.
+// Asks in turn until it is stopped.
 template <class Stop>
 Times ask(uint16_t port, const std::vector<std::string>& requests, std::chrono::milliseconds breath, Stop stop) {
     Times times;

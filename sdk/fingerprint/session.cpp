@@ -62,7 +62,7 @@ void giveGroups(KVXHandle& handle) {
 // Where samples that need not be copied are written before they are fed: WaitingSamples::kRoom of them.
 int16_t* endOfWaiting(KVXHandle& handle) { return handle.waiting.samples + handle.waiting.count; }
 
-// Takes m samples for the maps; says what the caller is to be told.
+// Takes m samples for the maps; returns the status for the caller.
 int32_t feed(KVXHandle& handle, const int16_t* samples, int32_t m) {
     handle.samplesFed += static_cast<uint32_t>(m);
     while (m > 0) {

@@ -113,7 +113,7 @@ const StageVector* ConvStage::tick(const StageVector* vector) {
     store(newest, ring[slot + kWindow]);
     if (fill < (vector != nullptr ? kDelay : 0)) return nullptr;
     Components total{};
-    const StageVector* vectors = ring + slot; // the oldest of the window is behind it
+    const StageVector* vectors = ring + slot; // the oldest of the window comes next
     for (const float weight : smooth_vec) total = total + load(*++vectors) * weight;
     store(total, out);
     return &out;

@@ -13,8 +13,8 @@ namespace kvx {
 // Fails, with a size of kTooLong, for a record that no blob holds.
 int32_t measureFields(const RecordTable& table, const void* record, uint32_t* size) noexcept;
 int32_t writeFields(const RecordTable& table, const void* record, KVXBlob* blob) noexcept;
-// Stops at the first field that fails; what was filled stays in the record, for the caller to free. kNoMemory is told
-// apart, here and in loadIntoNew.
+// Stops at the first field that fails; what was filled stays in the record, for the caller to free. kNoMemory is
+// reported apart, here and in loadIntoNew.
 int32_t loadFields(const RecordTable& table, const KVXBlob* blob, void* record) noexcept;
 // Frees what the members own. Array members become null; the other pointers stay as they are.
 void freeFields(const RecordTable& table, void* record) noexcept;

@@ -57,7 +57,7 @@ class CatalogWriter {
 // Used by one thread at a time. Throws CatalogError where there is no catalogue.
 class CatalogReader {
   public:
-    // Is told of each damaged recording that a reading comes to, which then goes on without it. Without a handler,
+    // Gets each damaged recording that a reading comes to, which then goes on without it. Without a handler,
     // reading it throws DamagedRecording.
     using DamageHandler = std::function<void(uint32_t id, const std::string& problem)>;
     explicit CatalogReader(const std::string& location, DamageHandler onDamage = {});

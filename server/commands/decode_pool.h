@@ -27,7 +27,7 @@ struct DecodedFile {
 class DecodePool {
   public:
     // A thread for each of the processes that read tags. files and processes must stay until the pool ends. Recordings
-    // wait in a short queue: whoever takes them slowly slows the threads down.
+    // wait in a short queue: a slow taker slows the threads down.
     DecodePool(const std::vector<FoundFile>& files, std::span<TagProcess> tags);
     ~DecodePool(); // ends the threads as soon as each is done with its file
     DecodePool(const DecodePool&) = delete;

@@ -147,7 +147,7 @@ int runServe(const ServeOptions& options, const RecogniserFactory& openCatalogue
             recogniser);
         HttpServer server(options.listen, options.limits, {handler, recogniser, [&] { return accounts.size(); }, log});
         out << "listening on " << server.address() << std::endl;
-        if (!out) return kOutputLost; // whoever started the service does not learn its address
+        if (!out) return kOutputLost; // who started the service does not learn its address
         log->info("listening on {}, {} accounts", server.address(), accounts.size());
         const int signal = endSignal.wait();
         log->info("signal {}, finishing what is in flight", signal);

@@ -330,7 +330,7 @@ void HttpServer::Impl::keepHouse(const std::stop_token& token) {
 }
 
 void HttpServer::Impl::start() {
-    catalogue.start(kFirstLook); // before the port opens: whoever can connect can be answered
+    catalogue.start(kFirstLook); // before the port opens: every client that connects can be answered
     listener = listenOn(address);
     address = boundAddress(listener);
     port = boundPort(listener);

@@ -8,7 +8,7 @@
 
 namespace tarn::server {
 
-// Letters of a query that a table may have: the sum of so many of the highest scores still is a 16-bit number.
+// Letters of a query that a table may have: the sum of that many of the highest scores still is a 16-bit number.
 constexpr size_t kMostScored = 680;
 // Tables are padded to a multiple of this, the widest group of letters that a kernel handles at once. What stands
 // after the last letter never raises a sum.

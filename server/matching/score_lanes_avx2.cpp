@@ -20,7 +20,7 @@ namespace tarn::server {
 
 namespace {
 
-// v moved up by so many bytes within each half, the last of before coming in below.
+// v moved up by that many bytes within each half, the last of before coming in below.
 template <int kBytes, class Vector>
 inline Vector movedUpBytes(Vector before, Vector v) {
     return reinterpret_cast<Vector>(

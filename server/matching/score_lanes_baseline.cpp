@@ -43,7 +43,7 @@ Words difference(Words a, Words b) {
 #endif
 }
 
-// v moved up by so many bytes, the last of before coming in below.
+// v moved up by that many bytes, the last of before coming in below.
 template <int kBytes, class Half>
 Half moved(Half before, Half v) {
 #if defined(__x86_64__)
