@@ -33,6 +33,16 @@ inline Lanes squareRoot(Lanes x) { return _mm512_maskz_sqrt_ps(kAllLanes, x); }
 // them.
 constexpr uint32_t kNearStep = 62 * 65536 / 15;
 
+// The pair of samples at each position. In a build without optimisation the intrinsic is a macro that converts the mask
+// to a signed number.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wsign-conversion"
+inline LaneInts gathered(const int16_t* input, LaneInts positions) {
+    return reinterpret_cast<LaneInts>(_mm512_mask_i32gather_epi32(
+        _mm512_setzero_si512(), kAllLanes, reinterpret_cast<__m512i>(positions >> 16), input, 2));
+}
+#pragma GCC diagnostic pop
+
 template <bool Near, size_t After>
 inline LaneInts samplesAt(const int16_t* input, uint32_t position, uint32_t /*step*/, LaneInts positions) {
     LaneInts pairs;
@@ -50,8 +60,7 @@ inline LaneInts samplesAt(const int16_t* input, uint32_t position, uint32_t /*st
         pairs = reinterpret_cast<LaneInts>(
             _mm512_permutex2var_epi16(samples[0], reinterpret_cast<__m512i>(index), samples[1]));
     } else {
-        pairs = reinterpret_cast<LaneInts>(_mm512_mask_i32gather_epi32(
-            _mm512_setzero_si512(), kAllLanes, reinterpret_cast<__m512i>(positions >> 16), input, 2));
+        pairs = gathered(input, positions);
     }
     return After == 1 ? pairs & static_cast<int32_t>(0xffff0000) : pairs << 16;
 }
