@@ -7,7 +7,7 @@
 #include <array>
 #include <cstdint>
 
-struct FeatureMap; // fingerprint/feature_map.h
+struct FeatureMap; // fingerprint/engine/feature_map.h
 
 namespace kvx {
 

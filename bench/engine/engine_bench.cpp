@@ -2,7 +2,8 @@
 // The fingerprint engine: whole sessions and single stages, for each instruction set of the processor. Every result is
 // compared with the plain engine's before it is timed.
 #include "fingerprint/audio.h"
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
+#include "fingerprint/plain/ticks.h"
 #include "recording.h"
 
 #include <benchmark/benchmark.h>

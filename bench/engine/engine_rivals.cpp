@@ -4,7 +4,7 @@
 // samples are interpolated. Then two handles on two threads against one. Prints a line for each figure: name, tab,
 // value.
 #include "cpu_time.h"
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 #include "recording.h"
 
 #include <chromaprint.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Requests and answers: signing, packets, records. Results are checked before they are timed.
 #include "core/packet_assembler.h"
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
 #include "support/answers.h"
 #include "support/handles.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Instructions of a fixed session, for valgrind to count function by function: 30 s of generated music, 44.1 kHz
 // stereo, on the lanes that every processor has, a request from it, and an answer read. scripts/profile runs it.
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 #include "recording.h"
 #include "support/answers.h"
 

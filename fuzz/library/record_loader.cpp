@@ -29,17 +29,17 @@ class Record {
     int32_t load(std::span<const uint8_t> bytes) {
         const kvxtest::GuardedBytes guarded(bytes);
         const KVXBlob blob{guarded.data(), 0, static_cast<uint32_t>(guarded.size())};
-        const int32_t status = kTable.load(&blob, storage_.data());
+        const int32_t status = kvx::publicStatus(kvx::loadFields(kTable, &blob, storage_.data()));
         REQUIRE(status == 0 || status == -1);
         return status;
     }
     size_t keptBlocks() const { return kvxtest::deliberateLeakBlocks(kTable, storage_.data()); }
     Bytes written() const {
         uint32_t size = 0;
-        REQUIRE(kTable.measure(storage_.data(), &size) == 0);
+        REQUIRE(kvx::measureFields(kTable, storage_.data(), &size) == 0);
         const kvxtest::GuardedBytes room{Bytes(size)};
         KVXBlob blob{room.data(), 0, 0};
-        REQUIRE(kTable.write(storage_.data(), &blob) == 0);
+        REQUIRE(kvx::writeFields(kTable, storage_.data(), &blob) == 0);
         REQUIRE(blob.length == size);
         return {room.data(), room.data() + size};
     }

@@ -34,7 +34,7 @@ void readAll(KVXHandle* handle, int32_t index, const fuzz::ArenaHooks& hooks) {
     size_t kept = readWith(handle, index, &KVXGetAlbum, &KVXFreeAlbum, kvx::kAlbum);
     kept += readWith(handle, index, &KVXGetTrack, &KVXFreeTrack, kvx::kTrack);
     kept += readWith(handle, index, &KVXGetTrackToAlbum, &KVXFreeTrackToAlbum, kvx::kTrackToAlbum);
-    kept += readWith(handle, index, &KVXGetDVD, &KVXFreeDVD, kvx::kDvd);
+    kept += readWith(handle, index, &KVXGetDVD, &KVXFreeDVD, kvx::kDVD);
     kept += readWith(handle, index, &KVXGetPerformer, &KVXFreePerformer, kvx::kPerformer);
     // A reader that fails frees its record, and the texts that it keeps, two blocks each, are then nobody's.
     const size_t left = hooks.live() - before;

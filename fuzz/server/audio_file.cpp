@@ -52,12 +52,12 @@ class NamedFile {
 };
 
 template <class Record>
-void checkRecord(const std::string& bytes, const kvx::RecordOf<Record>& table) {
+void checkRecord(const std::string& bytes, const kvx::Table<Record>& table) {
     if (bytes.empty()) return; // no album
     const kvxtest::GuardedBytes guarded({reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()});
     const KVXBlob blob{guarded.data(), 0, static_cast<uint32_t>(guarded.size())};
     Record record{};
-    REQUIRE(table.load(&blob, &record) == 0);
+    REQUIRE(kvx::loadRecord(table, &blob, &record) == 0);
     kvx::freeFields(table, &record);
 }
 

@@ -2,7 +2,7 @@
 // Audio preparation: 16-bit PCM in host order to mono at the engine's rate.
 #include "fingerprint/audio.h"
 
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 #include "handle.h"
 #include "kvx.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fingerprint/letter_stream.h"
 
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
 
 #include <algorithm>
 #include <new>

@@ -2,8 +2,8 @@
 #include "fingerprint/session.h"
 
 #include "fingerprint/audio.h"
-#include "fingerprint/feature_map.h"
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/feature_map.h"
+#include "fingerprint/engine/lanes.h"
 #include "owned.h"
 
 #include <algorithm>

@@ -1,43 +1,42 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every record table, for tests, benches and fuzzers as well as for the records that hold others.
+// Every record's table, named after its struct: for the records that hold others, and in kAllRecords for tests, benches
+// and fuzzers.
 #pragma once
 
 #include "records/record_table.h"
 
-#include <array>
-
 namespace kvx {
 
 // shared_records.cpp
-extern const RecordOf<ValuePair> kValuePair;
-extern const RecordOf<ValuePairYOMI> kValuePairYomi;
-extern const RecordOf<Credit> kCredit;
-extern const RecordOf<NumValuePair> kNumValuePair;
-extern const RecordOf<Release> kRelease;
+extern const Table<ValuePair> kValuePair;
+extern const Table<ValuePairYOMI> kValuePairYOMI;
+extern const Table<Credit> kCredit;
+extern const Table<NumValuePair> kNumValuePair;
+extern const Table<Release> kRelease;
 // track_records.cpp
-extern const RecordOf<TrackDescriptor> kTrackDescriptor;
-extern const RecordOf<CTrackData> kCTrackData;
-extern const RecordOf<Track> kTrack;
-extern const RecordOf<TrackInfo> kTrackInfo;
-extern const RecordOf<TrackToAlbum> kTrackToAlbum;
+extern const Table<TrackDescriptor> kTrackDescriptor;
+extern const Table<CTrackData> kCTrackData;
+extern const Table<Track> kTrack;
+extern const Table<TrackInfo> kTrackInfo;
+extern const Table<TrackToAlbum> kTrackToAlbum;
 // album_records.cpp
-extern const RecordOf<ShortAlbum> kShortAlbum;
-extern const RecordOf<CDMedia> kCDMedia;
-extern const RecordOf<CAlbumData> kCAlbumData;
-extern const RecordOf<Album> kAlbum;
+extern const Table<ShortAlbum> kShortAlbum;
+extern const Table<CDMedia> kCDMedia;
+extern const Table<CAlbumData> kCAlbumData;
+extern const Table<Album> kAlbum;
 // dvd_records.cpp
-extern const RecordOf<ShortDVD> kShortDvd;
-extern const RecordOf<DVDChapter> kDvdChapter;
-extern const RecordOf<DVDCast> kDvdCast;
-extern const RecordOf<DVDDisc> kDvdDisc;
-extern const RecordOf<DVD> kDvd;
+extern const Table<ShortDVD> kShortDVD;
+extern const Table<DVDChapter> kDVDChapter;
+extern const Table<DVDCast> kDVDCast;
+extern const Table<DVDDisc> kDVDDisc;
+extern const Table<DVD> kDVD;
 // performer_records.cpp
-extern const RecordOf<Performer> kPerformer;
+extern const Table<Performer> kPerformer;
 
-inline constexpr std::array<const RecordTable*, 20> kAllRecords = {
-    &kValuePair, &kValuePairYomi, &kCredit,       &kNumValuePair, &kRelease, &kTrackDescriptor, &kCTrackData,
+inline constexpr const RecordTable* kAllRecords[] = {
+    &kValuePair, &kValuePairYOMI, &kCredit,       &kNumValuePair, &kRelease, &kTrackDescriptor, &kCTrackData,
     &kTrack,     &kTrackInfo,     &kTrackToAlbum, &kShortAlbum,   &kCDMedia, &kCAlbumData,      &kAlbum,
-    &kShortDvd,  &kDvdChapter,    &kDvdCast,      &kDvdDisc,      &kDvd,     &kPerformer,
+    &kShortDVD,  &kDVDChapter,    &kDVDCast,      &kDVDDisc,      &kDVD,     &kPerformer,
 };
 
 } // namespace kvx

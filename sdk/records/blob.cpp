@@ -41,24 +41,6 @@ int32_t appendBytes(KVXBlob* blob, const void* bytes, uint32_t count) {
     return kOk;
 }
 
-// The nested blob of an array under construction: its position starts behind the header for count elements.
-// The count byte holds the count modulo 256, and only that many elements are written.
-KVXBlob startNestedArray(const KVXBlob* blob, int16_t count) {
-    KVXBlob nested{blob->data + blob->length, 0, 0};
-    startRecord(&nested, static_cast<uint8_t>(count));
-    return nested;
-}
-
-// offset[index] is not written, on purpose: it is the end that the field before has written.
-int32_t finishNestedArray(KVXBlob* blob, uint8_t index, const KVXBlob& nested) {
-    if (failed(advance(blob, nested.length))) return kFailed;
-    markOffset(blob, uint32_t{index} + 1);
-    return kOk;
-}
-
-// Sizes are summed up so that no number of elements, however large, wraps around.
-uint32_t boundedSize(uint64_t size) { return static_cast<uint32_t>(std::min<uint64_t>(size, kTooLong)); }
-
 } // namespace
 
 KVXBlob readingCursor(const uint8_t* data, uint32_t length) noexcept {
@@ -78,6 +60,18 @@ void markOffset(KVXBlob* blob, uint32_t index) noexcept {
 int32_t advance(KVXBlob* blob, uint32_t count) noexcept {
     if (count >= kTooLong - blob->length) return kFailed;
     blob->length += count;
+    return kOk;
+}
+
+KVXBlob startNestedArray(const KVXBlob* blob, int16_t count) noexcept {
+    KVXBlob nested{blob->data + blob->length, 0, 0};
+    startRecord(&nested, static_cast<uint8_t>(count));
+    return nested;
+}
+
+int32_t finishNestedArray(KVXBlob* blob, uint8_t index, const KVXBlob& nested) noexcept {
+    if (failed(advance(blob, nested.length))) return kFailed;
+    markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }
 
@@ -206,16 +200,7 @@ int32_t KVXWriteEmptyBlob(KVXBlob* blob, uint8_t index) {
 
 int32_t KVXWriteArrayToBlob(int16_t count, uint8_t index, uint32_t elementSize, const void* array,
                             KVXElementWriter writer, KVXBlob* blob) {
-    if (count < 1) return KVXWriteEmptyBlob(blob, index);
-    KVXBlob nested = startNestedArray(blob, count);
-    for (uint32_t j = 0; j < nested.count; ++j) {
-        markOffset(&nested, j);
-        KVXBlob element{nested.data + nested.length, 0, 0};
-        if (failed(writer(static_cast<const uint8_t*>(array) + size_t{j} * elementSize, &element))) return kFailed;
-        if (failed(advance(&nested, element.length))) return kFailed;
-        markOffset(&nested, j + 1);
-    }
-    return finishNestedArray(blob, index, nested);
+    return writeArray(count, index, elementSize, array, writer, blob);
 }
 
 int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXValueLength* array, KVXBlob* blob) {
@@ -227,17 +212,8 @@ int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXVa
     return finishNestedArray(blob, index, nested);
 }
 
-// The sizes count every element, also beyond the 255 that can be written.
 uint32_t KVXGetArrayBlobSize(const void* array, uint32_t elementSize, int16_t count, KVXElementSize elementBlobSize) {
-    if (count < 1) return 0;
-    const auto elementCount = static_cast<uint32_t>(count);
-    uint64_t total = blobHeaderBytes(elementCount);
-    for (uint32_t j = 0; j < elementCount && total < kTooLong; ++j) {
-        uint32_t size = 0;
-        elementBlobSize(static_cast<const uint8_t*>(array) + size_t{j} * elementSize, &size);
-        total += size;
-    }
-    return boundedSize(total);
+    return measureArray(array, elementSize, count, elementBlobSize);
 }
 
 uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t count) {

@@ -45,6 +45,9 @@ constexpr int32_t publicStatus(int32_t status) { return failed(status) ? kFailed
 // A cursor on bytes that are only read.
 KVXBlob readingCursor(const uint8_t* data, uint32_t length) noexcept;
 
+// Sizes are summed up in 64 bits, so that no number of elements, however large, wraps around.
+constexpr uint32_t boundedSize(uint64_t size) { return size < kTooLong ? static_cast<uint32_t>(size) : kTooLong; }
+
 // Starts a record of fieldCount fields at the cursor: its count byte, and the position behind the header.
 void startRecord(KVXBlob* blob, uint8_t fieldCount) noexcept;
 
@@ -80,6 +83,43 @@ int32_t readArray(const KVXBlob* blob, uint8_t index, size_t elementSize, Load l
         if (failed(status)) return status;
     }
     return kOk;
+}
+
+// KVXGetArrayBlobSize: measure(const void*, uint32_t*) gives the size of one element. Counts every element, also beyond
+// the 255 that can be written.
+template <class Measure>
+uint32_t measureArray(const void* array, size_t elementSize, int16_t count, Measure measure) {
+    if (count < 1) return 0;
+    const auto elementCount = static_cast<uint32_t>(count);
+    uint64_t total = blobHeaderBytes(elementCount);
+    for (uint32_t j = 0; j < elementCount && total < kTooLong; ++j) {
+        uint32_t size = 0;
+        measure(static_cast<const uint8_t*>(array) + j * elementSize, &size);
+        total += size;
+    }
+    return boundedSize(total);
+}
+
+// The nested blob of an array under construction: its position starts after the header for count elements. The count
+// byte holds the count modulo 256, and only that many elements are written.
+KVXBlob startNestedArray(const KVXBlob* blob, int16_t count) noexcept;
+
+// offset[index] is not written, on purpose: it is the end that the field before has written.
+int32_t finishNestedArray(KVXBlob* blob, uint8_t index, const KVXBlob& nested) noexcept;
+
+// KVXWriteArrayToBlob: write(const void*, KVXBlob*) writes one element.
+template <class Write>
+int32_t writeArray(int16_t count, uint8_t index, size_t elementSize, const void* array, Write write, KVXBlob* blob) {
+    if (count < 1) return KVXWriteEmptyBlob(blob, index);
+    KVXBlob nested = startNestedArray(blob, count);
+    for (uint32_t j = 0; j < nested.count; ++j) {
+        markOffset(&nested, j);
+        KVXBlob element{nested.data + nested.length, 0, 0};
+        if (failed(write(static_cast<const uint8_t*>(array) + j * elementSize, &element))) return kFailed;
+        if (failed(advance(&nested, element.length))) return kFailed;
+        markOffset(&nested, j + 1);
+    }
+    return finishNestedArray(blob, index, nested);
 }
 
 } // namespace kvx

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// A record as data: one row per blob field. The walkers measure, write, load and free from it.
+// A record as data: one row per blob field. The walkers (record_walkers.h) measure, write, load and free from it; the
+// table knows no function.
 //
-// Row index = field index. Members may lie in any order in the struct. Rows are made from member pointers, so that a
-// row of the wrong kind, or of another record, does not compile. A member that no row names stays as it is.
+// Row index = field index. Members may lie in any order in the struct. Rows are made from member pointers: a row of the
+// wrong kind, or of another record, does not compile (tests/records/does_not_compile). No function touches a member
+// that no row names.
 #pragma once
 
 #include "kvx.h"
@@ -31,7 +33,7 @@ struct RecordTable;
 struct FieldRow {
     FieldKind kind;
 
-    // Accessors; the ones that a kind has no use for are null.
+    // Accessors; those that a kind does not use are null.
     void* (*pointer)(const void* record) = nullptr; // kText, kTexts, kRecords, kNested
     void (*setPointer)(void* record, void* value) = nullptr;
     uint16_t (*number)(const void* record) = nullptr; // kShort: the value; kTexts, kRecords: the count
@@ -48,45 +50,52 @@ struct FieldRow {
 };
 
 template <class Record>
-struct RowOf : FieldRow {};
+struct Row : FieldRow {};
 
+// Rows that a table of this record can have.
 template <class Record, size_t kCount>
-struct RowsOf {
+struct Rows {
     std::array<FieldRow, kCount> rows;
 };
 
-template <class Record, std::same_as<RowOf<Record>>... Row>
-constexpr RowsOf<Record, sizeof...(Row)> rowsOf(Row... rows) {
-    return {{FieldRow(rows)...}};
+// In braces with a comma after the last row, so that the formatter keeps one row a line.
+template <class Record, size_t kCount>
+constexpr Rows<Record, kCount> rowsOf(const Row<Record> (&rows)[kCount]) {
+    static_assert(kCount <= 255);
+    Rows<Record, kCount> result{};
+    for (size_t i = 0; i < kCount; ++i) result.rows[i] = rows[i];
+    return result;
 }
 
-// What sets a record apart from the others.
+// How a record differs from the others.
 struct RecordTraits {
     uint8_t leastFields = 0;          // the loader that allocates refuses a blob of fewer
     uint8_t exactFields = 0;          // the loader refuses a blob of any other count; 0: none
     bool isZeroedByLoader = false;    // the loader zeroes the record before it reads
     bool isPointerLeftOnFree = false; // freeing leaves the caller's pointer as it is
     size_t allocationBytes = 0;       // what the loader that allocates takes; 0: the record's size
+    bool isReadOnly = false;          // only the server sends the record: it has no writer
 };
 
 struct RecordTable {
     const char* name;
     size_t recordBytes; // size of the struct, which is the element size of arrays of it
     std::span<const FieldRow> rows;
-    // The record's C functions in the shape of element callbacks; write and measure are null for a record that only
-    // the server sends.
-    KVXElementLoader load;
-    KVXElementWriter write;
-    KVXElementSize measure;
     RecordTraits traits;
 
     constexpr uint8_t fieldCount() const { return static_cast<uint8_t>(rows.size()); }
     constexpr uint32_t headerBytes() const { return blobHeaderBytes(fieldCount()); }
-    constexpr bool isWritable() const { return write != nullptr; }
+    constexpr bool isWritable() const { return !traits.isReadOnly; }
 };
 
+// The table of one struct. The rows must outlive it.
 template <class Record>
-struct RecordOf : RecordTable {};
+struct Table : RecordTable {
+    template <size_t kCount>
+    // cppcheck-suppress uninitDerivedMemberVar ; it does not see that the braces initialise the base
+    constexpr Table(const char* itsName, const Rows<Record, kCount>& itsRows, RecordTraits itsTraits = {})
+        : RecordTable{itsName, sizeof(Record), itsRows.rows, itsTraits} {}
+};
 
 namespace detail {
 
@@ -128,11 +137,11 @@ void setNumberAt(void* record, ValueOfMember<kMember> value) {
 }
 
 template <auto kMember>
-constexpr RowOf<RecordOfMember<kMember>> pointerRow(FieldKind kind) {
+constexpr Row<RecordOfMember<kMember>> pointerRow(FieldKind kind) {
     return {{.kind = kind, .pointer = &pointerAt<kMember>, .setPointer = &setPointerAt<kMember>}};
 }
 template <auto kMember, auto kCount>
-constexpr RowOf<RecordOfMember<kMember>> arrayRow(FieldKind kind) {
+constexpr Row<RecordOfMember<kMember>> arrayRow(FieldKind kind) {
     auto row = pointerRow<kMember>(kind);
     row.number = &numberAt<kCount>;
     row.setNumber = &setNumberAt<kCount>;
@@ -149,7 +158,7 @@ constexpr auto text() { return detail::pointerRow<kMember>(FieldKind::kText); }
 template <auto kMember>
 requires detail::MemberIs<kMember, uint16_t>
 constexpr auto shortNumber() {
-    return RowOf<detail::RecordOfMember<kMember>>{
+    return Row<detail::RecordOfMember<kMember>>{
         {.kind = FieldKind::kShort, .number = &detail::numberAt<kMember>, .setNumber = &detail::setNumberAt<kMember>}};
 }
 
@@ -157,7 +166,7 @@ constexpr auto shortNumber() {
 template <auto kMember>
 requires detail::MemberIs<kMember, uint32_t>
 constexpr auto loadOnlyInt() {
-    return RowOf<detail::RecordOfMember<kMember>>{
+    return Row<detail::RecordOfMember<kMember>>{
         {.kind = FieldKind::kInt, .setInt = &detail::setNumberAt<kMember>, .isLoadOnly = true}};
 }
 
@@ -167,14 +176,14 @@ constexpr auto texts() { return detail::arrayRow<kMember, kCount>(FieldKind::kTe
 
 template <auto kMember, auto kCount>
 requires detail::ArrayMembers<kMember, kCount>
-constexpr auto records(const RecordOf<detail::TargetOfMember<kMember>>& element) {
+constexpr auto records(const Table<detail::TargetOfMember<kMember>>& element) {
     auto row = detail::arrayRow<kMember, kCount>(FieldKind::kRecords);
     row.element = &element;
     return row;
 }
 
 template <auto kMember>
-constexpr auto nested(const RecordOf<detail::TargetOfMember<kMember>>& element) {
+constexpr auto nested(const Table<detail::TargetOfMember<kMember>>& element) {
     auto row = detail::pointerRow<kMember>(FieldKind::kNested);
     row.element = &element;
     return row;
@@ -183,68 +192,34 @@ constexpr auto nested(const RecordOf<detail::TargetOfMember<kMember>>& element) 
 // The words that a row may carry.
 // Read, but written as an empty field.
 template <class Record>
-constexpr RowOf<Record> loadOnly(RowOf<Record> row) {
+constexpr Row<Record> loadOnly(Row<Record> row) {
     row.isLoadOnly = true;
     return row;
 }
 // Not released with the record.
 template <class Record>
-constexpr RowOf<Record> keptOnFree(RowOf<Record> row) {
+constexpr Row<Record> keptOnFree(Row<Record> row) {
     row.isKeptOnFree = true;
     return row;
 }
 // A nested record that cannot be loaded does not fail the record around it.
 template <class Record>
-constexpr RowOf<Record> failureIgnored(RowOf<Record> row) {
+constexpr Row<Record> failureIgnored(Row<Record> row) {
     row.isFailureIgnored = true;
     return row;
 }
 // A short whose field is not exactly 2 bytes long fails instead of reading as 0.
 template <class Record>
-constexpr RowOf<Record> exactWidth(RowOf<Record> row) {
+constexpr Row<Record> exactWidth(Row<Record> row) {
     row.isWidthExact = true;
     return row;
 }
 // A nested record loaded by the rules of its own allocating loader: least field count, and released again when it
 // cannot be loaded. Without this word it stays, partly filled, with the record around it.
 template <class Record>
-constexpr RowOf<Record> wholeOrNothing(RowOf<Record> row) {
+constexpr Row<Record> wholeOrNothing(Row<Record> row) {
     row.isWholeOrNothing = true;
     return row;
-}
-
-namespace detail {
-
-template <class Record, int32_t (*kLoad)(const KVXBlob*, Record*)>
-int32_t loadElement(const KVXBlob* blob, void* element) {
-    return kLoad(blob, static_cast<Record*>(element));
-}
-template <class Record, int32_t (*kWrite)(const Record*, KVXBlob*)>
-int32_t writeElement(const void* element, KVXBlob* blob) {
-    return kWrite(static_cast<const Record*>(element), blob);
-}
-template <class Record, int32_t (*kMeasure)(const Record*, uint32_t*)>
-int32_t measureElement(const void* element, uint32_t* size) {
-    return kMeasure(static_cast<const Record*>(element), size);
-}
-
-} // namespace detail
-
-// A record with its C functions; rows must outlive the table.
-template <class Record, int32_t (*kLoad)(const KVXBlob*, Record*), int32_t (*kWrite)(const Record*, KVXBlob*),
-          int32_t (*kMeasure)(const Record*, uint32_t*), size_t kCount>
-constexpr RecordOf<Record> describe(const char* name, const RowsOf<Record, kCount>& rows, RecordTraits traits = {}) {
-    static_assert(kCount <= 255);
-    return {{name, sizeof(Record), rows.rows, &detail::loadElement<Record, kLoad>,
-             &detail::writeElement<Record, kWrite>, &detail::measureElement<Record, kMeasure>, traits}};
-}
-
-// A record that only the server sends.
-template <class Record, int32_t (*kLoad)(const KVXBlob*, Record*), size_t kCount>
-constexpr RecordOf<Record> describeReadOnly(const char* name, const RowsOf<Record, kCount>& rows,
-                                            RecordTraits traits = {}) {
-    static_assert(kCount <= 255);
-    return {{name, sizeof(Record), rows.rows, &detail::loadElement<Record, kLoad>, nullptr, nullptr, traits}};
 }
 
 } // namespace kvx

@@ -12,8 +12,6 @@ namespace {
 // The C functions take counts as signed 16-bit values: a struct's count of 32768 or more counts as no elements.
 int16_t elementCount(const FieldRow& row, const void* record) { return static_cast<int16_t>(row.number(record)); }
 
-uint32_t elementBytes(const FieldRow& row) { return static_cast<uint32_t>(row.element->recordBytes); }
-
 KVXValueLength* textPointer(const FieldRow& row, const void* record) {
     return static_cast<KVXValueLength*>(row.pointer(record));
 }
@@ -33,12 +31,16 @@ uint32_t measureField(const FieldRow& row, const void* record) {
         break;
     case FieldKind::kTexts:
         return KVXGetValueLengthArrayBlobSize(textPointer(row, record), elementCount(row, record));
-    case FieldKind::kRecords:
-        return KVXGetArrayBlobSize(row.pointer(record), elementBytes(row), elementCount(row, record),
-                                   row.element->measure);
+    case FieldKind::kRecords: {
+        const RecordTable& table = *row.element;
+        const auto measure = [&table](const void* element, uint32_t* size) {
+            return measureFields(table, element, size);
+        };
+        return measureArray(row.pointer(record), table.recordBytes, elementCount(row, record), measure);
+    }
     case FieldKind::kNested: {
         uint32_t size = 0;
-        if (const void* nested = row.pointer(record)) row.element->measure(nested, &size);
+        if (const void* nested = row.pointer(record)) measureFields(*row.element, nested, &size);
         return size;
     }
     }
@@ -50,7 +52,7 @@ int32_t writeNested(const FieldRow& row, uint8_t index, const void* nested, KVXB
     if (nested == nullptr) return KVXWriteEmptyBlob(blob, index);
     markOffset(blob, index);
     KVXBlob inner{blob->data + blob->length, 0, 0};
-    if (failed(row.element->write(nested, &inner)) || failed(advance(blob, inner.length))) return kFailed;
+    if (failed(writeFields(*row.element, nested, &inner)) || failed(advance(blob, inner.length))) return kFailed;
     markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }
@@ -68,9 +70,11 @@ int32_t writeField(const FieldRow& row, uint8_t index, const void* record, KVXBl
         break;
     case FieldKind::kTexts:
         return KVXWriteValueLengthArrayToBlob(elementCount(row, record), index, textPointer(row, record), blob);
-    case FieldKind::kRecords:
-        return KVXWriteArrayToBlob(elementCount(row, record), index, elementBytes(row), row.pointer(record),
-                                   row.element->write, blob);
+    case FieldKind::kRecords: {
+        const RecordTable& table = *row.element;
+        const auto write = [&table](const void* element, KVXBlob* at) { return writeFields(table, element, at); };
+        return writeArray(elementCount(row, record), index, table.recordBytes, row.pointer(record), write, blob);
+    }
     case FieldKind::kNested:
         return writeNested(row, index, row.pointer(record), blob);
     }

@@ -30,23 +30,23 @@ inline bool hasLeastFields(const RecordTable& table, const KVXBlob* blob) noexce
 }
 
 template <class Record>
-int32_t measureRecord(const RecordOf<Record>& table, const Record* record, uint32_t* size) noexcept {
+int32_t measureRecord(const Table<Record>& table, const Record* record, uint32_t* size) noexcept {
     return measureFields(table, record, size);
 }
 
 template <class Record>
-int32_t writeRecord(const RecordOf<Record>& table, const Record* record, KVXBlob* blob) noexcept {
+int32_t writeRecord(const Table<Record>& table, const Record* record, KVXBlob* blob) noexcept {
     return writeFields(table, record, blob);
 }
 
 template <class Record>
-int32_t loadRecord(const RecordOf<Record>& table, const KVXBlob* blob, Record* record) noexcept {
+int32_t loadRecord(const Table<Record>& table, const KVXBlob* blob, Record* record) noexcept {
     return publicStatus(loadFields(table, blob, record));
 }
 
 // A blob of too few fields is refused before anything is touched, the caller's pointer included.
 template <class Record>
-int32_t loadNewRecord(const RecordOf<Record>& table, const KVXBlob* blob, Record** record) noexcept {
+int32_t loadNewRecord(const Table<Record>& table, const KVXBlob* blob, Record** record) noexcept {
     if (!hasLeastFields(table, blob)) return kFailed;
     void* made = nullptr;
     const int32_t status = loadIntoNew(table, blob, &made);
@@ -55,13 +55,13 @@ int32_t loadNewRecord(const RecordOf<Record>& table, const KVXBlob* blob, Record
 }
 
 template <class Record>
-int32_t freeRecordContents(const RecordOf<Record>& table, Record* record) noexcept {
+int32_t freeRecordContents(const Table<Record>& table, Record* record) noexcept {
     if (record != nullptr) freeFields(table, record);
     return kOk;
 }
 
 template <class Record>
-int32_t freeRecord(const RecordOf<Record>& table, Record** record) noexcept {
+int32_t freeRecord(const Table<Record>& table, Record** record) noexcept {
     if (record == nullptr || *record == nullptr) return kOk;
     freeWhole(table, *record);
     if (!table.traits.isPointerLeftOnFree) *record = nullptr;
@@ -69,7 +69,7 @@ int32_t freeRecord(const RecordOf<Record>& table, Record** record) noexcept {
 }
 
 template <class Record>
-int32_t freeRecords(const RecordOf<Record>& table, Record** array, int16_t count) noexcept {
+int32_t freeRecords(const Table<Record>& table, Record** array, int16_t count) noexcept {
     if (array == nullptr || *array == nullptr) return kOk;
     freeElements(table, *array, count);
     *array = nullptr;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/packet_assembler.h"
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
 #include "support/annotated_dump.h"
 #include "support/counting_hooks.h"
 

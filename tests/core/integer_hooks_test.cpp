@@ -2,7 +2,7 @@
 // Which integers go through the copies for integers, and which bytes do not: what a port to another byte order relies
 // on.
 #include "PacketSigning/PacketSigning.h"
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
 #include "support/answers.h"
 #include "support/handles.h"
 #include "support/hex.h"

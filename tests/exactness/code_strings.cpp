@@ -9,7 +9,7 @@
 #ifdef TARN_PLAIN_ENGINE
 #include "fingerprint/plain_engine.h"
 #else
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 #include "fingerprint/session.h"
 #endif
 

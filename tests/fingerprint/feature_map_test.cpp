@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
+#include "fingerprint/plain/ticks.h"
 
 #include "fingerprint/plain_engine.h"
 #include "support/audio.h"

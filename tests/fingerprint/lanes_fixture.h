@@ -2,7 +2,7 @@
 // Tests of the engine on every instruction set that the processor has.
 #pragma once
 
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 #include "fingerprint/sixteen_lanes.h"
 
 #include <algorithm>

@@ -2,6 +2,8 @@
 // The engine's quirks in the code that sessions run, on every instruction set.
 #include "fingerprint/audio.h"
 #include "fingerprint/lanes_fixture.h"
+#include "fingerprint/plain/one_frame.h"
+#include "fingerprint/plain/ticks.h"
 #include "fingerprint/sessions.h"
 #include "support/audio.h"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Frames side by side give the plain engine's bits, on every instruction set that the processor has.
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
+#include "fingerprint/plain/ticks.h"
 
 #include "fingerprint/audio.h"
 #include "fingerprint/lanes_fixture.h"

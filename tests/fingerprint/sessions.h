@@ -2,7 +2,7 @@
 // Running the library's sessions in tests, the way a client does.
 #pragma once
 
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
 #include "fingerprint/plain_engine.h"
 #include "fingerprint/session.h"
 #include "support/handles.h"

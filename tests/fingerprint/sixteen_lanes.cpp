@@ -50,7 +50,7 @@ inline Shorts packed(LaneInts a, LaneInts b) {
 
 } // namespace kvx
 
-#include "fingerprint/lanes_code.inc"
+#include "fingerprint/engine/lanes_code.inc"
 
 namespace kvxtest {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 
 namespace kvxtest {
 

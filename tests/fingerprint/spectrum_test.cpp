@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fingerprint/spectrum.h"
+#include "fingerprint/plain/one_frame.h"
+#include "fingerprint/plain/spectrum.h"
 
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
+#include "fingerprint/engine/tables.h"
 #include "fingerprint/plain_engine.h"
 #include "fingerprint/plain_tables.h"
-#include "fingerprint/tables.h"
 #include "support/audio.h"
 
 #include <bit>

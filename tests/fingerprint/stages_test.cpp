@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The stages of the feature map, by their names.
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
+#include "fingerprint/plain/ticks.h"
 #include "fingerprint/plain_engine.h"
 #include "fingerprint/plain_tables.h"
 

@@ -284,7 +284,9 @@ TEST(FreeingShortAlbums, HasThreeForms) {
     const GuardedBlob blob(assemble({assemble(Fields(2, assemble(shortAlbumFields())))}));
     void* array = nullptr;
     uint16_t count = 0;
-    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(ShortAlbum), kvx::kShortAlbum.load, &array, &count), 0);
+    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(ShortAlbum), &loadElement<ShortAlbum, KVXLoadShortAlbumFromBlob>,
+                             &array, &count),
+              0);
     auto* albums = static_cast<ShortAlbum*>(array);
     EXPECT_EQ(KVXFreeShortAlbums(&albums, 2), 0);
     EXPECT_EQ(albums, nullptr);

@@ -165,7 +165,9 @@ TEST(FreeingDvdDiscs, FreesEveryElement) {
     const GuardedBlob blob(assemble({assemble(Fields(2, assemble(dvdDiscFields())))}));
     void* array = nullptr;
     uint16_t count = 0;
-    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(DVDDisc), kvx::kDvdDisc.load, &array, &count), 0);
+    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(DVDDisc), &loadElement<DVDDisc, KVXLoadDVDDiscFromBlob>, &array,
+                             &count),
+              0);
     auto* discs = static_cast<DVDDisc*>(array);
     EXPECT_EQ(KVXFreeDVDDiscs(&discs, 2), 0);
     EXPECT_EQ(discs, nullptr);

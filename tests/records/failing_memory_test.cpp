@@ -2,6 +2,7 @@
 // Every allocation of loading fails in turn, for every record and every reader of arrays; writing allocates nothing.
 #include "golden_records.h"
 #include "library_records.h"
+#include "records/record_walkers.h"
 #include "support/counting_hooks.h"
 #include "support/failing_memory.h"
 #include "support/figures.h"
@@ -160,13 +161,13 @@ TEST(Writing, AllocatesNothing) {
         CountingHooks hooks;
         std::vector<uint64_t> storage(golden.table->recordBytes / sizeof(uint64_t) + 1);
         KVXBlob from{const_cast<uint8_t*>(golden.blob.data()), 0, static_cast<uint32_t>(golden.blob.size())};
-        ASSERT_EQ(golden.table->load(&from, storage.data()), 0);
+        ASSERT_EQ(kvx::publicStatus(kvx::loadFields(*golden.table, &from, storage.data())), 0);
         const long before = hooks.allocations();
         uint32_t size = 0;
-        EXPECT_EQ(golden.table->measure(storage.data(), &size), 0);
+        EXPECT_EQ(kvx::measureFields(*golden.table, storage.data(), &size), 0);
         Bytes bytes(size);
         KVXBlob into{bytes.data(), 0, 0};
-        EXPECT_EQ(golden.table->write(storage.data(), &into), 0);
+        EXPECT_EQ(kvx::writeFields(*golden.table, storage.data(), &into), 0);
         EXPECT_EQ(hooks.allocations(), before);
         ++written;
     }

@@ -176,7 +176,7 @@ Fields performerFields() {
 std::vector<GoldenRecord> goldenRecords() {
     return {
         {"ValuePair", &kvx::kValuePair, assemble(valuePairFields())},
-        {"ValuePairYOMI", &kvx::kValuePairYomi, assemble(valuePairYomiFields())},
+        {"ValuePairYOMI", &kvx::kValuePairYOMI, assemble(valuePairYomiFields())},
         {"Credit", &kvx::kCredit, assemble(creditFields())},
         {"NumValuePair", &kvx::kNumValuePair, assemble(numValuePairFields())},
         {"Release", &kvx::kRelease, assemble(releaseFields())},
@@ -191,11 +191,11 @@ std::vector<GoldenRecord> goldenRecords() {
         {"CAlbumData", &kvx::kCAlbumData, assemble(cAlbumDataFields())},
         {"Album", &kvx::kAlbum, assemble(albumFields())},
         {"AlbumFromServer", &kvx::kAlbum, assemble(albumFields(Sender::kServer))},
-        {"ShortDVD", &kvx::kShortDvd, assemble(shortDvdFields())},
-        {"DVDChapter", &kvx::kDvdChapter, assemble(dvdChapterFields())},
-        {"DVDCast", &kvx::kDvdCast, assemble(dvdCastFields())},
-        {"DVDDisc", &kvx::kDvdDisc, assemble(dvdDiscFields())},
-        {"DVD", &kvx::kDvd, assemble(dvdFields())},
+        {"ShortDVD", &kvx::kShortDVD, assemble(shortDvdFields())},
+        {"DVDChapter", &kvx::kDVDChapter, assemble(dvdChapterFields())},
+        {"DVDCast", &kvx::kDVDCast, assemble(dvdCastFields())},
+        {"DVDDisc", &kvx::kDVDDisc, assemble(dvdDiscFields())},
+        {"DVD", &kvx::kDVD, assemble(dvdFields())},
         {"Performer", &kvx::kPerformer, assemble(performerFields())},
     };
 }

@@ -74,7 +74,7 @@ TEST(EveryRecord, HasNoSizeWhenAPartIsTooLong) {
             SCOPED_TRACE(std::string(table->name) + ", field " + std::to_string(&row - table->rows.data()));
             const HugeMember huge(*table, row, 0xffffffffU);
             uint32_t size = 77;
-            EXPECT_EQ(table->measure(huge.record(), &size), -1);
+            EXPECT_EQ(kvx::measureFields(*table, huge.record(), &size), -1);
             EXPECT_EQ(size, kNoBlobIsSoLong);
             ++parts;
         }
@@ -96,7 +96,7 @@ TEST(EveryRecord, HasNoSizeWhenItsPartsAddUpToTooMuch) {
         }
         if (texts < 2) continue;
         uint32_t size = 77;
-        EXPECT_EQ(table->measure(record.get(), &size), -1);
+        EXPECT_EQ(kvx::measureFields(*table, record.get(), &size), -1);
         EXPECT_EQ(size, kNoBlobIsSoLong);
     }
 }
@@ -150,7 +150,9 @@ TEST(Writers, StopWhereABlobWouldBeTooLong) {
         {"short", 0xfffffffdU, [&](KVXBlob* blob) { return KVXWriteShortToBlob(blob, 0, &number); }},
         {"texts", kUsed, [&](KVXBlob* blob) { return KVXWriteValueLengthArrayToBlob(1, 0, &text, blob); }},
         {"records", kUsed,
-         [&](KVXBlob* blob) { return KVXWriteArrayToBlob(1, 0, sizeof pair, &pair, kvx::kValuePair.write, blob); }},
+         [&](KVXBlob* blob) {
+             return KVXWriteArrayToBlob(1, 0, sizeof pair, &pair, &writeElement<ValuePair, KVXGetValuePairBlob>, blob);
+         }},
     };
     for (const Case& test : cases) {
         SCOPED_TRACE(test.name);

@@ -62,7 +62,7 @@ struct NewLoader {
 };
 
 template <class Record>
-NewLoader newLoader(const kvx::RecordOf<Record>& table, int32_t (*load)(const KVXBlob*, Record**),
+NewLoader newLoader(const kvx::Table<Record>& table, int32_t (*load)(const KVXBlob*, Record**),
                     int32_t (*release)(Record**), bool leavesPointer = false) {
     return {table.name, &table,
             [=](const KVXBlob* blob) {
@@ -86,7 +86,7 @@ std::vector<NewLoader> newLoaders() {
         newLoader(kvx::kTrackToAlbum, KVXLoadNewTrackToAlbumFromBlob, KVXFreeTrackToAlbum),
         newLoader(kvx::kAlbum, KVXLoadNewAlbumFromBlob, KVXFreeAlbum),
         newLoader(kvx::kCAlbumData, KVXLoadNewCAlbumFromBlob, KVXFreeCAlbumData),
-        newLoader(kvx::kDvd, KVXLoadNewDVDFromBlob, KVXFreeDVD),
+        newLoader(kvx::kDVD, KVXLoadNewDVDFromBlob, KVXFreeDVD),
         newLoader(kvx::kPerformer, KVXLoadNewPerformerFromBlob, KVXFreePerformer),
     };
 }

@@ -59,6 +59,16 @@ class Text {
     KVXValueLength value_;
 };
 
+// A record's C functions in the shape of element callbacks.
+template <class Record, int32_t (*kLoad)(const KVXBlob*, Record*)>
+int32_t loadElement(const KVXBlob* blob, void* element) {
+    return kLoad(blob, static_cast<Record*>(element));
+}
+template <class Record, int32_t (*kWrite)(const Record*, KVXBlob*)>
+int32_t writeElement(const void* element, KVXBlob* blob) {
+    return kWrite(static_cast<const Record*>(element), blob);
+}
+
 // Zeroed storage for one record of any kind.
 class AnyRecord {
   public:
@@ -66,7 +76,7 @@ class AnyRecord {
         : table_(table), storage_(table.recordBytes / sizeof(uint64_t) + 1) {}
     void* get() { return storage_.data(); }
     const void* get() const { return storage_.data(); }
-    int32_t load(const KVXBlob* blob) { return table_.load(blob, get()); }
+    int32_t load(const KVXBlob* blob) { return kvx::publicStatus(kvx::loadFields(table_, blob, get())); }
     void freeContents() { kvx::freeFields(table_, get()); }
 
   private:
@@ -77,10 +87,10 @@ class AnyRecord {
 // Writes a record into a buffer of exactly the measured size, whose end is guarded and which is full of 0xCC before.
 inline Bytes written(const kvx::RecordTable& table, const void* record) {
     uint32_t size = 0;
-    EXPECT_EQ(table.measure(record, &size), 0);
+    EXPECT_EQ(kvx::measureFields(table, record, &size), 0);
     const GuardedBytes buffer(Bytes(size, 0xCC));
     KVXBlob cursor{buffer.data(), 0, 0};
-    EXPECT_EQ(table.write(record, &cursor), 0);
+    EXPECT_EQ(kvx::writeFields(table, record, &cursor), 0);
     EXPECT_EQ(cursor.length, size);
     return {buffer.data(), buffer.data() + size};
 }

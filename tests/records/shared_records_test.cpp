@@ -119,7 +119,9 @@ TEST(FreeingArrays, Frees255Elements) {
     const GuardedBlob blob(assemble({assemble(Fields(255, assemble(creditFields())))}));
     void* array = nullptr;
     uint16_t count = 0;
-    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(Credit), kvx::kCredit.load, &array, &count), 0);
+    ASSERT_EQ(
+        KVXGetNewArray(blob.cursor(), 0, sizeof(Credit), &loadElement<Credit, KVXLoadCreditFromBlob>, &array, &count),
+        0);
     EXPECT_EQ(hooks.live(), 1 + 255U * 12);
     auto* credits = static_cast<Credit*>(array);
     EXPECT_EQ(KVXFreeCredits(&credits, 255), 0);
@@ -251,7 +253,9 @@ TEST(NumValuePairs, AreReadBackAsAnArray) {
     const GuardedBlob blob(assemble({golden("blob_NumValuePairs.bin")}));
     void* array = nullptr;
     uint16_t count = 0;
-    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(NumValuePair), kvx::kNumValuePair.load, &array, &count), 0);
+    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(NumValuePair),
+                             &loadElement<NumValuePair, KVXLoadNumValuePairFromBlob>, &array, &count),
+              0);
     auto* pairs = static_cast<NumValuePair*>(array);
     ASSERT_EQ(count, 2);
     EXPECT_EQ(pairs[1].number, 1100);

@@ -198,7 +198,8 @@ TEST(FreeingTracks, FreesEveryElementAndLeavesEveryText18) {
     const GuardedBlob blob(assemble({assemble(Fields(3, assemble(trackFields("", Sender::kServer))))}));
     void* array = nullptr;
     uint16_t count = 0;
-    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(Track), kvx::kTrack.load, &array, &count), 0);
+    ASSERT_EQ(
+        KVXGetNewArray(blob.cursor(), 0, sizeof(Track), &loadElement<Track, KVXLoadTrackFromBlob>, &array, &count), 0);
     auto* tracks = static_cast<Track*>(array);
     EXPECT_EQ(KVXFreeTracks(&tracks, 3), 0);
     EXPECT_EQ(tracks, nullptr);
@@ -322,7 +323,9 @@ TEST(FreeingTrackInfos, FreesEveryElement) {
     const GuardedBlob blob(assemble({assemble(Fields(2, assemble(trackInfoFields())))}));
     void* array = nullptr;
     uint16_t count = 0;
-    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(TrackInfo), kvx::kTrackInfo.load, &array, &count), 0);
+    ASSERT_EQ(KVXGetNewArray(blob.cursor(), 0, sizeof(TrackInfo), &loadElement<TrackInfo, KVXLoadTrackInfoFromBlob>,
+                             &array, &count),
+              0);
     auto* infos = static_cast<TrackInfo*>(array);
     EXPECT_EQ(KVXFreeTrackInfos(&infos, 2), 0);
     EXPECT_EQ(infos, nullptr);

@@ -30,4 +30,11 @@ if grep -rnE '^#include "(app|server|commands|catalog|matching|protocol)/' sdk s
     echo "the library includes what stands above it"
     status=1
 fi
+# What runs does not know the plain form, which only the tests call.
+if grep -rnE '^#include "fingerprint/plain/' sdk src --include='*.h' --include='*.cpp' --include='*.inc' |
+    grep -v '^sdk/fingerprint/plain/'; then
+    echo "the product includes the plain form of the engine"
+    status=1
+fi
+[ -e sdk/fingerprint/plain/ticks.h ] || { echo "sdk/fingerprint/plain is gone: is anything looked at?"; status=1; }
 exit $status

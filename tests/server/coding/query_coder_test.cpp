@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/query_coder.h"
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
 #include "support/handles.h"
 #include "support/melody.h"
 

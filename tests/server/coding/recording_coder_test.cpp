@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/recording_coder.h"
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
+#include "fingerprint/plain/ticks.h"
 #include "support/melody.h"
 
 #include <gtest/gtest.h>

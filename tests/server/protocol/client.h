@@ -2,7 +2,7 @@
 // The client's side of the protocol, as the library does it: packets written, answers read.
 #pragma once
 
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
 #include "handle.h"
 #include "kvx.h"
 #include "support/handles.h"

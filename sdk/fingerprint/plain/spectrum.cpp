@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fingerprint/spectrum.h"
+#include "fingerprint/plain/spectrum.h"
 
-#include "fingerprint/twiddle.h"
+#include "fingerprint/engine/tables.h"
+#include "fingerprint/engine/twiddle.h"
 
 #include <cmath>
 #include <utility>

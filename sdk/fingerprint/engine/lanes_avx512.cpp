@@ -2,7 +2,7 @@
 // Sixteen frames side by side, for processors with AVX-512.
 #if defined(__x86_64__)
 
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 
 #include <bit>
 #include <cstring>
@@ -90,7 +90,7 @@ inline __m512i packed(LaneInts a, LaneInts b) {
 
 } // namespace kvx
 
-#include "fingerprint/lanes_code.inc"
+#include "fingerprint/engine/lanes_code.inc"
 
 namespace kvx {
 

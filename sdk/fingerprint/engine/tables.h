@@ -11,8 +11,20 @@ namespace kvx {
 constexpr int32_t kEngineRateHz = 22050;
 constexpr size_t kFrameSamples = 512;
 constexpr size_t kFeatureDimensions = 6;
+constexpr size_t kLogBands = 5; // bands whose energy's logarithm is a dimension; the sixth counts in the total alone
 constexpr size_t kSmoothingTaps = 11;
 constexpr size_t kCodebookRows = 24;
+
+constexpr size_t kSpectrumFloats = 512;  // 256 complex values, real part first
+constexpr size_t kMagnitudeFloats = 256; // entry k is bin k, 22050 / 512 Hz wide; entry 0 is not computed
+
+constexpr float kSilence = 1e-6F;  // of the total energy, on the scaled spectrum
+constexpr float kAudible = 0.001F; // of a bin's magnitude
+// Bins 1 and 2 never take part in the centroid; 59 is about 2.5 kHz.
+constexpr size_t kCentroidFirstBin = 3;
+constexpr size_t kCentroidLastBin = 59;
+
+constexpr float kFarthest = 1e10F; // a codebook row at this distance or farther is never the nearest
 
 // Dimensions 0 to 4 are logarithmic band energies, dimension 5 is the spectral centroid in bins.
 using FeatureVector = std::array<float, kFeatureDimensions>;

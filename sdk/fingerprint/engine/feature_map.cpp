@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fingerprint/feature_map.h"
+#include "fingerprint/engine/feature_map.h"
 
 #include "owned.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 using kvx::FeatureVector;
@@ -12,13 +11,10 @@ using kvx::StageVector;
 
 namespace {
 
-// Vectors that reach the coder before the first is coded.
-constexpr int32_t kSkippedVectors = 40;
-// A call with so many frames leaves none waiting, so that whoever brings whole recordings finds all counts in place;
-// taking in less than a group costs as much as a whole one, which is little then.
+// A call with at least this many frames leaves none waiting, so that a caller with whole recordings finds all counts in
+// place. Part of a group costs as much as a whole one, which is little beside this many frames.
 constexpr int32_t kManyFrames = 128;
 constexpr int32_t kEndless = std::numeric_limits<int32_t>::max(); // capacity that no recording reaches: 1.5 years
-constexpr size_t kBands = 5; // whose logarithm is taken; the sixth counts in the total alone
 
 // A run of L vectors writes fewer than L letters, so capacity letters always fit.
 size_t textBytes(int32_t capacity) {
@@ -72,11 +68,7 @@ class CodeGroup {
         int32_t rows2[kvx::kGroupFrames];
         kvx::nearestRows(*map_.coder1.codebook, vectors_, rows1);
         kvx::nearestRows(*map_.coder2.codebook, vectors_, rows2);
-        for (size_t i = 0; i < count && map_.codeTicks < map_.capacity; ++i) {
-            if (++map_.codeTicks <= kSkippedVectors) continue;
-            map_.coder1.code(rows1[i], map_.codeTicks);
-            map_.coder2.code(rows2[i], map_.codeTicks);
-        }
+        for (size_t i = 0; i < count && map_.codeTicks < map_.capacity; ++i) kvx::codeRows(map_, rows1[i], rows2[i]);
     }
 
   private:
@@ -90,21 +82,8 @@ void takeIn(FeatureMap& map, const kvx::GroupFrames& frames, int32_t count) {
     FeatureVector features[kvx::kGroupFrames];
     kvx::featuresOfGroup(frames, features);
     CodeGroup coded(map);
-    for (int32_t i = 0; i < count; ++i) {
-        const StageVector feature = kvx::stageVectorOf(features[i]);
-        const StageVector* vector = map.norm.tick(map.mean.tick(&feature));
-        if (vector != nullptr) coded.add(map.conv.tick(vector));
-    }
+    for (int32_t i = 0; i < count; ++i) coded.add(map.stages.feed(kvx::stageVectorOf(features[i])));
     coded.code();
-}
-
-const FeatureVector* valuesOf(const StageVector* vector) { return vector == nullptr ? nullptr : &vector->values; }
-
-template <class Stage>
-const FeatureVector* tickOf(Stage& stage, const FeatureVector* vector) {
-    if (vector == nullptr) return valuesOf(stage.tick(nullptr));
-    const StageVector padded = kvx::stageVectorOf(*vector);
-    return valuesOf(stage.tick(&padded));
 }
 
 int16_t* frameOf(FeatureMap& map, size_t index) { return index == 0 ? map.frame : map.otherFrames[index - 1]; }
@@ -197,19 +176,11 @@ int32_t fmap_add_data(FeatureMap* map, const int16_t* samples, int32_t count) {
     return full ? 1 : 0;
 }
 
-int32_t fmap_flush(FeatureMap* map) {
-    fmap_settle(map);
-    if (map->finished != 0) return 1; // and the stages' counts stand still
-    const int32_t result = fmap_code_tick(map, valuesOf(map->conv.tick(map->norm.tick(nullptr))));
-    if (result == 1) map->finished = 1;
-    return result;
-}
-
 void fmap_drain(FeatureMap* map) {
     fmap_settle(map);
     CodeGroup coded(*map);
     while (map->finished == 0) {
-        const StageVector* vector = map->conv.tick(map->norm.tick(nullptr));
+        const StageVector* vector = map->stages.drain();
         const int32_t ticks = map->codeTicks + coded.size();
         if (ticks + (vector != nullptr ? 1 : 0) >= map->capacity) map->finished = 1;
         if (vector == nullptr || ticks >= map->capacity) break;
@@ -218,50 +189,8 @@ void fmap_drain(FeatureMap* map) {
     coded.code();
 }
 
-void iterator_get_feature(float* work, FeatureVector* out, const int16_t* frame) {
-    constexpr size_t kHalf = kvx::kFrameSamples / 2;
-    for (size_t i = 0; i < kHalf; ++i) {
-        work[i] = static_cast<float>(frame[i]) * kvx::hamming_data[i];
-        work[kHalf + i] = static_cast<float>(frame[kHalf + i]) * kvx::hamming_data[kHalf - 1 - i];
-    }
-    float* magnitudes = work + kvx::kSpectrumFloats;
-    const float centroid = psd_process(magnitudes, work);
-
-    FeatureVector& feature = *out;
-    float total = 0.0F;
-    for (size_t band = 0; band < kvx::kFeatureDimensions; ++band) {
-        feature[band] = 0.0F;
-        for (int32_t bin = kvx::bstart[band]; bin < kvx::bclose[band]; ++bin) feature[band] += magnitudes[bin];
-        total += feature[band];
-    }
-    for (size_t band = 0; band < kBands; ++band) {
-        if (feature[band] != 0.0F) feature[band] = std::log(feature[band] / total);
-    }
-    feature[kvx::kFeatureDimensions - 1] = centroid;
-}
-
-const FeatureVector* fmap_mean_tick(FeatureMap* map, const FeatureVector* vector) {
-    fmap_settle(map);
-    return tickOf(map->mean, vector);
-}
-
-const FeatureVector* fmap_norm_tick(FeatureMap* map, const FeatureVector* vector) {
-    fmap_settle(map);
-    return tickOf(map->norm, vector);
-}
-
-const FeatureVector* fmap_conv_tick(FeatureMap* map, const FeatureVector* vector) {
-    fmap_settle(map);
-    return tickOf(map->conv, vector);
-}
-
-int32_t fmap_code_tick(FeatureMap* map, const FeatureVector* vector) {
-    fmap_settle(map);
-    if (map->codeTicks >= map->capacity) return 1;
-    if (vector == nullptr) return -1;
-    ++map->codeTicks;
-    if (map->codeTicks <= kSkippedVectors) return 0;
-    map->coder1.code(kvx::nearestRow(*map->coder1.codebook, *vector), map->codeTicks);
-    map->coder2.code(kvx::nearestRow(*map->coder2.codebook, *vector), map->codeTicks);
-    return map->codeTicks >= map->capacity ? 1 : 0;
+void kvx::codeRows(FeatureMap& map, int32_t row1, int32_t row2) {
+    if (++map.codeTicks <= kSkippedVectors) return;
+    map.coder1.code(row1, map.codeTicks);
+    map.coder2.code(row2, map.codeTicks);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fingerprint/stages.h"
+#include "fingerprint/engine/stages.h"
 
 #include <algorithm>
 #include <cmath>
@@ -117,25 +117,6 @@ const StageVector* ConvStage::tick(const StageVector* vector) {
     for (const float weight : smooth_vec) total = total + load(*++vectors) * weight;
     store(total, out);
     return &out;
-}
-
-int32_t nearestRow(const Codebook& codebook, const FeatureVector& vector) {
-    float nearest = kFarthest;
-    size_t index = 0;
-    for (size_t row = 0; row < kCodebookRows; ++row) {
-        float distance = 0.0F;
-        for (size_t d = 0; d < kFeatureDimensions; ++d) {
-            const float component = codebook[row][d];
-            if (component == 0.0F) continue;
-            const float difference = vector[d] - component;
-            distance += difference * difference;
-        }
-        if (distance < nearest) {
-            nearest = distance;
-            index = row;
-        }
-    }
-    return static_cast<int32_t>(index);
 }
 
 void CodebookState::code(int32_t row, int32_t tick) {

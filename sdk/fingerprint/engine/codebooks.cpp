@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The two codebooks: single-precision values of these decimals. Row i is the letter 'a' + i.
-#include "fingerprint/tables.h"
+#include "fingerprint/engine/tables.h"
 
 namespace kvx {
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The stages that turn one feature vector per frame into letters. Each has its state, one verb, a vector in and a
-// vector (or null for nothing) out, and knows nothing of its neighbours. In feeding, nothing out means "not yet"; a
-// null vector in means "drain".
+// The stages that turn one feature vector per frame into letters, and their chain. Each stage has its state, one verb,
+// a vector in and a vector (or null for nothing) out, and knows nothing of its neighbours. The feature map runs them.
 #pragma once
 
-#include "fingerprint/tables.h"
+#include "fingerprint/engine/tables.h"
 
 #include <cstdint>
 
@@ -59,6 +58,26 @@ struct ConvStage {
     StageVector out;
 };
 
+// The stages in their order, which stands here alone. The codebooks take what comes out.
+struct StageChain {
+    // A frame's vector. Null means "not yet": a stage that gives nothing ends the step.
+    const StageVector* feed(const StageVector& feature) {
+        const StageVector* averaged = mean.tick(&feature); // always gives a vector
+        const StageVector* normalised = norm.tick(averaged);
+        return normalised == nullptr ? nullptr : conv.tick(normalised);
+    }
+    // One vector of those that the stages hold back. Null means "drain" on the way and "nothing is left" at the end.
+    const StageVector* drain() {
+        const StageVector* averaged = mean.tick(nullptr); // holds nothing back
+        const StageVector* normalised = norm.tick(averaged);
+        return conv.tick(normalised);
+    }
+
+    MeanStage mean;
+    NormStage norm;
+    ConvStage conv;
+};
+
 // Quantises vectors against one codebook. A run of equal rows becomes about as many letters as the logarithm of its
 // length; the run in progress when coding stops is never written, on purpose.
 struct CodebookState {
@@ -73,10 +92,5 @@ struct CodebookState {
     int32_t length;
     int32_t* ticks; // of each letter, its vector's; null where nobody asks, otherwise as long as text; the map's too
 };
-
-constexpr float kFarthest = 1e10F; // a distance that no row is taken for
-
-// Index of the row nearest to vector: the first of equals, and row 0 where no distance is a number below kFarthest.
-int32_t nearestRow(const Codebook& codebook, const FeatureVector& vector);
 
 } // namespace kvx

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Literals, so that the table is the same bytes on every machine; a test recomputes them.
-#include "fingerprint/tables.h"
+#include "fingerprint/engine/tables.h"
 
 namespace kvx {
 

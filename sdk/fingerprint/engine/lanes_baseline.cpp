@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Four frames side by side: what every x86-64 processor has; elsewhere, what the compiler makes of it.
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 
 #include <bit>
 #include <cmath>
@@ -67,7 +67,7 @@ inline auto packed(LaneInts a, LaneInts b) {
 
 } // namespace kvx
 
-#include "fingerprint/lanes_code.inc"
+#include "fingerprint/engine/lanes_code.inc"
 
 namespace kvx {
 

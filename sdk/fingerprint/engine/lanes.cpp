@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "fingerprint/lanes.h"
+#include "fingerprint/engine/lanes.h"
 
-#include "fingerprint/twiddle.h"
+#include "fingerprint/engine/twiddle.h"
 
 #include <atomic>
 #include <cmath>
@@ -9,8 +9,6 @@
 namespace kvx {
 
 namespace {
-
-constexpr size_t kBands = 5; // whose logarithm is taken
 
 std::atomic<const LaneKernels*> inUse{nullptr};
 
@@ -61,11 +59,11 @@ void featuresOfGroup(const GroupFrames& frames, FeatureVector* features) {
     lanesInUse().analyse(tables, frames, group);
     for (size_t frame = 0; frame < kGroupFrames; ++frame) {
         FeatureVector& feature = features[frame];
-        for (size_t band = 0; band < kBands; ++band) {
+        for (size_t band = 0; band < kLogBands; ++band) {
             const float part = group.values[band][frame];
             feature[band] = part != 0.0F ? std::log(part) : 0.0F;
         }
-        feature[kBands] = group.values[kBands][frame];
+        feature[kLogBands] = group.values[kLogBands][frame];
     }
 }
 

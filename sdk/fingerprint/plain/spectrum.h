@@ -1,22 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Spectrum of one frame: an in-place single-precision FFT and the normalised magnitudes. Every result bit counts: the
-// operations and their order are fixed.
+// The spectrum of one frame: an in-place single-precision FFT and the normalised magnitudes. Every result bit counts:
+// the operations and their order are fixed. Only one_frame.cpp and the tests call these functions.
 #pragma once
 
 #include <cstddef>
-
-namespace kvx {
-
-constexpr size_t kSpectrumFloats = 512;  // 256 complex values, real part first
-constexpr size_t kMagnitudeFloats = 256; // entry k is bin k, 22050 / 512 Hz wide; entry 0 is not computed
-
-constexpr float kSilence = 1e-6F;  // of the total energy, on the scaled spectrum
-constexpr float kAudible = 0.001F; // of a bin's magnitude
-// Bins 1 and 2 never take part in the centroid; 59 is about 2.5 kHz.
-constexpr size_t kCentroidFirstBin = 3;
-constexpr size_t kCentroidLastBin = 59;
-
-} // namespace kvx
 
 // In-place radix-2 transform of n complex values (n a power of two), kernel e^{+i theta}, scaled by 1 / (2 n). Only
 // the forward direction exists: nothing inverts a spectrum.

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Frames side by side: the costly parts of the engine for a group of frames at once, one frame a lane. Every lane
-// carries out the operations of the plain form (spectrum.h, stages.h) in their order, so its bits are the same.
+// Frames side by side: the costly parts of the engine for a group of frames at once, one frame a lane. The feature map
+// and the audio preparation call them. Every lane carries out the operations of the plain form (plain/one_frame.h) in
+// their order, so its bits are the same.
 #pragma once
 
-#include "fingerprint/spectrum.h"
-#include "fingerprint/stages.h"
-#include "fingerprint/tables.h"
+#include "fingerprint/engine/stages.h"
+#include "fingerprint/engine/tables.h"
 
 #include <array>
 #include <cstdint>
@@ -50,7 +50,7 @@ struct LaneKernels {
     // Gives each frame's five band energies as parts of the
     // total of six, 0 for a band of none, and the centroid: a feature vector before its logarithms.
     void (*analyse)(const TransformTables& tables, const GroupFrames& frames, VectorGroup& result);
-    // rows: 16 results of nearestRow.
+    // rows: the 16 indices of nearestRow.
     void (*nearestRows)(const Codebook& codebook, const VectorGroup& vectors, int32_t* rows);
     // KVXMixChannels of count frames. mixed may be where frames are.
     void (*mix)(const int16_t* frames, size_t count, int16_t* mixed);
