@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/request_handler.h"
 
+#include "base/hexadecimal.h"
+#include "model/access_code.h"
 #include "protocol/answer_writer.h"
 #include "protocol/packet_reader.h"
 #include "protocol/record_blob.h"
 #include "protocol/signature.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstdio>
 #include <new>
 #include <set>
 
@@ -41,24 +41,17 @@ size_t mostAnswers(uint16_t requestOption) {
 }
 
 // Letters and digits as they are, anything else as hexadecimal digits: a log line must not be shaped from outside.
-std::string printable(std::initializer_list<unsigned> characters) {
-    std::string text;
-    if (std::all_of(characters.begin(), characters.end(),
-                    [](unsigned c) { return c < 128 && std::isalnum(static_cast<int>(c)) != 0; })) {
-        for (const unsigned c : characters) text += static_cast<char>(c);
-        return text;
-    }
-    char digits[3];
-    for (const unsigned c : characters) {
-        std::snprintf(digits, sizeof digits, "%02x", c & 0xff);
-        text += digits;
-    }
-    return text;
+std::string printable(std::initializer_list<char> characters) {
+    const std::string text(characters.begin(), characters.end());
+    const bool isPlain = std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+    });
+    return isPlain ? text : lowerHexadecimal(text);
 }
 
 // Costs what checking a known account's signature costs, so that the time of a refusal does not tell which it was.
 const std::string& decoyCode() {
-    static const std::string code = "0000000003000300" + std::string(64, '0');
+    static const std::string code = makeAccessCode(0, 3, 3, std::string(kAccountKeyBytes, '\0'));
     return code;
 }
 
@@ -109,8 +102,9 @@ std::variant<AdmittedRequest, Reply> RequestHandler::admit(std::span<const uint8
         const bool isSigned = isSignedWith(packet, code.value_or(decoyCode()));
         if (code && isSigned) {
             report.accountId = packet.accountId;
-            report.language = printable({static_cast<unsigned>(packet.languageCode >> 8), packet.languageCode & 0xffU});
-            report.clientKind = printable({packet.clientKind});
+            report.language =
+                printable({static_cast<char>(packet.languageCode >> 8), static_cast<char>(packet.languageCode & 0xff)});
+            report.clientKind = printable({static_cast<char>(packet.clientKind)});
             report.requestOption = packet.requestOption;
             admitted.closeConnection = packet.responseFraming == 'H';
             admitted.payload = readPayload(packet.payload);
@@ -184,7 +178,7 @@ std::string RequestHandler::answerFingerprint(const FingerprintRequest& request,
 
 std::string RequestHandler::answerIdentity(const IdentityRequest& request, RequestReport& report) const {
     const Stopwatch watch(report.writing);
-    const std::optional<Identity> identity = identities_(report.accountId.value(), request.presented);
+    const std::optional<DeviceIdentity> identity = identities_(report.accountId.value(), request.presented);
     AnswerWriter answer;
     if (identity) {
         answer.add('G', blobOf({std::string(identity->begin(), identity->end())}));

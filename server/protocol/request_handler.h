@@ -3,14 +3,13 @@
 // for a worker: admit() is quick and needs no catalogue, answer() asks it.
 #pragma once
 
+#include "model/device_identity.h"
+#include "model/recogniser.h"
 #include "protocol/payload_reader.h"
-#include "recogniser.h"
 
-#include <array>
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -75,14 +74,13 @@ struct AdmittedRequest {
     RequestReport report;
 };
 
-using Identity = std::array<uint8_t, 16>;
-
 class RequestHandler {
   public:
     // The access code of an account, or nothing.
     using CodeFinder = std::function<std::optional<std::string>(uint32_t accountId)>;
     // An identity for a device: the one it presents if it is known, else a new one; nothing if there is none to give.
-    using IdentityGiver = std::function<std::optional<Identity>(uint32_t accountId, const std::string& presented)>;
+    using IdentityGiver =
+        std::function<std::optional<DeviceIdentity>(uint32_t accountId, const std::string& presented)>;
 
     RequestHandler(CodeFinder accounts, IdentityGiver identities, Recogniser& recogniser)
         : accounts_(std::move(accounts)), identities_(std::move(identities)), recogniser_(recogniser) {}

@@ -38,12 +38,12 @@ class Service {
                 if (id != kAccountId) return std::nullopt;
                 return kvxtest::accessCode(options.encryptionMethod, options.checksumMethod, options.secret);
             },
-            [this](uint32_t, const std::string& presented) -> std::optional<Identity> {
+            [this](uint32_t, const std::string& presented) -> std::optional<DeviceIdentity> {
                 if (!identitiesLeft) return std::nullopt;
                 std::string given = presented;
                 if (!identities.contains(given)) given = "identity " + std::to_string(1000000 + identities.size());
                 identities.insert(given);
-                Identity identity;
+                DeviceIdentity identity;
                 std::copy(given.begin(), given.end(), identity.begin());
                 return identity;
             },
