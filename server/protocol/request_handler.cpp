@@ -9,6 +9,7 @@
 #include "protocol/signature.h"
 
 #include <algorithm>
+#include <chrono>
 #include <new>
 #include <set>
 
@@ -62,23 +63,7 @@ RequestKind kindOf(const RequestPayload& payload) {
 
 } // namespace
 
-const char* outcomeName(Outcome outcome) {
-    constexpr const char* kNames[kOutcomes] = {"matched",   "not_found", "bad_packet", "refused",
-                                               "too_large", "failed",    "overload",   "unavailable"};
-    return kNames[static_cast<size_t>(outcome)];
-}
-
-int httpStatus(Outcome outcome) {
-    constexpr int kStatuses[kOutcomes] = {200, 200, 400, 403, 413, 500, 503, 503};
-    return kStatuses[static_cast<size_t>(outcome)];
-}
-
-const char* kindName(RequestKind kind) {
-    constexpr const char* kNames[kRequestKinds] = {"unknown", "fingerprint", "identity", "items"};
-    return kNames[static_cast<size_t>(kind)];
-}
-
-Reply RequestHandler::failure(RequestReport report, Outcome outcome, const std::string& text,
+Reply RequestHandler::failure(RequestReport report, RequestOutcome outcome, const std::string& text,
                               const std::string& detail) {
     Reply reply;
     report.outcome = outcome;
@@ -113,9 +98,9 @@ std::variant<AdmittedRequest, Reply> RequestHandler::admit(std::span<const uint8
             refused = true;
         }
     } catch (const BadPacket& bad) {
-        return failure(std::move(report), Outcome::kBadPacket, std::string("bad packet: ") + bad.what());
+        return failure(std::move(report), RequestOutcome::kBadPacket, std::string("bad packet: ") + bad.what());
     }
-    if (refused) return failure(std::move(report), Outcome::kRefused, "unknown account or bad signature");
+    if (refused) return failure(std::move(report), RequestOutcome::kRefused, "unknown account or bad signature");
     return admitted;
 }
 
@@ -130,16 +115,16 @@ Reply RequestHandler::answer(AdmittedRequest request) const {
         } else {
             reply.body = answerItems(std::get<ItemsRequest>(request.payload), report);
         }
-        report.outcome = report.answers > 0 ? Outcome::kMatched : Outcome::kNotFound;
+        report.outcome = report.answers > 0 ? RequestOutcome::kMatched : RequestOutcome::kNotFound;
         reply.closeConnection = request.closeConnection;
         reply.report = std::move(report);
         return reply;
     } catch (const Unavailable& error) {
-        return failure(std::move(report), Outcome::kUnavailable, "the catalogue is not available", error.what());
+        return failure(std::move(report), RequestOutcome::kUnavailable, "the catalogue is not available", error.what());
     } catch (const std::bad_alloc&) {
-        return failure(std::move(report), Outcome::kUnavailable, "the service is out of memory");
+        return failure(std::move(report), RequestOutcome::kUnavailable, "the service is out of memory");
     } catch (const std::exception& error) {
-        return failure(std::move(report), Outcome::kFailed, "the request failed", error.what());
+        return failure(std::move(report), RequestOutcome::kFailed, "the request failed", error.what());
     }
 }
 

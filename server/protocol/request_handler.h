@@ -6,8 +6,8 @@
 #include "model/device_identity.h"
 #include "model/recogniser.h"
 #include "protocol/payload_reader.h"
+#include "protocol/request_report.h"
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -16,47 +16,6 @@
 #include <variant>
 
 namespace tarn::server {
-
-enum class Outcome {
-    kMatched,     // 200
-    kNotFound,    // 200
-    kBadPacket,   // 400
-    kRefused,     // 403: unknown account or bad signature, which are told apart nowhere
-    kTooLarge,    // 413
-    kFailed,      // 500
-    kOverload,    // 503: too many requests wait
-    kUnavailable, // 503: the catalogue cannot be asked
-};
-constexpr size_t kOutcomes = 8;
-const char* outcomeName(Outcome outcome);
-int httpStatus(Outcome outcome);
-
-enum class RequestKind { kUnknown, kFingerprint, kIdentity, kItems };
-constexpr size_t kRequestKinds = 4;
-const char* kindName(RequestKind kind);
-
-// What is told about a request in the log and the metrics. Nothing in it is secret, and nothing names a device.
-struct RequestReport {
-    RequestKind kind = RequestKind::kUnknown;
-    Outcome outcome = Outcome::kFailed;
-    std::string reason;                // of a failure; words of ours, nothing from outside
-    std::optional<uint32_t> accountId; // of a good signature only
-    std::string language;              // two letters, or hexadecimal digits
-    std::string clientKind;            // one character, or hexadecimal digits
-    uint16_t requestOption = 0;
-    size_t packetBytes = 0;
-    size_t answers = 0;
-    struct Best {
-        uint32_t recordingId = 0;
-        int confidence = 0;
-        uint32_t offsetMs = 0;
-    };
-    std::optional<Best> best; // match of a fingerprint
-    std::optional<uint32_t> candidates;
-    std::chrono::nanoseconds verifying{0};
-    std::chrono::nanoseconds recognising{0};
-    std::chrono::nanoseconds writing{0};
-};
 
 struct Reply {
     int status = 200;
@@ -92,7 +51,7 @@ class RequestHandler {
     Reply handle(std::span<const uint8_t> packet) const;
 
     // A reply that tells a failure: text to the client; detail, where there is more to say, to the log alone.
-    static Reply failure(RequestReport report, Outcome outcome, const std::string& text,
+    static Reply failure(RequestReport report, RequestOutcome outcome, const std::string& text,
                          const std::string& detail = {});
 
   private:

@@ -107,7 +107,7 @@ TEST(RequestHandler, AnswersNotFoundWithOneRecordThatTheClientTakes) {
         EXPECT_EQ(reply.status, 200);
         EXPECT_EQ(typesOf(service.records(reply)), "N");
         EXPECT_EQ(kvxtest::hexDump(kvxtest::bytesOf(reply.body)), "0000: 4e 01 00 00 00 00");
-        EXPECT_EQ(reply.report.outcome, Outcome::kNotFound);
+        EXPECT_EQ(reply.report.outcome, RequestOutcome::kNotFound);
     }
 }
 
