@@ -2,8 +2,8 @@
 // Sound files with tags.
 #pragma once
 
-#include "catalog/recording.h"
 #include "demo/piece.h"
+#include "model/recording.h"
 
 #include <filesystem>
 

@@ -3,7 +3,7 @@
 // from a seed. The same seed gives the same piece.
 #pragma once
 
-#include "catalog/recording.h"
+#include "model/recording.h"
 
 #include <cstdint>
 #include <vector>

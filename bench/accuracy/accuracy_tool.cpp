@@ -304,7 +304,7 @@ int countPairs(const std::string& catalog) {
         const auto offMs = static_cast<int64_t>(offsetMs(alignment)) - std::stoll(fields[3]);
         if (std::abs(offMs) > kNearMs || alignment.bits < kAlignable) continue;
         for (size_t c = 0; c < kCodebooks; ++c) {
-            const CodeString& string = codes[alignment.phase][c];
+            const CodeString& string = codes[alignment.coding][c];
             const std::string_view near =
                 lettersIn(string, lettersBetween(string, alignment.startFrame - kMarginFrames,
                                                  alignment.startFrame + query.frames + kMarginFrames));

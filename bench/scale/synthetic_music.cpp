@@ -4,6 +4,7 @@
 #include "audio/record_blobs.h"
 #include "catalog/catalog.h"
 #include "coding/grams.h"
+#include "model/frames.h"
 
 #include <edlib.h>
 
@@ -165,7 +166,7 @@ SyntheticMusic::SyntheticMusic(const std::string& realCatalog) {
         for (size_t c = 0; c < kCodebooks; ++c) {
             const Runs first = runsOf(recording.codes[0][c].letters);
             models_[c].learn(first, recording.durationMs / 1000.0);
-            for (size_t v = 1; v < kPhases.size(); ++v) {
+            for (size_t v = 1; v < kCodings.size(); ++v) {
                 rates[v - 1][c] = ratesBetween(first, runsOf(recording.codes[v][c].letters));
             }
         }
@@ -196,7 +197,7 @@ Recording SyntheticMusic::recording(uint32_t number) const {
     for (size_t c = 0; c < kCodebooks; ++c) {
         const Runs first = models_[c].draw(dice, kSyntheticSeconds);
         recording.codes[0][c] = timed(lettersOf(first));
-        for (size_t v = 1; v < kPhases.size(); ++v) {
+        for (size_t v = 1; v < kCodings.size(); ++v) {
             recording.codes[v][c] = timed(lettersOf(models_[c].edited(dice, first, rates[v - 1][c])));
         }
     }
@@ -240,7 +241,7 @@ SyntheticMusic::Measures SyntheticMusic::measuresOf(const std::vector<Recording>
             sums.phaseEdits += AlignResult(first, recording.codes[1][c].letters).result.editDistance;
             sums.quietEdits += AlignResult(first, recording.codes[2][c].letters).result.editDistance;
             std::set<uint32_t> grams;
-            for (size_t v = 0; v < kPhases.size(); ++v) {
+            for (size_t v = 0; v < kCodings.size(); ++v) {
                 for (const Gram& gram : gramsOf(recording.codes[v][c].letters)) grams.insert(gram.value);
                 (v == 0   ? sums.gramsOfFirst
                  : v == 1 ? sums.gramsOfPhases

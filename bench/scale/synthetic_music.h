@@ -7,8 +7,8 @@
 // phase makes.
 #pragma once
 
-#include "catalog/recording.h"
-#include "recogniser.h"
+#include "model/recogniser.h"
+#include "model/recording.h"
 
 #include <cstdint>
 #include <map>
@@ -81,7 +81,7 @@ class SyntheticMusic {
 
   private:
     // rates[variant - 1][codebook] of one real recording
-    using VariantRates = std::array<std::array<EditRates, server::kCodebooks>, server::kPhases.size() - 1>;
+    using VariantRates = std::array<std::array<EditRates, server::kCodebooks>, server::kCodings.size() - 1>;
     struct Measures;
     static Measures measuresOf(const std::vector<server::Recording>& recordings);
     const VariantRates& ratesOf(uint32_t number) const;

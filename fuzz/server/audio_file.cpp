@@ -6,10 +6,10 @@
 // same again, which one file in four is asked.
 #include "audio/audio_file.h"
 
-#include "audio/clean_text.h"
-#include "audio/content_hash.h"
 #include "audio/file_tags.h"
 #include "audio/record_blobs.h"
+#include "base/digest.h"
+#include "base/text.h"
 #include "fuzz_target.h"
 #include "memory_file.h"
 #include "records/all_records.h"
@@ -69,7 +69,7 @@ std::string readSamples(const std::filesystem::path& path) {
         AudioFile file(path);
         REQUIRE(file.rateHz() >= AudioFile::kLeastRateHz && file.rateHz() <= AudioFile::kMostRateHz);
         REQUIRE(file.channels() == 1 || file.channels() == 2);
-        ContentHash hash;
+        Digest hash;
         uint64_t samples = 0;
         for (auto piece = file.read(); !piece.empty(); piece = file.read()) {
             samples += piece.size();

@@ -58,20 +58,20 @@ class NoRecogniser : public Recogniser {
     uint64_t recordingCount() override { return 0; }
 };
 
-Outcome admit(std::span<const uint8_t> packet) {
+RequestOutcome admit(std::span<const uint8_t> packet) {
     static NoRecogniser recogniser;
     static const RequestHandler handler(
         codeOf, [](uint32_t, const std::string&) { return std::nullopt; }, recogniser);
     const kvxtest::GuardedBytes guarded(packet);
     const auto admitted = handler.admit({guarded.data(), guarded.size()});
     if (const auto* reply = std::get_if<Reply>(&admitted)) {
-        const Outcome outcome = reply->report.outcome;
-        REQUIRE(outcome == Outcome::kBadPacket || outcome == Outcome::kRefused);
+        const RequestOutcome outcome = reply->report.outcome;
+        REQUIRE(outcome == RequestOutcome::kBadPacket || outcome == RequestOutcome::kRefused);
         REQUIRE(reply->status == httpStatus(outcome) && reply->closeConnection && !reply->body.empty());
         return outcome;
     }
     REQUIRE(std::get<AdmittedRequest>(admitted).report.accountId.has_value());
-    return Outcome::kNotFound; // stands for: admitted
+    return RequestOutcome::kNotFound; // stands for: admitted
 }
 
 // The packet with its account's methods in its header and the signature that follows from them; empty where the account
@@ -102,13 +102,13 @@ Bytes signedPacket(const Bytes& bytes) {
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const Bytes bytes(data, data + size);
-    const Outcome outcome = admit(bytes);
+    const RequestOutcome outcome = admit(bytes);
     REQUIRE(admit(bytes) == outcome);
 
     Bytes right = signedPacket(bytes);
     if (right.empty()) return 0;
-    REQUIRE(admit(right) != Outcome::kRefused);
+    REQUIRE(admit(right) != RequestOutcome::kRefused);
     right.back() ^= static_cast<uint8_t>(1U << size % 8);
-    REQUIRE(admit(right) == Outcome::kRefused);
+    REQUIRE(admit(right) == RequestOutcome::kRefused);
     return 0;
 }

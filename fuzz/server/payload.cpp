@@ -56,7 +56,8 @@ const RequestHandler& handler() {
     (void)filled;
     static const RequestHandler made([](uint32_t) { return std::nullopt; },
                                      [](uint32_t, const std::string& presented) {
-                                         return presented.empty() ? std::optional<Identity>(Identity{}) : std::nullopt;
+                                         return presented.empty() ? std::optional<DeviceIdentity>(DeviceIdentity{})
+                                                                  : std::nullopt;
                                      },
                                      catalogue);
     return made;

@@ -3,7 +3,7 @@
 //
 // Holds: codes are letters whose times do not decrease and lie within the audio; they do not depend on the pieces in
 // which prepared samples are added; the same audio gives the same again.
-#include "coding/recording_codes.h"
+#include "model/recording_codes.h"
 
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
@@ -21,10 +21,10 @@ constexpr size_t kFormatBytes = 4; // three of the rate, one of the channels
 constexpr size_t kMostPieces = 64; // else short pieces are most of what a run costs
 
 bool isSame(const RecordingCodes& one, const RecordingCodes& other) {
-    for (size_t variant = 0; variant < one.size(); ++variant) {
+    for (size_t coding = 0; coding < one.size(); ++coding) {
         for (size_t codebook = 0; codebook < kCodebooks; ++codebook) {
-            const CodeString& left = one[variant][codebook];
-            const CodeString& right = other[variant][codebook];
+            const CodeString& left = one[coding][codebook];
+            const CodeString& right = other[coding][codebook];
             if (left.letters != right.letters || left.frames != right.frames) return false;
         }
     }
@@ -61,8 +61,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const auto prepared = preparation.prepare(pcm);
 
     const RecordingCodes codes = codeRecording(prepared);
-    for (const auto& variant : codes) {
-        for (const CodeString& string : variant) check(string, prepared.size());
+    for (const auto& coding : codes) {
+        for (const CodeString& string : coding) check(string, prepared.size());
     }
     const size_t leastPiece = prepared.size() / kMostPieces;
     REQUIRE(isSame(inPieces(prepared, 1 + leastPiece + size_t{8} * data[3]), codes));

@@ -2,16 +2,14 @@
 #include "accounts/account_file.h"
 
 #include "accounts/private_file.h"
-#include "audio/content_hash.h"
+#include "base/digest.h"
+#include "base/text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <fcntl.h>
 #include <string_view>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,41 +17,16 @@ namespace tarn::server {
 
 namespace {
 
-constexpr size_t kCodeLength = 80;
 constexpr std::string_view kTimeShape = "0000-00-00T00:00:00Z"; // 0: any digit
 constexpr std::string_view kTitle = "tarn-accounts 2 ";
 constexpr std::string_view kTitleWithoutCheck = "tarn-accounts 1 ";
 static_assert(kTitle.size() == kTitleWithoutCheck.size());
 constexpr std::string_view kEnd = "end ";
 
-// Where a code's bytes lie: account id, two methods, key.
-constexpr size_t kIdBytes = 4;
-constexpr size_t kEncryptionOffset = 4;
-constexpr size_t kChecksumOffset = 6;
-
-uint32_t littleEndianAt(const std::string& code, size_t offset, size_t width) {
-    uint32_t value = 0;
-    for (size_t i = width; i-- > 0;) {
-        value = (value << 8) | static_cast<uint32_t>(std::stoul(code.substr(2 * (offset + i), 2), nullptr, 16));
-    }
-    return value;
-}
-
-bool isCode(std::string_view text) {
-    return text.size() == kCodeLength && std::all_of(text.begin(), text.end(), [](char c) {
-               return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F');
-           });
-}
-
 bool isTime(std::string_view text) {
     return text.size() == kTimeShape.size() &&
            std::equal(text.begin(), text.end(), kTimeShape.begin(),
                       [](char c, char shape) { return shape == '0' ? c >= '0' && c <= '9' : c == shape; });
-}
-
-bool isPrintable(std::string_view text) {
-    return std::all_of(text.begin(), text.end(),
-                       [](char c) { return static_cast<unsigned char>(c) >= ' ' && c != 127; });
 }
 
 std::optional<uint32_t> numberOf(std::string_view text) {
@@ -64,12 +37,12 @@ std::optional<uint32_t> numberOf(std::string_view text) {
 }
 
 std::optional<Account> accountOf(std::string_view line) {
-    const size_t timeEnd = kCodeLength + 1 + kTimeShape.size();
-    if (line.size() <= timeEnd || line[kCodeLength] != ' ' || line[timeEnd] != ' ') return std::nullopt;
-    const Account account{std::string(line.substr(0, kCodeLength)),
-                          std::string(line.substr(kCodeLength + 1, kTimeShape.size())),
+    const size_t timeEnd = kAccessCodeLength + 1 + kTimeShape.size();
+    if (line.size() <= timeEnd || line[kAccessCodeLength] != ' ' || line[timeEnd] != ' ') return std::nullopt;
+    const Account account{std::string(line.substr(0, kAccessCodeLength)),
+                          std::string(line.substr(kAccessCodeLength + 1, kTimeShape.size())),
                           std::string(line.substr(timeEnd + 1))};
-    if (!isCode(account.code) || !isTime(account.created) || !isPrintable(account.name)) return std::nullopt;
+    if (!isAccessCode(account.code) || !isTime(account.created) || !isPrintable(account.name)) return std::nullopt;
     if (account.encryptionMethod() < 1 || account.encryptionMethod() > 3) return std::nullopt;
     if (account.checksumMethod() < 2 || account.checksumMethod() > 3) return std::nullopt; // 1 cannot sign
     return account;
@@ -78,7 +51,7 @@ std::optional<Account> accountOf(std::string_view line) {
 constexpr size_t kCheckDigits = 16;
 
 std::string checkOf(std::string_view text) {
-    ContentHash hash;
+    Digest hash;
     hash.add(text);
     return hash.hexadecimal().substr(0, kCheckDigits);
 }
@@ -140,26 +113,6 @@ class Parser {
 
 } // namespace
 
-uint32_t Account::id() const { return littleEndianAt(code, 0, kIdBytes); }
-int Account::encryptionMethod() const { return static_cast<int>(littleEndianAt(code, kEncryptionOffset, 2)); }
-int Account::checksumMethod() const { return static_cast<int>(littleEndianAt(code, kChecksumOffset, 2)); }
-
-std::string makeAccessCode(uint32_t id, int encryptionMethod, int checksumMethod, const std::string& key32Bytes) {
-    std::string code;
-    const auto put = [&](unsigned byte) {
-        char digits[3];
-        std::snprintf(digits, sizeof digits, "%02X", byte & 0xff);
-        code += digits;
-    };
-    for (unsigned shift = 0; shift < 32; shift += 8) put(id >> shift);
-    for (const int method : {encryptionMethod, checksumMethod}) {
-        put(static_cast<unsigned>(method));
-        put(0);
-    }
-    for (const char byte : key32Bytes) put(static_cast<unsigned char>(byte));
-    return code;
-}
-
 const Account* AccountList::find(uint32_t id) const {
     const auto found =
         std::find_if(accounts.begin(), accounts.end(), [&](const Account& account) { return account.id() == id; });
@@ -202,16 +155,15 @@ void saveAccounts(const std::filesystem::path& file, const AccountList& list) {
     }
 }
 
-AccountFileLock::AccountFileLock(const std::filesystem::path& file) : descriptor_(-1) {
-    const std::filesystem::path lock = file.string() + ".lock";
-    FileDescriptor descriptor(open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (!descriptor.isOpen()) throw AccountError(errnoText(lock, "cannot be opened"));
-    while (flock(descriptor.get(), LOCK_EX) != 0) {
-        if (errno != EINTR) throw AccountError(errnoText(lock, "cannot be locked"));
+AccountFileLock::AccountFileLock(const std::filesystem::path& file) {
+    const std::filesystem::path name = file.string() + ".lock";
+    descriptor_ = FileDescriptor(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!descriptor_.isOpen()) throw AccountError(errnoText(name, "cannot be opened"));
+    try {
+        lock_.emplace(descriptor_, name);
+    } catch (const std::runtime_error& error) {
+        throw AccountError(error.what());
     }
-    descriptor_ = descriptor.release();
 }
-
-AccountFileLock::~AccountFileLock() { close(descriptor_); }
 
 } // namespace tarn::server

@@ -9,6 +9,9 @@
 // Format 1 has no CHECK. It is still read, and becomes format 2 with the next change.
 #pragma once
 
+#include "base/file_lock.h"
+#include "model/access_code.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -19,17 +22,14 @@
 namespace tarn::server {
 
 struct Account {
-    std::string code;    // access code, 80 upper-case hexadecimal digits
+    std::string code;    // access code
     std::string created; // UTC, as in the file
     std::string name;    // printable, may be empty
 
-    uint32_t id() const;
-    int encryptionMethod() const;
-    int checksumMethod() const;
+    uint32_t id() const { return accountIdOf(code); }
+    int encryptionMethod() const { return encryptionMethodOf(code); }
+    int checksumMethod() const { return checksumMethodOf(code); }
 };
-
-// An access code: account id, methods and key as they stand in its bytes, integers little-endian.
-std::string makeAccessCode(uint32_t id, int encryptionMethod, int checksumMethod, const std::string& key32Bytes);
 
 struct AccountList {
     uint32_t nextId = 1;
@@ -53,13 +53,12 @@ void saveAccounts(const std::filesystem::path& file, const AccountList& list);
 // Held while the file is read, changed and written, so that two commands at once lose nothing.
 class AccountFileLock {
   public:
+    // Waits for it. Throws AccountError.
     explicit AccountFileLock(const std::filesystem::path& file);
-    ~AccountFileLock();
-    AccountFileLock(const AccountFileLock&) = delete;
-    AccountFileLock& operator=(const AccountFileLock&) = delete;
 
   private:
-    int descriptor_;
+    FileDescriptor descriptor_;
+    std::optional<FileLock> lock_;
 };
 
 } // namespace tarn::server

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/identity_store.h"
 
+#include "accounts/private_file.h"
+#include "base/bytes.h"
+#include "base/file_lock.h"
+
 #include <algorithm>
-#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,25 +18,15 @@ namespace tarn::server {
 
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "entries are written as they lie in memory");
 constexpr size_t kIdBytes = sizeof(uint32_t);
-constexpr int64_t kEntryBytes = kIdBytes + sizeof(IdentityStore::Identity);
+constexpr int64_t kEntryBytes = kIdBytes + sizeof(DeviceIdentity);
 
-// Among servers that share the file; a file has one lock per open descriptor.
-class SharedLock {
-  public:
-    SharedLock(int descriptor, const std::filesystem::path& file) : descriptor_(descriptor) {
-        while (flock(descriptor_, LOCK_EX) != 0) {
-            if (errno != EINTR) throw std::runtime_error(errnoText(file, "cannot be locked"));
-        }
-    }
-    ~SharedLock() { flock(descriptor_, LOCK_UN); }
-    SharedLock(const SharedLock&) = delete;
-    SharedLock& operator=(const SharedLock&) = delete;
-
-  private:
-    int descriptor_;
-};
+// bytes: as many as an identity has.
+DeviceIdentity identityOf(std::string_view bytes) {
+    DeviceIdentity identity{};
+    std::copy_n(bytes.begin(), identity.size(), identity.begin());
+    return identity;
+}
 
 } // namespace
 
@@ -58,7 +50,7 @@ IdentityStore::IdentityStore(std::filesystem::path file, size_t mostPerAccount)
 void IdentityStore::open() {
     const std::lock_guard guard(mutex_);
     openIfClosed();
-    const SharedLock lock(file_.get(), path_);
+    const FileLock lock(file_, path_);
     readMore();
 }
 
@@ -85,39 +77,31 @@ void IdentityStore::readMore() {
         if (count < kEntryBytes) throw std::runtime_error(errnoText(path_, "cannot be read"));
         const int64_t entries = count / kEntryBytes;
         for (int64_t i = 0; i < entries; ++i) {
-            const char* entry = buffer + i * kEntryBytes;
-            uint32_t accountId = 0;
-            Identity identity;
-            std::memcpy(&accountId, entry, kIdBytes);
-            std::memcpy(identity.data(), entry + kIdBytes, identity.size());
-            known_[accountId].insert(identity);
+            std::string_view entry(buffer + i * kEntryBytes, kEntryBytes);
+            const uint32_t accountId = takeLittleEndian<uint32_t>(entry).value();
+            known_[accountId].insert(identityOf(entry));
         }
         readBytes_ += entries * kEntryBytes;
     }
 }
 
-std::optional<IdentityStore::Identity> IdentityStore::identityFor(uint32_t accountId, const std::string& presented) {
+std::optional<DeviceIdentity> IdentityStore::identityFor(uint32_t accountId, const std::string& presented) {
     const std::lock_guard guard(mutex_);
     openIfClosed();
-    const SharedLock lock(file_.get(), path_);
+    const FileLock lock(file_, path_);
     readMore();
-    std::set<Identity>& mine = known_[accountId];
-    Identity identity;
-    if (presented.size() == identity.size()) {
-        std::memcpy(identity.data(), presented.data(), identity.size());
-        if (mine.contains(identity)) return identity;
-    }
+    std::set<DeviceIdentity>& mine = known_[accountId];
+    if (presented.size() == sizeof(DeviceIdentity) && mine.contains(identityOf(presented)))
+        return identityOf(presented);
     if (mine.size() >= mostPerAccount_) return std::nullopt;
 
-    const std::string fresh = randomBytes(identity.size());
-    std::memcpy(identity.data(), fresh.data(), identity.size());
-    std::string entry(sizeof accountId, '\0');
-    std::memcpy(entry.data(), &accountId, sizeof accountId);
+    const std::string fresh = randomBytes(sizeof(DeviceIdentity));
+    std::string entry;
+    appendLittleEndian(entry, accountId);
     writeWhole(file_, entry + fresh, path_);
     if (fdatasync(file_.get()) != 0) throw std::runtime_error(errnoText(path_, "cannot be synced"));
     readBytes_ += kEntryBytes;
-    mine.insert(identity);
-    return identity;
+    return *mine.insert(identityOf(fresh)).first;
 }
 
 } // namespace tarn::server

@@ -5,9 +5,9 @@
 //   account id u32 little-endian | 16 bytes
 #pragma once
 
-#include "accounts/private_file.h"
+#include "base/file_descriptor.h"
+#include "model/device_identity.h"
 
-#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <mutex>
@@ -20,7 +20,6 @@ namespace tarn::server {
 
 class IdentityStore {
   public:
-    using Identity = std::array<uint8_t, 16>;
     // An account whose devices ask for more gets none: the file must not grow without end.
     static constexpr size_t kMostPerAccount = 100'000;
 
@@ -32,7 +31,7 @@ class IdentityStore {
     void open();
     // The presented one if it was given to this account, else a new one, on disk before it is returned; nothing when
     // the account has had its share. Throws std::runtime_error when it cannot be kept.
-    std::optional<Identity> identityFor(uint32_t accountId, const std::string& presented);
+    std::optional<DeviceIdentity> identityFor(uint32_t accountId, const std::string& presented);
 
   private:
     void openIfClosed(); // these two under the mutex
@@ -43,7 +42,7 @@ class IdentityStore {
     std::mutex mutex_;
     FileDescriptor file_;
     int64_t readBytes_ = 0;
-    std::unordered_map<uint32_t, std::set<Identity>> known_;
+    std::unordered_map<uint32_t, std::set<DeviceIdentity>> known_;
 };
 
 // From the system's source of random bytes.

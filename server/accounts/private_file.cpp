@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/private_file.h"
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
+#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <utility>
 
 namespace tarn::server {
 
@@ -22,53 +20,6 @@ std::filesystem::path folderOf(const std::filesystem::path& file) {
 }
 
 } // namespace
-
-FileDescriptor::~FileDescriptor() {
-    if (descriptor_ >= 0) close(descriptor_);
-}
-
-FileDescriptor::FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-
-FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
-    if (this != &other) {
-        if (descriptor_ >= 0) close(descriptor_);
-        descriptor_ = std::exchange(other.descriptor_, -1);
-    }
-    return *this;
-}
-
-int FileDescriptor::release() { return std::exchange(descriptor_, -1); }
-
-std::string errnoText(const std::filesystem::path& file, const std::string& what) {
-    const int error = errno;
-    return file.string() + ": " + what + ": " + std::strerror(error);
-}
-
-std::string readWhole(const FileDescriptor& descriptor, const std::filesystem::path& file) {
-    std::string bytes;
-    char buffer[8192];
-    for (;;) {
-        const ssize_t count = read(descriptor.get(), buffer, sizeof buffer);
-        if (count == 0) return bytes;
-        if (count > 0) {
-            bytes.append(buffer, static_cast<size_t>(count));
-        } else if (errno != EINTR) {
-            fail(file, "cannot be read");
-        }
-    }
-}
-
-void writeWhole(const FileDescriptor& descriptor, const std::string& bytes, const std::filesystem::path& file) {
-    size_t written = 0;
-    while (written < bytes.size()) {
-        const ssize_t count = write(descriptor.get(), bytes.data() + written, bytes.size() - written);
-        if (count >= 0) {
-            written += static_cast<size_t>(count);
-        } else if (errno != EINTR) {
-            fail(file, "cannot be written");
-        }
-    }
-}
 
 void giveToFolderOwner(const FileDescriptor& descriptor, const std::filesystem::path& file) {
     if (geteuid() != 0) return;

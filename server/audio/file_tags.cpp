@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "audio/file_tags.h"
 
-#include "audio/clean_text.h"
 #include "audio/tag_stream.h"
+#include "base/text.h"
 
 #include <taglib/fileref.h>
 #include <taglib/tag.h>

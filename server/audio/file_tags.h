@@ -2,7 +2,7 @@
 // What a file says about its recording.
 #pragma once
 
-#include "catalog/recording.h"
+#include "model/recording.h"
 
 #include <filesystem>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "audio/record_blobs.h"
 
-#include "audio/content_hash.h"
+#include "base/digest.h"
 #include "kvx.h"
 
 #include <new>
@@ -69,7 +69,7 @@ std::string trackIdOf(const std::string& contentHash) { return "T-" + contentHas
 
 std::string albumIdOf(const Tags& tags) {
     if (tags.album.empty()) return {};
-    ContentHash hash;
+    Digest hash;
     hash.add(albumArtistOf(tags));
     hash.add(std::string_view("\0", 1)); // so that no letter can move from one name to the other
     hash.add(tags.album);

@@ -2,7 +2,7 @@
 // The records that the protocol answers with, made from a recording's tags.
 #pragma once
 
-#include "catalog/recording.h"
+#include "model/recording.h"
 
 #include <string>
 

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "audio/recording_reader.h"
 
-#include "audio/content_hash.h"
 #include "audio/record_blobs.h"
+#include "base/digest.h"
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
+#include "model/frames.h"
 
 #include <algorithm>
 #include <vector>
@@ -14,7 +15,6 @@ namespace tarn::server {
 
 namespace {
 
-constexpr uint64_t kEngineRate = 22050;
 constexpr uint64_t kQueryMs = 31000; // 30 s are coded, from three starts
 
 uint32_t durationMsOf(const AudioFile& file) {
@@ -25,7 +25,7 @@ uint32_t durationMsOf(const AudioFile& file) {
 class Excerpt {
   public:
     explicit Excerpt(uint64_t startMs)
-        : begin_(startMs * kEngineRate / 1000), end_((startMs + kQueryMs) * kEngineRate / 1000) {}
+        : begin_(startMs * kEngineRateHz / 1000), end_((startMs + kQueryMs) * kEngineRateHz / 1000) {}
 
     void add(std::span<const int16_t> piece, uint64_t position) {
         const uint64_t from = std::clamp(begin_, position, position + piece.size());
@@ -50,7 +50,7 @@ Recording readRecording(const std::filesystem::path& path, const TagReading& tag
     AudioFile file(path);
     PcmPreparation preparation(file.rateHz(), file.channels());
     RecordingCoder coder;
-    ContentHash hash;
+    Digest hash;
     // The same samples at another rate are another recording.
     hash.add(std::to_string(file.rateHz()) + " Hz, " + std::to_string(file.channels()) + " channels\n");
     for (auto piece = file.read(); !piece.empty(); piece = file.read()) {

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "audio/audio_file.h"
-#include "catalog/recording.h"
-#include "recogniser.h"
+#include "model/query.h"
+#include "model/recording.h"
 
 #include <filesystem>
 #include <functional>

@@ -3,7 +3,7 @@
 // for many formats has many places to fail: a process that has a bounded time and memory for each file costs that file.
 #pragma once
 
-#include "catalog/recording.h"
+#include "model/recording.h"
 
 #include <cstddef>
 #include <filesystem>

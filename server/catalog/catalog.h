@@ -6,7 +6,7 @@
 #include "catalog/errors.h"
 #include "catalog/file_entry.h"
 #include "catalog/lookup.h"
-#include "catalog/recording.h"
+#include "model/recording.h"
 
 #include <cstdint>
 #include <functional>

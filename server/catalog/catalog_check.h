@@ -3,8 +3,8 @@
 #pragma once
 
 #include "catalog/catalog_state.h"
-#include "catalog/recording.h"
 #include "catalog/store.h"
+#include "model/recording.h"
 
 #include <unordered_map>
 

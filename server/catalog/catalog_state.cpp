@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalog/catalog_state.h"
 
+#include "base/bytes.h"
 #include "catalog/gram_lists.h"
 #include "catalog/keys.h"
 #include "catalog/posting_list.h"
 #include "catalog/remedies.h"
-#include "coding/code_packing.h"
 
 #include <array>
 

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalog/file_entry.h"
 
+#include "base/bytes.h"
+#include "base/digest.h"
 #include "catalog/keys.h"
-#include "coding/code_packing.h"
-
-#include <nettle/sha2.h>
-
-#include <array>
 
 namespace tarn::server {
 
@@ -28,12 +25,10 @@ std::optional<FileEntry> unpackFileEntry(std::string_view bytes) {
 }
 
 std::string fileKey(const std::string& path) {
-    std::array<uint8_t, SHA256_DIGEST_SIZE> digest;
-    sha256_ctx context;
-    sha256_init(&context);
-    sha256_update(&context, path.size(), reinterpret_cast<const uint8_t*>(path.data()));
-    sha256_digest(&context, digest.size(), digest.data());
-    return textKey('f', {reinterpret_cast<const char*>(digest.data()), digest.size() / 2});
+    Digest digest;
+    digest.add(path);
+    const std::string bytes = digest.bytes();
+    return textKey('f', std::string_view(bytes).substr(0, bytes.size() / 2));
 }
 
 } // namespace tarn::server

@@ -5,7 +5,7 @@
 
 #include "catalog/store.h"
 #include "coding/grams.h"
-#include "coding/recording_codes.h"
+#include "model/recording_codes.h"
 
 #include <algorithm>
 #include <bit>
@@ -34,9 +34,9 @@ inline void sortOnce(std::vector<ListNumber>& lists) {
 
 inline std::vector<ListNumber> listsOf(const RecordingCodes& codes, unsigned gramLetters) {
     std::vector<ListNumber> lists;
-    for (const auto& variant : codes) {
+    for (const auto& coding : codes) {
         for (size_t codebook = 0; codebook < kCodebooks; ++codebook) {
-            addLists(lists, gramLetters, codebook, variant[codebook].letters);
+            addLists(lists, gramLetters, codebook, coding[codebook].letters);
         }
     }
     sortOnce(lists);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalog/posting_list.h"
 
-#include "coding/code_packing.h"
+#include "base/bytes.h"
 
 #include <algorithm>
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalog/recording_packing.h"
 
+#include "base/bytes.h"
 #include "coding/code_packing.h"
 
 #include <array>

@@ -9,7 +9,7 @@
 // gives out over a socket only from databases with term lists.
 #pragma once
 
-#include "catalog/recording.h"
+#include "model/recording.h"
 
 #include <optional>
 #include <string>

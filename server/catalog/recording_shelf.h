@@ -2,8 +2,8 @@
 // The recordings of a store, by id.
 #pragma once
 
-#include "catalog/recording.h"
 #include "catalog/store.h"
+#include "model/recording.h"
 
 #include <unordered_map>
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/code_packing.h"
 
+#include "base/bytes.h"
+#include "model/alphabet.h"
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -11,14 +14,13 @@ namespace tarn::server {
 namespace {
 
 constexpr size_t kLettersPerTime = 16;
-constexpr uint32_t kLetterValues = 24;
 constexpr uint32_t kMostRun = 10; // letters that one byte stands for
 
 void appendLetters(std::string& out, std::string_view letters) {
     for (size_t i = 0; i < letters.size();) {
         uint32_t run = 1;
         while (run < kMostRun && i + run < letters.size() && letters[i + run] == letters[i]) ++run;
-        out.push_back(static_cast<char>(static_cast<uint32_t>(letters[i] - 'a') + kLetterValues * (run - 1)));
+        out.push_back(static_cast<char>(static_cast<uint32_t>(letters[i] - 'a') + kLetters * (run - 1)));
         i += run;
     }
 }
@@ -32,8 +34,8 @@ struct Run {
 constexpr std::array<Run, 256> makeRuns() {
     constexpr uint64_t kEachByte = 0x0101010101010101;
     std::array<Run, 256> runs;
-    for (uint32_t value = 0; value < kLetterValues * kMostRun; ++value) {
-        runs[value] = {kEachByte * ('a' + value % kLetterValues), value / kLetterValues + 1};
+    for (uint32_t value = 0; value < kLetters * kMostRun; ++value) {
+        runs[value] = {kEachByte * ('a' + value % kLetters), value / kLetters + 1};
     }
     return runs;
 }
@@ -109,28 +111,6 @@ bool takeFrames(std::string_view& bytes, size_t count, std::vector<uint32_t>& ou
 
 } // namespace
 
-void appendVarint(std::string& out, uint64_t value) {
-    while (value >= 0x80) {
-        out.push_back(static_cast<char>((value & 0x7f) | 0x80));
-        value >>= 7;
-    }
-    out.push_back(static_cast<char>(value));
-}
-
-std::optional<uint64_t> takeVarint(std::string_view& bytes) {
-    uint64_t value = 0;
-    for (uint32_t shift = 0; shift < 64 && shift / 7 < bytes.size(); shift += 7) {
-        const auto byte = static_cast<unsigned char>(bytes[shift / 7]);
-        if (shift == 63 && byte > 1) return std::nullopt;
-        value |= static_cast<uint64_t>(byte & 0x7f) << shift;
-        if ((byte & 0x80) == 0) {
-            bytes.remove_prefix(shift / 7 + 1);
-            return value;
-        }
-    }
-    return std::nullopt;
-}
-
 std::vector<size_t> timedIndexes(size_t letters) {
     std::vector<size_t> indexes;
     for (size_t index = 0; index < letters; index = nextTimed(index, letters)) {
@@ -141,8 +121,8 @@ std::vector<size_t> timedIndexes(size_t letters) {
 }
 
 void appendCodes(std::string& out, const RecordingCodes& codes) {
-    for (const auto& phase : codes) {
-        for (const CodeString& string : phase) {
+    for (const auto& coding : codes) {
+        for (const CodeString& string : coding) {
             const size_t count = string.letters.size();
             appendVarint(out, count);
             appendLetters(out, string.letters);
@@ -158,8 +138,8 @@ void appendCodes(std::string& out, const RecordingCodes& codes) {
 
 std::optional<RecordingCodes> takeCodes(std::string_view& bytes) {
     RecordingCodes codes;
-    for (auto& phase : codes) {
-        for (CodeString& string : phase) {
+    for (auto& coding : codes) {
+        for (CodeString& string : coding) {
             const std::optional<uint64_t> count = takeVarint(bytes);
             if (!count || *count > bytes.size() * kMostRun) return std::nullopt;
             if (!takeLetters(bytes, static_cast<size_t>(*count), string.letters)) return std::nullopt;

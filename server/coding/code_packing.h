@@ -5,10 +5,9 @@
 // for each repeat; then the frame of every 16th letter and of the last one, each as the difference from the one before
 // (varint). In between, frames are interpolated: 16 letters are about 2 seconds of music, and what is asked of a place
 // is a second. Whole bytes, because the search engine deflates what it stores.
-// A varint holds seven bits a byte, lowest first, the top bit set in all but the last.
 #pragma once
 
-#include "coding/recording_codes.h"
+#include "model/recording_codes.h"
 
 #include <cstdint>
 #include <optional>
@@ -17,10 +16,6 @@
 #include <vector>
 
 namespace tarn::server {
-
-void appendVarint(std::string& out, uint64_t value);
-// Moves past the varint at the start of bytes; nothing when there is none of at most 64 bits.
-std::optional<uint64_t> takeVarint(std::string_view& bytes);
 
 // Which of a string's letters have their frames stored.
 std::vector<size_t> timedIndexes(size_t letters);

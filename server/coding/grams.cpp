@@ -13,10 +13,10 @@ std::vector<Gram> gramsOf(std::string_view letters) {
 }
 
 size_t distinctLetters(std::string_view letters) {
-    std::bitset<kCodeLetters> seen;
+    std::bitset<kLetters> seen;
     for (const char c : letters) {
         const auto letter = static_cast<uint32_t>(static_cast<unsigned char>(c)) - 'a';
-        if (letter < kCodeLetters) seen.set(letter);
+        if (letter < kLetters) seen.set(letter);
     }
     return seen.count();
 }

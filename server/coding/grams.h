@@ -3,6 +3,8 @@
 // logarithm of a run's length and breaks under noise; which letters follow each other does not.
 #pragma once
 
+#include "model/alphabet.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -12,12 +14,10 @@
 
 namespace tarn::server {
 
-constexpr uint32_t kCodeLetters = 24; // 'a' to 'x'
-
 // How many different grams of that length there are: of 13 letters at most.
 constexpr uint64_t gramCount(unsigned letters) {
     uint64_t count = 1;
-    for (; letters > 0; --letters) count *= kCodeLetters;
+    for (; letters > 0; --letters) count *= kLetters;
     return count;
 }
 
@@ -36,12 +36,12 @@ void forEachGram(std::string_view string, unsigned letters, Visit visit) {
         if (c == previous) continue;
         previous = c;
         const auto letter = static_cast<uint32_t>(static_cast<unsigned char>(c)) - 'a';
-        if (letter >= kCodeLetters) {
+        if (letter >= kLetters) {
             held = 0;
             value = 0;
             continue;
         }
-        value = (value * kCodeLetters + letter) % count;
+        value = (value * kLetters + letter) % count;
         starts[held % kPlaces] = static_cast<uint32_t>(i);
         ++held;
         if (held >= letters) visit(value, starts[(held - letters) % kPlaces]);
@@ -61,7 +61,6 @@ struct Gram {
 template <class Visit>
 void forEachGram(std::string_view letters, Visit visit) {
     static_assert(kGramLetters == 5);
-    constexpr uint32_t kLetters = kCodeLetters;
     constexpr size_t kBlock = 512;
     // No processor foretells which letters repeat the one before. So a block's repeats are removed without a branch.
     std::array<uint8_t, kBlock> numbers;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/library_handle.h"
 
+#include "model/access_code.h"
+
 #include <array>
 #include <cstdint>
 #include <new>
@@ -9,7 +11,7 @@
 namespace tarn::server {
 
 LibraryHandle makeLibraryHandle() {
-    const std::string accessCode = "0000000001000200" + std::string(64, '0');
+    const std::string accessCode = makeAccessCode(0, 1, 2, std::string(kAccountKeyBytes, '\0'));
     const std::array<uint8_t, KVX_ID_LENGTH> device{};
     KVXHandle* handle = nullptr;
     if (KVXInit(&handle, accessCode.c_str(), device.data(), KVX_ID_LENGTH, nullptr, 0, 'B', 'B', 'S', nullptr, 0) !=

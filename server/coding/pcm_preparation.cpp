@@ -2,6 +2,7 @@
 #include "coding/pcm_preparation.h"
 
 #include "kvx.h"
+#include "model/frames.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -10,7 +11,6 @@ namespace tarn::server {
 
 namespace {
 
-constexpr int kEngineRate = 22050;
 constexpr int kLowestRateHz = 1000;
 
 // The mean of each frame of one channel or more, rounded toward minus infinity, as the library rounds pairs.
@@ -29,9 +29,9 @@ void mixMany(const int16_t* pcm, size_t frames, size_t channels, int16_t* mono) 
 PcmPreparation::PcmPreparation(int rateHz, int channels) : rateHz_(rateHz), channels_(static_cast<size_t>(channels)) {
     if (rateHz < kLowestRateHz) throw std::invalid_argument("PCM of less than 1000 Hz");
     if (channels < 1) throw std::invalid_argument("PCM without channels");
-    if (rateHz == kEngineRate) return;
+    if (rateHz == kEngineRateHz) return;
     resampler_ = makeLibraryHandle(); // where the library keeps a resampler
-    KVXResamplerInit(resampler_.get(), rateHz, kEngineRate);
+    KVXResamplerInit(resampler_.get(), rateHz, kEngineRateHz);
 }
 
 std::span<const int16_t> PcmPreparation::prepare(std::span<const int16_t> pcm) {
@@ -49,7 +49,7 @@ std::span<const int16_t> PcmPreparation::prepare(std::span<const int16_t> pcm) {
     if (resampler_ == nullptr || frames == 0) return mono;
     // The resampler's step is cut to 1/65536, which gives up to 1/2972 more samples at the lowest rate; and the
     // position carried over may add one.
-    const uint64_t exact = static_cast<uint64_t>(frames) * kEngineRate / static_cast<uint64_t>(rateHz_);
+    const uint64_t exact = static_cast<uint64_t>(frames) * kEngineRateHz / static_cast<uint64_t>(rateHz_);
     const uint64_t capacity = exact + exact / 2048 + 2;
     resampled_.resize(capacity);
     const uint32_t written = KVXResample(resampler_.get(), mono.data(), resampled_.data(), static_cast<int32_t>(frames),

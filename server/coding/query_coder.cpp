@@ -2,8 +2,8 @@
 #include "coding/query_coder.h"
 
 #include "coding/library_handle.h"
-#include "coding/recording_codes.h"
 #include "kvx.h"
+#include "model/frames.h"
 #include "protocol/packet_reader.h"
 #include "protocol/payload_reader.h"
 
@@ -21,8 +21,8 @@ constexpr int32_t kTooShort = -2;
 // The session's answer: where to start, or why there is none.
 int32_t openSession(KVXHandle* handle, uint32_t durationMs) {
     constexpr uint32_t kLongest = std::numeric_limits<int32_t>::max();
-    const int32_t start = KVXNewFingerprint3(handle, 1, static_cast<int32_t>(kEngineRateHz),
-                                             static_cast<int32_t>(std::min(durationMs, kLongest)));
+    const int32_t start =
+        KVXNewFingerprint3(handle, 1, kEngineRateHz, static_cast<int32_t>(std::min(durationMs, kLongest)));
     if (start < 0 && start != kTooShort) throw std::bad_alloc();
     return start;
 }

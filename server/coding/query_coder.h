@@ -3,7 +3,7 @@
 // any other request is.
 #pragma once
 
-#include "recogniser.h"
+#include "model/query.h"
 
 #include <cstdint>
 #include <span>

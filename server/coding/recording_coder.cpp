@@ -30,33 +30,34 @@ auto appendTo(std::array<CodeString, kCodebooks>& codes) {
 RecordingCoder::RecordingCoder() { start(); }
 
 void RecordingCoder::start() {
-    for (size_t v = 0; v < variants_.size(); ++v) variants_[v].samplesToSkip = kPhases[v];
+    for (size_t i = 0; i < streams_.size(); ++i) streams_[i].samplesToSkip = kCodings[i].phaseSamples;
     codes_ = {};
 }
 
 void RecordingCoder::add(std::span<const int16_t> samples) {
-    for (size_t v = 0; v < variants_.size(); ++v) {
-        Variant& variant = variants_[v];
-        const size_t skipped = std::min<size_t>(variant.samplesToSkip, samples.size());
-        variant.samplesToSkip -= static_cast<uint32_t>(skipped);
+    for (size_t i = 0; i < streams_.size(); ++i) {
+        Stream& stream = streams_[i];
+        const size_t skipped = std::min<size_t>(stream.samplesToSkip, samples.size());
+        stream.samplesToSkip -= static_cast<uint32_t>(skipped);
         auto rest = samples.subspan(skipped);
-        if (kHalvings[v] == 0) {
-            variant.stream.add(rest, appendTo(codes_[v]));
+        const int halvings = kCodings[i].halvings;
+        if (halvings == 0) {
+            stream.letters.add(rest, appendTo(codes_[i]));
             continue;
         }
         std::array<int16_t, 4096> quieter;
         while (!rest.empty()) {
             const auto piece = rest.first(std::min(rest.size(), quieter.size()));
             std::transform(piece.begin(), piece.end(), quieter.begin(),
-                           [v](int16_t sample) { return halved(sample, kHalvings[v]); });
-            variant.stream.add(std::span(quieter).first(piece.size()), appendTo(codes_[v]));
+                           [halvings](int16_t sample) { return halved(sample, halvings); });
+            stream.letters.add(std::span(quieter).first(piece.size()), appendTo(codes_[i]));
             rest = rest.subspan(piece.size());
         }
     }
 }
 
 RecordingCodes RecordingCoder::finish() {
-    for (size_t v = 0; v < variants_.size(); ++v) variants_[v].stream.finish(appendTo(codes_[v]));
+    for (size_t i = 0; i < streams_.size(); ++i) streams_[i].letters.finish(appendTo(codes_[i]));
     RecordingCodes codes = std::move(codes_);
     start();
     return codes;

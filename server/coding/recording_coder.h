@@ -2,8 +2,8 @@
 // Whole recordings to code strings, piece by piece.
 #pragma once
 
-#include "coding/recording_codes.h"
 #include "fingerprint/letter_stream.h"
+#include "model/recording_codes.h"
 
 #include <array>
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace tarn::server {
 
-// One stream of letters per variant. Memory stays the same however long the recording is, but for the letters.
+// One stream of letters per coding. Memory stays the same however long the recording is, but for the letters.
 class RecordingCoder {
   public:
     RecordingCoder();
@@ -22,13 +22,13 @@ class RecordingCoder {
     RecordingCodes finish();
 
   private:
-    struct Variant {
-        kvx::LetterStream stream;
+    struct Stream {
+        kvx::LetterStream letters;
         uint32_t samplesToSkip = 0;
     };
     void start();
 
-    std::array<Variant, kPhases.size()> variants_;
+    std::array<Stream, kCodings.size()> streams_; // as in kCodings
     RecordingCodes codes_;
 };
 

@@ -3,9 +3,10 @@
 
 #include "accounts/account_file.h"
 #include "accounts/identity_store.h"
+#include "base/text.h"
 #include "commands/descriptor_stream.h"
+#include "commands/reason.h"
 
-#include <algorithm>
 #include <ctime>
 #include <fmt/format.h>
 #include <limits>
@@ -15,7 +16,6 @@ namespace tarn::server {
 
 namespace {
 
-constexpr size_t kKeyBytes = 32;
 constexpr size_t kMostNameBytes = 200;
 
 std::string nowUtc() {
@@ -27,22 +27,6 @@ std::string nowUtc() {
     return text;
 }
 
-bool isGoodName(const std::string& name) {
-    return name.size() <= kMostNameBytes && std::all_of(name.begin(), name.end(), [](char c) {
-               return static_cast<unsigned char>(c) >= ' ' && c != 127;
-           });
-}
-
-template <class Command>
-int reporting(std::ostream& err, const Command& command) {
-    try {
-        return command();
-    } catch (const std::exception& error) {
-        err << error.what() << '\n';
-        return 1;
-    }
-}
-
 } // namespace
 
 int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostream& err) {
@@ -51,7 +35,8 @@ int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostr
             options.checksumMethod > 3) {
             throw AccountError("encryption is 1, 2 or 3; checksum is 2 or 3");
         }
-        if (!isGoodName(options.name)) throw AccountError("the name is too long or not printable");
+        if (options.name.size() > kMostNameBytes || !isPrintable(options.name))
+            throw AccountError("the name is too long or not printable");
         if (options.accounts.has_parent_path()) {
             std::filesystem::create_directories(options.accounts.parent_path());
         }
@@ -60,8 +45,8 @@ int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostr
         if (list.nextId == std::numeric_limits<uint32_t>::max()) throw AccountError("every account id has been given");
         const uint32_t id = list.nextId++;
         list.accounts.push_back(
-            {makeAccessCode(id, options.encryptionMethod, options.checksumMethod, randomBytes(kKeyBytes)), nowUtc(),
-             options.name});
+            {makeAccessCode(id, options.encryptionMethod, options.checksumMethod, randomBytes(kAccountKeyBytes)),
+             nowUtc(), options.name});
         saveAccounts(options.accounts, list);
         out << fmt::format("account {}\naccess code {}\n\n"
                            "The code is not shown again. A key made from it is good for 30 seconds:\n\n"

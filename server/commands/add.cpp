@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/add.h"
 
-#include "audio/clean_text.h"
+#include "base/text.h"
 #include "catalog/catalog.h"
 #include "commands/decode_pool.h"
 #include "commands/progress.h"
@@ -39,7 +39,7 @@ std::string describe(const FoundFile& file, const Recording& recording) {
     std::string name = recording.tags.title;
     if (!recording.tags.artist.empty()) name = recording.tags.artist + " - " + name;
     return fmt::format("{}: {}, {}, {}", inOneLine(file.path.string()), recording.trackId,
-                       clockTime(recording.durationMs / 1000), name);
+                       durationText(recording.durationMs / 1000), name);
 }
 
 class Run {
@@ -67,8 +67,8 @@ class Run {
     // What a run that could not go on has done.
     void summarise() {
         out_ << fmt::format("{} added, {} updated, {} unchanged, {} skipped; {} of audio in {}\n", counts_.added,
-                            counts_.updated, counts_.unchanged, counts_.skipped, clockTime(counts_.audioMs / 1000),
-                            clockTime(static_cast<uint64_t>(
+                            counts_.updated, counts_.unchanged, counts_.skipped, durationText(counts_.audioMs / 1000),
+                            durationText(static_cast<uint64_t>(
                                 std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start_).count())))
              << std::flush;
     }

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/catalogue.h"
 
-#include "audio/clean_text.h"
 #include "audio/recording_reader.h"
+#include "base/text.h"
 #include "catalog/catalog.h"
 #include "commands/identify.h"
-#include "commands/progress.h"
 #include "commands/reason.h"
 
 #include <algorithm>
@@ -52,7 +51,7 @@ std::vector<uint32_t> idsNamed(CatalogReader& reader, const std::string& name) {
 
 CatalogError noRecording(const std::string& name) { return CatalogError("there is no recording " + name); }
 
-std::string durationOf(const Recording& recording) { return clockTime(recording.durationMs / 1000); }
+std::string durationOf(const Recording& recording) { return durationText(recording.durationMs / 1000); }
 
 void show(const Recording& recording, std::ostream& out) {
     const auto line = [&](const char* name, const std::string& value) {
@@ -71,10 +70,10 @@ void show(const Recording& recording, std::ostream& out) {
     line("duration", durationOf(recording));
     line("path", inOneLine(recording.path));
     line("content", recording.contentHash);
-    for (size_t p = 0; p < recording.codes.size(); ++p) {
-        for (size_t c = 0; c < recording.codes[p].size(); ++c) {
-            line("letters", fmt::format("{} (phase {}, {} dB, codebook {})", recording.codes[p][c].letters.size(),
-                                        kPhases[p], -6 * kHalvings[p], c + 1));
+    for (size_t i = 0; i < recording.codes.size(); ++i) {
+        for (size_t c = 0; c < recording.codes[i].size(); ++c) {
+            line("letters", fmt::format("{} (phase {}, {} dB, codebook {})", recording.codes[i][c].letters.size(),
+                                        kCodings[i].phaseSamples, -6 * kCodings[i].halvings, c + 1));
         }
     }
 }
@@ -146,12 +145,12 @@ int runStats(const std::string& catalog, std::ostream& out, std::ostream& err) {
         uint64_t letters = 0;
         reader->forEach([&](const Recording& recording) {
             durationMs += recording.durationMs;
-            for (const auto& phase : recording.codes) {
-                for (const CodeString& code : phase) letters += code.letters.size();
+            for (const auto& coding : recording.codes) {
+                for (const CodeString& code : coding) letters += code.letters.size();
             }
         });
         out << fmt::format("recordings   {}\naudio        {}\nletters      {}, {} of them a gram\n",
-                           reader->recordingCount(), clockTime(durationMs / 1000), letters, reader->gramLetters());
+                           reader->recordingCount(), durationText(durationMs / 1000), letters, reader->gramLetters());
         if (const std::optional<uint64_t> bytes = reader->bytesTaken()) {
             out << fmt::format("takes        {} bytes\n", *bytes);
             if (durationMs > 0) {

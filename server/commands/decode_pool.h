@@ -3,8 +3,8 @@
 #pragma once
 
 #include "audio/tag_process.h"
-#include "catalog/recording.h"
 #include "commands/file_walk.h"
+#include "model/recording.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -1,39 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/descriptor_stream.h"
 
-#include <cerrno>
-#include <poll.h>
-#include <unistd.h>
+#include "base/file_descriptor.h"
 
 namespace tarn::server {
-
-namespace {
-
-// 0, or the errno of the failure.
-int writeAll(int descriptor, const char* bytes, size_t count) {
-    while (count > 0) {
-        const ssize_t written = write(descriptor, bytes, count);
-        if (written >= 0) {
-            bytes += written;
-            count -= static_cast<size_t>(written);
-        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            pollfd room{descriptor, POLLOUT, 0};
-            if (poll(&room, 1, -1) < 0 && errno != EINTR) return errno;
-        } else if (errno != EINTR) {
-            return errno;
-        }
-    }
-    return 0;
-}
-
-} // namespace
 
 DescriptorStream::Buffer::Buffer(int descriptor) : descriptor_(descriptor) {
     setp(bytes_.data(), bytes_.data() + bytes_.size());
 }
 
 int DescriptorStream::Buffer::sync() {
-    if (failure_ == 0) failure_ = writeAll(descriptor_, pbase(), static_cast<size_t>(pptr() - pbase()));
+    if (failure_ == 0) failure_ = writeAll(descriptor_, {pbase(), static_cast<size_t>(pptr() - pbase())});
     setp(bytes_.data(), bytes_.data() + bytes_.size());
     return failure_ == 0 ? 0 : -1;
 }

@@ -47,11 +47,12 @@ bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream
         << (examination.stages == 1 ? "" : "s") << ", " << examination.candidates.size() << " candidates\n";
     bool isBest = true;
     for (const Candidate& candidate : examination.candidates) {
+        const Coding& coding = kCodings[candidate.alignment.coding];
         out << "  " << candidate.id << "  " << nameOf(candidate.recording) << "\n      weight "
             << withDecimals(candidate.score / 100.0, 1) << ", " << withDecimals(candidate.alignment.bits, 0)
             << " bits, at " << clock(offsetMs(candidate.alignment)) << " (map " << candidate.alignment.map << ", phase "
-            << kPhases[candidate.alignment.phase] << (kHalvings[candidate.alignment.phase] > 0 ? " quiet" : "")
-            << "): " << verdict(candidate, isBest) << '\n';
+            << coding.phaseSamples << (coding.halvings > 0 ? " quiet" : "") << "): " << verdict(candidate, isBest)
+            << '\n';
         isBest = false;
     }
     return !examination.candidates.empty() && examination.candidates.front().accepted;

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/log_writer.h"
 
-#include <cerrno>
+#include "base/file_descriptor.h"
+
 #include <condition_variable>
 #include <deque>
-#include <poll.h>
 #include <string>
-#include <unistd.h>
 
 namespace tarn::server {
 
@@ -20,25 +19,6 @@ struct LogWriter::Shared {
     void write(int descriptor);
 };
 
-namespace {
-
-// A line that cannot be written is lost: there is no one to tell.
-void writeLine(int descriptor, std::string_view line) {
-    while (!line.empty()) {
-        const ssize_t written = write(descriptor, line.data(), line.size());
-        if (written >= 0) {
-            line.remove_prefix(static_cast<size_t>(written));
-        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            pollfd room{descriptor, POLLOUT, 0};
-            if (poll(&room, 1, -1) < 0 && errno != EINTR) return;
-        } else if (errno != EINTR) {
-            return;
-        }
-    }
-}
-
-} // namespace
-
 void LogWriter::Shared::write(int descriptor) {
     std::unique_lock lock(mutex);
     for (;;) {
@@ -47,7 +27,7 @@ void LogWriter::Shared::write(int descriptor) {
         const std::string line = std::move(lines.front());
         lines.pop_front();
         lock.unlock();
-        writeLine(descriptor, line);
+        writeAll(descriptor, line); // a line that cannot be written is lost: there is no one to tell
         lock.lock();
     }
     ended = true;

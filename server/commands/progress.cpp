@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/progress.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -11,13 +13,6 @@ namespace {
 constexpr size_t kBarColumns = 24;
 
 } // namespace
-
-std::string clockTime(uint64_t seconds) {
-    const uint64_t hours = seconds / 3600;
-    const uint64_t minutes = seconds / 60 % 60;
-    if (hours > 0) return fmt::format("{}:{:02}:{:02}", hours, minutes, seconds % 60);
-    return fmt::format("{}:{:02}", minutes, seconds % 60);
-}
 
 std::string progressLine(const Progress& progress) {
     const double share =
@@ -33,7 +28,7 @@ std::string progressLine(const Progress& progress) {
         line += fmt::format("  {:.0f} x real time", static_cast<double>(progress.audioMs) / elapsedMs);
     }
     if (share > 0) {
-        line += fmt::format("  {} left", clockTime(static_cast<uint64_t>(elapsedMs / 1000 * (1 - share) / share)));
+        line += fmt::format("  {} left", durationText(static_cast<uint64_t>(elapsedMs / 1000 * (1 - share) / share)));
     }
     return line.substr(0, 79);
 }

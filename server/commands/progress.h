@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <iosfwd>
 #include <string>
 
 namespace tarn::server {
@@ -20,8 +19,5 @@ struct Progress {
 
 // Bar, files, rate as a multiple of real time, remaining time by bytes; at most 79 columns.
 std::string progressLine(const Progress& progress);
-
-// Hours, minutes, seconds, without what is not needed: 1:02:03, 4:05.
-std::string clockTime(uint64_t seconds);
 
 } // namespace tarn::server

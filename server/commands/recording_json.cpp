@@ -2,6 +2,7 @@
 #include "commands/recording_json.h"
 
 #include "coding/code_packing.h"
+#include "model/alphabet.h"
 
 #include <nettle/base64.h>
 #include <nlohmann/json.hpp>
@@ -66,7 +67,6 @@ Json jsonOf(const CodeString& string) {
 CodeString stringFrom(const Json& json) {
     CodeString string;
     string.letters = json.at("letters").get<std::string>();
-    const auto isLetter = [](char c) { return c >= 'a' && c <= 'x'; };
     if (!std::all_of(string.letters.begin(), string.letters.end(), isLetter)) {
         throw std::runtime_error("letters go from a to x");
     }
@@ -95,9 +95,9 @@ std::string toJson(const ExportedRecording& exported) {
     }
     for (const auto& [name, blob] : kBlobs) json[name] = base64Of(blob(recording));
     Json& codes = json["codes"] = Json::array();
-    for (const auto& variant : recording.codes) {
+    for (const auto& coding : recording.codes) {
         Json& strings = codes.emplace_back(Json::array());
-        for (const CodeString& string : variant) strings.push_back(jsonOf(string));
+        for (const CodeString& string : coding) strings.push_back(jsonOf(string));
     }
     // Tags may hold bytes that are no UTF-8.
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "catalog/file_entry.h"
-#include "catalog/recording.h"
+#include "model/recording.h"
 
 #include <optional>
 #include <string>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "http/http_server.h"
-#include "recogniser.h"
+#include "model/recogniser.h"
 
 #include <filesystem>
 #include <functional>

@@ -2,7 +2,7 @@
 // The size of the catalogue, looked at every second on a thread of its own: a catalogue that hangs delays nothing else.
 #pragma once
 
-#include "recogniser.h"
+#include "model/recogniser.h"
 
 #include <chrono>
 #include <condition_variable>

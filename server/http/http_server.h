@@ -6,10 +6,10 @@
 // of the catalogue.
 #pragma once
 
-#include "http/metrics.h"
+#include "http/http_limits.h"
 #include "protocol/request_handler.h"
 
-#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <spdlog/logger.h>
@@ -17,28 +17,18 @@
 
 namespace tarn::server {
 
-struct HttpLimits {
-    size_t connections = 4000;                      // at once; more wait in the system's queue
-    size_t connectionsPerAddress = 256;             // 0: no limit
-    size_t packetBytes = 64 * 1024;                 // a request of 30 s of audio has less than 10 kB
-    size_t workers = 0;                             // that one account may keep busy; 0: one for each processor
-    size_t waiting = 1000;                          // admitted requests that no worker has taken
-    std::chrono::milliseconds requestTime{15'000};  // to send a request, and to take its answer
-    std::chrono::milliseconds waitingTime{5'000};   // for a worker; then the catalogue is not asked any more
-    std::chrono::milliseconds stoppingTime{30'000}; // for what is in flight when the service ends
-};
-
 class HttpServer {
   public:
-    struct Services {
+    // What the service answers from, and where it says what it did.
+    struct Backend {
         const RequestHandler& handler;
-        Recogniser& recogniser; // for the size of the catalogue
+        Recogniser& recogniser; // for the state of the catalogue
         std::function<size_t()> accountCount;
         std::shared_ptr<spdlog::logger> log;
     };
 
     // Looks at the catalogue, then listens. Throws ListenError.
-    HttpServer(const std::string& address, const HttpLimits& limits, Services services);
+    HttpServer(const std::string& address, const HttpLimits& limits, Backend backend);
     ~HttpServer(); // stop()
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
@@ -49,7 +39,7 @@ class HttpServer {
     void stop();
 
   private:
-    struct Impl;
+    class Impl;
     std::unique_ptr<Impl> impl_;
 };
 

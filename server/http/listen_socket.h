@@ -2,7 +2,7 @@
 // The socket that the service listens on.
 #pragma once
 
-#include "accounts/private_file.h"
+#include "base/file_descriptor.h"
 
 #include <cstdint>
 #include <stdexcept>

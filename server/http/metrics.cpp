@@ -54,7 +54,7 @@ void Metrics::request(const RequestReport& report, std::chrono::nanoseconds wait
     ++requests_[static_cast<size_t>(report.kind)][static_cast<size_t>(report.outcome)];
     stages_[kVerify].add(seconds(report.verifying));
     stages_[kTotal].add(seconds(total));
-    if (report.outcome == Outcome::kMatched || report.outcome == Outcome::kNotFound) {
+    if (report.outcome == RequestOutcome::kMatched || report.outcome == RequestOutcome::kNotFound) {
         stages_[kWait].add(seconds(waiting));
         if (report.kind != RequestKind::kIdentity) stages_[kRecognise].add(seconds(report.recognising));
         stages_[kWrite].add(seconds(report.writing));
@@ -77,12 +77,12 @@ std::string Metrics::text(const Gauges& gauges) const {
     std::string out;
     head(out, "tarn_requests_total", "counter", "Recognition requests that were answered.");
     for (size_t kind = 0; kind < kRequestKinds; ++kind) {
-        for (size_t outcome = 0; outcome < kOutcomes; ++outcome) {
+        for (size_t outcome = 0; outcome < kRequestOutcomes; ++outcome) {
             const uint64_t count = requests_[kind][outcome];
             if (count == 0) continue;
             out += fmt::format("tarn_requests_total{{kind=\"{}\",outcome=\"{}\"}} {}\n",
-                               kindName(static_cast<RequestKind>(kind)), outcomeName(static_cast<Outcome>(outcome)),
-                               count);
+                               kindName(static_cast<RequestKind>(kind)),
+                               outcomeName(static_cast<RequestOutcome>(outcome)), count);
         }
     }
     head(out, "tarn_request_seconds", "histogram", "Time of a recognition request by stage.");

@@ -2,7 +2,7 @@
 // Counters of the service, written as Prometheus text.
 #pragma once
 
-#include "protocol/request_handler.h"
+#include "protocol/request_report.h"
 
 #include <array>
 #include <chrono>
@@ -51,7 +51,7 @@ class Metrics {
     enum Stage : size_t { kVerify, kWait, kRecognise, kWrite, kTotal, kStages };
 
     mutable std::mutex mutex_;
-    std::array<std::array<uint64_t, kOutcomes>, kRequestKinds> requests_{};
+    std::array<std::array<uint64_t, kRequestOutcomes>, kRequestKinds> requests_{};
     std::vector<Histogram> stages_;
     Histogram candidates_;
     std::map<int, uint64_t> responses_;

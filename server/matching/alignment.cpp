@@ -65,17 +65,17 @@ class Votes {
 
 std::vector<int64_t> places(const PreparedQuery& query, const RecordingCodes& codes, size_t most) {
     uint32_t recordingFrames = 0;
-    for (const auto& phase : codes) {
-        for (const CodeString& string : phase) {
+    for (const auto& coding : codes) {
+        for (const CodeString& string : coding) {
             if (!string.frames.empty()) recordingFrames = std::max(recordingFrames, string.frames.back());
         }
     }
     Votes votes(framesOf(query), recordingFrames);
-    for (const auto& phase : codes) {
+    for (const auto& coding : codes) {
         for (size_t c = 0; c < kCodebooks; ++c) {
-            forEachGram(phase[c].letters, [&](const Gram& gram) {
+            forEachGram(coding[c].letters, [&](const Gram& gram) {
                 query.places[c].forEach(
-                    gram.value, [&](uint32_t queryFrame) { votes.add(phase[c].frames[gram.index], queryFrame); });
+                    gram.value, [&](uint32_t queryFrame) { votes.add(coding[c].frames[gram.index], queryFrame); });
             });
         }
     }
@@ -124,21 +124,21 @@ Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look lo
     const auto map = std::find_if(query.maps.begin(), query.maps.end(), [](const QueryMap& m) { return m.usable; });
     if (map == query.maps.end()) return best;
     // All codings at the likeliest place, the first at others: which place it is they tell as well.
-    size_t phases = look == Look::kGlance ? 1 : kPhases.size();
+    size_t codings = look == Look::kGlance ? 1 : kCodings.size();
     for (const int64_t startFrame : places(query, codes, look == Look::kGlance ? 1 : kMostPlaces)) {
         Alignment here;
         here.startFrame = startFrame;
         here.map = static_cast<size_t>(map - query.maps.begin());
         int32_t most = 0;
-        for (size_t p = 0; p < phases; ++p) {
-            here.units[p] = unitsOf(*map, columnsAt(codes[p], startFrame, framesOf(query)));
-            if (here.units[p] <= most) continue;
-            most = here.units[p];
-            here.phase = p;
+        for (size_t i = 0; i < codings; ++i) {
+            here.units[i] = unitsOf(*map, columnsAt(codes[i], startFrame, framesOf(query)));
+            if (here.units[i] <= most) continue;
+            most = here.units[i];
+            here.coding = i;
         }
         here.bits = static_cast<double>(most) / ScoredString::kUnitsPerBit;
         if (here.bits > best.bits) best = here;
-        phases = 1;
+        codings = 1;
     }
     return best;
 }
@@ -147,16 +147,16 @@ void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment&
     // Of each map against the coding that it fits best.
     struct Fit {
         int32_t units = 0;
-        size_t phase = 0;
+        size_t coding = 0;
     };
     std::array<Fit, kMaps> fits;
-    for (size_t p = 0; p < kPhases.size(); ++p) {
-        const std::array<ScoreColumns, kCodebooks> columns = columnsAt(codes[p], alignment.startFrame, framesOf(query));
+    for (size_t i = 0; i < kCodings.size(); ++i) {
+        const std::array<ScoreColumns, kCodebooks> columns = columnsAt(codes[i], alignment.startFrame, framesOf(query));
         for (size_t m = 0; m < kMaps; ++m) {
             if (!query.maps[m].usable) continue;
-            const bool known = m == alignment.map && alignment.units[p] >= 0;
-            const int32_t units = known ? alignment.units[p] : unitsOf(query.maps[m], columns);
-            if (units > fits[m].units) fits[m] = {units, p};
+            const bool known = m == alignment.map && alignment.units[i] >= 0;
+            const int32_t units = known ? alignment.units[i] : unitsOf(query.maps[m], columns);
+            if (units > fits[m].units) fits[m] = {units, i};
         }
     }
     int64_t sum = 0;
@@ -169,7 +169,7 @@ void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment&
         if (fits[m].units <= most) continue;
         most = fits[m].units;
         alignment.map = m;
-        alignment.phase = fits[m].phase;
+        alignment.coding = fits[m].coding;
     }
     if (maps > 0) alignment.bits = static_cast<double>(sum) / static_cast<double>(maps * ScoredString::kUnitsPerBit);
 }
@@ -184,7 +184,7 @@ void refineStart(const PreparedQuery& query, const RecordingCodes& codes, Alignm
     for (const QueryMap& map : query.maps) {
         if (!map.usable) continue;
         for (size_t c = 0; c < kCodebooks; ++c) {
-            const CodeString& string = codes[alignment.phase][c];
+            const CodeString& string = codes[alignment.coding][c];
             const Window window = lettersBetween(string, from, to);
             const auto edits = editsWithin(map.strings[c].letters, lettersIn(string, window), Find::kStretch);
             if (!edits) continue;
@@ -206,12 +206,12 @@ void refineStart(const PreparedQuery& query, const RecordingCodes& codes, Alignm
 double stretchDistance(const RecordingCodes& a, int64_t startA, const RecordingCodes& b, int64_t startB,
                        uint32_t frames) {
     double best = 1.0;
-    for (const auto& phaseB : b) {
+    for (const auto& codingB : b) {
         size_t edits = 0;
         size_t letters = 0;
         for (size_t c = 0; c < kCodebooks; ++c) {
             const CodeString& stringA = a[0][c];
-            const CodeString& stringB = phaseB[c];
+            const CodeString& stringB = codingB[c];
             const std::string_view part = lettersIn(
                 stringA, lettersBetween(stringA, startA + kMarginFrames / 2, startA + frames - kMarginFrames / 2));
             const auto found = editsWithin(

@@ -2,8 +2,8 @@
 // Where a query lies in a recording, and how well it fits there.
 #pragma once
 
-#include "coding/recording_codes.h"
 #include "matching/prepared_query.h"
+#include "model/recording_codes.h"
 
 #include <array>
 #include <cstdint>
@@ -17,10 +17,11 @@ struct Alignment {
     // Of the query in the recording; before 0 where the query begins before the recording does. Within a few seconds
     // until it is refined.
     int64_t startFrame = 0;
-    size_t map = 0; // of the query, and the recording's phase, that fit each other best
-    size_t phase = 0;
-    // What align() found for this map at this place against each phase, in units of ScoredString; less than 0: nothing.
-    std::array<int32_t, kPhases.size()> units = {-1, -1, -1};
+    size_t map = 0; // of the query, and the recording's coding, that fit each other best
+    size_t coding = 0;
+    // What align() found for this map at this place against each coding, in units of ScoredString; less than 0:
+    // nothing.
+    std::array<int32_t, kCodings.size()> units = {-1, -1, -1};
 };
 
 enum class Look { kGlance, kFull }; // a glance takes a fifth of the time
@@ -28,7 +29,7 @@ enum class Look { kGlance, kFull }; // a glance takes a fifth of the time
 // One of the query's maps, at the likeliest places; a glance: at the likeliest, against the first coding.
 Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look look = Look::kFull);
 
-// Measures bits, map and phase with all of the query's maps, at the place found.
+// Measures bits, map and coding with all of the query's maps, at the place found.
 void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment& alignment);
 
 // Letters of a string, from begin up to but not including end.

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "catalog/catalog.h"
-#include "recogniser.h"
+#include "model/recogniser.h"
 
 #include <functional>
 #include <memory>

@@ -3,15 +3,14 @@
 // copies of one recording than between letters that met by chance.
 #pragma once
 
-#include "coding/recording_codes.h"
+#include "model/alphabet.h"
+#include "model/recording_codes.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
 namespace tarn::server {
-
-constexpr size_t kLetters = 24;
 
 struct LetterScores {
     std::array<std::array<int16_t, kLetters>, kLetters> pair; // [the query's][the recording's]

@@ -21,8 +21,6 @@ constexpr int16_t kRepeatAlone = -50;
 constexpr double kUsualLetters = 5.0;
 constexpr double kUsualFollowers = 3.0;
 
-bool isLetter(char c) { return c >= 'a' && c < static_cast<char>('a' + kLetters); }
-
 // Letters as numbers, and those alone that do not repeat the one before.
 struct Numbers {
     std::vector<uint8_t> all;

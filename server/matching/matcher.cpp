@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "matching/matcher.h"
 
+#include "model/frames.h"
+
 #include <algorithm>
 #include <cmath>
 #include <span>

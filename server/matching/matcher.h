@@ -6,7 +6,7 @@
 #include "catalog/catalog.h"
 #include "matching/alignment.h"
 #include "matching/calibration.h"
-#include "recogniser.h"
+#include "model/query.h"
 
 #include <optional>
 #include <string>

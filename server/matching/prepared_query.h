@@ -5,7 +5,7 @@
 #include "catalog/catalog.h"
 #include "coding/grams.h"
 #include "matching/local_alignment.h"
-#include "recogniser.h"
+#include "model/query.h"
 
 #include <array>
 #include <bitset>
@@ -16,8 +16,6 @@
 #include <vector>
 
 namespace tarn::server {
-
-constexpr size_t kMaps = 3;
 
 // Less than this can tell no recording from others: letters in each of a map's strings, and different ones in both
 // together.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/answer_writer.h"
 
+#include "base/bytes.h"
 #include "core/packet_layout.h"
-#include "protocol/wire_reader.h"
 
 #include <limits>
 #include <utility>
@@ -13,10 +13,10 @@ void AnswerWriter::add(char type, std::string_view data) {
     if (data.empty() || data.size() > std::numeric_limits<uint32_t>::max()) {
         throw DamagedRecord("a record of impossible length");
     }
-    const auto length = static_cast<uint32_t>(data.size());
-    char frame[kvx::packet::kRecordFrameBytes] = {type};
-    std::memcpy(frame + kvx::packet::kRecordLengthOffset, &length, sizeof length);
-    body_.append(frame, sizeof frame);
+    static_assert(kvx::packet::kRecordLengthOffset == sizeof type);
+    static_assert(kvx::packet::kRecordFrameBytes == sizeof type + sizeof(uint32_t));
+    body_.push_back(type);
+    appendLittleEndian(body_, static_cast<uint32_t>(data.size()));
     body_.append(data);
 }
 

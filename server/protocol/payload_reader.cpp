@@ -2,6 +2,7 @@
 #include "protocol/payload_reader.h"
 
 #include "core/packet_layout.h"
+#include "model/alphabet.h"
 
 #include <algorithm>
 
@@ -13,7 +14,7 @@ namespace {
 
 std::string codeString(WireReader& reader) {
     const std::string_view codes = reader.text("code string");
-    if (!std::all_of(codes.begin(), codes.end(), [](char c) { return c >= 'a' && c <= 'x'; })) {
+    if (!std::all_of(codes.begin(), codes.end(), isLetter)) {
         throw BadPacket("code string");
     }
     return std::string(codes);

@@ -5,8 +5,8 @@
 //   'M'  permissions | kind u8 | list length u32 | ids, separated by single commas
 #pragma once
 
+#include "model/query.h"
 #include "protocol/permissions.h"
-#include "recogniser.h"
 
 #include <cstdint>
 #include <span>

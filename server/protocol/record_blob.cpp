@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/record_blob.h"
 
+#include "base/bytes.h"
 #include "kvx.h"
 
 #include <algorithm>
@@ -18,8 +19,9 @@ constexpr size_t kMediumTracksField = 0;
 size_t headerBytes(size_t fields) { return 4 * fields + 5; }
 
 std::string shortField(int value) {
-    const auto number = static_cast<unsigned>(value);
-    return {static_cast<char>(number & 0xff), static_cast<char>((number >> 8) & 0xff)};
+    std::string field;
+    appendLittleEndian(field, static_cast<uint16_t>(value));
+    return field;
 }
 
 // An array is a blob whose fields are its elements; an empty one is an empty field.

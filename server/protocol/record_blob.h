@@ -5,10 +5,8 @@
 
 #include "protocol/permissions.h"
 
-#include <functional>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace tarn::server {

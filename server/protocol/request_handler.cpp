@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/request_handler.h"
 
+#include "base/hexadecimal.h"
+#include "model/access_code.h"
 #include "protocol/answer_writer.h"
 #include "protocol/packet_reader.h"
 #include "protocol/record_blob.h"
 #include "protocol/signature.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstdio>
+#include <chrono>
 #include <new>
 #include <set>
 
@@ -41,24 +42,17 @@ size_t mostAnswers(uint16_t requestOption) {
 }
 
 // Letters and digits as they are, anything else as hexadecimal digits: a log line must not be shaped from outside.
-std::string printable(std::initializer_list<unsigned> characters) {
-    std::string text;
-    if (std::all_of(characters.begin(), characters.end(),
-                    [](unsigned c) { return c < 128 && std::isalnum(static_cast<int>(c)) != 0; })) {
-        for (const unsigned c : characters) text += static_cast<char>(c);
-        return text;
-    }
-    char digits[3];
-    for (const unsigned c : characters) {
-        std::snprintf(digits, sizeof digits, "%02x", c & 0xff);
-        text += digits;
-    }
-    return text;
+std::string printable(std::initializer_list<char> characters) {
+    const std::string text(characters.begin(), characters.end());
+    const bool isPlain = std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+    });
+    return isPlain ? text : lowerHexadecimal(text);
 }
 
 // Costs what checking a known account's signature costs, so that the time of a refusal does not tell which it was.
 const std::string& decoyCode() {
-    static const std::string code = "0000000003000300" + std::string(64, '0');
+    static const std::string code = makeAccessCode(0, 3, 3, std::string(kAccountKeyBytes, '\0'));
     return code;
 }
 
@@ -69,23 +63,7 @@ RequestKind kindOf(const RequestPayload& payload) {
 
 } // namespace
 
-const char* outcomeName(Outcome outcome) {
-    constexpr const char* kNames[kOutcomes] = {"matched",   "not_found", "bad_packet", "refused",
-                                               "too_large", "failed",    "overload",   "unavailable"};
-    return kNames[static_cast<size_t>(outcome)];
-}
-
-int httpStatus(Outcome outcome) {
-    constexpr int kStatuses[kOutcomes] = {200, 200, 400, 403, 413, 500, 503, 503};
-    return kStatuses[static_cast<size_t>(outcome)];
-}
-
-const char* kindName(RequestKind kind) {
-    constexpr const char* kNames[kRequestKinds] = {"unknown", "fingerprint", "identity", "items"};
-    return kNames[static_cast<size_t>(kind)];
-}
-
-Reply RequestHandler::failure(RequestReport report, Outcome outcome, const std::string& text,
+Reply RequestHandler::failure(RequestReport report, RequestOutcome outcome, const std::string& text,
                               const std::string& detail) {
     Reply reply;
     report.outcome = outcome;
@@ -109,8 +87,9 @@ std::variant<AdmittedRequest, Reply> RequestHandler::admit(std::span<const uint8
         const bool isSigned = isSignedWith(packet, code.value_or(decoyCode()));
         if (code && isSigned) {
             report.accountId = packet.accountId;
-            report.language = printable({static_cast<unsigned>(packet.languageCode >> 8), packet.languageCode & 0xffU});
-            report.clientKind = printable({packet.clientKind});
+            report.language =
+                printable({static_cast<char>(packet.languageCode >> 8), static_cast<char>(packet.languageCode & 0xff)});
+            report.clientKind = printable({static_cast<char>(packet.clientKind)});
             report.requestOption = packet.requestOption;
             admitted.closeConnection = packet.responseFraming == 'H';
             admitted.payload = readPayload(packet.payload);
@@ -119,9 +98,9 @@ std::variant<AdmittedRequest, Reply> RequestHandler::admit(std::span<const uint8
             refused = true;
         }
     } catch (const BadPacket& bad) {
-        return failure(std::move(report), Outcome::kBadPacket, std::string("bad packet: ") + bad.what());
+        return failure(std::move(report), RequestOutcome::kBadPacket, std::string("bad packet: ") + bad.what());
     }
-    if (refused) return failure(std::move(report), Outcome::kRefused, "unknown account or bad signature");
+    if (refused) return failure(std::move(report), RequestOutcome::kRefused, "unknown account or bad signature");
     return admitted;
 }
 
@@ -136,16 +115,16 @@ Reply RequestHandler::answer(AdmittedRequest request) const {
         } else {
             reply.body = answerItems(std::get<ItemsRequest>(request.payload), report);
         }
-        report.outcome = report.answers > 0 ? Outcome::kMatched : Outcome::kNotFound;
+        report.outcome = report.answers > 0 ? RequestOutcome::kMatched : RequestOutcome::kNotFound;
         reply.closeConnection = request.closeConnection;
         reply.report = std::move(report);
         return reply;
     } catch (const Unavailable& error) {
-        return failure(std::move(report), Outcome::kUnavailable, "the catalogue is not available", error.what());
+        return failure(std::move(report), RequestOutcome::kUnavailable, "the catalogue is not available", error.what());
     } catch (const std::bad_alloc&) {
-        return failure(std::move(report), Outcome::kUnavailable, "the service is out of memory");
+        return failure(std::move(report), RequestOutcome::kUnavailable, "the service is out of memory");
     } catch (const std::exception& error) {
-        return failure(std::move(report), Outcome::kFailed, "the request failed", error.what());
+        return failure(std::move(report), RequestOutcome::kFailed, "the request failed", error.what());
     }
 }
 
@@ -184,7 +163,7 @@ std::string RequestHandler::answerFingerprint(const FingerprintRequest& request,
 
 std::string RequestHandler::answerIdentity(const IdentityRequest& request, RequestReport& report) const {
     const Stopwatch watch(report.writing);
-    const std::optional<Identity> identity = identities_(report.accountId.value(), request.presented);
+    const std::optional<DeviceIdentity> identity = identities_(report.accountId.value(), request.presented);
     AnswerWriter answer;
     if (identity) {
         answer.add('G', blobOf({std::string(identity->begin(), identity->end())}));

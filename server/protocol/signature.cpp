@@ -2,6 +2,7 @@
 #include "protocol/signature.h"
 
 #include "kvx.h"
+#include "model/access_code.h"
 
 #include <array>
 #include <memory>
@@ -14,11 +15,6 @@ namespace {
 struct HandleShutdown {
     void operator()(KVXHandle* handle) const { KVXShutdown(&handle); }
 };
-
-// As an access code spells it: byte index of a method's low byte; the high byte is 0 in every valid code.
-unsigned methodAt(const std::string& accessCode, size_t byteIndex) {
-    return static_cast<unsigned>(std::stoul(accessCode.substr(2 * byteIndex, 2), nullptr, 16));
-}
 
 } // namespace
 
@@ -35,8 +31,8 @@ bool isSignedWith(const Packet& packet, const std::string& accessCode) {
     KVXGetChecksum(made, packet.signedBytes.data(), static_cast<uint32_t>(packet.signedBytes.size()), expected.data());
     if (KVXEncryptData(made, expected.data(), static_cast<int32_t>(length)) != 0) return false;
 
-    const bool sameMethods =
-        packet.encryptionMethod == methodAt(accessCode, 4) && packet.checksumMethod == methodAt(accessCode, 6);
+    const bool sameMethods = packet.encryptionMethod == encryptionMethodOf(accessCode) &&
+                             packet.checksumMethod == checksumMethodOf(accessCode);
     return packet.signature.size() == length &&
            nettle_memeql_sec(packet.signature.data(), expected.data(), length) != 0 && sameMethods;
 }

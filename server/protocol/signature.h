@@ -8,9 +8,6 @@
 
 namespace tarn::server {
 
-// Characters of an access code: 40 bytes in hexadecimal.
-constexpr size_t kAccessCodeLength = 80;
-
 // Signs again what the packet signed and compares, in a time that does not depend on where they differ. The header's
 // methods must be the account's: a packet cannot choose a weaker one.
 bool isSignedWith(const Packet& packet, const std::string& accessCode);

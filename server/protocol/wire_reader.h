@@ -2,16 +2,14 @@
 // A cursor on bytes from outside. It cannot leave them: a piece that is not there is a BadPacket.
 #pragma once
 
-#include <bit>
+#include "base/bytes.h"
+
 #include <cstdint>
-#include <cstring>
 #include <span>
 #include <stdexcept>
 #include <string_view>
 
 namespace tarn::server {
-
-static_assert(std::endian::native == std::endian::little, "integers on the wire are little-endian and copied as such");
 
 // The packet cannot be read; the text names the piece, and quotes nothing of it.
 class BadPacket : public std::runtime_error {
@@ -33,10 +31,7 @@ class WireReader {
     uint16_t u16(const char* what) { return number<uint16_t>(what); }
     uint32_t u32(const char* what) { return number<uint32_t>(what); }
     // A length of four bytes, then as many bytes.
-    std::string_view text(const char* what) {
-        const auto piece = bytes(u32(what), what);
-        return {reinterpret_cast<const char*>(piece.data()), piece.size()};
-    }
+    std::string_view text(const char* what) { return asText(bytes(u32(what), what)); }
     size_t left() const { return rest_.size(); }
     void expectEnd(const char* what) const {
         if (!rest_.empty()) throw BadPacket(what);
@@ -45,9 +40,11 @@ class WireReader {
   private:
     template <class Number>
     Number number(const char* what) {
-        Number value;
-        std::memcpy(&value, bytes(sizeof value, what).data(), sizeof value);
-        return value;
+        std::string_view piece = asText(bytes(sizeof(Number), what));
+        return takeLittleEndian<Number>(piece).value();
+    }
+    static std::string_view asText(std::span<const uint8_t> piece) {
+        return {reinterpret_cast<const char*>(piece.data()), piece.size()};
     }
 
     std::span<const uint8_t> rest_;

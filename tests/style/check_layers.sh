@@ -1,6 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Which headers of the library the layers above it include: the tool the public one alone, the server two more.
+# Which headers of the library the layers above it include: the tool the public one alone, the server two more. And which
+# of the server's folders include which.
 # usage: check_layers.sh SOURCE
 set -eu
 cd "$1"
@@ -37,4 +38,27 @@ if grep -rnE '^#include "fingerprint/plain/' sdk src --include='*.h' --include='
     status=1
 fi
 [ -e sdk/fingerprint/plain/ticks.h ] || { echo "sdk/fingerprint/plain is gone: is anything looked at?"; status=1; }
+
+# room FOLDER FOLDER...: the server's first folder may include the others, and itself.
+room() {
+    inside=$1
+    allowed_rooms=$(echo "$*" | tr ' ' '|')
+    found=$(grep -rhoE '^#include "[a-z]+/' "server/$inside" | sed 's/.*"//; s,/,,' | sort -u)
+    [ -n "$found" ] || { echo "server/$inside includes nothing: is anything looked at?"; status=1; }
+    for other in $found; do
+        [ -d "server/$other" ] || continue
+        echo "$other" | grep -qxE "$allowed_rooms" && continue
+        echo "server/$inside includes server/$other, and may include: $*"
+        status=1
+    done
+}
+room base
+room model base
+room protocol base model
+room coding base model protocol
+room catalog base model coding
+room matching base model coding catalog
+room audio base model coding
+room accounts base model
+room http base model protocol
 exit $status

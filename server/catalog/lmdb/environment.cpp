@@ -6,7 +6,6 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <unistd.h>
@@ -244,16 +243,13 @@ void Transaction::forEach(std::string_view prefix,
 
 WriterLock::WriterLock(const fs::path& folder) {
     const fs::path path = folder / "writer.lock";
-    file_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (file_ < 0) throw failed(path);
-    if (::flock(file_, LOCK_EX | LOCK_NB) == 0) return;
-    const int error = errno;
-    ::close(file_);
+    file_ = FileDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    if (!file_.isOpen()) throw failed(path);
+    const int error = lockIfFree(file_);
+    if (error == 0) return;
     if (error != EWOULDBLOCK) throw CatalogError(failure(path.string(), error));
     throw CatalogError("The catalogue " + folder.string() +
                        " is being written by another process; try again when it is done");
 }
-
-WriterLock::~WriterLock() { ::close(file_); }
 
 } // namespace tarn::server::lmdb

@@ -6,6 +6,7 @@
 //   FOLDER/writer.lock          locked by the writer while it lives
 #pragma once
 
+#include "base/file_lock.h"
 #include "catalog/errors.h"
 
 #include <lmdb.h>
@@ -86,12 +87,9 @@ class WriterLock {
   public:
     // Throws CatalogError when another writer, in this process or another, holds it.
     explicit WriterLock(const std::filesystem::path& folder);
-    ~WriterLock();
-    WriterLock(const WriterLock&) = delete;
-    WriterLock& operator=(const WriterLock&) = delete;
 
   private:
-    int file_;
+    FileDescriptor file_;
 };
 
 } // namespace tarn::server::lmdb

@@ -2,7 +2,6 @@
 #include "accounts/account_file.h"
 
 #include "server/accounts/private_files.h"
-#include "support/handles.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -44,16 +43,6 @@ std::string failureOf(const fs::path& file) {
 }
 
 } // namespace
-
-TEST(AccessCode, IsWhatTheLibraryReads) {
-    kvxtest::SecretKey secret;
-    std::copy(kKey.begin(), kKey.end(), secret.begin());
-    EXPECT_EQ(makeAccessCode(0x04030201, 2, 3, kKey), kvxtest::accessCode(2, 3, secret, 0x04030201));
-    const Account made{makeAccessCode(0xfedcba98, 1, 2, kKey), kTime, ""};
-    EXPECT_EQ(made.id(), 0xfedcba98);
-    EXPECT_EQ(made.encryptionMethod(), 1);
-    EXPECT_EQ(made.checksumMethod(), 2);
-}
 
 TEST(AccountFile, KeepsWhatItIsGiven) {
     const TemporaryDirectory folder;

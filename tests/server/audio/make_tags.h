@@ -2,7 +2,7 @@
 // Tags in one line.
 #pragma once
 
-#include "catalog/recording.h"
+#include "model/recording.h"
 
 #include <cstdint>
 #include <string>

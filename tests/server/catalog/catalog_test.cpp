@@ -42,7 +42,7 @@ std::vector<ScoredRecording> nearest(CatalogReader& reader, const Recording& rec
 
 Recording withLetters(uint32_t number, const std::string& letters) {
     Recording recording = sampleRecording(number);
-    for (auto& variant : recording.codes) variant = {};
+    for (auto& coding : recording.codes) coding = {};
     recording.codes[0][0] = {.letters = letters, .frames = std::vector<uint32_t>(letters.size(), 1)};
     return recording;
 }

@@ -25,7 +25,7 @@ TEST(PackedRecording, ComesBackWhole) {
     EXPECT_EQ(back->tags.year, 1999U);
     EXPECT_EQ(back->trackBlob, recording.trackBlob);
     EXPECT_EQ(back->albumBlob, recording.albumBlob);
-    for (size_t p = 0; p < kPhases.size(); ++p) {
+    for (size_t p = 0; p < kCodings.size(); ++p) {
         for (size_t c = 0; c < kCodebooks; ++c) {
             EXPECT_EQ(back->codes[p][c].letters, recording.codes[p][c].letters);
             EXPECT_EQ(back->codes[p][c].frames, recording.codes[p][c].frames);

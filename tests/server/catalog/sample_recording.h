@@ -27,8 +27,8 @@ inline tarn::server::Recording sampleRecording(uint32_t number, const std::strin
     recording.trackBlob = std::string("\x02\0track ", 8) + name;
     recording.albumBlob = "album " + name;
     std::mt19937 dice(number);
-    for (auto& phase : recording.codes) {
-        for (tarn::server::CodeString& string : phase) {
+    for (auto& coding : recording.codes) {
+        for (tarn::server::CodeString& string : coding) {
             for (uint32_t i = 0; i < 120; ++i) {
                 string.letters.push_back(static_cast<char>('a' + dice() % 24));
                 string.frames.push_back(45 + 7 * i);

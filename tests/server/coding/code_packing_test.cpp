@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/code_packing.h"
+
+#include "base/bytes.h"
 #include "support/hex.h"
 
 #include <gtest/gtest.h>
@@ -20,8 +22,8 @@ std::string bytes(std::initializer_list<int> values) {
 // Letters go round the alphabet; every frame is 7 more than the one before.
 RecordingCodes manyLetters(size_t count) {
     RecordingCodes codes;
-    for (auto& phase : codes) {
-        for (CodeString& string : phase) {
+    for (auto& coding : codes) {
+        for (CodeString& string : coding) {
             for (size_t i = 0; i < count; ++i) {
                 string.letters.push_back(static_cast<char>('a' + i % 24));
                 string.frames.push_back(static_cast<uint32_t>(150 + 7 * i));
@@ -33,38 +35,6 @@ RecordingCodes manyLetters(size_t count) {
 }
 
 } // namespace
-
-TEST(Varint, HoldsSevenBitsAByteLowestFirst) {
-    const struct {
-        uint64_t value;
-        std::string bytes;
-    } cases[] = {
-        {0, bytes({0})},
-        {127, bytes({0x7f})},
-        {128, bytes({0x80, 1})},
-        {300, bytes({0xac, 2})},
-        {std::numeric_limits<uint64_t>::max(), bytes({255, 255, 255, 255, 255, 255, 255, 255, 255, 1})},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.value);
-        std::string out;
-        appendVarint(out, c.value);
-        EXPECT_EQ(out, c.bytes);
-        out += "rest";
-        std::string_view in = out;
-        EXPECT_EQ(takeVarint(in), c.value);
-        EXPECT_EQ(in, "rest");
-    }
-}
-
-TEST(Varint, RefusesWhatHasNoEndOrMoreThan64Bits) {
-    for (const std::string& broken : {bytes({}), bytes({0x80}), bytes({255, 255}), std::string(10, '\xff'),
-                                      bytes({255, 255, 255, 255, 255, 255, 255, 255, 255, 2})}) {
-        SCOPED_TRACE(broken.size());
-        std::string_view in = broken;
-        EXPECT_EQ(takeVarint(in), std::nullopt);
-    }
-}
 
 TEST(PackedCodes, HaveTheLayoutThatTheHeaderTells) {
     RecordingCodes codes;
@@ -124,8 +94,8 @@ TEST(PackedCodes, ComeBackWithFramesEvenlySpreadBetweenThoseThatAreKept) {
         for (const size_t count : {size_t{2}, size_t{16}, size_t{17}, size_t{37}, size_t{49}}) {
             SCOPED_TRACE(std::to_string(mostBetween) + " " + std::to_string(count));
             RecordingCodes codes;
-            for (auto& variant : codes) {
-                for (CodeString& string : variant) {
+            for (auto& coding : codes) {
+                for (CodeString& string : coding) {
                     auto frame = static_cast<uint32_t>(dice() % 100);
                     for (size_t i = 0; i < count; ++i) {
                         string.letters.push_back(static_cast<char>('a' + dice() % 24));

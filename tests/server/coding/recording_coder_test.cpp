@@ -25,7 +25,7 @@ std::array<std::string, kCodebooks> plainCodes(std::span<const int16_t> samples)
 }
 
 void expectSame(const RecordingCodes& a, const RecordingCodes& b) {
-    for (size_t p = 0; p < kPhases.size(); ++p) {
+    for (size_t p = 0; p < kCodings.size(); ++p) {
         for (size_t c = 0; c < kCodebooks; ++c) {
             EXPECT_EQ(a[p][c].letters, b[p][c].letters);
             EXPECT_EQ(a[p][c].frames, b[p][c].frames);
@@ -35,14 +35,14 @@ void expectSame(const RecordingCodes& a, const RecordingCodes& b) {
 
 } // namespace
 
-TEST(RecordingCoder, WritesTheLettersOfOneLongMapPerVariant) {
+TEST(RecordingCoder, WritesTheLettersOfOneLongMapPerCoding) {
     const std::vector<int16_t> samples = kvxtest::melody(1, 70);
     const RecordingCodes codes = codeRecording(samples);
-    for (size_t p = 0; p < kPhases.size(); ++p) {
-        std::vector<int16_t> variant(samples.begin() + kPhases[p], samples.end());
-        const double divisor = std::pow(2.0, kHalvings[p]);
-        for (int16_t& sample : variant) sample = static_cast<int16_t>(std::floor(sample / divisor + 0.5));
-        const auto expected = plainCodes(variant);
+    for (size_t p = 0; p < kCodings.size(); ++p) {
+        std::vector<int16_t> prepared(samples.begin() + kCodings[p].phaseSamples, samples.end());
+        const double divisor = std::pow(2.0, kCodings[p].halvings);
+        for (int16_t& sample : prepared) sample = static_cast<int16_t>(std::floor(sample / divisor + 0.5));
+        const auto expected = plainCodes(prepared);
         for (size_t c = 0; c < kCodebooks; ++c) {
             EXPECT_GT(expected[c].size(), 200U);
             EXPECT_EQ(codes[p][c].letters, expected[c]);
@@ -67,8 +67,8 @@ TEST(RecordingCoder, CountsTheFramesUpToEachLetter) {
     const std::vector<int16_t> samples = kvxtest::melody(3, 60);
     const auto frames = static_cast<uint32_t>(samples.size() / 512);
     const RecordingCodes codes = codeRecording(samples);
-    for (const auto& phase : codes) {
-        for (const CodeString& string : phase) {
+    for (const auto& coding : codes) {
+        for (const CodeString& string : coding) {
             ASSERT_EQ(string.frames.size(), string.letters.size());
             EXPECT_TRUE(std::is_sorted(string.frames.begin(), string.frames.end()));
             // The first 40 vectors are not coded, and draining gives six vectors more than there are frames.
@@ -106,8 +106,8 @@ TEST(RecordingCoder, IsReadyForAnotherRecording) {
 TEST(RecordingCoder, GivesEmptyCodesForTooLittleAudio) {
     for (const size_t samples : {size_t{0}, size_t{1}, size_t{256}, size_t{512}, size_t{51200}}) {
         SCOPED_TRACE(samples);
-        for (const auto& phase : codeRecording(std::vector<int16_t>(samples, 5))) {
-            for (const CodeString& string : phase) EXPECT_TRUE(string.letters.empty());
+        for (const auto& coding : codeRecording(std::vector<int16_t>(samples, 5))) {
+            for (const CodeString& string : coding) EXPECT_TRUE(string.letters.empty());
         }
     }
 }

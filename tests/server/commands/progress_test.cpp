@@ -5,18 +5,8 @@
 
 namespace {
 
-using tarn::server::clockTime;
 using tarn::server::Progress;
 using tarn::server::progressLine;
-
-TEST(ClockTime, LeavesOutHoursWhereThereAreNone) {
-    EXPECT_EQ(clockTime(0), "0:00");
-    EXPECT_EQ(clockTime(59), "0:59");
-    EXPECT_EQ(clockTime(245), "4:05");
-    EXPECT_EQ(clockTime(3599), "59:59");
-    EXPECT_EQ(clockTime(3723), "1:02:03");
-    EXPECT_EQ(clockTime(360'000), "100:00:00");
-}
 
 TEST(ProgressLine, EstimatesTheRestByBytes) {
     Progress progress;

@@ -124,9 +124,9 @@ TEST(HttpServer, TellsWhatIsWrongWithARequest) {
         {"1001 bytes", postOf(formOf(part("data", std::string(1001, 'x')))), 413, "the packet is too large\n"},
         {"a megabyte", postOf(formOf(part("data", std::string(1'000'000, 'x')))), 413, "the packet is too large\n"},
         {"another path", getOf("/"), 404, "not found\n"},
-        {"another method", getOf("/sdkrequest"), 405, "post a packet\n"},
+        {"another method", getOf("/sdkrequest"), 405, "405: use POST\n"},
         {"posting to the health check", "POST /health HTTP/1.1\r\nHost: h\r\nContent-Length: 0\r\n\r\n", 405,
-         "get it\n"},
+         "405: use GET or HEAD\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

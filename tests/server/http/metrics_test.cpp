@@ -28,11 +28,11 @@ TEST(Metrics, CountRequestsByKindAndOutcome) {
     Metrics metrics;
     RequestReport report;
     report.kind = RequestKind::kItems;
-    report.outcome = Outcome::kNotFound;
+    report.outcome = RequestOutcome::kNotFound;
     metrics.request(report, {}, {});
     metrics.request(report, {}, {});
     report.kind = RequestKind::kUnknown;
-    report.outcome = Outcome::kRefused;
+    report.outcome = RequestOutcome::kRefused;
     metrics.request(report, {}, {});
     const std::string text = metrics.text({});
     EXPECT_NE(text.find("tarn_requests_total{kind=\"items\",outcome=\"not_found\"} 2\n"), std::string::npos);

@@ -32,8 +32,8 @@ class TestService {
                                       if (id != kAccountId) return std::nullopt;
                                       return kvxtest::accessCode(3, 3);
                                   },
-                                  [](uint32_t, const std::string&) -> std::optional<tarn::server::Identity> {
-                                      return tarn::server::Identity{'i', 'd'};
+                                  [](uint32_t, const std::string&) -> std::optional<tarn::server::DeviceIdentity> {
+                                      return tarn::server::DeviceIdentity{'i', 'd'};
                                   },
                                   catalogue),
           server_("127.0.0.1:0", limits,

@@ -29,9 +29,9 @@ RecordingCodes codesOf(std::mt19937& dice, size_t letters, uint32_t damage) {
     RecordingCodes codes;
     for (size_t c = 0; c < kCodebooks; ++c) {
         const std::string own = randomLetters(dice, letters);
-        for (auto& phase : codes) {
-            phase[c].letters = damaged(dice, own, damage);
-            for (uint32_t i = 0; i < letters; ++i) phase[c].frames.push_back(41 + 6 * i);
+        for (auto& coding : codes) {
+            coding[c].letters = damaged(dice, own, damage);
+            for (uint32_t i = 0; i < letters; ++i) coding[c].frames.push_back(41 + 6 * i);
         }
     }
     return codes;
@@ -64,7 +64,7 @@ TEST(Measuring, DoesNotDependOnWhatTheAlignmentHasFoundAlready) {
         measure(query, codes, anew);
         EXPECT_EQ(alignment.bits, anew.bits);
         EXPECT_EQ(alignment.map, anew.map);
-        EXPECT_EQ(alignment.phase, anew.phase);
+        EXPECT_EQ(alignment.coding, anew.coding);
     }
 }
 

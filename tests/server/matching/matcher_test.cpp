@@ -5,6 +5,7 @@
 #include "commands/identify.h"
 #include "matching/catalog_recogniser.h"
 #include "matching/matcher.h"
+#include "model/frames.h"
 #include "support/melody.h"
 
 #include <gmock/gmock.h>
@@ -337,8 +338,8 @@ TEST(MatchingOfALargeCatalogue, LooksForTheRarestGramsUpToABound) {
         for (uint32_t number = 1; number <= kRecordings; ++number) {
             Recording recording = kvxtest::sampleRecording(number);
             const std::string own = letters(110);
-            for (auto& variant : recording.codes) {
-                for (CodeString& string : variant) {
+            for (auto& coding : recording.codes) {
+                for (CodeString& string : coding) {
                     string.letters = theme + own;
                     string.frames.clear();
                     for (uint32_t i = 0; i < string.letters.size(); ++i) string.frames.push_back(45 + 7 * i);

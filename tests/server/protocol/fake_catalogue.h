@@ -2,8 +2,8 @@
 // Records for answers, and a recogniser that gives what a test put into it.
 #pragma once
 
+#include "model/recogniser.h"
 #include "protocol/record_blob.h"
-#include "recogniser.h"
 
 #include <algorithm>
 #include <atomic>

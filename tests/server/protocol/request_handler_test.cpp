@@ -38,12 +38,12 @@ class Service {
                 if (id != kAccountId) return std::nullopt;
                 return kvxtest::accessCode(options.encryptionMethod, options.checksumMethod, options.secret);
             },
-            [this](uint32_t, const std::string& presented) -> std::optional<Identity> {
+            [this](uint32_t, const std::string& presented) -> std::optional<DeviceIdentity> {
                 if (!identitiesLeft) return std::nullopt;
                 std::string given = presented;
                 if (!identities.contains(given)) given = "identity " + std::to_string(1000000 + identities.size());
                 identities.insert(given);
-                Identity identity;
+                DeviceIdentity identity;
                 std::copy(given.begin(), given.end(), identity.begin());
                 return identity;
             },
@@ -107,7 +107,7 @@ TEST(RequestHandler, AnswersNotFoundWithOneRecordThatTheClientTakes) {
         EXPECT_EQ(reply.status, 200);
         EXPECT_EQ(typesOf(service.records(reply)), "N");
         EXPECT_EQ(kvxtest::hexDump(kvxtest::bytesOf(reply.body)), "0000: 4e 01 00 00 00 00");
-        EXPECT_EQ(reply.report.outcome, Outcome::kNotFound);
+        EXPECT_EQ(reply.report.outcome, RequestOutcome::kNotFound);
     }
 }
 

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "audio/clean_text.h"
+#include "base/text.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
 using tarn::server::cleanText;
+using tarn::server::durationText;
+using tarn::server::isPrintable;
 using tarn::server::kMostTextBytes;
 
 constexpr const char* kNoCharacter = "\xEF\xBF\xBD";
@@ -62,6 +64,21 @@ TEST(InOneLine, ReplacesOnlyWhatWouldBreakALine) {
               "a?31m??\xA0");
     EXPECT_EQ(inOneLine("song\u202Efdp.wav\u2066\u2028\u2029"), "song?fdp.wav???");
     EXPECT_EQ(inOneLine(""), "");
+}
+
+TEST(DurationText, LeavesOutHoursWhereThereAreNone) {
+    EXPECT_EQ(durationText(0), "0:00");
+    EXPECT_EQ(durationText(59), "0:59");
+    EXPECT_EQ(durationText(245), "4:05");
+    EXPECT_EQ(durationText(3599), "59:59");
+    EXPECT_EQ(durationText(3723), "1:02:03");
+    EXPECT_EQ(durationText(360'000), "100:00:00");
+}
+
+TEST(Printable, HasNoControlCharacter) {
+    EXPECT_TRUE(isPrintable(""));
+    EXPECT_TRUE(isPrintable("Zo\xC3\xAB ~"));
+    for (const char c : {'\0', '\n', '\t', '\x1f', '\x7f'}) EXPECT_FALSE(isPrintable(std::string("a") + c));
 }
 
 } // namespace

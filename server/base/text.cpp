@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "audio/clean_text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <fmt/format.h>
 
 namespace tarn::server {
 
@@ -15,10 +16,10 @@ size_t characterBytes(std::string_view text) {
     const auto byte = [&](size_t i) { return static_cast<uint32_t>(static_cast<unsigned char>(text[i])); };
     const uint32_t first = byte(0);
     if (first < 0x80) return 1;
-    const size_t count = first >= 0xC2 && first <= 0xDF   ? 2
-                         : first >> 4 == 0xE              ? 3
-                         : first >= 0xF0 && first <= 0xF4 ? 4
-                                                          : 0;
+    size_t count = 0;
+    if (first >= 0xC2 && first <= 0xDF) count = 2;
+    if (first >= 0xE0 && first <= 0xEF) count = 3;
+    if (first >= 0xF0 && first <= 0xF4) count = 4;
     if (count == 0 || text.size() < count) return 0;
     uint32_t code = first & (0xFFU >> (count + 1));
     for (size_t i = 1; i < count; ++i) {
@@ -87,6 +88,18 @@ std::string inOneLine(std::string_view path) {
         path.remove_prefix(character.size());
     }
     return line;
+}
+
+bool isPrintable(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) >= ' ' && c != 127; });
+}
+
+std::string durationText(uint64_t seconds) {
+    const uint64_t hours = seconds / 3600;
+    const uint64_t minutes = seconds / 60 % 60;
+    if (hours > 0) return fmt::format("{}:{:02}:{:02}", hours, minutes, seconds % 60);
+    return fmt::format("{}:{:02}", minutes, seconds % 60);
 }
 
 } // namespace tarn::server

@@ -3,7 +3,8 @@
 // protocol's tests.
 #pragma once
 
-#include <array>
+#include "model/query.h"
+
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -11,12 +12,6 @@
 #include <vector>
 
 namespace tarn::server {
-
-// A fingerprint as a request carries it: map 0 codebook 1, map 0 codebook 2, map 1 codebook 1, ...
-struct FingerprintQuery {
-    std::array<std::string, 6> codes;
-    uint32_t durationMs = 0;
-};
 
 struct Match {
     uint32_t recordingId = 0;

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Texts from tags and file names, made fit for records, lists and logs.
+// Texts from outside, made fit for records, lists and logs, and numbers as texts.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -17,5 +18,11 @@ std::string cleanText(std::string_view text);
 // A path as it is, but for control characters, bytes that a terminal may take for one, and what turns the writing
 // direction, which become question marks: it stays in its line and column.
 std::string inOneLine(std::string_view path);
+
+// No control character in it.
+bool isPrintable(std::string_view text);
+
+// Hours, minutes, seconds, without what is not needed: 1:02:03, 4:05.
+std::string durationText(uint64_t seconds);
 
 } // namespace tarn::server

@@ -2,7 +2,7 @@
 // One recording of the collection.
 #pragma once
 
-#include "coding/recording_codes.h"
+#include "model/recording_codes.h"
 
 #include <cstdint>
 #include <string>

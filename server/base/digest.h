@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// SHA-256 as hexadecimal digits: what names a recording and an album.
+// SHA-256: what names a recording, an album and a file.
 #pragma once
 
 #include <nettle/sha2.h>
@@ -11,12 +11,14 @@
 
 namespace tarn::server {
 
-class ContentHash {
+class Digest {
   public:
-    ContentHash() { sha256_init(&context_); }
+    Digest() { sha256_init(&context_); }
     void add(std::span<const int16_t> samples); // as little-endian bytes
     void add(std::string_view bytes);
-    std::string hexadecimal(); // 64 digits; the hash then starts anew
+    // Both start anew afterwards.
+    std::string bytes();       // 32
+    std::string hexadecimal(); // 64 lower-case digits
 
   private:
     sha256_ctx context_;

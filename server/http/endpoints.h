@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the service answers at which path, to which methods.
+#pragma once
+
+#include "http/http_response.h"
+
+#include <string>
+#include <string_view>
+
+namespace tarn::server {
+
+// What the endpoints show of a running service.
+class ServiceView {
+  public:
+    virtual ~ServiceView() = default;
+    virtual bool isStopping() const = 0;
+    virtual bool catalogueIsUp() const = 0;
+    virtual std::string metricsText() const = 0;
+};
+
+struct Endpoint {
+    std::string_view path;
+    std::string_view methods; // as the header Allow lists them
+    // Null: the endpoint takes a recognition request, whose answer comes from a worker.
+    HttpResponse (*answer)(const ServiceView& service);
+
+    bool takesRequests() const { return answer == nullptr; }
+    bool allows(std::string_view method) const;
+};
+
+// Of the path in a request's target; null: there is none.
+const Endpoint* endpointAt(std::string_view target);
+
+HttpResponse notFound();
+HttpResponse methodNotAllowed(const Endpoint& endpoint);
+
+} // namespace tarn::server

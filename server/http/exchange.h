@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+// One request and its answer, and the way of a recognition request between the connection and a worker.
+#pragma once
+
+#include "http/form_body.h"
+#include "http/http_limits.h"
+#include "http/work_queue.h"
+#include "protocol/request_handler.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <variant>
+
+struct MHD_Connection;
+
+namespace tarn::server {
+
+// Made when a request's header has arrived, ended when its answer has left or its connection has.
+struct Exchange {
+    using Clock = std::chrono::steady_clock;
+
+    enum class Stage {
+        kReading,  // the body arrives
+        kQueued,   // it is a worker's: nobody else may touch it
+        kAnswered, // the reply is ready
+        kReplied,  // the reply is on its way
+    };
+
+    Stage stage = Stage::kReading;
+    Clock::time_point start = Clock::now();
+    std::unique_ptr<FormBody> form; // of a recognition request
+    uint64_t bodyBytes = 0;
+    AdmittedRequest request; // while it is queued
+    Clock::time_point admittedAt;
+    std::chrono::nanoseconds waiting{0};
+    Reply reply; // from kAnswered on
+
+    void answer(Reply made) {
+        reply = std::move(made);
+        stage = Stage::kAnswered;
+    }
+};
+
+// What happens to recognition requests once they are here.
+class Exchanges {
+  public:
+    // Throws std::system_error where the workers cannot be started.
+    Exchanges(const RequestHandler& handler, const HttpLimits& limits);
+
+    // The whole body of a recognition request has arrived. Everything that needs no catalogue is done here, on the
+    // thread of input and output: a flood of packets without a good signature never takes a place in the queue. True:
+    // the reply is there. False: the connection is suspended until it is, and the exchange must not be touched.
+    bool finishBody(MHD_Connection* connection, Exchange& exchange);
+    size_t waiting() const { return queue_.waiting(); }
+    // Answers what still waits, without asking the catalogue, and ends the workers.
+    void stop();
+
+  private:
+    std::variant<AdmittedRequest, Reply> admit(Exchange& exchange) const;
+    void work(MHD_Connection* connection, Exchange& exchange, WorkQueue::Fate fate);
+
+    const RequestHandler& handler_;
+    const HttpLimits limits_;
+    std::atomic<bool> outOfTime_ = false;
+    WorkQueue queue_; // last: its threads use what is above
+};
+
+} // namespace tarn::server
