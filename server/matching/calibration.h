@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // From how well the best candidate fits to a confidence, and where the line is drawn. Fitted on real music; see
-// docs/accuracy.md.
+// docs/measurements/accuracy.md.
 #pragma once
 
 #include <cstdint>
