@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The pieces that every packet is made of: BIN header, permission block, HTTP text before and behind.
-#include "core/byte_sink.h"
+// The pieces of every packet: BIN header, permission block, HTTP text before and after.
+#include "base/bytes.h"
+#include "core/handle.h"
 #include "core/packet.h"
 #include "core/packet_layout.h"
-#include "handle.h"
 #include "kvx.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ using namespace kvx::packet;
 
 namespace {
 
-// The multipart text around a bare packet: three lines before, one behind. The boundary is the same in all requests.
+// The multipart text around a bare packet: three lines before, one after. The boundary is the same in all requests.
 constexpr std::string_view kOpeningBoundary = "-----------------------------265001916915724\r\n";
 constexpr std::string_view kDisposition = "Content-Disposition: form-data; name=\"data\"\r\n";
 constexpr std::string_view kPartType = "Content-Type: application/octet-stream\r\n\r\n";
@@ -69,9 +69,6 @@ int32_t setBits(uint8_t* destination, const uint8_t* mask, uint32_t entries) {
     return 0;
 }
 
-// Two bytes of a four-byte value.
-void copyLow16(uint8_t* destination, int32_t value) { KVXMemCopy3(destination, &value, 2, sizeof value); }
-
 } // namespace
 
 namespace kvx {
@@ -90,24 +87,24 @@ extern "C" {
 int32_t KVXGetBINHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, int32_t languageCode,
                         uint16_t requestOption) {
     if (handle == nullptr) return -1;
-    if (buffer != nullptr) {
-        uint8_t* header = buffer + *position;
-        KVXMemCopy(header + kMagicOffset, kMagic, sizeof kMagic);
-        header[kVersionMajorOffset] = m_KVXVersionMajor;
-        header[kVersionMinorOffset] = m_KVXVersionMinor;
-        KVXMemCopy2(header + kAccountIdOffset, &handle->accountId, sizeof handle->accountId);
-        KVXMemCopy(header + kDeviceIdOffset, handle->deviceId, kIdBytes);
-        KVXMemCopy(header + kUserIdOffset, handle->userId, kIdBytes);
-        copyLow16(header + kEncryptionMethodOffset, handle->encryptionMethod);
-        copyLow16(header + kChecksumMethodOffset, handle->checksumMethod);
-        header[kResponseFramingOffset] = static_cast<uint8_t>(handle->responseFraming);
-        copyLow16(header + kLanguageCodeOffset, languageCode);
-        KVXMemCopy2(header + kRequestOptionOffset, &requestOption, sizeof requestOption);
-        header[kClientKindOffset] = static_cast<uint8_t>(handle->clientKind);
-        *position += kHeaderBytes;
-    } else {
+    if (buffer == nullptr) {
         *position = kHeaderBytes;
+        return 0;
     }
+    const auto at = [header = buffer + *position](uint32_t offset) { return kvx::ByteSink(header, offset); };
+    at(kMagicOffset).bytes(kMagic, sizeof kMagic);
+    at(kVersionMajorOffset).u8(m_KVXVersionMajor);
+    at(kVersionMinorOffset).u8(m_KVXVersionMinor);
+    at(kAccountIdOffset).u32(handle->accountId);
+    at(kDeviceIdOffset).bytes(handle->deviceId, kIdBytes);
+    at(kUserIdOffset).bytes(handle->userId, kIdBytes);
+    at(kEncryptionMethodOffset).lowHalf(handle->encryptionMethod);
+    at(kChecksumMethodOffset).lowHalf(handle->checksumMethod);
+    at(kResponseFramingOffset).u8(static_cast<uint8_t>(handle->responseFraming));
+    at(kLanguageCodeOffset).lowHalf(languageCode);
+    at(kRequestOptionOffset).u16(requestOption);
+    at(kClientKindOffset).u8(static_cast<uint8_t>(handle->clientKind));
+    *position += kHeaderBytes;
     return 0;
 }
 

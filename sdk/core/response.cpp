@@ -2,9 +2,11 @@
 // Taking an answer apart into records: type u8 | length u32, never 0 | data.
 #include "core/response.h"
 
+#include "base/bytes.h"
+#include "base/owned.h"
 #include "core/packet_layout.h"
-#include "owned.h"
 
+#include <span>
 #include <string_view>
 
 using namespace kvx::packet;
@@ -16,12 +18,11 @@ constexpr int32_t kShortestHttpAnswer = 17;
 constexpr std::string_view kKnownTypes = "TAKDGNPOE";
 
 uint32_t recordLength(const KVXHandle& handle, int64_t offset) {
-    uint32_t length = 0;
-    KVXMemCopy2(&length, handle.responseData + offset + kRecordLengthOffset, sizeof length);
-    return length;
+    const std::span body(handle.responseData, static_cast<size_t>(handle.responseLength));
+    return kvx::ByteSource(body, static_cast<uint64_t>(offset) + kRecordLengthOffset).u32();
 }
 
-// Leaves the HTTP header out of the response; false when there is no body behind one.
+// Leaves the HTTP header out of the response; false when no body follows one.
 bool skipHttpHeader(KVXHandle& handle) {
     if (handle.responseLength < kShortestHttpAnswer) return false;
     const auto length = static_cast<uint32_t>(handle.responseLength);

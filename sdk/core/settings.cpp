@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Library-wide constants, version and content masks.
+#include "core/handle.h"
 #include "core/packet_layout.h"
-#include "handle.h"
 #include "kvx.h"
 
 namespace {

@@ -2,8 +2,8 @@
 // Audio preparation: 16-bit PCM in host order to mono at the engine's rate.
 #include "fingerprint/audio.h"
 
+#include "core/handle.h"
 #include "fingerprint/engine/lanes.h"
-#include "handle.h"
 #include "kvx.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 // What the session asks of audio preparation beside the public functions.
 #pragma once
 
-#include "handle.h"
+#include "core/handle.h"
 
 #include <cstdint>
 

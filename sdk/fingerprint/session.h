@@ -2,7 +2,7 @@
 // What the rest of the library asks of a fingerprint session. Its state stands in the handle.
 #pragma once
 
-#include "handle.h"
+#include "core/handle.h"
 
 #include <array>
 

@@ -2,15 +2,15 @@
 // The blob primitives: locate, read, write, measure, free.
 #include "records/blob.h"
 
+#include "base/bytes.h"
+
 #include <algorithm>
 
 namespace kvx {
 namespace {
 
 uint32_t offsetAt(const KVXBlob* blob, uint32_t index) {
-    uint32_t offset = 0;
-    KVXMemCopy2(&offset, blob->data + offsetPosition(index), kOffsetBytes);
-    return offset;
+    return ByteSource({blob->data, blob->length}, offsetPosition(index)).u32();
 }
 
 // An offset beyond the blob gives its end: no pointer ever leaves the blob.
@@ -54,7 +54,7 @@ void startRecord(KVXBlob* blob, uint8_t fieldCount) noexcept {
 }
 
 void markOffset(KVXBlob* blob, uint32_t index) noexcept {
-    KVXMemCopy2(blob->data + offsetPosition(index), &blob->length, kOffsetBytes);
+    ByteSink(blob->data, offsetPosition(index)).u32(blob->length);
 }
 
 int32_t advance(KVXBlob* blob, uint32_t count) noexcept {
@@ -150,12 +150,9 @@ int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination,
     const uint8_t* data = nullptr;
     uint32_t length = 0;
     if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
-    if (length == width) {
-        KVXMemCopy2(destination, data, width);
-    } else {
-        // A field of another width is a 0, not a failure, on purpose.
-        KVXMemSet(destination, 0, width);
-    }
+    // A field of another width is a 0, not a failure, on purpose.
+    if (length != width) length = 0;
+    ByteSource({data, length}).integer(destination, width);
     return kOk;
 }
 
@@ -185,9 +182,9 @@ int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLe
 
 int32_t KVXWriteShortToBlob(KVXBlob* blob, uint8_t index, const uint16_t* value) {
     markOffset(blob, index);
-    uint8_t* destination = blob->data + blob->length;
+    ByteSink sink(blob->data, blob->length);
     if (failed(advance(blob, sizeof *value))) return kFailed;
-    KVXMemCopy2(destination, value, sizeof *value);
+    sink.integer(value, sizeof *value);
     markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }

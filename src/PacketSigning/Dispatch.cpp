@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which checksum and which cipher a handle uses, by the method numbers of its access key.
 #include "PacketSigning/PacketSigning.h"
+#include "core/handle.h"
 
 using namespace PacketSigning;
 

@@ -2,7 +2,7 @@
 // Checksums and ciphers of the packet signature. The methods come from the access key and stand in the handle.
 #pragma once
 
-#include "handle.h"
+#include "core/handle.h"
 #include "kvx.h"
 
 #include <cstdint>

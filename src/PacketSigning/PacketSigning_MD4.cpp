@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The MD4 message digest (RFC 1320) over the handle's context.
 #include "PacketSigning/PacketSigning.h"
-#include "owned.h"
+#include "base/owned.h"
+#include "core/handle.h"
 
 #include <algorithm>
 #include <bit>

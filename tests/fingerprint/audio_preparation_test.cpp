@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fingerprint/audio.h"
 
+#include "core/handle.h"
 #include "fingerprint/plain_engine.h"
-#include "handle.h"
 #include "support/audio.h"
 #include "support/handles.h"
 #include "support/hex.h"

@@ -1,13 +1,14 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Which headers of the library the layers above it include: the tool the public one alone, the server two more.
+# Which headers of the library the layers above it include: the tool the public one alone, the server two more. And what
+# the library keeps in one place.
 # usage: check_layers.sh SOURCE
 set -eu
 cd "$1"
 
 # includes FOLDER: the library's headers that its sources name.
 includes() {
-    grep -rhoE '^#include ["<](kvx\.h|handle\.h|owned\.h|(core|fingerprint|records|PacketSigning)/[^">]+)[">]' "$1" |
+    grep -rhoE '^#include ["<](kvx\.h|(base|core|fingerprint|records|PacketSigning)/[^">]+)[">]' "$1" |
         sed 's/.*["<]\(.*\)[">]/\1/' | sort -u
 }
 
@@ -37,4 +38,10 @@ if grep -rnE '^#include "fingerprint/plain/' sdk src --include='*.h' --include='
     status=1
 fi
 [ -e sdk/fingerprint/plain/ticks.h ] || { echo "sdk/fingerprint/plain is gone: is anything looked at?"; status=1; }
+# Integers of the wire pass through the two cursors of base/bytes.h. kvx.h and core/memory_hooks.cpp declare the hooks.
+users=$(grep -rlE 'KVXMemCopy[23]' sdk src | LC_ALL=C sort | tr '\n' ' ')
+[ "$users" = "sdk/base/bytes.h sdk/core/memory_hooks.cpp sdk/include/kvx.h " ] || {
+    echo "the hooks for integers are used in: $users"
+    status=1
+}
 exit $status
