@@ -1,12 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the rest of the library asks of a fingerprint session. Its state stands in the handle.
+// The fingerprint session: its state in the handle, and what the rest of the library asks of it.
 #pragma once
 
-#include "core/handle.h"
+#include "kvx.h"
 
 #include <array>
+#include <cstdint>
 
 namespace kvx {
+
+constexpr size_t kMapCount = 3;
+
+// Mono samples at 22050 Hz that a session has for its feature maps. They wait until every map can take a whole group of
+// frames from here, so that each is written once for the three of them and read where it lies.
+struct WaitingSamples {
+    static constexpr int32_t kRoom = 2048; // as many can always be added
+    int32_t count;
+    int32_t taken[kMapCount]; // by each map, of those here; at the start what the map skips
+    int16_t samples[16 * 512 + 256 + kRoom];
+};
 
 // Samples at 22050 Hz that map k skips at the start of the stream; the fourth entry is not used.
 extern const std::array<uint32_t, kMapCount + 1> FEATURE_MAP_OFFSETS;
