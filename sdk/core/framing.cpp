@@ -85,7 +85,7 @@ void writePermissions(ByteSink& sink, const KVXHandle& handle) {
 extern "C" {
 
 int32_t KVXGetBINHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, int32_t languageCode,
-                        uint16_t requestOption) {
+                        uint16_t requestOption) noexcept {
     if (handle == nullptr) return -1;
     if (buffer == nullptr) {
         *position = kHeaderBytes;
@@ -108,18 +108,18 @@ int32_t KVXGetBINHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* posi
     return 0;
 }
 
-int32_t KVXMapPacketHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, uint32_t binLength) {
+int32_t KVXMapPacketHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, uint32_t binLength) noexcept {
     const bool isHttp = handle != nullptr && handle->requestFraming == kvx::kFramingHttp;
     if (isHttp && binLength > std::numeric_limits<uint32_t>::max() - kMultipartBytes) return -1;
     return mapHttpText(handle, buffer, position,
                        [&](kvx::ByteSink& sink) { writeHttpPrefix(sink, *handle, binLength); });
 }
 
-int32_t KVXMapPacketFooter(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) {
+int32_t KVXMapPacketFooter(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) noexcept {
     return mapHttpText(handle, buffer, position, [](kvx::ByteSink& sink) { sink.text(kClosingBoundary); });
 }
 
-int32_t KVXMapBINPermissions(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) {
+int32_t KVXMapBINPermissions(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) noexcept {
     if (buffer == nullptr) {
         *position = kPermissionBytes;
         return 0;
@@ -144,12 +144,12 @@ int32_t KVXMapBINPermissions(const KVXHandle* handle, uint8_t* buffer, uint32_t*
     return 0;
 }
 
-int32_t KVXMapAlbumPermissions(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXMapAlbumPermissions(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr) return -1;
     return setBits(destination, handle->albumMask, KVX_ALBUM_MASK_ENTRIES);
 }
 
-int32_t KVXMapTrackPermissions(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXMapTrackPermissions(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr) return -1;
     // Entries 3 and 4 trade places on purpose: the server reads them so.
     uint8_t mask[KVX_TRACK_MASK_ENTRIES];
@@ -159,23 +159,23 @@ int32_t KVXMapTrackPermissions(const KVXHandle* handle, uint8_t* destination) {
     return setBits(destination, mask, KVX_TRACK_MASK_ENTRIES);
 }
 
-int32_t KVXMapPerformerPermissions(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXMapPerformerPermissions(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr) return -1;
     return setBits(destination, handle->performerMask, KVX_PERFORMER_MASK_ENTRIES);
 }
 
-int32_t KVXMapDVDPermissions(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXMapDVDPermissions(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr) return -1;
     return setBits(destination, handle->dvdMask, KVX_DVD_MASK_ENTRIES);
 }
 
-uint8_t KVXGetNumDigits(uint32_t value) {
+uint8_t KVXGetNumDigits(uint32_t value) noexcept {
     uint8_t digits = 1;
     for (; value >= 10; value /= 10) ++digits;
     return digits;
 }
 
-uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length) {
+uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length) noexcept {
     constexpr std::string_view kHeaderEnd = "\r\n\r\n";
     constexpr uint64_t kMost = std::numeric_limits<uint32_t>::max(); // never wraps: no body is no body
     if (uint64_t{start} + 3 >= length) return static_cast<uint32_t>(std::min(uint64_t{start} + 4, kMost));

@@ -70,7 +70,7 @@ extern "C" {
 
 int32_t KVXInit(KVXHandle** handleOut, const char* accessKey, const uint8_t* deviceId, int16_t deviceIdLength,
                 const uint8_t* userId, int16_t userIdLength, int32_t requestFraming, int32_t responseFraming,
-                int32_t clientKind, const char* hostName, uint16_t hostNameLength) {
+                int32_t clientKind, const char* hostName, uint16_t hostNameLength) noexcept {
     *handleOut = nullptr;
     if (accessKey == nullptr) return -1;
     KVXHandle* handle = kvx::makeZeroed<KVXHandle>().release();
@@ -95,7 +95,7 @@ int32_t KVXInit(KVXHandle** handleOut, const char* accessKey, const uint8_t* dev
     return 0;
 }
 
-int32_t KVXShutdown(KVXHandle** handleInOut) {
+int32_t KVXShutdown(KVXHandle** handleInOut) noexcept {
     if (handleInOut == nullptr || *handleInOut == nullptr) return -1;
     KVXHandle* handle = *handleInOut;
     handle->state = kvx::kUnusable;

@@ -171,7 +171,7 @@ void destroyFeatureMaps(KVXHandle& handle) {
 
 extern "C" {
 
-int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRateHz, int32_t durationMs) {
+int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRateHz, int32_t durationMs) noexcept {
     if (handle == nullptr) return -1;
     if (durationMs <= kTooShortMs) return -2;
     if (sampleRateHz < kLowestRateHz || (channels != 1 && channels != 2)) return -1;
@@ -197,7 +197,7 @@ int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRa
     return durationMs > kLongTrackMs ? kLongTrackStartMs : 0;
 }
 
-int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t count) {
+int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t count) noexcept {
     if (handle == nullptr || pcm == nullptr || count < 0 || count % 4 != 0 || !hasMaps(*handle)) return -1;
     prefetchBehind(pcm, count);
     const int32_t frames = count / static_cast<int32_t>(sizeof(int16_t)) / handle->channelCount;
@@ -213,16 +213,14 @@ int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t c
     return prepareAndFeed(*handle, samples, copy.get(), frames);
 }
 
-int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) {
+int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) noexcept {
     if (handle == nullptr || !hasMaps(*handle)) return -1;
     return feed(*handle, samples, samples == nullptr ? 0 : std::max(count, 0)); // null: no samples, not a bad call
 }
 
-int32_t KVX_GetFeatureSize(uint32_t durationMs) {
+int32_t KVX_GetFeatureSize(uint32_t durationMs) noexcept {
     const auto samples = static_cast<int32_t>(durationMs * static_cast<uint32_t>(kvx::kEngineRateHz)) / 1000;
     return (samples + 511) >> 9; // toward minus infinity
 }
-
-uint32_t safe_strlen(const char* text) { return text == nullptr ? 0 : static_cast<uint32_t>(std::strlen(text)); }
 
 } // extern "C"

@@ -90,7 +90,7 @@ int32_t PacketSigning_Blowfish_Encrypt(const KVXHandle* handle, uint32_t* left, 
     return 0;
 }
 
-extern "C" int32_t KVXEncryptBlowfish(KVXHandle* handle, uint8_t* data, int32_t count) {
+extern "C" int32_t KVXEncryptBlowfish(KVXHandle* handle, uint8_t* data, int32_t count) noexcept {
     if (handle == nullptr || count % kBlockBytes != 0) return -1;
     if (count <= 0) return 0; // no block
     if (handle->cipher == nullptr) return -1;

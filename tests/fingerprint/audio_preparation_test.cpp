@@ -276,12 +276,6 @@ TEST(MixAndResample, TakesNoInputAsNothingHappened) {
     EXPECT_EQ(handle->resampler.lastSample, 3);
 }
 
-TEST(SafeStrlen, CountsToTheZeroAndGivesZeroForNull) {
-    EXPECT_EQ(safe_strlen(nullptr), 0U);
-    EXPECT_EQ(safe_strlen(""), 0U);
-    EXPECT_EQ(safe_strlen("abc\0def"), 3U);
-}
-
 TEST(FakeMemCpy, PrintsTheBytesAndCopiesThem) {
     const uint8_t source[] = {0x00, 0x4b, 0xff, 0x0a};
     uint8_t copy[4] = {};
