@@ -20,7 +20,7 @@ struct WaitingSamples {
     int16_t samples[16 * 512 + 256 + kRoom];
 };
 
-// Samples at 22050 Hz that map k skips at the start of the stream; the fourth entry is not used.
+// Samples at 22050 Hz that map k skips at the start of the stream; nothing uses the fourth entry.
 extern const std::array<uint32_t, kMapCount + 1> FEATURE_MAP_OFFSETS;
 
 // The six code strings, map by map, codebook 1 before codebook 2; null where there is no map. In a session that is not

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The engine's constant tables.
+// The engine's constant tables. The names bstart, bclose, smooth_vec, hamming_data, marsyas_codebook1 and
+// marsyas_codebook2, and FEATURE_MAP_OFFSETS in session.h, are given, as those of the fmap_ functions are: they stay as
+// they are, in another style than ours.
 #pragma once
 
 #include <array>
