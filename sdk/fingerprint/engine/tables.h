@@ -12,6 +12,7 @@ namespace kvx {
 
 constexpr int32_t kEngineRateHz = 22050;
 constexpr size_t kFrameSamples = 512;
+constexpr size_t kGroupFrames = 16; // computed side by side
 constexpr size_t kFeatureDimensions = 6;
 constexpr size_t kLogBands = 5; // bands whose energy's logarithm is a dimension; the sixth counts in the total alone
 constexpr size_t kSmoothingTaps = 11;
