@@ -4,8 +4,8 @@
 // the sanitizer's own allocator costs.
 #pragma once
 
+#include "core/handle.h"
 #include "fuzz_target.h"
-#include "handle.h"
 #include "kvx.h"
 
 #include <cstdlib>

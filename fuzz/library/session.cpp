@@ -4,9 +4,9 @@
 // Holds: known statuses only; the code strings are letters; the same audio gives the same strings again; memory comes
 // back.
 #include "arena_hooks.h"
+#include "core/handle.h"
 #include "fingerprint/engine/feature_map.h"
 #include "fuzz_target.h"
-#include "handle.h"
 #include "support/guarded_bytes.h"
 
 #include <algorithm>

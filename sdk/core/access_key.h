@@ -10,10 +10,6 @@ namespace kvx {
 // Decoded layout, 40 bytes, integers little-endian:
 //   0  4  account id    4  2  encryption method    6  2  checksum method    8  32  secret key
 constexpr uint32_t kAccessKeyBytes = 40;
-constexpr uint32_t kKeyAccountIdOffset = 0;
-constexpr uint32_t kKeyEncryptionMethodOffset = 4;
-constexpr uint32_t kKeyChecksumMethodOffset = 6;
-constexpr uint32_t kKeySecretOffset = 8;
 
 // Reads 80 characters two by two as hexadecimal numbers and keeps each one's low byte. Nothing is validated; a zero
 // byte ends the text early, and what is missing counts as 0.

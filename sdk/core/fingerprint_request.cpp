@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The 'F' request: what a finished fingerprint session found, and what its caller says about the recording.
+#include "util/owned.h"
 #include "core/packet.h"
 #include "core/packet_layout.h"
 #include "fingerprint/session.h"
-#include "owned.h"
 
 #include <array>
 #include <cstring>
@@ -93,7 +93,7 @@ extern "C" {
 
 int32_t KVXGenerateFingerprintRequest3(KVXHandle* handle, const NumValuePair* pairs, int16_t pairCount,
                                        const KVXFingerprintDescriptor* descriptor, uint16_t requestOption,
-                                       int32_t languageCode, uint8_t** bufferOut, uint32_t* lengthOut) {
+                                       int32_t languageCode, uint8_t** bufferOut, uint32_t* lengthOut) noexcept {
     static constexpr KVXFingerprintDescriptor kNothingSaid{};
     if (handle == nullptr) return -1;
     if (handle->state != kvx::kIdentified) return -3;
@@ -102,6 +102,6 @@ int32_t KVXGenerateFingerprintRequest3(KVXHandle* handle, const NumValuePair* pa
     return kvx::buildPacket(*handle, {languageCode, requestOption}, payload, bufferOut, lengthOut);
 }
 
-int32_t KVXFreeFingerprintRequest3(uint8_t** bufferInOut) { return kvx::freeRequest(bufferInOut); }
+int32_t KVXFreeFingerprintRequest3(uint8_t** bufferInOut) noexcept { return kvx::freeRequest(bufferInOut); }
 
 } // extern "C"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The pieces that every packet is made of: BIN header, permission block, HTTP text before and behind.
-#include "core/byte_sink.h"
+// The pieces of every packet: BIN header, permission block, HTTP text before and after.
+#include "util/bytes.h"
+#include "core/handle.h"
 #include "core/packet.h"
 #include "core/packet_layout.h"
-#include "handle.h"
 #include "kvx.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ using namespace kvx::packet;
 
 namespace {
 
-// The multipart text around a bare packet: three lines before, one behind. The boundary is the same in all requests.
+// The multipart text around a bare packet: three lines before, one after. The boundary is the same in all requests.
 constexpr std::string_view kOpeningBoundary = "-----------------------------265001916915724\r\n";
 constexpr std::string_view kDisposition = "Content-Disposition: form-data; name=\"data\"\r\n";
 constexpr std::string_view kPartType = "Content-Type: application/octet-stream\r\n\r\n";
@@ -69,9 +69,6 @@ int32_t setBits(uint8_t* destination, const uint8_t* mask, uint32_t entries) {
     return 0;
 }
 
-// Two bytes of a four-byte value.
-void copyLow16(uint8_t* destination, int32_t value) { KVXMemCopy3(destination, &value, 2, sizeof value); }
-
 } // namespace
 
 namespace kvx {
@@ -88,41 +85,41 @@ void writePermissions(ByteSink& sink, const KVXHandle& handle) {
 extern "C" {
 
 int32_t KVXGetBINHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, int32_t languageCode,
-                        uint16_t requestOption) {
+                        uint16_t requestOption) noexcept {
     if (handle == nullptr) return -1;
-    if (buffer != nullptr) {
-        uint8_t* header = buffer + *position;
-        KVXMemCopy(header + kMagicOffset, kMagic, sizeof kMagic);
-        header[kVersionMajorOffset] = m_KVXVersionMajor;
-        header[kVersionMinorOffset] = m_KVXVersionMinor;
-        KVXMemCopy2(header + kAccountIdOffset, &handle->accountId, sizeof handle->accountId);
-        KVXMemCopy(header + kDeviceIdOffset, handle->deviceId, kIdBytes);
-        KVXMemCopy(header + kUserIdOffset, handle->userId, kIdBytes);
-        copyLow16(header + kEncryptionMethodOffset, handle->encryptionMethod);
-        copyLow16(header + kChecksumMethodOffset, handle->checksumMethod);
-        header[kResponseFramingOffset] = static_cast<uint8_t>(handle->responseFraming);
-        copyLow16(header + kLanguageCodeOffset, languageCode);
-        KVXMemCopy2(header + kRequestOptionOffset, &requestOption, sizeof requestOption);
-        header[kClientKindOffset] = static_cast<uint8_t>(handle->clientKind);
-        *position += kHeaderBytes;
-    } else {
+    if (buffer == nullptr) {
         *position = kHeaderBytes;
+        return 0;
     }
+    const auto at = [header = buffer + *position](uint32_t offset) { return kvx::ByteSink(header, offset); };
+    at(kMagicOffset).bytes(kMagic, sizeof kMagic);
+    at(kVersionMajorOffset).u8(m_KVXVersionMajor);
+    at(kVersionMinorOffset).u8(m_KVXVersionMinor);
+    at(kAccountIdOffset).u32(handle->accountId);
+    at(kDeviceIdOffset).bytes(handle->deviceId, kIdBytes);
+    at(kUserIdOffset).bytes(handle->userId, kIdBytes);
+    at(kEncryptionMethodOffset).lowHalf(handle->encryptionMethod);
+    at(kChecksumMethodOffset).lowHalf(handle->checksumMethod);
+    at(kResponseFramingOffset).u8(static_cast<uint8_t>(handle->responseFraming));
+    at(kLanguageCodeOffset).lowHalf(languageCode);
+    at(kRequestOptionOffset).u16(requestOption);
+    at(kClientKindOffset).u8(static_cast<uint8_t>(handle->clientKind));
+    *position += kHeaderBytes;
     return 0;
 }
 
-int32_t KVXMapPacketHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, uint32_t binLength) {
+int32_t KVXMapPacketHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, uint32_t binLength) noexcept {
     const bool isHttp = handle != nullptr && handle->requestFraming == kvx::kFramingHttp;
     if (isHttp && binLength > std::numeric_limits<uint32_t>::max() - kMultipartBytes) return -1;
     return mapHttpText(handle, buffer, position,
                        [&](kvx::ByteSink& sink) { writeHttpPrefix(sink, *handle, binLength); });
 }
 
-int32_t KVXMapPacketFooter(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) {
+int32_t KVXMapPacketFooter(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) noexcept {
     return mapHttpText(handle, buffer, position, [](kvx::ByteSink& sink) { sink.text(kClosingBoundary); });
 }
 
-int32_t KVXMapBINPermissions(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) {
+int32_t KVXMapBINPermissions(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) noexcept {
     if (buffer == nullptr) {
         *position = kPermissionBytes;
         return 0;
@@ -147,12 +144,12 @@ int32_t KVXMapBINPermissions(const KVXHandle* handle, uint8_t* buffer, uint32_t*
     return 0;
 }
 
-int32_t KVXMapAlbumPermissions(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXMapAlbumPermissions(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr) return -1;
     return setBits(destination, handle->albumMask, KVX_ALBUM_MASK_ENTRIES);
 }
 
-int32_t KVXMapTrackPermissions(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXMapTrackPermissions(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr) return -1;
     // Entries 3 and 4 trade places on purpose: the server reads them so.
     uint8_t mask[KVX_TRACK_MASK_ENTRIES];
@@ -162,23 +159,23 @@ int32_t KVXMapTrackPermissions(const KVXHandle* handle, uint8_t* destination) {
     return setBits(destination, mask, KVX_TRACK_MASK_ENTRIES);
 }
 
-int32_t KVXMapPerformerPermissions(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXMapPerformerPermissions(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr) return -1;
     return setBits(destination, handle->performerMask, KVX_PERFORMER_MASK_ENTRIES);
 }
 
-int32_t KVXMapDVDPermissions(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXMapDVDPermissions(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr) return -1;
     return setBits(destination, handle->dvdMask, KVX_DVD_MASK_ENTRIES);
 }
 
-uint8_t KVXGetNumDigits(uint32_t value) {
+uint8_t KVXGetNumDigits(uint32_t value) noexcept {
     uint8_t digits = 1;
     for (; value >= 10; value /= 10) ++digits;
     return digits;
 }
 
-uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length) {
+uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length) noexcept {
     constexpr std::string_view kHeaderEnd = "\r\n\r\n";
     constexpr uint64_t kMost = std::numeric_limits<uint32_t>::max(); // never wraps: no body is no body
     if (uint64_t{start} + 3 >= length) return static_cast<uint32_t>(std::min(uint64_t{start} + 4, kMost));

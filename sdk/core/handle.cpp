@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Making and ending a library handle.
-#include "handle.h"
+#include "core/handle.h"
 
+#include "util/bytes.h"
+#include "util/owned.h"
 #include "core/access_key.h"
 #include "fingerprint/session.h"
-#include "owned.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -35,14 +37,13 @@ bool copyHost(KVXHandle& handle, const char* name, uint16_t length) {
 
 void takeAccessKey(KVXHandle& handle, const char* text) {
     auto key = kvx::decodeAccessKey(text);
-    int16_t method = 0;
-    KVXMemCopy2(&handle.accountId, &key[kvx::kKeyAccountIdOffset], sizeof handle.accountId);
-    KVXMemCopy2(&method, &key[kvx::kKeyEncryptionMethodOffset], sizeof method);
-    handle.encryptionMethod = method;
-    KVXMemCopy2(&method, &key[kvx::kKeyChecksumMethodOffset], sizeof method);
-    handle.checksumMethod = method;
-    KVXMemCopy(handle.secretKey, &key[kvx::kKeySecretOffset], sizeof handle.secretKey);
-    KVXMemSet(key.data(), 0, key.size()); // through the hook, so the wiping is not optimised away
+    kvx::ByteSource source(key);
+    handle.accountId = source.u32();
+    handle.encryptionMethod = source.i16();
+    handle.checksumMethod = source.i16();
+    source.bytes(handle.secretKey, sizeof handle.secretKey);
+    assert(source.position() == key.size() && "the key is read to its end");
+    KVXMemSet(key.data(), 0, key.size()); // through the hook, so that the wiping is not optimised away
 }
 
 void requestEverything(KVXHandle& handle) {
@@ -69,7 +70,7 @@ extern "C" {
 
 int32_t KVXInit(KVXHandle** handleOut, const char* accessKey, const uint8_t* deviceId, int16_t deviceIdLength,
                 const uint8_t* userId, int16_t userIdLength, int32_t requestFraming, int32_t responseFraming,
-                int32_t clientKind, const char* hostName, uint16_t hostNameLength) {
+                int32_t clientKind, const char* hostName, uint16_t hostNameLength) noexcept {
     *handleOut = nullptr;
     if (accessKey == nullptr) return -1;
     KVXHandle* handle = kvx::makeZeroed<KVXHandle>().release();
@@ -94,7 +95,7 @@ int32_t KVXInit(KVXHandle** handleOut, const char* accessKey, const uint8_t* dev
     return 0;
 }
 
-int32_t KVXShutdown(KVXHandle** handleInOut) {
+int32_t KVXShutdown(KVXHandle** handleInOut) noexcept {
     if (handleInOut == nullptr || *handleInOut == nullptr) return -1;
     KVXHandle* handle = *handleInOut;
     handle->state = kvx::kUnusable;

@@ -62,7 +62,7 @@ class MetaIdPayload final : public kvx::PacketPayload {
 extern "C" {
 
 int32_t KVXGenerateIDRequest(KVXHandle* handle, const uint8_t* id, uint32_t idLength, uint8_t** bufferOut,
-                             uint32_t* lengthOut) {
+                             uint32_t* lengthOut) noexcept {
     if (handle == nullptr || handle->state == kvx::kUnusable) return -1;
     // For good, on purpose: every request of this handle from now on carries an empty user id.
     KVXMemSet(handle->userId, 0, sizeof handle->userId);
@@ -71,7 +71,7 @@ int32_t KVXGenerateIDRequest(KVXHandle* handle, const uint8_t* id, uint32_t idLe
 
 int32_t KVXGenerateMetaIDRequest(KVXHandle* handle, uint8_t lookupKind, const KVXValueLength* idList, uint32_t idCount,
                                  int16_t requestOption, int32_t languageCode, uint8_t** bufferOut,
-                                 uint32_t* lengthOut) {
+                                 uint32_t* lengthOut) noexcept {
     if (handle == nullptr) return -1;
     if (handle->state != kvx::kIdentified) return -3;
     if (idList == nullptr || idCount == 0) return -1;
@@ -79,8 +79,8 @@ int32_t KVXGenerateMetaIDRequest(KVXHandle* handle, uint8_t lookupKind, const KV
                             MetaIdPayload(*handle, lookupKind, idList, idCount), bufferOut, lengthOut);
 }
 
-int32_t KVXFreeIDRequest(uint8_t** bufferInOut) { return kvx::freeRequest(bufferInOut); }
+int32_t KVXFreeIDRequest(uint8_t** bufferInOut) noexcept { return kvx::freeRequest(bufferInOut); }
 
-int32_t KVXFreeMetaIDRequest(uint8_t** bufferInOut) { return kvx::freeRequest(bufferInOut); }
+int32_t KVXFreeMetaIDRequest(uint8_t** bufferInOut) noexcept { return kvx::freeRequest(bufferInOut); }
 
 } // extern "C"

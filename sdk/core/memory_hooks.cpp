@@ -16,13 +16,15 @@ void* (*KVXMemCopy3)(void*, const void*, size_t, size_t) = &MemCpy3;
 void* (*KVXMemSet)(void*, int, size_t) = &std::memset;
 int (*KVXMemCmp)(const void*, const void*, size_t) = &std::memcmp;
 
-void* MemCpy2(void* destination, const void* source, size_t count) { return KVXMemCopy(destination, source, count); }
-
-void* MemCpy3(void* destination, const void* source, size_t count, size_t /*elementSize*/) {
+void* MemCpy2(void* destination, const void* source, size_t count) noexcept {
     return KVXMemCopy(destination, source, count);
 }
 
-void* fakeMemCpy(void* destination, const void* source, size_t count) {
+void* MemCpy3(void* destination, const void* source, size_t count, size_t /*elementSize*/) noexcept {
+    return KVXMemCopy(destination, source, count);
+}
+
+void* fakeMemCpy(void* destination, const void* source, size_t count) noexcept {
     static constexpr char kDigits[] = "0123456789abcdef";
     const auto* bytes = static_cast<const unsigned char*>(source);
     std::printf("fakeMemCpy");

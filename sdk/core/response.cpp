@@ -2,9 +2,11 @@
 // Taking an answer apart into records: type u8 | length u32, never 0 | data.
 #include "core/response.h"
 
+#include "util/bytes.h"
+#include "util/owned.h"
 #include "core/packet_layout.h"
-#include "owned.h"
 
+#include <span>
 #include <string_view>
 
 using namespace kvx::packet;
@@ -16,12 +18,11 @@ constexpr int32_t kShortestHttpAnswer = 17;
 constexpr std::string_view kKnownTypes = "TAKDGNPOE";
 
 uint32_t recordLength(const KVXHandle& handle, int64_t offset) {
-    uint32_t length = 0;
-    KVXMemCopy2(&length, handle.responseData + offset + kRecordLengthOffset, sizeof length);
-    return length;
+    const std::span body(handle.responseData, static_cast<size_t>(handle.responseLength));
+    return kvx::ByteSource(body, static_cast<uint64_t>(offset) + kRecordLengthOffset).u32();
 }
 
-// Leaves the HTTP header out of the response; false when there is no body behind one.
+// Leaves the HTTP header out of the response; false when no body follows one.
 bool skipHttpHeader(KVXHandle& handle) {
     if (handle.responseLength < kShortestHttpAnswer) return false;
     const auto length = static_cast<uint32_t>(handle.responseLength);
@@ -78,7 +79,7 @@ int32_t locateRecord(KVXHandle* handle, int32_t index, char type, KVXBlob* blob)
 
 extern "C" {
 
-int32_t KVXParseServerResponse(KVXHandle* handle, const uint8_t* data, int32_t length, int32_t* countOut) {
+int32_t KVXParseServerResponse(KVXHandle* handle, const uint8_t* data, int32_t length, int32_t* countOut) noexcept {
     if (handle == nullptr) return -1;
     handle->responseCount = 0;
     if (handle->state == kvx::kUnusable || data == nullptr || length < kShortestBody) return -1;
@@ -95,14 +96,14 @@ int32_t KVXParseServerResponse(KVXHandle* handle, const uint8_t* data, int32_t l
     return 0;
 }
 
-int32_t KVXGetResponseType(KVXHandle* handle, int32_t number) {
+int32_t KVXGetResponseType(KVXHandle* handle, int32_t number) noexcept {
     if (handle == nullptr || handle->state == kvx::kUnusable) return -1;
     if (handle->responseCount == 0 || handle->responseCount < number) return -1;
     const uint8_t type = handle->responseData[seekRecord(*handle, number < 1 ? 1 : number)];
     return kKnownTypes.find(static_cast<char>(type)) == std::string_view::npos ? -1 : type;
 }
 
-int32_t KVXSetID(KVXHandle* handle) {
+int32_t KVXSetID(KVXHandle* handle) noexcept {
     if (handle == nullptr || handle->state == kvx::kUnusable || handle->responseCount < 1) return -1;
     if (handle->responseData[0] != 'G') return -1;
     // The cursor spans the rest of the body, not the record alone: the blob's own table says where it ends.
@@ -121,12 +122,12 @@ int32_t KVXSetID(KVXHandle* handle) {
     return fits ? 0 : -1;
 }
 
-int32_t KVXGetID(const KVXHandle* handle, uint8_t* destination) {
+int32_t KVXGetID(const KVXHandle* handle, uint8_t* destination) noexcept {
     if (handle == nullptr || handle->state != kvx::kIdentified) return -1;
     KVXMemCopy(destination, handle->deviceId, kIdBytes);
     return 0;
 }
 
-int32_t KVXGetServerError(void) { return -1; }
+int32_t KVXGetServerError(void) noexcept { return -1; }
 
 } // extern "C"

@@ -2,7 +2,7 @@
 // Finding records in the answer that the handle holds.
 #pragma once
 
-#include "handle.h"
+#include "core/handle.h"
 
 namespace kvx {
 

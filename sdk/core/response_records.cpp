@@ -18,23 +18,23 @@ int32_t readRecord(KVXHandle* handle, int32_t index, char type, int32_t (*load)(
 
 extern "C" {
 
-int32_t KVXGetTrack(KVXHandle* handle, int32_t index, Track** record) {
+int32_t KVXGetTrack(KVXHandle* handle, int32_t index, Track** record) noexcept {
     return readRecord(handle, index, 'T', &KVXLoadNewTrackFromBlob, record);
 }
 
-int32_t KVXGetTrackToAlbum(KVXHandle* handle, int32_t index, TrackToAlbum** record) {
+int32_t KVXGetTrackToAlbum(KVXHandle* handle, int32_t index, TrackToAlbum** record) noexcept {
     return readRecord(handle, index, 'K', &KVXLoadNewTrackToAlbumFromBlob, record);
 }
 
-int32_t KVXGetAlbum(KVXHandle* handle, int32_t index, Album** record) {
+int32_t KVXGetAlbum(KVXHandle* handle, int32_t index, Album** record) noexcept {
     return readRecord(handle, index, 'A', &KVXLoadNewAlbumFromBlob, record);
 }
 
-int32_t KVXGetDVD(KVXHandle* handle, int32_t index, DVD** record) {
+int32_t KVXGetDVD(KVXHandle* handle, int32_t index, DVD** record) noexcept {
     return readRecord(handle, index, 'D', &KVXLoadNewDVDFromBlob, record);
 }
 
-int32_t KVXGetPerformer(KVXHandle* handle, int32_t index, Performer** record) {
+int32_t KVXGetPerformer(KVXHandle* handle, int32_t index, Performer** record) noexcept {
     return readRecord(handle, index, 'P', &KVXLoadNewPerformerFromBlob, record);
 }
 

@@ -2,8 +2,8 @@
 // Audio preparation: 16-bit PCM in host order to mono at the engine's rate.
 #include "fingerprint/audio.h"
 
+#include "core/handle.h"
 #include "fingerprint/engine/lanes.h"
-#include "handle.h"
 #include "kvx.h"
 
 #include <algorithm>
@@ -165,7 +165,7 @@ uint32_t resample(kvx::ResamplerState& state, const int16_t* input, int32_t inpu
 
 extern "C" {
 
-void* KVXEndianBufferCopy(void* destination, const void* source, int32_t count, uint32_t elementSize) {
+void* KVXEndianBufferCopy(void* destination, const void* source, int32_t count, uint32_t elementSize) noexcept {
     // Swaps nothing on purpose: samples are in host order.
     if (count <= 0 || elementSize == 0) return destination;
     const auto bytes = static_cast<uint32_t>(count);
@@ -173,9 +173,9 @@ void* KVXEndianBufferCopy(void* destination, const void* source, int32_t count, 
     return destination;
 }
 
-void KVXMixChannels(int16_t* samples, uint32_t count) { kvx::lanesInUse().mix(samples, count / 2, samples); }
+void KVXMixChannels(int16_t* samples, uint32_t count) noexcept { kvx::lanesInUse().mix(samples, count / 2, samples); }
 
-int32_t KVXResamplerInit(KVXHandle* handle, int32_t inputRateHz, int32_t outputRateHz) {
+int32_t KVXResamplerInit(KVXHandle* handle, int32_t inputRateHz, int32_t outputRateHz) noexcept {
     if (handle == nullptr) return -1;
     const float ratio = static_cast<float>(inputRateHz) / static_cast<float>(outputRateHz);
     const uint32_t step = saturatedStep(ratio * 65536.0F);
@@ -186,7 +186,7 @@ int32_t KVXResamplerInit(KVXHandle* handle, int32_t inputRateHz, int32_t outputR
 }
 
 uint32_t KVXResample(KVXHandle* handle, const int16_t* input, int16_t* output, int32_t inputCount,
-                     uint32_t outputCapacity) {
+                     uint32_t outputCapacity) noexcept {
     return handle == nullptr ? 0 : resample<1>(handle->resampler, input, inputCount, output, outputCapacity);
 }
 

@@ -1,20 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fingerprint/session.h"
 
+#include "util/owned.h"
+#include "core/handle.h"
 #include "fingerprint/audio.h"
 #include "fingerprint/engine/feature_map.h"
 #include "fingerprint/engine/lanes.h"
-#include "owned.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
-
-namespace kvx {
-
-const std::array<uint32_t, kMapCount + 1> FEATURE_MAP_OFFSETS = {0, 128, 256, 0};
-
-} // namespace kvx
 
 namespace {
 
@@ -31,10 +27,7 @@ bool hasMaps(const KVXHandle& handle) {
                         [](const FeatureMap* map) { return map == nullptr; });
 }
 
-constexpr int32_t kGroupSamples = kvx::kGroupFrames * kvx::kFrameSamples;
-constexpr int32_t kLongestOffset = 256; // of a map
-static_assert(sizeof kvx::WaitingSamples::samples ==
-              (kGroupSamples + kLongestOffset + kvx::WaitingSamples::kRoom) * sizeof(int16_t));
+constexpr int32_t kGroupSamples = kvx::WaitingSamples::kGroup;
 
 // Gives a map the waiting samples up to `end` that it has not got yet.
 void giveTo(const KVXHandle& handle, size_t map, int32_t end) {
@@ -73,7 +66,7 @@ int32_t feed(KVXHandle& handle, const int16_t* samples, int32_t m) {
         handle.waiting.count += count;
         samples += count;
         m -= count;
-        if (handle.waiting.count >= kGroupSamples + kLongestOffset) giveGroups(handle);
+        if (handle.waiting.count >= kGroupSamples + kvx::WaitingSamples::kLongestOffset) giveGroups(handle);
     }
     const auto needed = static_cast<uint32_t>(handle.featureMaps[0]->capacity) * kvx::kFrameSamples;
     if (handle.samplesFed >= needed) {
@@ -97,9 +90,9 @@ size_t resampledBytes(const KVXHandle& handle, int32_t frames) {
     return static_cast<size_t>(bytes * ratio) + 2;
 }
 
-// Samples are copied through the hooks first, which may count, print or change what they are given, and resampled into
-// a block from the hooks. Where the hooks are the C library's nobody can tell: samples are read where they lie, and
-// written where they wait.
+// An application's hooks may count, print or change what they copy, so samples pass through them first, and are
+// resampled into a block from them. Where the hooks are the C library's nobody can tell: samples are read where they
+// lie, and written where they wait.
 bool hooksAreOfTheCLibrary() { return KVXMemCopy == &std::memcpy && KVXMalloc == &std::malloc; }
 
 bool isAligned(const uint8_t* pcm) { return reinterpret_cast<uintptr_t>(pcm) % alignof(int16_t) == 0; }
@@ -128,14 +121,14 @@ int32_t prepareAndFeed(KVXHandle& handle, const int16_t* samples, int16_t* copy,
     return feed(handle, output, static_cast<int32_t>(produced));
 }
 
-// Callers that have a recording in memory bring what follows next: asks the processor to fetch it. What is not there is
-// not read, so the address need not be one of an object.
-void prefetchBehind(const uint8_t* pcm, int32_t count) {
+// Prefetches past this chunk, because callers usually feed contiguous memory. To prefetch an address that holds nothing
+// does no harm.
+void prefetchAfter(const uint8_t* pcm, int32_t count) {
     constexpr int32_t kMost = 4096;
     constexpr int32_t kCacheLine = 64;
-    const auto behind = reinterpret_cast<uintptr_t>(pcm) + static_cast<uintptr_t>(count);
+    const auto after = reinterpret_cast<uintptr_t>(pcm) + static_cast<uintptr_t>(count);
     for (int32_t i = 0; i < std::min(count, kMost); i += kCacheLine) {
-        const uintptr_t line = behind + static_cast<uintptr_t>(i);
+        const uintptr_t line = after + static_cast<uintptr_t>(i);
         __builtin_prefetch(reinterpret_cast<const void*>(line)); // NOLINT(performance-no-int-to-ptr)
     }
 }
@@ -170,7 +163,7 @@ void destroyFeatureMaps(KVXHandle& handle) {
 
 extern "C" {
 
-int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRateHz, int32_t durationMs) {
+int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRateHz, int32_t durationMs) noexcept {
     if (handle == nullptr) return -1;
     if (durationMs <= kTooShortMs) return -2;
     if (sampleRateHz < kLowestRateHz || (channels != 1 && channels != 2)) return -1;
@@ -196,9 +189,9 @@ int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRa
     return durationMs > kLongTrackMs ? kLongTrackStartMs : 0;
 }
 
-int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t count) {
+int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t count) noexcept {
     if (handle == nullptr || pcm == nullptr || count < 0 || count % 4 != 0 || !hasMaps(*handle)) return -1;
-    prefetchBehind(pcm, count);
+    prefetchAfter(pcm, count);
     const int32_t frames = count / static_cast<int32_t>(sizeof(int16_t)) / handle->channelCount;
     kvx::Owned<int16_t> copy;
     const auto* samples = static_cast<const int16_t*>(static_cast<const void*>(pcm));
@@ -212,16 +205,15 @@ int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t c
     return prepareAndFeed(*handle, samples, copy.get(), frames);
 }
 
-int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) {
+int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) noexcept {
     if (handle == nullptr || !hasMaps(*handle)) return -1;
     return feed(*handle, samples, samples == nullptr ? 0 : std::max(count, 0)); // null: no samples, not a bad call
 }
 
-int32_t KVX_GetFeatureSize(uint32_t durationMs) {
+int32_t KVX_GetFeatureSize(uint32_t durationMs) noexcept {
     const auto samples = static_cast<int32_t>(durationMs * static_cast<uint32_t>(kvx::kEngineRateHz)) / 1000;
-    return (samples + 511) >> 9; // toward minus infinity
+    constexpr auto kFrame = static_cast<int32_t>(kvx::kFrameSamples);
+    return (samples + kFrame - 1) >> std::countr_zero(kvx::kFrameSamples); // toward minus infinity
 }
-
-uint32_t safe_strlen(const char* text) { return text == nullptr ? 0 : static_cast<uint32_t>(std::strlen(text)); }
 
 } // extern "C"

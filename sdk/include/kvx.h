@@ -2,7 +2,7 @@
 /*
  * kvx.h - the recognition library KVX: fingerprints of recordings, signed request packets, typed answers.
  *
- * Conventions, told once
+ * Conventions
  *
  * Handle      Every call that needs state takes a KVXHandle first. KVXInit makes it, KVXShutdown ends it. One
  *             thread at a time may use a handle; different handles may be used by different threads.
@@ -16,6 +16,7 @@
  * Memory      Taken and returned through the hooks KVXMalloc and KVXFree. A failed allocation gives -1, and
  *             everything taken so far is released.
  * Wire        Integers in packets and blobs are little-endian; they pass through KVXMemCopy2 and KVXMemCopy3.
+ * Exceptions  No function throws, and no hook or callback may: an exception that reaches the library ends the program.
  * Reading     No call reads outside the bytes it was given, whatever they hold.
  */
 #ifndef KVX_H
@@ -31,7 +32,10 @@
 #endif
 
 #ifdef __cplusplus
+#define KVX_NOEXCEPT noexcept
 extern "C" {
+#else
+#define KVX_NOEXCEPT
 #endif
 
 /* ---------------------------------------------------------------------------------------------------------------
@@ -79,12 +83,12 @@ KVX_API extern void* (*KVXMemSet)(void* destination, int byte, size_t count);
 KVX_API extern int (*KVXMemCmp)(const void* a, const void* b, size_t count);
 
 /* Defaults of KVXMemCopy2 and KVXMemCopy3: whatever KVXMemCopy holds at the time of the call. */
-KVX_API void* MemCpy2(void* destination, const void* source, size_t count);
-KVX_API void* MemCpy3(void* destination, const void* source, size_t count, size_t elementSize);
+KVX_API void* MemCpy2(void* destination, const void* source, size_t count) KVX_NOEXCEPT;
+KVX_API void* MemCpy3(void* destination, const void* source, size_t count, size_t elementSize) KVX_NOEXCEPT;
 
 /* A tracing copy for the KVXMemCopy hook: prints the source as hexadecimal digits and as characters on standard
  * output, then copies. Nothing installs it. Returns destination. */
-KVX_API void* fakeMemCpy(void* destination, const void* source, size_t count);
+KVX_API void* fakeMemCpy(void* destination, const void* source, size_t count) KVX_NOEXCEPT;
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Texts and blobs
@@ -95,6 +99,9 @@ typedef struct KVXValueLength {
     char* data;
     uint32_t length; /* bytes, without the trailing zero */
 } KVXValueLength;
+
+/* Length of a zero-terminated text; 0 for null. */
+KVX_API uint32_t safe_strlen(const char* text) KVX_NOEXCEPT;
 
 /* A cursor on a blob; it never owns the bytes.
  * Reading: data, and length in bytes (0: no blob). Writing: count is the record's number of fields, length the
@@ -112,51 +119,53 @@ typedef int32_t (*KVXElementWriter)(const void* element, KVXBlob* blob);
 typedef int32_t (*KVXElementSize)(const void* element, uint32_t* size);
 
 /* Number of fields (byte 0); 0 for a null cursor or a length of 0. */
-KVX_API uint32_t BlobGetCount(const KVXBlob* blob);
+KVX_API uint32_t BlobGetCount(const KVXBlob* blob) KVX_NOEXCEPT;
 
 /* Locates a field. -41 null cursor; -4 index beyond the count (an index equal to the count is accepted) or a blob
  * without fields; -1 the field does not lie inside the blob. Where the field's offsets can be read the outputs are
  * set even when the result is -1; they must then not be followed. The address of a field that starts beyond the blob is
  * that of the blob's end. */
-KVX_API int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldData, uint32_t* fieldLength);
+KVX_API int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldData,
+                            uint32_t* fieldLength) KVX_NOEXCEPT;
 
 /* Readers. -1 when the field cannot be located. */
 /* Fills *value with a new zero-terminated copy, a one-byte one for an empty field. Free value->data with KVXFree. */
-KVX_API int32_t KVXGetMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength* value);
+KVX_API int32_t KVXGetMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength* value) KVX_NOEXCEPT;
 /* *value: a new object, null for an empty field. Free it with KVXFreeValueLength. */
-KVX_API int32_t KVXGetNewMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength** value);
+KVX_API int32_t KVXGetNewMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength** value) KVX_NOEXCEPT;
 /* A field whose width is not exactly that of the number reads as 0, with status 0. */
-KVX_API int32_t KVXGetShortField(const KVXBlob* blob, uint8_t index, uint16_t* value);
-KVX_API int32_t KVXGetIntField(const KVXBlob* blob, uint8_t index, uint32_t* value);
-KVX_API int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination, uint32_t width);
+KVX_API int32_t KVXGetShortField(const KVXBlob* blob, uint8_t index, uint16_t* value) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetIntField(const KVXBlob* blob, uint8_t index, uint32_t* value) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination, uint32_t width) KVX_NOEXCEPT;
 /* An empty field leaves both outputs untouched. A failing element gives -1 and leaves the array, partly filled and
  * zero behind, for the caller's free function. */
 KVX_API int32_t KVXGetNewArray(const KVXBlob* blob, uint8_t index, uint32_t elementSize, KVXElementLoader loader,
-                               void** array, uint16_t* count);
-KVX_API int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count);
+                               void** array, uint16_t* count) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array,
+                                          uint16_t* count) KVX_NOEXCEPT;
 
 /* Writers: fields strictly in index order, into a buffer of the size that the record's size function gave. -1, with the
  * write position where it was, for a field that would make the blob longer than its 32-bit offsets can say. */
-KVX_API int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLength* value);
-KVX_API int32_t KVXWriteShortToBlob(KVXBlob* blob, uint8_t index, const uint16_t* value);
-KVX_API int32_t KVXWriteEmptyBlob(KVXBlob* blob, uint8_t index);
+KVX_API int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLength* value) KVX_NOEXCEPT;
+KVX_API int32_t KVXWriteShortToBlob(KVXBlob* blob, uint8_t index, const uint16_t* value) KVX_NOEXCEPT;
+KVX_API int32_t KVXWriteEmptyBlob(KVXBlob* blob, uint8_t index) KVX_NOEXCEPT;
 /* Arrays. With one element or more the field's start offset is not written: it is the end that the field before
  * wrote. A record whose field 0 is an array writes offset[0] itself. Keep arrays at 255 elements or fewer: the
  * count is stored modulo 256. */
 KVX_API int32_t KVXWriteArrayToBlob(int16_t count, uint8_t index, uint32_t elementSize, const void* array,
-                                    KVXElementWriter writer, KVXBlob* blob);
+                                    KVXElementWriter writer, KVXBlob* blob) KVX_NOEXCEPT;
 KVX_API int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXValueLength* array,
-                                               KVXBlob* blob);
+                                               KVXBlob* blob) KVX_NOEXCEPT;
 
 /* Sizes in bytes (not statuses); 0 for no elements, 0xFFFFFFFF for more than a blob holds. */
 KVX_API uint32_t KVXGetArrayBlobSize(const void* array, uint32_t elementSize, int16_t count,
-                                     KVXElementSize elementBlobSize);
-KVX_API uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t count);
+                                     KVXElementSize elementBlobSize) KVX_NOEXCEPT;
+KVX_API uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t count) KVX_NOEXCEPT;
 
 /* Frees data and object; leaves the caller's pointer as it is. */
-KVX_API int32_t KVXFreeValueLength(KVXValueLength** value);
+KVX_API int32_t KVXFreeValueLength(KVXValueLength** value) KVX_NOEXCEPT;
 /* Frees the data of the first count elements and the array; nulls the pointer. */
-KVX_API int32_t KVXFreeValueLengths(KVXValueLength** array, int16_t count);
+KVX_API int32_t KVXFreeValueLengths(KVXValueLength** array, int16_t count) KVX_NOEXCEPT;
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Records: texts are null where absent; an array's count stands directly behind it; members named by a number carry
@@ -467,117 +476,117 @@ typedef struct Performer {
 } Performer;
 
 /* Shared records */
-KVX_API int32_t KVXGetValuePairBlobSize(const ValuePair* record, uint32_t* size);
-KVX_API int32_t KVXGetValuePairBlob(const ValuePair* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadValuePairFromBlob(const KVXBlob* blob, ValuePair* record);
-KVX_API int32_t KVXFreeValuePairs(ValuePair** array, int16_t count);
+KVX_API int32_t KVXGetValuePairBlobSize(const ValuePair* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetValuePairBlob(const ValuePair* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadValuePairFromBlob(const KVXBlob* blob, ValuePair* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeValuePairs(ValuePair** array, int16_t count) KVX_NOEXCEPT;
 
-KVX_API int32_t KVXGetValuePairYOMIBlobSize(const ValuePairYOMI* record, uint32_t* size);
-KVX_API int32_t KVXGetValuePairYOMIBlob(const ValuePairYOMI* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadValuePairYOMIFromBlob(const KVXBlob* blob, ValuePairYOMI* record);
-KVX_API int32_t KVXFreeValuePairYOMIs(ValuePairYOMI** array, int16_t count);
+KVX_API int32_t KVXGetValuePairYOMIBlobSize(const ValuePairYOMI* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetValuePairYOMIBlob(const ValuePairYOMI* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadValuePairYOMIFromBlob(const KVXBlob* blob, ValuePairYOMI* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeValuePairYOMIs(ValuePairYOMI** array, int16_t count) KVX_NOEXCEPT;
 
-KVX_API int32_t KVXGetCreditsBlobSize(const Credit* record, uint32_t* size);
-KVX_API int32_t KVXGetCreditsBlob(const Credit* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadCreditFromBlob(const KVXBlob* blob, Credit* record);
-KVX_API int32_t KVXFreeCredits(Credit** array, int16_t count);
+KVX_API int32_t KVXGetCreditsBlobSize(const Credit* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetCreditsBlob(const Credit* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadCreditFromBlob(const KVXBlob* blob, Credit* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeCredits(Credit** array, int16_t count) KVX_NOEXCEPT;
 
-KVX_API int32_t KVXGetNumValuePairBlobSize(const NumValuePair* record, uint32_t* size);
-KVX_API int32_t KVXGetNumValuePairBlob(const NumValuePair* record, KVXBlob* blob);
+KVX_API int32_t KVXGetNumValuePairBlobSize(const NumValuePair* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetNumValuePairBlob(const NumValuePair* record, KVXBlob* blob) KVX_NOEXCEPT;
 /* -1 too unless the blob has exactly two fields and the first is exactly two bytes long. */
-KVX_API int32_t KVXLoadNumValuePairFromBlob(const KVXBlob* blob, NumValuePair* record);
-KVX_API int32_t KVXFreeNumValuePair(NumValuePair** record);
+KVX_API int32_t KVXLoadNumValuePairFromBlob(const KVXBlob* blob, NumValuePair* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeNumValuePair(NumValuePair** record) KVX_NOEXCEPT;
 /* A bare array at top level. With no elements the blob is 5 bytes, of which only the first is written. */
-KVX_API int32_t KVXGetNumValuePairsBlobSize(const NumValuePair* array, int16_t count, uint32_t* size);
-KVX_API int32_t KVXGetNumValuePairsBlob(const NumValuePair* array, int16_t count, KVXBlob* blob);
+KVX_API int32_t KVXGetNumValuePairsBlobSize(const NumValuePair* array, int16_t count, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetNumValuePairsBlob(const NumValuePair* array, int16_t count, KVXBlob* blob) KVX_NOEXCEPT;
 
-KVX_API int32_t KVXGetReleaseBlobSize(const Release* record, uint32_t* size);
-KVX_API int32_t KVXGetReleaseBlob(const Release* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadReleaseFromBlob(const KVXBlob* blob, Release* record);
+KVX_API int32_t KVXGetReleaseBlobSize(const Release* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetReleaseBlob(const Release* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadReleaseFromBlob(const KVXBlob* blob, Release* record) KVX_NOEXCEPT;
 /* Frees the texts; leaves the record, its member pointers and the caller's pointer as they are. */
-KVX_API int32_t KVXFreeRelease(Release** record);
-KVX_API int32_t KVXFreeReleases(Release** array, int16_t count);
+KVX_API int32_t KVXFreeRelease(Release** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeReleases(Release** array, int16_t count) KVX_NOEXCEPT;
 
 /* Tracks */
-KVX_API int32_t KVXGetTrackBlobSize(const Track* record, uint32_t* size);
-KVX_API int32_t KVXGetTrackBlob(const Track* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadTrackFromBlob(const KVXBlob* blob, Track* record);
+KVX_API int32_t KVXGetTrackBlobSize(const Track* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetTrackBlob(const Track* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadTrackFromBlob(const KVXBlob* blob, Track* record) KVX_NOEXCEPT;
 /* -1 too for a blob of fewer than 14 fields. */
-KVX_API int32_t KVXLoadNewTrackFromBlob(const KVXBlob* blob, Track** record);
-KVX_API int32_t KVXLoadTrackDescriptorFromBlob(const KVXBlob* blob, TrackDescriptor* record);
-KVX_API int32_t KVXLoadCTrackDataFromBlob(const KVXBlob* blob, CTrackData* record);
+KVX_API int32_t KVXLoadNewTrackFromBlob(const KVXBlob* blob, Track** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadTrackDescriptorFromBlob(const KVXBlob* blob, TrackDescriptor* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadCTrackDataFromBlob(const KVXBlob* blob, CTrackData* record) KVX_NOEXCEPT;
 /* -1 too for a blob of fewer than 5 fields (the pointer is then untouched). Allocates the size of a whole Track.
  * When the load fails the record is freed and the pointer left dangling. */
-KVX_API int32_t KVXLoadNewCTrackFromBlob(const KVXBlob* blob, CTrackData** record);
-KVX_API int32_t KVXLoadTrackInfoFromBlob(const KVXBlob* blob, TrackInfo* record);
-KVX_API int32_t KVXLoadTrackToAlbumFromBlob(const KVXBlob* blob, TrackToAlbum* record);
+KVX_API int32_t KVXLoadNewCTrackFromBlob(const KVXBlob* blob, CTrackData** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadTrackInfoFromBlob(const KVXBlob* blob, TrackInfo* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadTrackToAlbumFromBlob(const KVXBlob* blob, TrackToAlbum* record) KVX_NOEXCEPT;
 /* -1 too for a blob of fewer than 2 fields. */
-KVX_API int32_t KVXLoadNewTrackToAlbumFromBlob(const KVXBlob* blob, TrackToAlbum** record);
-KVX_API int32_t KVXFreeTrack(Track** record);
-KVX_API int32_t KVXFreeTracks(Track** array, int16_t count);
+KVX_API int32_t KVXLoadNewTrackToAlbumFromBlob(const KVXBlob* blob, TrackToAlbum** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeTrack(Track** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeTracks(Track** array, int16_t count) KVX_NOEXCEPT;
 /* Everything but text18. */
-KVX_API int32_t KVXFreeTrackContents(Track* record);
-KVX_API int32_t KVXFreeTrackDescriptorContents(TrackDescriptor* record);
+KVX_API int32_t KVXFreeTrackContents(Track* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeTrackDescriptorContents(TrackDescriptor* record) KVX_NOEXCEPT;
 /* Frees contents and record; leaves the caller's pointer as it is. */
-KVX_API int32_t KVXFreeCTrackData(CTrackData** record);
+KVX_API int32_t KVXFreeCTrackData(CTrackData** record) KVX_NOEXCEPT;
 /* Frees the contents; leaves the record itself, an element of an array. */
-KVX_API int32_t KVXFreeTrackInfo(TrackInfo* record);
-KVX_API int32_t KVXFreeTrackInfos(TrackInfo** array, int16_t count);
-KVX_API int32_t KVXFreeTrackToAlbum(TrackToAlbum** record);
+KVX_API int32_t KVXFreeTrackInfo(TrackInfo* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeTrackInfos(TrackInfo** array, int16_t count) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeTrackToAlbum(TrackToAlbum** record) KVX_NOEXCEPT;
 
 /* Albums */
-KVX_API int32_t KVXGetAlbumBlobSize(const Album* record, uint32_t* size);
-KVX_API int32_t KVXGetAlbumBlob(const Album* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadAlbumFromBlob(const KVXBlob* blob, Album* record);
+KVX_API int32_t KVXGetAlbumBlobSize(const Album* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetAlbumBlob(const Album* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadAlbumFromBlob(const KVXBlob* blob, Album* record) KVX_NOEXCEPT;
 /* -1 too for a blob of fewer than 25 fields. */
-KVX_API int32_t KVXLoadNewAlbumFromBlob(const KVXBlob* blob, Album** record);
-KVX_API int32_t KVXFreeAlbum(Album** record);
-KVX_API int32_t KVXGetShortAlbumBlobSize(const ShortAlbum* record, uint32_t* size);
-KVX_API int32_t KVXGetShortAlbumBlob(const ShortAlbum* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadShortAlbumFromBlob(const KVXBlob* blob, ShortAlbum* record);
-KVX_API int32_t KVXFreeShortAlbum(ShortAlbum** record);
-KVX_API int32_t KVXFreeShortAlbums(ShortAlbum** array, int16_t count);
-KVX_API int32_t KVXFreeShortAlbumContents(ShortAlbum* record);
-KVX_API int32_t KVXGetDiscBlobSize(const CDMedia* record, uint32_t* size);
-KVX_API int32_t KVXGetDiscBlob(const CDMedia* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadCDMediaFromBlob(const KVXBlob* blob, CDMedia* record);
-KVX_API int32_t KVXFreeDiscs(CDMedia** array, int16_t count);
-KVX_API int32_t KVXLoadCAlbumDataFromBlob(const KVXBlob* blob, CAlbumData* record);
+KVX_API int32_t KVXLoadNewAlbumFromBlob(const KVXBlob* blob, Album** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeAlbum(Album** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetShortAlbumBlobSize(const ShortAlbum* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetShortAlbumBlob(const ShortAlbum* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadShortAlbumFromBlob(const KVXBlob* blob, ShortAlbum* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeShortAlbum(ShortAlbum** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeShortAlbums(ShortAlbum** array, int16_t count) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeShortAlbumContents(ShortAlbum* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDiscBlobSize(const CDMedia* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDiscBlob(const CDMedia* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadCDMediaFromBlob(const KVXBlob* blob, CDMedia* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeDiscs(CDMedia** array, int16_t count) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadCAlbumDataFromBlob(const KVXBlob* blob, CAlbumData* record) KVX_NOEXCEPT;
 /* -1 too for a blob without fields. Allocates the size of a whole Track. */
-KVX_API int32_t KVXLoadNewCAlbumFromBlob(const KVXBlob* blob, CAlbumData** record);
-KVX_API int32_t KVXFreeCAlbumData(CAlbumData** record);
+KVX_API int32_t KVXLoadNewCAlbumFromBlob(const KVXBlob* blob, CAlbumData** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeCAlbumData(CAlbumData** record) KVX_NOEXCEPT;
 
 /* DVDs */
-KVX_API int32_t KVXGetDVDBlobSize(const DVD* record, uint32_t* size);
-KVX_API int32_t KVXGetDVDBlob(const DVD* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadDVDFromBlob(const KVXBlob* blob, DVD* record);
+KVX_API int32_t KVXGetDVDBlobSize(const DVD* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVDBlob(const DVD* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadDVDFromBlob(const KVXBlob* blob, DVD* record) KVX_NOEXCEPT;
 /* -1 too for a blob of fewer than 2 fields. */
-KVX_API int32_t KVXLoadNewDVDFromBlob(const KVXBlob* blob, DVD** record);
-KVX_API int32_t KVXFreeDVD(DVD** record);
-KVX_API int32_t KVXGetDVDDiscBlobSize(const DVDDisc* record, uint32_t* size);
-KVX_API int32_t KVXGetDVDDiscBlob(const DVDDisc* record, KVXBlob* blob);
+KVX_API int32_t KVXLoadNewDVDFromBlob(const KVXBlob* blob, DVD** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeDVD(DVD** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVDDiscBlobSize(const DVDDisc* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVDDiscBlob(const DVDDisc* record, KVXBlob* blob) KVX_NOEXCEPT;
 /* Zeroes the record first, alone among the loaders. */
-KVX_API int32_t KVXLoadDVDDiscFromBlob(const KVXBlob* blob, DVDDisc* record);
-KVX_API int32_t KVXFreeDVDDiscs(DVDDisc** array, int16_t count);
-KVX_API int32_t KVXFreeDVDDiscContents(DVDDisc* record);
-KVX_API int32_t KVXGetShortDVDBlobSize(const ShortDVD* record, uint32_t* size);
-KVX_API int32_t KVXGetShortDVD(const ShortDVD* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadShortDVDFromBlob(const KVXBlob* blob, ShortDVD* record);
-KVX_API int32_t KVXFreeShortDVDContents(ShortDVD* record);
-KVX_API int32_t KVXGetDVDChapterBlobSize(const DVDChapter* record, uint32_t* size);
-KVX_API int32_t KVXGetDVDChapter(const DVDChapter* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadDVDChapterFromBlob(const KVXBlob* blob, DVDChapter* record);
-KVX_API int32_t KVXFreeDVDChapters(DVDChapter** array, int16_t count);
-KVX_API int32_t KVXGetDVDCastBlobSize(const DVDCast* record, uint32_t* size);
-KVX_API int32_t KVXGetDVDCast(const DVDCast* record, KVXBlob* blob);
-KVX_API int32_t KVXLoadDVDCastFromBlob(const KVXBlob* blob, DVDCast* record);
-KVX_API int32_t KVXFreeDVDCastContents(DVDCast* record);
+KVX_API int32_t KVXLoadDVDDiscFromBlob(const KVXBlob* blob, DVDDisc* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeDVDDiscs(DVDDisc** array, int16_t count) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeDVDDiscContents(DVDDisc* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetShortDVDBlobSize(const ShortDVD* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetShortDVD(const ShortDVD* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadShortDVDFromBlob(const KVXBlob* blob, ShortDVD* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeShortDVDContents(ShortDVD* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVDChapterBlobSize(const DVDChapter* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVDChapter(const DVDChapter* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadDVDChapterFromBlob(const KVXBlob* blob, DVDChapter* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeDVDChapters(DVDChapter** array, int16_t count) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVDCastBlobSize(const DVDCast* record, uint32_t* size) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVDCast(const DVDCast* record, KVXBlob* blob) KVX_NOEXCEPT;
+KVX_API int32_t KVXLoadDVDCastFromBlob(const KVXBlob* blob, DVDCast* record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeDVDCastContents(DVDCast* record) KVX_NOEXCEPT;
 
 /* Performers: read only */
-KVX_API int32_t KVXLoadPerformerFromBlob(const KVXBlob* blob, Performer* record);
+KVX_API int32_t KVXLoadPerformerFromBlob(const KVXBlob* blob, Performer* record) KVX_NOEXCEPT;
 /* -1 too for a blob of fewer than 17 fields. */
-KVX_API int32_t KVXLoadNewPerformerFromBlob(const KVXBlob* blob, Performer** record);
-KVX_API int32_t KVXFreePerformer(Performer** record);
+KVX_API int32_t KVXLoadNewPerformerFromBlob(const KVXBlob* blob, Performer** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreePerformer(Performer** record) KVX_NOEXCEPT;
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Handle and settings
@@ -595,24 +604,24 @@ typedef struct KVXHandle KVXHandle;
  * -1 for a null accessKey, an unknown method in it, or failed memory; *handleOut is then null. */
 KVX_API int32_t KVXInit(KVXHandle** handleOut, const char* accessKey, const uint8_t* deviceId, int16_t deviceIdLength,
                         const uint8_t* userId, int16_t userIdLength, int32_t requestFraming, int32_t responseFraming,
-                        int32_t clientKind, const char* hostName, uint16_t hostNameLength);
+                        int32_t clientKind, const char* hostName, uint16_t hostNameLength) KVX_NOEXCEPT;
 
 /* Ends a handle and nulls the pointer; -1 when there is none. */
-KVX_API int32_t KVXShutdown(KVXHandle** handleInOut);
+KVX_API int32_t KVXShutdown(KVXHandle** handleInOut) KVX_NOEXCEPT;
 
 /* Content masks: one flag byte per entry, all 1 in a fresh handle; a change takes effect in the next request.
  * -1 for a null argument, but KVXGetTrackMask does not test its handle. */
-KVX_API int32_t KVXGetTrackMask(const KVXHandle* handle, uint8_t* mask);
-KVX_API int32_t KVXSetTrackMask(KVXHandle* handle, const uint8_t* mask);
-KVX_API int32_t KVXGetAlbumMask(const KVXHandle* handle, uint8_t* mask);
-KVX_API int32_t KVXSetAlbumMask(KVXHandle* handle, const uint8_t* mask);
-KVX_API int32_t KVXGetDVDMask(const KVXHandle* handle, uint8_t* mask);
-KVX_API int32_t KVXSetDVDMask(KVXHandle* handle, const uint8_t* mask);
-KVX_API int32_t KVXGetPerformerMask(const KVXHandle* handle, uint8_t* mask);
-KVX_API int32_t KVXSetPerformerMask(KVXHandle* handle, const uint8_t* mask);
+KVX_API int32_t KVXGetTrackMask(const KVXHandle* handle, uint8_t* mask) KVX_NOEXCEPT;
+KVX_API int32_t KVXSetTrackMask(KVXHandle* handle, const uint8_t* mask) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetAlbumMask(const KVXHandle* handle, uint8_t* mask) KVX_NOEXCEPT;
+KVX_API int32_t KVXSetAlbumMask(KVXHandle* handle, const uint8_t* mask) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVDMask(const KVXHandle* handle, uint8_t* mask) KVX_NOEXCEPT;
+KVX_API int32_t KVXSetDVDMask(KVXHandle* handle, const uint8_t* mask) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetPerformerMask(const KVXHandle* handle, uint8_t* mask) KVX_NOEXCEPT;
+KVX_API int32_t KVXSetPerformerMask(KVXHandle* handle, const uint8_t* mask) KVX_NOEXCEPT;
 
 /* The version of the protocol: 3, 7, 0. Always 0; the pointers are not tested. */
-KVX_API int32_t KVXGetVersion(uint16_t* major, uint16_t* minor, uint16_t* revision);
+KVX_API int32_t KVXGetVersion(uint16_t* major, uint16_t* minor, uint16_t* revision) KVX_NOEXCEPT;
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Fingerprint session: 16-bit PCM in host order in, six code strings out (they leave in the request)
@@ -621,33 +630,32 @@ KVX_API int32_t KVXGetVersion(uint16_t* major, uint16_t* minor, uint16_t* revisi
 /* Opens a session, ending the one before. channels 1 or 2; sampleRateHz 11025 or more; durationMs of the whole track.
  * Returns where to start reading, in milliseconds from the start of the audio (0, or 44000 for a track longer than
  * 74.005 s); -2 for a track of 6005 ms or less; -1 for a null handle, other channels or rates, or failed memory. */
-KVX_API int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRateHz, int32_t durationMs);
+KVX_API int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRateHz,
+                                   int32_t durationMs) KVX_NOEXCEPT;
 
 /* Feeds count bytes of PCM, count a multiple of 4 also for mono. 20: more audio wanted; 0: the fingerprint is
  * complete; -1: null argument, bad count, no session, or failed memory. */
-KVX_API int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t count);
+KVX_API int32_t KVXGenerateFingerprint3(KVXHandle* handle, const uint8_t* pcm, int32_t count) KVX_NOEXCEPT;
 
 /* Feeds count samples that are mono at 22050 Hz already. 20 or 0 as above; -1: null handle or no session. Null samples
  * and a count below 1 feed nothing, and are no failure. */
-KVX_API int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count);
+KVX_API int32_t KVXGenerateFingerprint3_Real(KVXHandle* handle, const int16_t* samples, int32_t count) KVX_NOEXCEPT;
 
 /* Number of 512-sample frames that a duration makes at 22050 Hz. */
-KVX_API int32_t KVX_GetFeatureSize(uint32_t durationMs);
-
-/* Length of a zero-terminated text; 0 for null. */
-KVX_API uint32_t safe_strlen(const char* text);
+KVX_API int32_t KVX_GetFeatureSize(uint32_t durationMs) KVX_NOEXCEPT;
 
 /* Audio preparation, as the session uses it. */
 /* Copies (count / elementSize) * elementSize bytes unchanged: it swaps nothing. Returns destination. */
-KVX_API void* KVXEndianBufferCopy(void* destination, const void* source, int32_t count, uint32_t elementSize);
+KVX_API void* KVXEndianBufferCopy(void* destination, const void* source, int32_t count,
+                                  uint32_t elementSize) KVX_NOEXCEPT;
 /* Means of value pairs, rounded toward minus infinity, into the first half of samples; count is of 16-bit values. */
-KVX_API void KVXMixChannels(int16_t* samples, uint32_t count);
+KVX_API void KVXMixChannels(int16_t* samples, uint32_t count) KVX_NOEXCEPT;
 /* Resets the handle's resampler; -1 for a null handle. */
-KVX_API int32_t KVXResamplerInit(KVXHandle* handle, int32_t inputRateHz, int32_t outputRateHz);
+KVX_API int32_t KVXResamplerInit(KVXHandle* handle, int32_t inputRateHz, int32_t outputRateHz) KVX_NOEXCEPT;
 /* Linear interpolation; carries its position from call to call. Returns the samples written, at most outputCapacity:
  * a full output ends the call and drops the rest of the input. 0 for a null handle. */
 KVX_API uint32_t KVXResample(KVXHandle* handle, const int16_t* input, int16_t* output, int32_t inputCount,
-                             uint32_t outputCapacity);
+                             uint32_t outputCapacity) KVX_NOEXCEPT;
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Requests
@@ -680,40 +688,42 @@ typedef struct KVXFingerprintDescriptor {
  * memory; -3: the handle has no device identity. On failure the outputs are untouched. */
 KVX_API int32_t KVXGenerateFingerprintRequest3(KVXHandle* handle, const NumValuePair* pairs, int16_t pairCount,
                                                const KVXFingerprintDescriptor* descriptor, uint16_t requestOption,
-                                               int32_t languageCode, uint8_t** bufferOut, uint32_t* lengthOut);
-KVX_API int32_t KVXFreeFingerprintRequest3(uint8_t** bufferInOut);
+                                               int32_t languageCode, uint8_t** bufferOut,
+                                               uint32_t* lengthOut) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeFingerprintRequest3(uint8_t** bufferInOut) KVX_NOEXCEPT;
 
 /* Builds the 'G' packet, which asks for a device identity; id may be null (pass 0 as its length: any other is counted
  * in the packet's lengths, and no server can read it). Clears the handle's user id for good. -1: null handle, unusable
  * handle, unknown framing, no signature possible, failed memory. */
 KVX_API int32_t KVXGenerateIDRequest(KVXHandle* handle, const uint8_t* id, uint32_t idLength, uint8_t** bufferOut,
-                                     uint32_t* lengthOut);
-KVX_API int32_t KVXFreeIDRequest(uint8_t** bufferInOut);
+                                     uint32_t* lengthOut) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeIDRequest(uint8_t** bufferInOut) KVX_NOEXCEPT;
 
 /* Builds the 'M' packet, which asks for the items of kind lookupKind ('A': albums) of idCount ids. -1 as above, and
  * for an idCount below 1; -3: the handle has no device identity. */
 KVX_API int32_t KVXGenerateMetaIDRequest(KVXHandle* handle, uint8_t lookupKind, const KVXValueLength* idList,
                                          uint32_t idCount, int16_t requestOption, int32_t languageCode,
-                                         uint8_t** bufferOut, uint32_t* lengthOut);
-KVX_API int32_t KVXFreeMetaIDRequest(uint8_t** bufferInOut);
+                                         uint8_t** bufferOut, uint32_t* lengthOut) KVX_NOEXCEPT;
+KVX_API int32_t KVXFreeMetaIDRequest(uint8_t** bufferInOut) KVX_NOEXCEPT;
 
 /* The pieces of a packet. "Position" points to an offset into buffer, read on entry and advanced on exit; with a
  * null buffer a piece only sets it to the piece's length. -1 for a null handle or an unknown framing. */
 KVX_API int32_t KVXGetBINHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, int32_t languageCode,
-                                uint16_t requestOption);
-KVX_API int32_t KVXMapPacketHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position, uint32_t binLength);
-KVX_API int32_t KVXMapPacketFooter(const KVXHandle* handle, uint8_t* buffer, uint32_t* position);
-KVX_API int32_t KVXMapBINPermissions(const KVXHandle* handle, uint8_t* buffer, uint32_t* position);
+                                uint16_t requestOption) KVX_NOEXCEPT;
+KVX_API int32_t KVXMapPacketHeader(const KVXHandle* handle, uint8_t* buffer, uint32_t* position,
+                                   uint32_t binLength) KVX_NOEXCEPT;
+KVX_API int32_t KVXMapPacketFooter(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) KVX_NOEXCEPT;
+KVX_API int32_t KVXMapBINPermissions(const KVXHandle* handle, uint8_t* buffer, uint32_t* position) KVX_NOEXCEPT;
 /* Each ORs its group's bits into zeroed bytes. */
-KVX_API int32_t KVXMapAlbumPermissions(const KVXHandle* handle, uint8_t* destination);
-KVX_API int32_t KVXMapTrackPermissions(const KVXHandle* handle, uint8_t* destination);
-KVX_API int32_t KVXMapPerformerPermissions(const KVXHandle* handle, uint8_t* destination);
-KVX_API int32_t KVXMapDVDPermissions(const KVXHandle* handle, uint8_t* destination);
+KVX_API int32_t KVXMapAlbumPermissions(const KVXHandle* handle, uint8_t* destination) KVX_NOEXCEPT;
+KVX_API int32_t KVXMapTrackPermissions(const KVXHandle* handle, uint8_t* destination) KVX_NOEXCEPT;
+KVX_API int32_t KVXMapPerformerPermissions(const KVXHandle* handle, uint8_t* destination) KVX_NOEXCEPT;
+KVX_API int32_t KVXMapDVDPermissions(const KVXHandle* handle, uint8_t* destination) KVX_NOEXCEPT;
 /* Decimal digits of a value. */
-KVX_API uint8_t KVXGetNumDigits(uint32_t value);
+KVX_API uint8_t KVXGetNumDigits(uint32_t value) KVX_NOEXCEPT;
 /* Offset of the first byte behind the first CR LF CR LF that begins at or after start; length + 1 when there is none,
  * start + 4 when start + 3 is not below length. Compare the result with length. */
-KVX_API uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length);
+KVX_API uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length) KVX_NOEXCEPT;
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Answers
@@ -721,50 +731,52 @@ KVX_API uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t l
 
 /* Takes an answer: keeps data (the caller's, to be kept alive while records are read) and counts its records into
  * *countOut (the 16-bit count, widened with its sign). -1 when the body is not an exact sequence of records. */
-KVX_API int32_t KVXParseServerResponse(KVXHandle* handle, const uint8_t* data, int32_t length, int32_t* countOut);
+KVX_API int32_t KVXParseServerResponse(KVXHandle* handle, const uint8_t* data, int32_t length,
+                                       int32_t* countOut) KVX_NOEXCEPT;
 
 /* Type character of record number (from 1; anything below reads as 1), one of T A K D G N P O E; else -1. */
-KVX_API int32_t KVXGetResponseType(KVXHandle* handle, int32_t number);
+KVX_API int32_t KVXGetResponseType(KVXHandle* handle, int32_t number) KVX_NOEXCEPT;
 
 /* Readers of record index (from 1). -1: null handle or malformed record; -3: the handle has no device identity;
  * -4: no such record; -5: a record of another type. */
-KVX_API int32_t KVXGetTrack(KVXHandle* handle, int32_t index, Track** record);
-KVX_API int32_t KVXGetTrackToAlbum(KVXHandle* handle, int32_t index, TrackToAlbum** record);
-KVX_API int32_t KVXGetAlbum(KVXHandle* handle, int32_t index, Album** record);
-KVX_API int32_t KVXGetDVD(KVXHandle* handle, int32_t index, DVD** record);
-KVX_API int32_t KVXGetPerformer(KVXHandle* handle, int32_t index, Performer** record);
+KVX_API int32_t KVXGetTrack(KVXHandle* handle, int32_t index, Track** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetTrackToAlbum(KVXHandle* handle, int32_t index, TrackToAlbum** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetAlbum(KVXHandle* handle, int32_t index, Album** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetDVD(KVXHandle* handle, int32_t index, DVD** record) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetPerformer(KVXHandle* handle, int32_t index, Performer** record) KVX_NOEXCEPT;
 
 /* Takes the identity of record 1, of type 'G' with one field of 16 bytes, as device id; -1 otherwise. */
-KVX_API int32_t KVXSetID(KVXHandle* handle);
+KVX_API int32_t KVXSetID(KVXHandle* handle) KVX_NOEXCEPT;
 /* Copies the 16-byte device id; -1 unless the handle has one. */
-KVX_API int32_t KVXGetID(const KVXHandle* handle, uint8_t* destination);
+KVX_API int32_t KVXGetID(const KVXHandle* handle, uint8_t* destination) KVX_NOEXCEPT;
 /* The library keeps no server error state: always -1. */
-KVX_API int32_t KVXGetServerError(void);
+KVX_API int32_t KVXGetServerError(void) KVX_NOEXCEPT;
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Signing: methods 1 none, 2 byte sum / byte rotation, 3 MD4 / Blowfish, from the access key.
  * -1 for a null handle or an unknown method.
  * ------------------------------------------------------------------------------------------------------------ */
 
-KVX_API int32_t KVXInitChecksum(KVXHandle* handle);
-KVX_API int32_t KVXUnInitChecksum(KVXHandle* handle);
+KVX_API int32_t KVXInitChecksum(KVXHandle* handle) KVX_NOEXCEPT;
+KVX_API int32_t KVXUnInitChecksum(KVXHandle* handle) KVX_NOEXCEPT;
 /* 4 or 16 bytes; -1 and length untouched for method 1. */
-KVX_API int32_t KVXGetChecksumLength(const KVXHandle* handle, uint32_t* length);
+KVX_API int32_t KVXGetChecksumLength(const KVXHandle* handle, uint32_t* length) KVX_NOEXCEPT;
 /* Sum of the bytes as signed 8-bit values, modulo 2^32; 0 for count < 1. */
-KVX_API int32_t KVXChecksum_SumBits32(const uint8_t* data, int32_t count);
+KVX_API int32_t KVXChecksum_SumBits32(const uint8_t* data, int32_t count) KVX_NOEXCEPT;
 /* Writes the checksum of data to output; methods other than 2 and 3 write nothing and give 0. */
-KVX_API int32_t KVXGetChecksum(KVXHandle* handle, const uint8_t* data, uint32_t count, uint8_t* output);
-KVX_API int32_t KVXGetChecksum_MD4(KVXHandle* handle, const uint8_t* data, uint32_t count, uint8_t* output);
-KVX_API int32_t KVXInitEncryption(KVXHandle* handle);
-KVX_API int32_t KVXUnInitEncryption(KVXHandle* handle);
+KVX_API int32_t KVXGetChecksum(KVXHandle* handle, const uint8_t* data, uint32_t count, uint8_t* output) KVX_NOEXCEPT;
+KVX_API int32_t KVXGetChecksum_MD4(KVXHandle* handle, const uint8_t* data, uint32_t count,
+                                   uint8_t* output) KVX_NOEXCEPT;
+KVX_API int32_t KVXInitEncryption(KVXHandle* handle) KVX_NOEXCEPT;
+KVX_API int32_t KVXUnInitEncryption(KVXHandle* handle) KVX_NOEXCEPT;
 /* Bytes of a packet's signature; -1 whenever the checksum method is 1. */
-KVX_API int32_t KVXGetEncryptionLength(const KVXHandle* handle, uint32_t* length);
+KVX_API int32_t KVXGetEncryptionLength(const KVXHandle* handle, uint32_t* length) KVX_NOEXCEPT;
 /* Enciphers count bytes in place; Blowfish takes whole blocks of 8 only, else -1. A negative count is no block: 0 where
  * it is a multiple of 8. */
-KVX_API int32_t KVXEncryptData(KVXHandle* handle, uint8_t* data, int32_t count);
+KVX_API int32_t KVXEncryptData(KVXHandle* handle, uint8_t* data, int32_t count) KVX_NOEXCEPT;
 /* Adds 13 to every byte; always 0. */
-KVX_API int32_t KVXEncryptROT13(uint8_t* data, int32_t count);
-KVX_API int32_t KVXEncryptBlowfish(KVXHandle* handle, uint8_t* data, int32_t count);
+KVX_API int32_t KVXEncryptROT13(uint8_t* data, int32_t count) KVX_NOEXCEPT;
+KVX_API int32_t KVXEncryptBlowfish(KVXHandle* handle, uint8_t* data, int32_t count) KVX_NOEXCEPT;
 
 #ifdef __cplusplus
 }

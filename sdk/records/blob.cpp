@@ -2,15 +2,15 @@
 // The blob primitives: locate, read, write, measure, free.
 #include "records/blob.h"
 
+#include "util/bytes.h"
+
 #include <algorithm>
 
 namespace kvx {
 namespace {
 
 uint32_t offsetAt(const KVXBlob* blob, uint32_t index) {
-    uint32_t offset = 0;
-    KVXMemCopy2(&offset, blob->data + offsetPosition(index), kOffsetBytes);
-    return offset;
+    return ByteSource({blob->data, blob->length}, offsetPosition(index)).u32();
 }
 
 // An offset beyond the blob gives its end: no pointer ever leaves the blob.
@@ -54,7 +54,7 @@ void startRecord(KVXBlob* blob, uint8_t fieldCount) noexcept {
 }
 
 void markOffset(KVXBlob* blob, uint32_t index) noexcept {
-    KVXMemCopy2(blob->data + offsetPosition(index), &blob->length, kOffsetBytes);
+    ByteSink(blob->data, offsetPosition(index)).u32(blob->length);
 }
 
 int32_t advance(KVXBlob* blob, uint32_t count) noexcept {
@@ -117,9 +117,9 @@ using namespace kvx;
 
 extern "C" {
 
-uint32_t BlobGetCount(const KVXBlob* blob) { return blob == nullptr || blob->length == 0 ? 0 : blob->data[0]; }
+uint32_t BlobGetCount(const KVXBlob* blob) noexcept { return blob == nullptr || blob->length == 0 ? 0 : blob->data[0]; }
 
-int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldData, uint32_t* fieldLength) {
+int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldData, uint32_t* fieldLength) noexcept {
     if (blob == nullptr) return kNullCursor;
     const uint32_t count = BlobGetCount(blob);
     // Strictly greater on purpose: index N is accepted, bounded by offset[N] and the word behind the table.
@@ -138,72 +138,71 @@ int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldDat
     return start < end && end <= blob->length ? kOk : kFailed;
 }
 
-int32_t KVXGetMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength* value) {
+int32_t KVXGetMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength* value) noexcept {
     return publicStatus(readText(blob, index, value));
 }
 
-int32_t KVXGetNewMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength** value) {
+int32_t KVXGetNewMetaField(const KVXBlob* blob, uint8_t index, KVXValueLength** value) noexcept {
     return publicStatus(readNewText(blob, index, value));
 }
 
-int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination, uint32_t width) {
+int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination, uint32_t width) noexcept {
     const uint8_t* data = nullptr;
     uint32_t length = 0;
     if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
-    if (length == width) {
-        KVXMemCopy2(destination, data, width);
-    } else {
-        // A field of another width is a 0, not a failure, on purpose.
-        KVXMemSet(destination, 0, width);
-    }
+    // A field of another width is a 0, not a failure, on purpose.
+    if (length != width) length = 0;
+    ByteSource({data, length}).integer(destination, width);
     return kOk;
 }
 
-int32_t KVXGetShortField(const KVXBlob* blob, uint8_t index, uint16_t* value) {
+int32_t KVXGetShortField(const KVXBlob* blob, uint8_t index, uint16_t* value) noexcept {
     return KVXGetNumberField(blob, index, value, sizeof *value);
 }
 
-int32_t KVXGetIntField(const KVXBlob* blob, uint8_t index, uint32_t* value) {
+int32_t KVXGetIntField(const KVXBlob* blob, uint8_t index, uint32_t* value) noexcept {
     return KVXGetNumberField(blob, index, value, sizeof *value);
 }
 
 int32_t KVXGetNewArray(const KVXBlob* blob, uint8_t index, uint32_t elementSize, KVXElementLoader loader, void** array,
-                       uint16_t* count) {
+                       uint16_t* count) noexcept {
     return publicStatus(readArray(blob, index, elementSize, loader, array, count));
 }
 
-int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array, uint16_t* count) {
+int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array,
+                                  uint16_t* count) noexcept {
     return publicStatus(readTexts(blob, index, array, count));
 }
 
-int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLength* value) {
+int32_t KVXWriteValueLengthToBlob(KVXBlob* blob, uint8_t index, const KVXValueLength* value) noexcept {
     markOffset(blob, index);
     if (value != nullptr && failed(appendBytes(blob, value->data, value->length))) return kFailed;
     markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }
 
-int32_t KVXWriteShortToBlob(KVXBlob* blob, uint8_t index, const uint16_t* value) {
+int32_t KVXWriteShortToBlob(KVXBlob* blob, uint8_t index, const uint16_t* value) noexcept {
     markOffset(blob, index);
-    uint8_t* destination = blob->data + blob->length;
+    ByteSink sink(blob->data, blob->length);
     if (failed(advance(blob, sizeof *value))) return kFailed;
-    KVXMemCopy2(destination, value, sizeof *value);
+    sink.integer(value, sizeof *value);
     markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }
 
-int32_t KVXWriteEmptyBlob(KVXBlob* blob, uint8_t index) {
+int32_t KVXWriteEmptyBlob(KVXBlob* blob, uint8_t index) noexcept {
     markOffset(blob, index);
     markOffset(blob, uint32_t{index} + 1);
     return kOk;
 }
 
 int32_t KVXWriteArrayToBlob(int16_t count, uint8_t index, uint32_t elementSize, const void* array,
-                            KVXElementWriter writer, KVXBlob* blob) {
+                            KVXElementWriter writer, KVXBlob* blob) noexcept {
     return writeArray(count, index, elementSize, array, writer, blob);
 }
 
-int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXValueLength* array, KVXBlob* blob) {
+int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXValueLength* array,
+                                       KVXBlob* blob) noexcept {
     if (count < 1) return KVXWriteEmptyBlob(blob, index);
     KVXBlob nested = startNestedArray(blob, count);
     for (uint32_t j = 0; j < nested.count; ++j) {
@@ -212,11 +211,12 @@ int32_t KVXWriteValueLengthArrayToBlob(int16_t count, uint8_t index, const KVXVa
     return finishNestedArray(blob, index, nested);
 }
 
-uint32_t KVXGetArrayBlobSize(const void* array, uint32_t elementSize, int16_t count, KVXElementSize elementBlobSize) {
+uint32_t KVXGetArrayBlobSize(const void* array, uint32_t elementSize, int16_t count,
+                             KVXElementSize elementBlobSize) noexcept {
     return measureArray(array, elementSize, count, elementBlobSize);
 }
 
-uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t count) {
+uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t count) noexcept {
     if (count < 1) return 0;
     const auto elementCount = static_cast<uint32_t>(count);
     uint64_t total = blobHeaderBytes(elementCount);
@@ -225,14 +225,14 @@ uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t cou
 }
 
 // Leaves the caller's pointer as it is, on purpose: whoever uses it again sets it to null.
-int32_t KVXFreeValueLength(KVXValueLength** value) {
+int32_t KVXFreeValueLength(KVXValueLength** value) noexcept {
     if (value == nullptr || *value == nullptr) return kOk;
     if ((*value)->data != nullptr) KVXFree((*value)->data);
     KVXFree(*value);
     return kOk;
 }
 
-int32_t KVXFreeValueLengths(KVXValueLength** array, int16_t count) {
+int32_t KVXFreeValueLengths(KVXValueLength** array, int16_t count) noexcept {
     if (array == nullptr || *array == nullptr) return kOk;
     for (int32_t j = 0; j < count; ++j) {
         if ((*array)[j].data != nullptr) KVXFree((*array)[j].data);

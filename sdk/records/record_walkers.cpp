@@ -2,7 +2,7 @@
 // The walkers: each a switch over the kinds of fields, on the blob primitives.
 #include "records/record_walkers.h"
 
-#include "owned.h"
+#include "util/owned.h"
 
 #include <algorithm>
 

@@ -53,7 +53,7 @@ KVX_FREE(NumValuePair, KVXFreeNumValuePair)
 // The bare array is not a field of a record, so the array primitives do not fit: it writes every start offset itself,
 // its table has room for the whole count (only the count byte is taken modulo 256), and without elements it is a header
 // instead of nothing. A negative count shortens that header, in size and position alike.
-extern "C" int32_t KVXGetNumValuePairsBlobSize(const NumValuePair* array, int16_t count, uint32_t* size) {
+extern "C" int32_t KVXGetNumValuePairsBlobSize(const NumValuePair* array, int16_t count, uint32_t* size) noexcept {
     uint64_t total = blobHeaderBytes(static_cast<uint32_t>(count));
     for (int32_t i = 0; i < count && total < kTooLong; ++i) {
         uint32_t element = 0;
@@ -63,7 +63,7 @@ extern "C" int32_t KVXGetNumValuePairsBlobSize(const NumValuePair* array, int16_
     *size = static_cast<uint32_t>(std::min<uint64_t>(total, kTooLong));
     return total < kTooLong ? kOk : kFailed;
 }
-extern "C" int32_t KVXGetNumValuePairsBlob(const NumValuePair* array, int16_t count, KVXBlob* blob) {
+extern "C" int32_t KVXGetNumValuePairsBlob(const NumValuePair* array, int16_t count, KVXBlob* blob) noexcept {
     blob->count = static_cast<uint32_t>(count);
     blob->data[0] = static_cast<uint8_t>(count);
     blob->length = blobHeaderBytes(static_cast<uint32_t>(count));
@@ -89,6 +89,6 @@ KVX_WRITER(Release, KVXGetReleaseBlobSize, KVXGetReleaseBlob)
 KVX_LOADER(Release, KVXLoadReleaseFromBlob)
 KVX_FREE_ARRAY(Release, KVXFreeReleases)
 // Leaves the release, its member pointers and the caller's pointer as they are, on purpose: the owner frees the record.
-extern "C" int32_t KVXFreeRelease(Release** record) {
+extern "C" int32_t KVXFreeRelease(Release** record) noexcept {
     return record == nullptr ? kOk : freeRecordContents(kRelease, *record);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which checksum and which cipher a handle uses, by the method numbers of its access key.
 #include "PacketSigning/PacketSigning.h"
+#include "core/handle.h"
 
 using namespace PacketSigning;
 
@@ -31,17 +32,17 @@ bool PacketSigning::hasItsState(const KVXHandle& handle) {
 
 extern "C" {
 
-int32_t KVXInitChecksum(KVXHandle* handle) {
+int32_t KVXInitChecksum(KVXHandle* handle) noexcept {
     if (handle == nullptr) return -1;
     return forMethod3(handle->checksumMethod, handle, &PacketSigning_MD4_Init);
 }
 
-int32_t KVXUnInitChecksum(KVXHandle* handle) {
+int32_t KVXUnInitChecksum(KVXHandle* handle) noexcept {
     if (handle == nullptr) return -1;
     return forMethod3(handle->checksumMethod, handle, &PacketSigning_MD4_UnInit);
 }
 
-int32_t KVXGetChecksumLength(const KVXHandle* handle, uint32_t* length) {
+int32_t KVXGetChecksumLength(const KVXHandle* handle, uint32_t* length) noexcept {
     if (handle == nullptr) return -1;
     switch (handle->checksumMethod) {
     case kByteSumOrRotation:
@@ -55,14 +56,14 @@ int32_t KVXGetChecksumLength(const KVXHandle* handle, uint32_t* length) {
     }
 }
 
-int32_t KVXChecksum_SumBits32(const uint8_t* data, int32_t count) {
+int32_t KVXChecksum_SumBits32(const uint8_t* data, int32_t count) noexcept {
     uint32_t sum = 0;
     // The bytes count as signed values on purpose: 0xFF is -1.
     for (int32_t i = 0; i < count; ++i) sum += static_cast<uint32_t>(static_cast<int8_t>(data[i]));
     return static_cast<int32_t>(sum);
 }
 
-int32_t KVXGetChecksum(KVXHandle* handle, const uint8_t* data, uint32_t count, uint8_t* output) {
+int32_t KVXGetChecksum(KVXHandle* handle, const uint8_t* data, uint32_t count, uint8_t* output) noexcept {
     if (handle == nullptr) return -1;
     if (handle->checksumMethod == kByteSumOrRotation) {
         const int32_t sum = KVXChecksum_SumBits32(data, static_cast<int32_t>(count));
@@ -73,17 +74,17 @@ int32_t KVXGetChecksum(KVXHandle* handle, const uint8_t* data, uint32_t count, u
     return 0;
 }
 
-int32_t KVXInitEncryption(KVXHandle* handle) {
+int32_t KVXInitEncryption(KVXHandle* handle) noexcept {
     if (handle == nullptr) return -1;
     return forMethod3(handle->encryptionMethod, handle, &PacketSigning_Blowfish_Init);
 }
 
-int32_t KVXUnInitEncryption(KVXHandle* handle) {
+int32_t KVXUnInitEncryption(KVXHandle* handle) noexcept {
     if (handle == nullptr) return -1;
     return forMethod3(handle->encryptionMethod, handle, &PacketSigning_Blowfish_UnInit);
 }
 
-int32_t KVXGetEncryptionLength(const KVXHandle* handle, uint32_t* length) {
+int32_t KVXGetEncryptionLength(const KVXHandle* handle, uint32_t* length) noexcept {
     if (handle == nullptr) return -1;
     *length = 0;
     uint32_t checksumLength = 0;
@@ -102,7 +103,7 @@ int32_t KVXGetEncryptionLength(const KVXHandle* handle, uint32_t* length) {
     }
 }
 
-int32_t KVXEncryptData(KVXHandle* handle, uint8_t* data, int32_t count) {
+int32_t KVXEncryptData(KVXHandle* handle, uint8_t* data, int32_t count) noexcept {
     if (handle == nullptr) return -1;
     switch (handle->encryptionMethod) {
     case kNone:
@@ -116,7 +117,7 @@ int32_t KVXEncryptData(KVXHandle* handle, uint8_t* data, int32_t count) {
     }
 }
 
-int32_t KVXEncryptROT13(uint8_t* data, int32_t count) {
+int32_t KVXEncryptROT13(uint8_t* data, int32_t count) noexcept {
     // Every byte value is shifted, not letters alone.
     for (int32_t i = 0; i < count; ++i) data[i] = static_cast<uint8_t>(data[i] + 13);
     return 0;

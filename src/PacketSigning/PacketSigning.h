@@ -1,11 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
-// Checksums and ciphers of the packet signature. The methods come from the access key and stand in the handle.
+// Checksums and ciphers of the packet signature: one part of the library, in the folder whose path its names and its
+// assertion text give; sdk/ calls it, and it knows the handle and sdk/util/. The handle holds the methods, which come
+// from the access key, and the state below.
 #pragma once
 
-#include "handle.h"
 #include "kvx.h"
 
 #include <cstdint>
+
+namespace kvx {
+
+struct BlowfishState {
+    uint32_t p[18];
+    uint32_t s[4][256];
+};
+static_assert(sizeof(BlowfishState) == 4168);
+
+struct Md4Context {
+    uint32_t state[4];
+    uint32_t bitCount[2]; // low word first
+    uint8_t buffer[64];
+};
+static_assert(sizeof(Md4Context) == 88);
+
+} // namespace kvx
 
 namespace PacketSigning {
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PacketSigning/PacketSigning.h"
-#include "owned.h"
+#include "util/bytes.h"
+#include "util/owned.h"
+#include "core/handle.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -88,18 +90,19 @@ int32_t PacketSigning_Blowfish_Encrypt(const KVXHandle* handle, uint32_t* left, 
     return 0;
 }
 
-extern "C" int32_t KVXEncryptBlowfish(KVXHandle* handle, uint8_t* data, int32_t count) {
+extern "C" int32_t KVXEncryptBlowfish(KVXHandle* handle, uint8_t* data, int32_t count) noexcept {
     if (handle == nullptr || count % kBlockBytes != 0) return -1;
     if (count <= 0) return 0; // no block
     if (handle->cipher == nullptr) return -1;
     for (int32_t offset = 0; offset < count; offset += kBlockBytes) {
-        // Through the integer hook, so the halves are little-endian words on the wire.
-        uint32_t halves[2];
-        KVXMemCopy2(&halves[0], data + offset, 4);
-        KVXMemCopy2(&halves[1], data + offset + 4, 4);
-        PacketSigning_Blowfish_Encrypt(handle, &halves[0], &halves[1]);
-        KVXMemCopy2(data + offset, &halves[0], 4);
-        KVXMemCopy2(data + offset + 4, &halves[1], 4);
+        // Through the hook for integers, so the halves are little-endian words on the wire.
+        kvx::ByteSource plain({data + offset, kBlockBytes});
+        uint32_t left = plain.u32();
+        uint32_t right = plain.u32();
+        PacketSigning_Blowfish_Encrypt(handle, &left, &right);
+        kvx::ByteSink enciphered(data + offset, 0);
+        enciphered.u32(left);
+        enciphered.u32(right);
     }
     return 0;
 }

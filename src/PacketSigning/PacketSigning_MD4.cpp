@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The MD4 message digest (RFC 1320) over the handle's context.
 #include "PacketSigning/PacketSigning.h"
-#include "owned.h"
+#include "util/owned.h"
+#include "core/handle.h"
 
 #include <algorithm>
 #include <bit>
@@ -120,7 +121,8 @@ void PacketSigning_MD4_Final(uint8_t* digest, kvx::Md4Context* context) {
     KVXMemSet(context, 0, sizeof *context);
 }
 
-extern "C" int32_t KVXGetChecksum_MD4(KVXHandle* handle, const uint8_t* data, uint32_t count, uint8_t* output) {
+extern "C" int32_t KVXGetChecksum_MD4(KVXHandle* handle, const uint8_t* data, uint32_t count,
+                                      uint8_t* output) noexcept {
     if (handle == nullptr || handle->digest == nullptr) return -1;
     reset(*handle->digest);
     PacketSigning_MD4_Update(handle->digest, data, count);

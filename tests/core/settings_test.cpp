@@ -3,6 +3,7 @@
 #include "support/hex.h"
 
 #include <gtest/gtest.h>
+#include <string>
 
 using kvxtest::Bytes;
 using kvxtest::hexDump;
@@ -25,6 +26,11 @@ const Mask kMasks[] = {
 };
 
 } // namespace
+
+TEST(Version, OfTheLibraryIsTheSameAsATextAndAsNumbers) {
+    EXPECT_EQ(KVX_VERSION, std::to_string(KVX_VERSION_MAJOR) + "." + std::to_string(KVX_VERSION_MINOR) + "." +
+                               std::to_string(KVX_VERSION_PATCH));
+}
 
 TEST(Version, IsThreeSevenZero) {
     uint16_t major = 9;

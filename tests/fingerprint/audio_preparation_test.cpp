@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fingerprint/audio.h"
 
+#include "core/handle.h"
 #include "fingerprint/plain_engine.h"
-#include "handle.h"
 #include "support/audio.h"
 #include "support/handles.h"
 #include "support/hex.h"
@@ -274,12 +274,6 @@ TEST(MixAndResample, TakesNoInputAsNothingHappened) {
     EXPECT_EQ(kvx::mixAndResample(*handle, pair.data(), 0, output, 2), 0U);
     EXPECT_EQ(handle->resampler.inputCount, 1U);
     EXPECT_EQ(handle->resampler.lastSample, 3);
-}
-
-TEST(SafeStrlen, CountsToTheZeroAndGivesZeroForNull) {
-    EXPECT_EQ(safe_strlen(nullptr), 0U);
-    EXPECT_EQ(safe_strlen(""), 0U);
-    EXPECT_EQ(safe_strlen("abc\0def"), 3U);
 }
 
 TEST(FakeMemCpy, PrintsTheBytesAndCopiesThem) {

@@ -1,14 +1,14 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
-# Which headers of the library the layers above it include: the tool the public one alone, the server two more. And which
-# of the server's folders include which.
+# Which headers of the library the layers above it include: the tool the public one alone, the server two more. Which of
+# the server's folders include which. And what the library keeps in one place.
 # usage: check_layers.sh SOURCE
 set -eu
 cd "$1"
 
 # includes FOLDER: the library's headers that its sources name.
 includes() {
-    grep -rhoE '^#include ["<](kvx\.h|handle\.h|owned\.h|(core|fingerprint|records|PacketSigning)/[^">]+)[">]' "$1" |
+    grep -rhoE '^#include ["<](kvx\.h|(util|core|fingerprint|records|PacketSigning)/[^">]+)[">]' "$1" |
         sed 's/.*["<]\(.*\)[">]/\1/' | sort -u
 }
 
@@ -61,4 +61,10 @@ room matching base model coding catalog
 room audio base model coding
 room accounts base model
 room http base model protocol
+# Integers of the wire pass through the two cursors of util/bytes.h. kvx.h and core/memory_hooks.cpp declare the hooks.
+users=$(grep -rlE 'KVXMemCopy[23]' sdk src | LC_ALL=C sort | tr '\n' ' ')
+[ "$users" = "sdk/util/bytes.h sdk/core/memory_hooks.cpp sdk/include/kvx.h " ] || {
+    echo "the hooks for integers are used in: $users"
+    status=1
+}
 exit $status

@@ -2,7 +2,7 @@
 // Library handles for tests, made by KVXInit from an access code that a test spells out.
 #pragma once
 
-#include "handle.h"
+#include "core/handle.h"
 #include "kvx.h"
 
 #include <array>

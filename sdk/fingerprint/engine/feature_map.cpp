@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fingerprint/engine/feature_map.h"
 
-#include "owned.h"
+#include "util/owned.h"
 
 #include <algorithm>
 #include <limits>

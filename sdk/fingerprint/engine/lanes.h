@@ -13,9 +13,7 @@
 
 namespace kvx {
 
-constexpr size_t kGroupFrames = 16;
-
-// Each 512 samples.
+// Where the frames of a group lie.
 using GroupFrames = std::array<const int16_t*, kGroupFrames>;
 
 // A vector for each frame of a group, dimension by dimension.

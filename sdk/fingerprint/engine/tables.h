@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The engine's constant tables.
+// The engine's constant tables. The names bstart, bclose, smooth_vec, hamming_data, marsyas_codebook1 and
+// marsyas_codebook2, and FEATURE_MAP_OFFSETS in session.h, are given, as those of the fmap_ functions are: they stay as
+// they are, in another style than ours.
 #pragma once
 
 #include <array>
@@ -10,6 +12,7 @@ namespace kvx {
 
 constexpr int32_t kEngineRateHz = 22050;
 constexpr size_t kFrameSamples = 512;
+constexpr size_t kGroupFrames = 16; // computed side by side
 constexpr size_t kFeatureDimensions = 6;
 constexpr size_t kLogBands = 5; // bands whose energy's logarithm is a dimension; the sixth counts in the total alone
 constexpr size_t kSmoothingTaps = 11;

@@ -2,8 +2,8 @@
 // The client's side of the protocol, as the library does it: packets written, answers read.
 #pragma once
 
+#include "core/handle.h"
 #include "fingerprint/engine/feature_map.h"
-#include "handle.h"
 #include "kvx.h"
 #include "support/handles.h"
 #include "support/hex.h"

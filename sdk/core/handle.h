@@ -2,14 +2,18 @@
 // What a library handle holds. One zero-filled block: KVXInit makes it, KVXShutdown ends it.
 #pragma once
 
+#include "fingerprint/audio.h"
+#include "fingerprint/session.h"
 #include "kvx.h"
 
-#include <array>
 #include <cstdint>
 
 struct FeatureMap; // fingerprint/engine/feature_map.h
 
 namespace kvx {
+
+struct BlowfishState; // PacketSigning/PacketSigning.h
+struct Md4Context;
 
 enum HandleState : uint8_t {
     kUnusable = 0,
@@ -19,40 +23,6 @@ enum HandleState : uint8_t {
 
 constexpr int32_t kFramingHttp = 'H';
 constexpr int32_t kFramingBare = 'B';
-
-constexpr size_t kMapCount = 3;
-
-// Linear interpolation at a 16.16 fixed-point read position that is never reset between calls.
-struct ResamplerState {
-    uint32_t inputCount;   // input samples consumed since initialisation
-    uint32_t position;     // read position in input samples, integer part
-    uint32_t fraction;     // its fractional part, 16 bits
-    uint32_t stepWhole;    // input rate / output rate, integer part
-    uint32_t stepFraction; // its fractional part, 16 bits
-    int16_t lastSample;    // the input sample consumed last
-};
-
-// Mono samples at 22050 Hz that a session has for its feature maps. They wait until every map can take a whole group of
-// frames from here, so that each is written once for the three of them and read where it lies.
-struct WaitingSamples {
-    static constexpr int32_t kRoom = 2048; // as many can always be added
-    int32_t count;
-    int32_t taken[kMapCount]; // by each map, of those here; at the start what the map skips
-    int16_t samples[16 * 512 + 256 + kRoom];
-};
-
-struct BlowfishState {
-    uint32_t p[18];
-    uint32_t s[4][256];
-};
-static_assert(sizeof(BlowfishState) == 4168);
-
-struct Md4Context {
-    uint32_t state[4];
-    uint32_t bitCount[2]; // low word first
-    uint8_t buffer[64];
-};
-static_assert(sizeof(Md4Context) == 88);
 
 } // namespace kvx
 
@@ -73,7 +43,7 @@ struct KVXHandle {
     int32_t cursorNumber;
     int64_t cursorOffset;
 
-    // Appended to every request behind its payload; an embedding application sets it.
+    // Follows the payload of every request; an embedding application sets it.
     const uint8_t* appendix;
     uint32_t appendixLength;
 
