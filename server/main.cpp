@@ -4,6 +4,7 @@
 #include "commands/catalogue.h"
 #include "commands/descriptor_stream.h"
 #include "commands/serve.h"
+#include "commands/state_paths.h"
 #include "commands/transfer.h"
 #include "commands/unknown_command.h"
 #include "kvx.h"
@@ -79,9 +80,10 @@ class Commands {
         CLI::App* serve = catalogCommand("serve", "Answer recognition requests", [this] {
             serve_.accounts = accounts_;
             serve_.catalog = catalog_;
-            return runServe(
-                serve_, [this](const LogLine& log) { return std::make_unique<CatalogRecogniser>(catalog_, log); }, out_,
-                err_);
+            ServiceSetup setup;
+            CatalogRecogniser recogniser(
+                catalog_, [&setup](const std::string& line) { setup.log->error("catalogue: {}", line); });
+            return runServe(serve_, setup, recogniser, out_, err_);
         });
         serve->add_option("--listen", serve_.listen, "ADDRESS:PORT; port 0 picks a free one")->capture_default_str();
         serve

@@ -138,13 +138,14 @@ Reply RequestHandler::handle(std::span<const uint8_t> packet) const {
 // place for the confidence. A track without album gets an album record that holds nothing else.
 std::string RequestHandler::answerFingerprint(const FingerprintRequest& request, RequestReport& report) const {
     const size_t most = mostAnswers(report.requestOption);
-    std::vector<Match> matches;
+    Recognition recognition;
     {
         const Stopwatch watch(report.recognising);
-        matches = recogniser_.recognise(request.query, most);
-        report.candidates = recogniser_.candidatesOfLastQuery();
+        recognition = recogniser_.recognise(request.query, most);
     }
     const Stopwatch watch(report.writing);
+    report.candidates = recognition.candidatesJudged;
+    std::vector<Match>& matches = recognition.matches;
     if (matches.size() > most) matches.resize(most);
     report.answers = matches.size();
     if (!matches.empty()) {
