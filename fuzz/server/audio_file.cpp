@@ -7,10 +7,10 @@
 #include "audio/audio_file.h"
 
 #include "audio/file_tags.h"
-#include "audio/record_blobs.h"
 #include "base/digest.h"
 #include "base/text.h"
 #include "fuzz_target.h"
+#include "ingest/record_builder.h"
 #include "memory_file.h"
 #include "records/all_records.h"
 #include "records/record_walkers.h"

@@ -5,7 +5,7 @@
 #include "accounts/identity_store.h"
 #include "base/text.h"
 #include "commands/descriptor_stream.h"
-#include "commands/reason.h"
+#include "commands/reporting.h"
 
 #include <ctime>
 #include <fmt/format.h>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/add.h"
 
+#include "base/reason.h"
 #include "base/text.h"
 #include "catalog/catalog.h"
-#include "commands/decode_pool.h"
-#include "commands/progress.h"
-#include "commands/reason.h"
+#include "ingest/decode_pool.h"
+#include "ingest/progress.h"
 
 #include <algorithm>
 #include <fmt/format.h>

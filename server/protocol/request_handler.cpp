@@ -5,7 +5,7 @@
 #include "model/access_code.h"
 #include "protocol/answer_writer.h"
 #include "protocol/packet_reader.h"
-#include "protocol/record_blob.h"
+#include "protocol/record_filter.h"
 #include "protocol/signature.h"
 
 #include <algorithm>

@@ -33,8 +33,10 @@ if grep -rnE '^#include "(app|server|commands|catalog|matching|protocol)/' sdk s
 fi
 
 # room FOLDER FOLDER...: the server's first folder may include the others, and itself.
+rooms=
 room() {
     inside=$1
+    rooms="$rooms $inside"
     allowed_rooms=$(echo "$*" | tr ' ' '|')
     found=$(grep -rhoE '^#include "[a-z]+/' "server/$inside" | sed 's/.*"//; s,/,,' | sort -u)
     [ -n "$found" ] || { echo "server/$inside includes nothing: is anything looked at?"; status=1; }
@@ -51,7 +53,15 @@ room protocol base model
 room coding base model protocol
 room catalog base model coding
 room matching base model coding catalog
-room audio base model coding
+room audio base model
+room ingest base model coding audio
 room accounts base model
 room http base model protocol
+# The commands may include all of them. No folder is forgotten.
+for folder in server/*/; do
+    folder=$(basename "$folder")
+    [ "$folder" = systemd ] || [ "$folder" = commands ] || echo "$rooms" | grep -qw "$folder" && continue
+    echo "server/$folder has no line here"
+    status=1
+done
 exit $status

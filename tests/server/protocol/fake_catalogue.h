@@ -3,7 +3,7 @@
 #pragma once
 
 #include "model/recogniser.h"
-#include "protocol/record_blob.h"
+#include "protocol/record_filter.h"
 
 #include <algorithm>
 #include <atomic>
