@@ -64,7 +64,7 @@ class Commands {
         CLI::App* add = catalogCommand("add", "Add files and folders to the catalogue", toTheEnd([this] {
                                            add_.catalog = catalog_;
                                            add_.progressBar = ::isatty(STDOUT_FILENO) == 1;
-                                           return static_cast<int>(runAdd(add_, out_, err_));
+                                           return runAdd(add_, out_, err_);
                                        }));
         add->add_option("PATH", add_.paths, "Audio files, and folders of them")->required();
         add->add_option("--workers", add_.workers, "Threads that decode; 0: one for each processor")

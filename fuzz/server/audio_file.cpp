@@ -61,13 +61,13 @@ void checkRecord(const std::string& bytes, const kvx::RecordOf<Record>& table) {
     kvx::freeFields(table, &record);
 }
 
-void checkText(const std::string& text) { REQUIRE(text.size() <= kMostTextBytes && cleanText(text) == text); }
+void checkText(const std::string& text) { REQUIRE(text.size() <= kMaxTextBytes && cleanText(text) == text); }
 
 // Every sample, in one hash; or the reason why not.
 std::string readSamples(const std::filesystem::path& path) {
     try {
         AudioFile file(path);
-        REQUIRE(file.rateHz() >= AudioFile::kLeastRateHz && file.rateHz() <= AudioFile::kMostRateHz);
+        REQUIRE(file.rateHz() >= AudioFile::kMinRateHz && file.rateHz() <= AudioFile::kMaxRateHz);
         REQUIRE(file.channels() == 1 || file.channels() == 2);
         Digest hash;
         uint64_t samples = 0;

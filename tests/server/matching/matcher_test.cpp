@@ -176,7 +176,7 @@ TEST_F(Matching, SaysNothingToEmptyAndDegenerateQueries) {
         EXPECT_THAT(recogniser.recognise(query, 5).matches, IsEmpty());
         // A sound string beside one that is too short does not save its map, one sound map saves the query.
         query.codes[0] = sound.codes[0];
-        if (code.size() < kLeastLetters) {
+        if (code.size() < kMinLetters) {
             EXPECT_THAT(recogniser.recognise(query, 5).matches, IsEmpty());
         }
         query.codes[1] = sound.codes[1];
@@ -190,7 +190,7 @@ TEST_F(Matching, SaysNothingToEmptyAndDegenerateQueries) {
 TEST_F(Matching, BearsQueriesOfAnyLengthAndDuration) {
     CatalogRecogniser recogniser(location());
     std::mt19937 dice(5);
-    for (const size_t letters : {size_t{40}, kMostLetters, kMostLetters + 1, size_t{200000}}) {
+    for (const size_t letters : {size_t{40}, kMaxLetters, kMaxLetters + 1, size_t{200000}}) {
         SCOPED_TRACE(letters);
         FingerprintQuery query;
         query.durationMs = 31000;
@@ -199,7 +199,7 @@ TEST_F(Matching, BearsQueriesOfAnyLengthAndDuration) {
         }
         EXPECT_THAT(recogniser.recognise(query, 5).matches, IsEmpty());
         CatalogReader reader(location());
-        EXPECT_EQ(examine(reader, query).refusal.empty(), letters <= kMostLetters);
+        EXPECT_EQ(examine(reader, query).refusal.empty(), letters <= kMaxLetters);
     }
     for (const uint32_t durationMs : {0U, 1U, 50U, 51U, 1000U, UINT32_MAX}) {
         SCOPED_TRACE(durationMs);
