@@ -4,6 +4,7 @@
 #include "commands/catalogue.h"
 #include "commands/descriptor_stream.h"
 #include "commands/serve.h"
+#include "commands/state_paths.h"
 #include "commands/transfer.h"
 #include "commands/unknown_command.h"
 #include "kvx.h"
@@ -63,7 +64,7 @@ class Commands {
         CLI::App* add = catalogCommand("add", "Add files and folders to the catalogue", toTheEnd([this] {
                                            add_.catalog = catalog_;
                                            add_.progressBar = ::isatty(STDOUT_FILENO) == 1;
-                                           return static_cast<int>(runAdd(add_, out_, err_));
+                                           return runAdd(add_, out_, err_);
                                        }));
         add->add_option("PATH", add_.paths, "Audio files, and folders of them")->required();
         add->add_option("--workers", add_.workers, "Threads that decode; 0: one for each processor")
@@ -79,9 +80,10 @@ class Commands {
         CLI::App* serve = catalogCommand("serve", "Answer recognition requests", [this] {
             serve_.accounts = accounts_;
             serve_.catalog = catalog_;
-            return runServe(
-                serve_, [this](const LogLine& log) { return std::make_unique<CatalogRecogniser>(catalog_, log); }, out_,
-                err_);
+            ServiceSetup setup;
+            CatalogRecogniser recogniser(
+                catalog_, [&setup](const std::string& line) { setup.log->error("catalogue: {}", line); });
+            return runServe(serve_, setup, recogniser, out_, err_);
         });
         serve->add_option("--listen", serve_.listen, "ADDRESS:PORT; port 0 picks a free one")->capture_default_str();
         serve

@@ -8,10 +8,10 @@
 // service: the dearest that were thought of beside the usual one, a fingerprint of a recording of the catalogue. Then
 // account OTHER asks the usual one on one connection, with a breath in between, at first alone and then beside
 // CONNECTIONS (20) on which account CODE asks the dearest without a pause.
-#include "audio/recording_reader.h"
 #include "catalog/catalog.h"
 #include "coding/query_coder.h"
 #include "demo/piece.h"
+#include "ingest/recording_reader.h"
 #include "server/http/raw_client.h"
 #include "server/protocol/client.h"
 

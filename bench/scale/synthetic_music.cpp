@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "synthetic_music.h"
 
-#include "audio/record_blobs.h"
 #include "catalog/catalog.h"
 #include "coding/grams.h"
+#include "ingest/record_builder.h"
 #include "model/frames.h"
 
 #include <edlib.h>

@@ -7,10 +7,10 @@
 #include "audio/audio_file.h"
 
 #include "audio/file_tags.h"
-#include "audio/record_blobs.h"
 #include "base/digest.h"
 #include "base/text.h"
 #include "fuzz_target.h"
+#include "ingest/record_builder.h"
 #include "memory_file.h"
 #include "records/all_records.h"
 #include "records/record_walkers.h"
@@ -61,13 +61,13 @@ void checkRecord(const std::string& bytes, const kvx::Table<Record>& table) {
     kvx::freeFields(table, &record);
 }
 
-void checkText(const std::string& text) { REQUIRE(text.size() <= kMostTextBytes && cleanText(text) == text); }
+void checkText(const std::string& text) { REQUIRE(text.size() <= kMaxTextBytes && cleanText(text) == text); }
 
 // Every sample, in one hash; or the reason why not.
 std::string readSamples(const std::filesystem::path& path) {
     try {
         AudioFile file(path);
-        REQUIRE(file.rateHz() >= AudioFile::kLeastRateHz && file.rateHz() <= AudioFile::kMostRateHz);
+        REQUIRE(file.rateHz() >= AudioFile::kMinRateHz && file.rateHz() <= AudioFile::kMaxRateHz);
         REQUIRE(file.channels() == 1 || file.channels() == 2);
         Digest hash;
         uint64_t samples = 0;

@@ -53,7 +53,7 @@ std::optional<std::string> codeOf(uint32_t account) {
 
 class NoRecogniser : public Recogniser {
   public:
-    std::vector<Match> recognise(const FingerprintQuery&, size_t) override { return {}; }
+    Recognition recognise(const FingerprintQuery&, size_t) override { return {}; }
     std::vector<Match> lookUp(const std::string&, size_t) override { return {}; }
     uint64_t recordingCount() override { return 0; }
 };

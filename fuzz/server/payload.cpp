@@ -38,7 +38,7 @@ void check(const IdentityRequest& request, const std::string& payload) {
 }
 
 void check(const ItemsRequest& request, const std::string& payload) {
-    REQUIRE(!request.ids.empty() && request.ids.size() <= kMostIds);
+    REQUIRE(!request.ids.empty() && request.ids.size() <= kMaxIds);
     std::string list;
     for (const std::string& id : request.ids) list += "," + id;
     list.erase(0, 1);

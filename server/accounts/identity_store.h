@@ -21,10 +21,10 @@ namespace tarn::server {
 class IdentityStore {
   public:
     // An account whose devices ask for more gets none: the file must not grow without end.
-    static constexpr size_t kMostPerAccount = 100'000;
+    static constexpr size_t kMaxPerAccount = 100'000;
 
     // Needs nothing of the file yet: a service that is never asked for an identity never opens it.
-    explicit IdentityStore(std::filesystem::path file, size_t mostPerAccount = kMostPerAccount);
+    explicit IdentityStore(std::filesystem::path file, size_t mostPerAccount = kMaxPerAccount);
 
     // Opens the file, and makes it where there is none; throws std::runtime_error. An entry that was cut off is
     // dropped.

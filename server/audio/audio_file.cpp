@@ -12,7 +12,7 @@ namespace tarn::server {
 namespace {
 
 constexpr size_t kPieceSamples = 16384; // of all channels together, at most
-constexpr sf_count_t kLeastPieceFrames = 1024;
+constexpr sf_count_t kMinPieceFrames = 1024;
 
 struct Close {
     void operator()(SNDFILE* file) const { sf_close(file); }
@@ -63,7 +63,7 @@ struct AudioFile::Impl {
     // Room for a piece: all of a short file, as far as its length is known.
     void makeRoom() {
         const auto most = static_cast<sf_count_t>(std::max<size_t>(1, kPieceSamples / fileChannels));
-        pieceFrames = std::clamp(info.frames, std::min(kLeastPieceFrames, most), most);
+        pieceFrames = std::clamp(info.frames, std::min(kMinPieceFrames, most), most);
         samples.resize(static_cast<size_t>(pieceFrames) * fileChannels);
         if (floating) floats.resize(samples.size());
     }
@@ -106,11 +106,11 @@ AudioFile::AudioFile(const std::filesystem::path& path) : impl_(std::make_unique
     impl_->file.reset(sf_open(path.c_str(), SFM_READ, &impl_->info));
     if (!impl_->file) throw AudioError("not readable as audio: " + reasonNotOpened());
     const SF_INFO& info = impl_->info;
-    if (info.samplerate < kLeastRateHz) {
+    if (info.samplerate < kMinRateHz) {
         throw AudioError("its rate of " + std::to_string(info.samplerate) + " Hz is below the " +
-                         std::to_string(kLeastRateHz) + " Hz that recognition needs");
+                         std::to_string(kMinRateHz) + " Hz that recognition needs");
     }
-    if (info.samplerate > kMostRateHz) {
+    if (info.samplerate > kMaxRateHz) {
         throw AudioError("a rate of " + std::to_string(info.samplerate) + " Hz is not believable");
     }
     if (info.channels < 1) throw AudioError("it has no channels");
@@ -129,7 +129,7 @@ std::span<const int16_t> AudioFile::read() {
     Impl& state = *impl_;
     const size_t frames = state.decode();
     state.framesRead += frames;
-    if (state.framesRead > kMostSeconds * static_cast<uint64_t>(rateHz())) throw AudioError("longer than a day");
+    if (state.framesRead > kMaxSeconds * static_cast<uint64_t>(rateHz())) throw AudioError("longer than a day");
     if (frames == 0) {
         if (sf_error(state.file.get()) != SF_ERR_NO_ERROR) {
             throw AudioError(std::string("damaged: ") + sf_strerror(state.file.get()));

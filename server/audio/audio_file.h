@@ -24,9 +24,9 @@ void expectFile(const std::filesystem::path& path);
 // Formats of floating values are clipped at full scale.
 class AudioFile {
   public:
-    static constexpr int kLeastRateHz = 11025; // a client refuses anything below, so that nothing could be recognised
-    static constexpr int kMostRateHz = 768000;
-    static constexpr uint64_t kMostSeconds = uint64_t{24} * 3600; // ends a small file that unpacks without end
+    static constexpr int kMinRateHz = 11025; // a client refuses anything below, so that nothing could be recognised
+    static constexpr int kMaxRateHz = 768000;
+    static constexpr uint64_t kMaxSeconds = uint64_t{24} * 3600; // ends a small file that unpacks without end
 
     // Throws AudioError.
     explicit AudioFile(const std::filesystem::path& path);

@@ -12,11 +12,11 @@ namespace tarn::server {
 
 namespace {
 
-constexpr uint32_t kMostNumber = 65535; // larger ones are rubbish
+constexpr uint32_t kMaxNumber = 65535; // larger ones are rubbish
 
 std::string text(const TagLib::String& value) { return cleanText(value.to8Bit(true)); }
 
-uint32_t number(unsigned value) { return value <= kMostNumber ? value : 0; }
+uint32_t number(unsigned value) { return value <= kMaxNumber ? value : 0; }
 
 } // namespace
 

@@ -30,7 +30,7 @@ namespace {
 constexpr char kTags = 't';
 constexpr char kProblem = 'p';
 constexpr int kNoMemory = 3; // exit status
-constexpr size_t kMostMessage = 128 * 1024;
+constexpr size_t kMaxMessage = 128 * 1024;
 
 std::string packed(const Tags& tags) {
     std::string text(1, kTags);
@@ -52,7 +52,7 @@ bool tell(int socket, const std::string& message) {
 
 // Nothing where the other side has gone.
 std::optional<std::string> heard(int socket) {
-    std::vector<char> bytes(kMostMessage);
+    std::vector<char> bytes(kMaxMessage);
     ssize_t count = 0;
     while ((count = ::recv(socket, bytes.data(), bytes.size(), 0)) < 0 && errno == EINTR) continue;
     if (count <= 0) return std::nullopt;
@@ -63,9 +63,9 @@ std::optional<std::string> heard(int socket) {
 void limit() {
     uint64_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
-    const rlim_t bytes = pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE)) + TagProcess::kMostBytes;
+    const rlim_t bytes = pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE)) + TagProcess::kMaxBytes;
     const rlimit memory{bytes, bytes};
-    const rlimit time{TagProcess::kMostSeconds, TagProcess::kMostSeconds + 1};
+    const rlimit time{TagProcess::kMaxSeconds, TagProcess::kMaxSeconds + 1};
     const rlimit nothing{0, 0};
     ::setrlimit(RLIMIT_AS, &memory);
     ::setrlimit(RLIMIT_CPU, &time);
@@ -87,12 +87,12 @@ void limit() {
 
 std::string problemOf(int status) {
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGXCPU) {
-        return "its tags take longer than " + std::to_string(TagProcess::kMostSeconds) + " s to read";
+        return "its tags take longer than " + std::to_string(TagProcess::kMaxSeconds) + " s to read";
     }
     if (WIFSIGNALED(status) && WTERMSIG(status) != SIGABRT) {
         return "its tags are damaged: reading them ends with signal " + std::to_string(WTERMSIG(status));
     }
-    return "its tags take more than " + std::to_string(TagProcess::kMostBytes >> 20) + " MiB of memory to read";
+    return "its tags take more than " + std::to_string(TagProcess::kMaxBytes >> 20) + " MiB of memory to read";
 }
 
 // A process that has only ever had this thread, and can therefore be copied for each file.
@@ -143,7 +143,7 @@ TagProcess::~TagProcess() {
 Tags TagProcess::read(const std::filesystem::path& path) {
     const std::string question = path.string();
     std::optional<std::string> answer;
-    if (question.size() < kMostMessage && tell(socket_, question)) answer = heard(socket_);
+    if (question.size() < kMaxMessage && tell(socket_, question)) answer = heard(socket_);
     if (!answer) throw AudioError("its tags cannot be read: the process that reads tags has ended; run this again");
     if (answer->front() != kTags) throw AudioError(answer->substr(1));
     return unpacked(answer->substr(1));

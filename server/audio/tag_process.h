@@ -14,8 +14,8 @@ namespace tarn::server {
 class TagProcess {
   public:
     // What the reading of one file's tags may take.
-    static constexpr size_t kMostBytes = size_t{96} << 20;
-    static constexpr unsigned kMostSeconds = 10; // of processor time
+    static constexpr size_t kMaxBytes = size_t{96} << 20;
+    static constexpr unsigned kMaxSeconds = 10; // of processor time
 
     // To be made before the process has other threads. Throws std::system_error.
     TagProcess();

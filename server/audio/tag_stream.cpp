@@ -21,16 +21,9 @@ AudioError unreadable(int error) { return AudioError(std::string("its tags canno
 TagStream::TagStream(const std::filesystem::path& path)
     : path_(path.string()), file_(::open(path_.c_str(), O_RDONLY | O_CLOEXEC)) {
     struct stat about {};
-    if (file_ >= 0 && ::fstat(file_, &about) == 0) {
-        length_ = about.st_size;
-        return;
-    }
-    const int error = errno;
-    if (file_ >= 0) ::close(file_);
-    throw unreadable(error);
+    if (!file_.isOpen() || ::fstat(file_.get(), &about) != 0) throw unreadable(errno);
+    length_ = about.st_size;
 }
-
-TagStream::~TagStream() { ::close(file_); }
 
 void TagStream::expectGood() const {
     if (error_ != 0) throw unreadable(error_);
@@ -42,7 +35,7 @@ TagLib::ByteVector TagStream::readBlock(unsigned long length) {
     TagLib::ByteVector block(static_cast<unsigned>(std::min({length, rest, 1UL << 31})), 0);
     unsigned filled = 0;
     while (filled < block.size()) {
-        const ssize_t count = ::pread(file_, block.data() + filled, block.size() - filled, place_);
+        const ssize_t count = ::pread(file_.get(), block.data() + filled, block.size() - filled, place_);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0 && error_ == 0) error_ = errno;
         if (count <= 0) break;

@@ -3,6 +3,8 @@
 // knows the difference.
 #pragma once
 
+#include "base/file_descriptor.h"
+
 #include <taglib/tiostream.h>
 
 #include <filesystem>
@@ -14,9 +16,6 @@ class TagStream final : public TagLib::IOStream {
   public:
     // Throws AudioError where the file cannot be opened.
     explicit TagStream(const std::filesystem::path& path);
-    ~TagStream() override;
-    TagStream(const TagStream&) = delete;
-    TagStream& operator=(const TagStream&) = delete;
 
     // Throws AudioError where a reading has failed.
     void expectGood() const;
@@ -36,7 +35,7 @@ class TagStream final : public TagLib::IOStream {
 
   private:
     std::string path_;
-    int file_;
+    FileDescriptor file_;
     long length_ = 0;
     long place_ = 0;
     int error_ = 0; // of the first reading that failed

@@ -65,7 +65,7 @@ std::string cleanText(std::string_view text) {
             spaceWaits = !clean.empty();
             continue;
         }
-        if (clean.size() + character.size() + (spaceWaits ? 1 : 0) > kMostTextBytes) break;
+        if (clean.size() + character.size() + (spaceWaits ? 1 : 0) > kMaxTextBytes) break;
         if (spaceWaits) clean += ' ';
         spaceWaits = false;
         clean += character;

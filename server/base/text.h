@@ -9,10 +9,10 @@
 
 namespace tarn::server {
 
-constexpr size_t kMostTextBytes = 1000;
+constexpr size_t kMaxTextBytes = 1000;
 
 // Valid UTF-8 in one line: a byte that is no UTF-8 becomes U+FFFD, runs of white space and control characters one
-// space, none at the ends; what turns the writing direction is left out; cut at a character, to kMostTextBytes at most.
+// space, none at the ends; what turns the writing direction is left out; cut at a character, to kMaxTextBytes at most.
 std::string cleanText(std::string_view text);
 
 // A path as it is, but for control characters, bytes that a terminal may take for one, and what turns the writing

@@ -14,12 +14,12 @@ namespace tarn::server {
 namespace {
 
 constexpr size_t kLettersPerTime = 16;
-constexpr uint32_t kMostRun = 10; // letters that one byte stands for
+constexpr uint32_t kMaxRun = 10; // letters that one byte stands for
 
 void appendLetters(std::string& out, std::string_view letters) {
     for (size_t i = 0; i < letters.size();) {
         uint32_t run = 1;
-        while (run < kMostRun && i + run < letters.size() && letters[i + run] == letters[i]) ++run;
+        while (run < kMaxRun && i + run < letters.size() && letters[i + run] == letters[i]) ++run;
         out.push_back(static_cast<char>(static_cast<uint32_t>(letters[i] - 'a') + kLetters * (run - 1)));
         i += run;
     }
@@ -34,7 +34,7 @@ struct Run {
 constexpr std::array<Run, 256> makeRuns() {
     constexpr uint64_t kEachByte = 0x0101010101010101;
     std::array<Run, 256> runs;
-    for (uint32_t value = 0; value < kLetters * kMostRun; ++value) {
+    for (uint32_t value = 0; value < kLetters * kMaxRun; ++value) {
         runs[value] = {kEachByte * ('a' + value % kLetters), value / kLetters + 1};
     }
     return runs;
@@ -42,7 +42,7 @@ constexpr std::array<Run, 256> makeRuns() {
 constexpr std::array<Run, 256> kRuns = makeRuns();
 
 bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
-    static_assert(kMostRun <= 2 * sizeof(Run::letters));
+    static_assert(kMaxRun <= 2 * sizeof(Run::letters));
     out.resize(count + 2 * sizeof(Run::letters)); // room for a whole run after the last letter
     char* const to = out.data();
     const char* from = bytes.data();
@@ -141,7 +141,7 @@ std::optional<RecordingCodes> takeCodes(std::string_view& bytes) {
     for (auto& coding : codes) {
         for (CodeString& string : coding) {
             const std::optional<uint64_t> count = takeVarint(bytes);
-            if (!count || *count > bytes.size() * kMostRun) return std::nullopt;
+            if (!count || *count > bytes.size() * kMaxRun) return std::nullopt;
             if (!takeLetters(bytes, static_cast<size_t>(*count), string.letters)) return std::nullopt;
             if (!takeFrames(bytes, string.letters.size(), string.frames)) return std::nullopt;
         }

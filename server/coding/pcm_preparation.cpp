@@ -11,7 +11,7 @@ namespace tarn::server {
 
 namespace {
 
-constexpr int kLowestRateHz = 1000;
+constexpr int kMinRateHz = 1000;
 
 // The mean of each frame of one channel or more, rounded toward minus infinity, as the library rounds pairs.
 void mixMany(const int16_t* pcm, size_t frames, size_t channels, int16_t* mono) {
@@ -27,7 +27,7 @@ void mixMany(const int16_t* pcm, size_t frames, size_t channels, int16_t* mono) 
 } // namespace
 
 PcmPreparation::PcmPreparation(int rateHz, int channels) : rateHz_(rateHz), channels_(static_cast<size_t>(channels)) {
-    if (rateHz < kLowestRateHz) throw std::invalid_argument("PCM of less than 1000 Hz");
+    if (rateHz < kMinRateHz) throw std::invalid_argument("PCM of less than 1000 Hz");
     if (channels < 1) throw std::invalid_argument("PCM without channels");
     if (rateHz == kEngineRateHz) return;
     resampler_ = makeLibraryHandle(); // where the library keeps a resampler

@@ -20,9 +20,9 @@ constexpr int32_t kTooShort = -2;
 
 // The session's answer: where to start, or why there is none.
 int32_t openSession(KVXHandle* handle, uint32_t durationMs) {
-    constexpr uint32_t kLongest = std::numeric_limits<int32_t>::max();
+    constexpr uint32_t kMaxDurationMs = std::numeric_limits<int32_t>::max();
     const int32_t start =
-        KVXNewFingerprint3(handle, 1, kEngineRateHz, static_cast<int32_t>(std::min(durationMs, kLongest)));
+        KVXNewFingerprint3(handle, 1, kEngineRateHz, static_cast<int32_t>(std::min(durationMs, kMaxDurationMs)));
     if (start < 0 && start != kTooShort) throw std::bad_alloc();
     return start;
 }

@@ -5,7 +5,7 @@
 #include "accounts/identity_store.h"
 #include "base/text.h"
 #include "commands/descriptor_stream.h"
-#include "commands/reason.h"
+#include "commands/reporting.h"
 
 #include <ctime>
 #include <fmt/format.h>
@@ -16,7 +16,7 @@ namespace tarn::server {
 
 namespace {
 
-constexpr size_t kMostNameBytes = 200;
+constexpr size_t kMaxNameBytes = 200;
 
 std::string nowUtc() {
     const std::time_t now = std::time(nullptr);
@@ -35,7 +35,7 @@ int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostr
             options.checksumMethod > 3) {
             throw AccountError("encryption is 1, 2 or 3; checksum is 2 or 3");
         }
-        if (options.name.size() > kMostNameBytes || !isPrintable(options.name))
+        if (options.name.size() > kMaxNameBytes || !isPrintable(options.name))
             throw AccountError("the name is too long or not printable");
         if (options.accounts.has_parent_path()) {
             std::filesystem::create_directories(options.accounts.parent_path());

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/add.h"
 
+#include "base/reason.h"
 #include "base/text.h"
 #include "catalog/catalog.h"
-#include "commands/decode_pool.h"
-#include "commands/progress.h"
-#include "commands/reason.h"
+#include "ingest/decode_pool.h"
+#include "ingest/progress.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -23,7 +23,7 @@ constexpr auto kDrawEvery = std::chrono::milliseconds(200);
 constexpr const char* kClearLine = "\r\033[K";
 
 struct PendingLine {
-    CatalogWriter::Outcome outcome;
+    bool added; // else updated
     std::string text;
 };
 
@@ -42,14 +42,14 @@ std::string describe(const FoundFile& file, const Recording& recording) {
                        durationText(recording.durationMs / 1000), name);
 }
 
-class Run {
+class AddRun {
   public:
-    Run(const AddOptions& options, std::ostream& out, std::ostream& err)
+    AddRun(const AddOptions& options, std::ostream& out, std::ostream& err)
         : options_(options), out_(out), err_(err),
           tags_(options.workers == 0 ? std::max(1U, std::thread::hardware_concurrency()) : options.workers),
           writer_(options.catalog, options.gramLetters) {}
 
-    AddStatus run() {
+    int run() {
         FoundFiles found = findFiles(options_.paths);
         for (const FoundProblem& problem : found.problems) skip(problem.path, problem.reason);
         // What is known already is not decoded, so it is sifted out before the threads start.
@@ -98,9 +98,9 @@ class Run {
         if (!decoded.problem.empty()) return skip(file.path, decoded.problem);
         progress_.audioMs += decoded.recording.durationMs;
         pendingAudioMs_ += decoded.recording.durationMs;
-        const CatalogWriter::Outcome outcome = writer_.put(decoded.recording);
+        const bool added = writer_.put(decoded.recording) == CatalogWriter::Outcome::kAdded;
         writer_.rememberFile(file.path.string(), file.bytes, file.modifiedNs, decoded.recording.contentHash);
-        pending_.push_back({outcome, describe(file, decoded.recording)});
+        pending_.push_back({added, describe(file, decoded.recording)});
     }
 
     // Only what is committed is told.
@@ -108,12 +108,16 @@ class Run {
         if (!pending_.empty()) writer_.commit();
         if (!options_.progressBar) {
             for (const PendingLine& line : pending_) {
-                out_ << (line.outcome == CatalogWriter::Outcome::kAdded ? "added " : "updated ") << line.text << '\n';
+                out_ << (line.added ? "added " : "updated ") << line.text << '\n';
             }
             out_ << std::flush;
         }
         for (const PendingLine& line : pending_) {
-            ++(line.outcome == CatalogWriter::Outcome::kAdded ? counts_.added : counts_.updated);
+            if (line.added) {
+                ++counts_.added;
+            } else {
+                ++counts_.updated;
+            }
         }
         counts_.audioMs += pendingAudioMs_;
         pendingAudioMs_ = 0;
@@ -149,8 +153,8 @@ class Run {
 
 } // namespace
 
-AddStatus runAdd(const AddOptions& options, std::ostream& out, std::ostream& err) {
-    std::optional<Run> run;
+int runAdd(const AddOptions& options, std::ostream& out, std::ostream& err) {
+    std::optional<AddRun> run;
     try {
         run.emplace(options, out, err);
         return run->run();

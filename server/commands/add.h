@@ -20,14 +20,13 @@ struct AddOptions {
     bool progressBar = false;                   // on out, in place of a line for each file
 };
 
-enum AddStatus : int {
-    kAllInCatalog = 0,
-    kAddFailed = 1,    // the catalogue cannot be opened or written
-    kFilesSkipped = 2, // everything else is in the catalogue
-};
+// Exit statuses.
+constexpr int kAllInCatalog = 0;
+constexpr int kAddFailed = 1;    // the catalogue cannot be opened or written
+constexpr int kFilesSkipped = 2; // everything else is in the catalogue
 
 // Decodes and codes on all workers, writes on the calling thread. A file is told as added or updated once it is
 // committed: what was told survives anything. What cannot be used is named on err and skipped.
-AddStatus runAdd(const AddOptions& options, std::ostream& out, std::ostream& err);
+int runAdd(const AddOptions& options, std::ostream& out, std::ostream& err);
 
 } // namespace tarn::server

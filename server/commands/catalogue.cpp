@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/catalogue.h"
 
-#include "audio/recording_reader.h"
 #include "base/text.h"
 #include "catalog/catalog.h"
 #include "commands/identify.h"
-#include "commands/reason.h"
+#include "commands/reporting.h"
+#include "ingest/recording_reader.h"
 
 #include <algorithm>
 #include <charconv>

@@ -3,23 +3,16 @@
 
 #include "matching/matcher.h"
 
-#include <cstdio>
+#include <fmt/format.h>
 #include <string>
 
 namespace tarn::server {
 
 namespace {
 
-std::string withDecimals(double value, int decimals) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", decimals, value);
-    return text;
-}
-
-std::string clock(uint32_t milliseconds) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%u:%06.3f", milliseconds / 60000, milliseconds % 60000 / 1000.0);
-    return text;
+// Minutes, seconds and milliseconds: 1:02.345.
+std::string placeText(uint32_t milliseconds) {
+    return fmt::format("{}:{:06.3f}", milliseconds / 60000, milliseconds % 60000 / 1000.0);
 }
 
 std::string nameOf(const Recording& recording) {
@@ -32,7 +25,7 @@ std::string verdict(const Candidate& candidate, bool isBest) {
     if (!isBest) return "another recording fits better";
     const std::string chance = std::to_string(confidenceOf(candidate.chance));
     if (candidate.accepted) return "accepted with confidence " + chance;
-    return "not accepted: confidence " + chance + " is below " + std::to_string(confidenceOf(kLeastChance));
+    return "not accepted: confidence " + chance + " is below " + std::to_string(confidenceOf(kMinChance));
 }
 
 } // namespace
@@ -49,10 +42,10 @@ bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream
     for (const Candidate& candidate : examination.candidates) {
         const Coding& coding = kCodings[candidate.alignment.coding];
         out << "  " << candidate.id << "  " << nameOf(candidate.recording) << "\n      weight "
-            << withDecimals(candidate.score / 100.0, 1) << ", " << withDecimals(candidate.alignment.bits, 0)
-            << " bits, at " << clock(offsetMs(candidate.alignment)) << " (map " << candidate.alignment.map << ", phase "
-            << coding.phaseSamples << (coding.halvings > 0 ? " quiet" : "") << "): " << verdict(candidate, isBest)
-            << '\n';
+            << fmt::format("{:.1f}", candidate.score / 100.0) << ", " << fmt::format("{:.0f}", candidate.alignment.bits)
+            << " bits, at " << placeText(offsetMs(candidate.alignment)) << " (map " << candidate.alignment.map
+            << ", phase " << coding.phaseSamples << (coding.halvings > 0 ? " quiet" : "")
+            << "): " << verdict(candidate, isBest) << '\n';
         isBest = false;
     }
     return !examination.candidates.empty() && examination.candidates.front().accepted;

@@ -2,36 +2,38 @@
 // tarn-server serve: accounts, catalogue and network together, until a signal ends it.
 #pragma once
 
-#include "http/http_server.h"
+#include "commands/end_signal.h"
+#include "http/http_limits.h"
 #include "model/recogniser.h"
 
 #include <filesystem>
-#include <functional>
 #include <iosfwd>
 #include <memory>
+#include <spdlog/logger.h>
 #include <string>
 
 namespace tarn::server {
 
-// Opens the catalogue; log: for what the log is to say of it. It may throw: the service runs all the same, answers 503,
-// and tries again every second.
-using LogLine = std::function<void(const std::string&)>;
-using RecogniserFactory = std::function<std::unique_ptr<Recogniser>(const LogLine& log)>;
-
 struct ServeOptions {
     std::string listen = "127.0.0.1:8080";
-    std::string catalog;              // its path, for the log
+    std::string catalog;              // where it is, for the log
     std::filesystem::path accounts;   // see defaultAccountsFile()
     std::filesystem::path identities; // empty: "identities" beside the accounts
     HttpLimits limits;
 };
 
-// $STATE_DIRECTORY, which a service manager sets, else $XDG_STATE_HOME/tarn-server, else ~/.local/state/tarn-server.
-std::filesystem::path stateDirectory();
-std::filesystem::path defaultAccountsFile();
+// What a service has before it has anything else, and before its process has a second thread.
+struct ServiceSetup {
+    ServiceSetup();
 
-// Prints "listening on ADDRESS:PORT", then serves until SIGTERM or SIGINT, then finishes what is in flight. The log
-// goes to standard error, one line a request. Exit status: 0; 1 when the service could not start, told on err.
-int runServe(const ServeOptions& options, const RecogniserFactory& openCatalogue, std::ostream& out, std::ostream& err);
+    EndSignal endSignal;
+    std::shared_ptr<spdlog::logger> log; // to standard error
+};
+
+// Prints "listening on ADDRESS:PORT", then serves until SIGTERM or SIGINT, then finishes what is in flight. The log has
+// one line a request. A catalogue that cannot be asked is looked at again every second, and until it can be, requests
+// are answered with 503. Exit status: 0; 1 when the service could not start, told on err.
+int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recogniser, std::ostream& out,
+             std::ostream& err);
 
 } // namespace tarn::server

@@ -2,8 +2,8 @@
 #include "commands/transfer.h"
 
 #include "catalog/catalog.h"
-#include "commands/reason.h"
 #include "commands/recording_json.h"
+#include "commands/reporting.h"
 
 #include <fstream>
 #include <istream>

@@ -7,7 +7,7 @@ namespace tarn::server {
 
 namespace {
 
-constexpr int kMostTypos = 2;
+constexpr int kMaxTypos = 2;
 
 // Letters to replace, add or leave out until both are the same.
 int typosBetween(const std::string& one, const std::string& other) {
@@ -21,7 +21,7 @@ int typosBetween(const std::string& one, const std::string& other) {
 // Empty where none is near.
 std::string nearestCommand(const CLI::App& parent, const std::string& name) {
     std::string nearest;
-    int least = kMostTypos + 1;
+    int least = kMaxTypos + 1;
     for (const CLI::App* command : parent.get_subcommands([](const CLI::App*) { return true; })) {
         const int typos = typosBetween(name, command->get_name());
         if (typos >= least) continue;

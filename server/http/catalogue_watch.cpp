@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/catalogue_watch.h"
 
+#include <utility>
+
 namespace tarn::server {
 
 namespace {
@@ -23,16 +25,27 @@ void CatalogueWatch::stop() { thread_ = {}; }
 
 void CatalogueWatch::look() {
     std::optional<uint64_t> count;
+    std::string reason;
     try {
         count = recogniser_.recordingCount();
-    } catch (const std::exception&) {
-        // Nothing known is what the health check and the metrics then tell.
+    } catch (const std::exception& error) {
+        reason = error.what();
     }
+    if (!count) noteFailure(reason);
     const std::lock_guard lock(mutex_);
+    if (count && becomes(State::kUp)) log_.info("catalogue: open, {} recordings in {}", *count, location_);
     recordings_ = count;
     looked_ = true;
     changed_.notify_all();
 }
+
+void CatalogueWatch::noteFailure(const std::string& reason) {
+    const std::lock_guard lock(mutex_);
+    if (!becomes(State::kDown)) return;
+    log_.error("catalogue: {}; until {} can be read, every answer is 503", reason, location_);
+}
+
+bool CatalogueWatch::becomes(State state) { return std::exchange(state_, state) != state; }
 
 std::optional<uint64_t> CatalogueWatch::recordings() const {
     const std::lock_guard lock(mutex_);

@@ -22,8 +22,8 @@ size_t workersOf(const HttpLimits& limits) {
 
 } // namespace
 
-Exchanges::Exchanges(const RequestHandler& handler, const HttpLimits& limits)
-    : handler_(handler), limits_(limits), queue_(workersOf(limits), limits.waiting) {}
+Exchanges::Exchanges(const RequestHandler& handler, CatalogueWatch& catalogue, const HttpLimits& limits)
+    : handler_(handler), catalogue_(catalogue), limits_(limits), queue_(workersOf(limits), limits.waiting) {}
 
 bool Exchanges::finishBody(MHD_Connection* connection, Exchange& exchange) {
     auto admitted = admit(exchange);
@@ -66,6 +66,8 @@ void Exchanges::work(MHD_Connection* connection, Exchange& exchange, WorkQueue::
     const bool mayRun = fate == WorkQueue::Fate::kRun && exchange.waiting <= limits_.waitingTime && !outOfTime_;
     exchange.answer(mayRun ? handler_.answer(std::move(exchange.request))
                            : overload(std::move(exchange.request.report)));
+    const RequestReport& report = exchange.reply.report;
+    if (report.outcome == RequestOutcome::kUnavailable) catalogue_.noteFailure(report.reason);
     MHD_resume_connection(connection);
 }
 

@@ -2,6 +2,7 @@
 // One request and its answer, and the way of a recognition request between the connection and a worker.
 #pragma once
 
+#include "http/catalogue_watch.h"
 #include "http/form_body.h"
 #include "http/http_limits.h"
 #include "http/work_queue.h"
@@ -47,7 +48,7 @@ struct Exchange {
 class Exchanges {
   public:
     // Throws std::system_error where the workers cannot be started.
-    Exchanges(const RequestHandler& handler, const HttpLimits& limits);
+    Exchanges(const RequestHandler& handler, CatalogueWatch& catalogue, const HttpLimits& limits);
 
     // The whole body of a recognition request has arrived. Everything that needs no catalogue is done here, on the
     // thread of input and output: a flood of packets without a good signature never takes a place in the queue. True:
@@ -62,6 +63,7 @@ class Exchanges {
     void work(MHD_Connection* connection, Exchange& exchange, WorkQueue::Fate fate);
 
     const RequestHandler& handler_;
+    CatalogueWatch& catalogue_; // learns of requests that it could not answer
     const HttpLimits limits_;
     std::atomic<bool> outOfTime_ = false;
     WorkQueue queue_; // last: its threads use what is above

@@ -3,8 +3,7 @@
 // limit.
 #pragma once
 
-#include <cstdint>
-#include <memory>
+#include <cstddef>
 #include <string>
 
 struct MHD_Connection;

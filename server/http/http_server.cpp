@@ -53,7 +53,8 @@ class HttpServer::Impl : public ServiceView {
   public:
     Impl(const std::string& address, const HttpLimits& limits, Backend backend)
         : limits_(limits), backend_(std::move(backend)), address_(address),
-          connections_(limits.connections, limits.requestTime), catalogue_(backend_.recogniser) {}
+          connections_(limits.connections, limits.requestTime),
+          catalogue_(backend_.recogniser, backend_.catalogue, *backend_.log) {}
 
     void start();
     void stop();
@@ -88,9 +89,9 @@ class HttpServer::Impl : public ServiceView {
     std::string address_;
     uint16_t port_ = 0;
     MHD_Daemon* daemon_ = nullptr;
-    std::optional<Exchanges> exchanges_;
     Connections connections_;
     CatalogueWatch catalogue_;
+    std::optional<Exchanges> exchanges_;
     std::atomic<bool> stopping_ = false;
 };
 
@@ -209,7 +210,7 @@ void HttpServer::Impl::start() {
     address_ = boundAddress(listener_);
     port_ = boundPort(listener_);
     try {
-        exchanges_.emplace(backend_.handler, limits_);
+        exchanges_.emplace(backend_.handler, catalogue_, limits_);
     } catch (const std::system_error& error) {
         throw ListenError(std::string("the workers cannot be started: ") + error.what() +
                           "; ask for fewer with --workers, or give the service more memory");

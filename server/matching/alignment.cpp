@@ -16,7 +16,7 @@ constexpr uint32_t kVoteBinFrames = 86;
 // How much more than the voted place is searched, on either side.
 constexpr uint32_t kMarginFrames = 250;
 // Places that are tried. Music that repeats, and damaged letters, may bring the right one second.
-constexpr size_t kMostPlaces = 3;
+constexpr size_t kMaxPlaces = 3;
 // How late the refined start is in the middle, measured on real music: runs are written when they have ended.
 constexpr int64_t kLateFrames = 8;
 // What a query is taken to last when it does not say.
@@ -125,7 +125,7 @@ Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look lo
     if (map == query.maps.end()) return best;
     // All codings at the likeliest place, the first at others: which place it is they tell as well.
     size_t codings = look == Look::kGlance ? 1 : kCodings.size();
-    for (const int64_t startFrame : places(query, codes, look == Look::kGlance ? 1 : kMostPlaces)) {
+    for (const int64_t startFrame : places(query, codes, look == Look::kGlance ? 1 : kMaxPlaces)) {
         Alignment here;
         here.startFrame = startFrame;
         here.map = static_cast<size_t>(map - query.maps.begin());

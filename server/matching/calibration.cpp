@@ -23,9 +23,9 @@ constexpr double kPerBit = 0.0226; // above chance
 constexpr double kPerBitOfLead = 0.1982;
 constexpr double kPerShareOfLead = 23.03; // of the query's own bits
 
-constexpr double kMostLead = 100.0; // a longer one says no more,
-constexpr double kMostShare = 0.4;  // nor does a larger share
-constexpr double kLeastQueryBits = 20.0;
+constexpr double kMaxLead = 100.0; // a longer one says no more,
+constexpr double kMaxShare = 0.4;  // nor does a larger share
+constexpr double kMinQueryBits = 20.0;
 // What the best of the wrong recordings gains when there are twice as many: measured, as the slope of the tail of their
 // bits.
 constexpr double kBitsPerDoubling = 3.0;
@@ -40,14 +40,14 @@ double chanceOfOdds(double logOdds) { return 1.0 / (1.0 + std::exp(-logOdds)); }
 } // namespace
 
 double chanceOf(const Evidence& evidence) {
-    const double queryBits = std::max(evidence.queryBits, kLeastQueryBits);
+    const double queryBits = std::max(evidence.queryBits, kMinQueryBits);
     const double byChance = kChanceBits + kChanceBitsPerDoubling * std::log2(queryBits / kUsualQueryBits);
     const double doublings =
         std::log2(static_cast<double>(std::max<uint64_t>(evidence.recordings, 1)) / kFittedRecordings);
     const double above = evidence.bits - byChance - kBitsPerDoubling * std::max(doublings, 0.0);
     // A small catalogue has no rival, or none that chance has had much choice of.
-    const double lead = std::min(evidence.bits - std::max(evidence.rivalBits, byChance), kMostLead);
-    const double share = std::min(lead / queryBits, kMostShare);
+    const double lead = std::min(evidence.bits - std::max(evidence.rivalBits, byChance), kMaxLead);
+    const double share = std::min(lead / queryBits, kMaxShare);
     const double compared = kIntercept + kPerBit * above + kPerBitOfLead * lead + kPerShareOfLead * share;
     // A rival that is far above chance, too, is no sign of chance: two pieces may sound in one query.
     const double alone = std::numbers::ln2 * (above - kEvenBits) / kBitsPerDoubling;

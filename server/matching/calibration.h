@@ -22,6 +22,6 @@ double chanceOf(const Evidence& evidence);
 int confidenceOf(double chance);
 
 // Below this chance there is no answer.
-constexpr double kLeastChance = 0.85;
+constexpr double kMinChance = 0.85;
 
 } // namespace tarn::server

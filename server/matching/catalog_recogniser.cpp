@@ -10,8 +10,6 @@ namespace tarn::server {
 
 namespace {
 
-thread_local std::optional<uint32_t> candidatesJudged;
-
 Match matchOf(const Recording& recording) {
     Match match;
     match.recordingId = recording.id;
@@ -63,31 +61,32 @@ void CatalogRecogniser::passOver(uint32_t id, const std::string& problem) {
     if (log_) log_(location_ + ": passed over: " + problem);
 }
 
-std::vector<Match> CatalogRecogniser::recognise(const FingerprintQuery& query, size_t most) {
+Recognition CatalogRecogniser::recognise(const FingerprintQuery& query, size_t maxMatches) {
     return withReader([&](CatalogReader& reader) {
         Examination examination = examine(reader, query);
-        candidatesJudged = static_cast<uint32_t>(examination.candidates.size());
-        std::vector<Match> matches;
+        Recognition recognition;
+        recognition.candidatesJudged = static_cast<uint32_t>(examination.candidates.size());
+        std::vector<Match>& matches = recognition.matches;
         for (const Candidate& candidate : examination.candidates) {
-            if (!candidate.accepted || matches.size() == most) break;
+            if (!candidate.accepted || matches.size() == maxMatches) break;
             Match match = matchOf(candidate.recording);
             match.confidence = confidenceOf(candidate.chance);
             match.offsetMs = offsetMs(candidate.alignment);
             matches.push_back(std::move(match));
         }
         if (matches.empty() && !examination.complete) throw notAll();
-        return matches;
+        return recognition;
     });
 }
 
-std::vector<Match> CatalogRecogniser::lookUp(const std::string& id, size_t most) {
+std::vector<Match> CatalogRecogniser::lookUp(const std::string& id, size_t maxMatches) {
     return withReader([&](CatalogReader& reader) {
         std::vector<uint32_t> ids = reader.byTrackId(id);
         const std::vector<uint32_t> ofAlbum = reader.byAlbumId(id);
         ids.insert(ids.end(), ofAlbum.begin(), ofAlbum.end());
         std::vector<Match> matches;
         for (const uint32_t recordingId : ids) {
-            if (matches.size() == most) break;
+            if (matches.size() == maxMatches) break;
             const std::optional<Recording> recording = reader.recording(recordingId);
             if (!recording) continue;
             Match match = matchOf(*recording);
@@ -102,7 +101,5 @@ std::vector<Match> CatalogRecogniser::lookUp(const std::string& id, size_t most)
 uint64_t CatalogRecogniser::recordingCount() {
     return withReader([](CatalogReader& reader) { return reader.recordingCount(); });
 }
-
-std::optional<uint32_t> CatalogRecogniser::candidatesOfLastQuery() { return candidatesJudged; }
 
 } // namespace tarn::server

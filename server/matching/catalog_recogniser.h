@@ -23,10 +23,9 @@ class CatalogRecogniser : public Recogniser {
     explicit CatalogRecogniser(std::string location, Log log = {})
         : location_(std::move(location)), log_(std::move(log)) {}
 
-    std::vector<Match> recognise(const FingerprintQuery& query, size_t most) override;
-    std::vector<Match> lookUp(const std::string& id, size_t most) override;
+    Recognition recognise(const FingerprintQuery& query, size_t maxMatches) override;
+    std::vector<Match> lookUp(const std::string& id, size_t maxMatches) override;
     uint64_t recordingCount() override;
-    std::optional<uint32_t> candidatesOfLastQuery() override;
 
   private:
     // Gives a reader that sees every commit, for the time of the work.

@@ -10,11 +10,11 @@ namespace tarn::server {
 namespace {
 
 // Hundredths of a bit.
-constexpr int16_t kMostForRepeat = 70;
-constexpr int16_t kLeastForPair = 20; // of a pair that speaks for a copy, however expected it is
+constexpr int16_t kMaxForRepeat = 70;
+constexpr int16_t kMinForPair = 20; // of a pair that speaks for a copy, however expected it is
 // Damage comes in stretches, of which nothing is left: so much of a copy may have become letters of chance.
 constexpr double kLost = 0.5;
-constexpr int16_t kMostForLetter = 1000; // of any score
+constexpr int16_t kMaxForLetter = 1000; // of any score
 constexpr int16_t kRepeatAlone = -50;
 
 // How many letters of a usual string are mixed into a query's own shares of letters, and of letters after a letter.
@@ -72,7 +72,7 @@ std::vector<int16_t> foretold(const Numbers& query, const LetterScores& scores) 
 class Tempered {
   public:
     Tempered() {
-        double hundredths = -kMostForLetter;
+        double hundredths = -kMaxForLetter;
         for (int16_t& score : scores_) {
             score = static_cast<int16_t>(
                 std::lround(100.0 * std::log2((1.0 - kLost) * std::exp2(hundredths / 100.0) + kLost)));
@@ -80,11 +80,12 @@ class Tempered {
         }
     }
     int16_t operator()(int hundredths) const {
-        return *(scores_.begin() + kMostForLetter + std::clamp<int>(hundredths, -kMostForLetter, kMostForLetter));
+        const int index = kMaxForLetter + std::clamp<int>(hundredths, -kMaxForLetter, kMaxForLetter);
+        return scores_[static_cast<size_t>(index)];
     }
 
   private:
-    std::array<int16_t, 2 * kMostForLetter + 1> scores_{};
+    std::array<int16_t, 2 * kMaxForLetter + 1> scores_{};
 };
 
 // Rounded, halves away from zero.
@@ -114,7 +115,7 @@ struct Scores {
     uint8_t repeated = 0; // where the query or the recording repeats the letter before
 
     Scores() = default;
-    explicit Scores(int16_t tempered) : full(biased(tempered)), repeated(biased(std::min(tempered, kMostForRepeat))) {}
+    explicit Scores(int16_t tempered) : full(biased(tempered)), repeated(biased(std::min(tempered, kMaxForRepeat))) {}
 
   private:
     static uint8_t biased(int16_t hundredths) { return static_cast<uint8_t>(units(hundredths) + kScoreBias); }
@@ -143,9 +144,9 @@ struct UsualScores {
         }
     }
 
-    static Scores lowered(int16_t pair, int16_t less) {
+    static Scores lowered(int16_t pair, int16_t reduction) {
         if (pair <= 0) return Scores(tempered()(pair));
-        return Scores(std::max(kLeastForPair, tempered()(pair - less)));
+        return Scores(std::max(kMinForPair, tempered()(pair - reduction)));
     }
 };
 
@@ -166,8 +167,8 @@ void toColumns(std::string_view letters, ScoreColumns& columns) {
 ScoredString::ScoredString(size_t codebook, std::string_view letters) {
     const LetterScores& scores = kLetterScores[codebook];
     const Numbers query(letters);
-    const std::vector<int16_t> less = foretold(query, scores);
-    const size_t length = std::min(query.all.size(), kMostScored);
+    const std::vector<int16_t> reductions = foretold(query, scores);
+    const size_t length = std::min(query.all.size(), kMaxScored);
     stride_ = (length + kScoreStep - 1) / kScoreStep * kScoreStep;
     score_.resize(kColumns * stride_);
     std::array<std::vector<uint8_t>, 3> alone; // of one, two and four letters
@@ -187,9 +188,9 @@ ScoredString::ScoredString(size_t codebook, std::string_view letters) {
             score_[(kLetters + b) * stride_ + i] = score.repeated;
         };
         for (size_t b = 0; b < kLetters; ++b) set(b, usual.of[letter][b]);
-        if (less[run] > 0) {
+        if (reductions[run] > 0) {
             for (const uint8_t b : usual.positive[letter]) {
-                set(b, UsualScores::lowered(scores.pair[letter][b], less[run]));
+                set(b, UsualScores::lowered(scores.pair[letter][b], reductions[run]));
             }
         }
         whole += score_[letter * stride_ + i] - kScoreBias;

@@ -29,7 +29,7 @@ class ScoredString {
     static constexpr int32_t kUnitsPerBit = 8;
 
     ScoredString() = default;
-    // Letters other than 'a' to 'x' are left out, and those after kMostScored.
+    // Letters other than 'a' to 'x' are left out, and those after kMaxScored.
     ScoredString(size_t codebook, std::string_view letters);
 
     // The best local score in units; 0: nothing fits. At most 7 letters of the query in a row stand against nothing.

@@ -11,13 +11,13 @@ namespace tarn::server {
 
 namespace {
 
-constexpr size_t kMostCandidates = 20;
+constexpr size_t kMaxCandidates = 20;
 constexpr size_t kRarestGrams = 160;
 // What a stage reads of the catalogue at most, in postings: the commonest grams say the least and cost the most, and in
 // a large catalogue all of a query's would be millions. So many of the rarest grams are read all the same.
 constexpr uint64_t kFirstPostings = 20'000;
-constexpr uint64_t kMostPostings = 200'000;
-constexpr size_t kFewestGrams = 40;
+constexpr uint64_t kMaxPostings = 200'000;
+constexpr size_t kMinGrams = 40;
 // A gram that this many recordings hold says too little for what it costs to read.
 constexpr uint64_t kCommonGram = 2200;
 // The first stage's candidates are judged when the best outweighs so far the one behind those that may be its copies:
@@ -26,13 +26,13 @@ constexpr size_t kBehind = 5;
 constexpr uint32_t kStandsOutPercent = 140;
 // In a small catalogue a look at more of them costs no more than finding them in a large one.
 constexpr uint64_t kSmallCatalogue = 1000;
-constexpr size_t kMostOfSmall = 100;
+constexpr size_t kMaxOfSmall = 100;
 // When so many were judged and so much speaks for one of them, the others are not looked at.
 constexpr size_t kClearCandidates = 4;
 constexpr double kClearBits = 150.0;
 // How many are measured whole, and how many when one of them is clear.
-constexpr size_t kMostMeasured = 8;
-constexpr size_t kMostMeasuredOfClear = 2;
+constexpr size_t kMaxMeasured = 8;
+constexpr size_t kMaxMeasuredOfClear = 2;
 // Two candidates nearer to each other than this, where the query lies, are the same recording.
 constexpr double kSameRecording = 0.35;
 
@@ -59,7 +59,7 @@ std::vector<size_t> heldGrams(const Lookup& lookup) {
 size_t gramsWithin(const Lookup& lookup, const std::vector<size_t>& grams, uint64_t postings) {
     size_t count = 0;
     uint64_t sum = 0;
-    while (count < grams.size() && (count < kFewestGrams || sum + lookup.frequency(grams[count]) <= postings)) {
+    while (count < grams.size() && (count < kMinGrams || sum + lookup.frequency(grams[count]) <= postings)) {
         sum += lookup.frequency(grams[count++]);
     }
     return count;
@@ -83,7 +83,7 @@ void measureBest(const PreparedQuery& query, std::vector<Candidate>& candidates)
     const auto higher = [](const Candidate& a, const Candidate& b) { return a.alignment.bits > b.alignment.bits; };
     std::stable_sort(candidates.begin(), candidates.end(), higher);
     const bool clear = candidates.front().alignment.bits >= kClearBits;
-    const size_t most = std::min(clear ? kMostMeasuredOfClear : kMostMeasured, candidates.size());
+    const size_t most = std::min(clear ? kMaxMeasuredOfClear : kMaxMeasured, candidates.size());
     for (size_t i = 0; i < most; ++i) {
         measure(query, candidates[i].recording.codes, candidates[i].alignment);
     }
@@ -109,7 +109,7 @@ void weigh(const PreparedQuery& query, std::vector<Candidate>& candidates, uint6
         other.sameAs = best.id;
     }
     best.chance = chanceOf(best.evidence);
-    best.accepted = best.chance >= kLeastChance;
+    best.accepted = best.chance >= kMinChance;
 }
 
 std::vector<Candidate> judge(CatalogReader& reader, const PreparedQuery& query,
@@ -124,7 +124,7 @@ std::vector<Candidate> judge(CatalogReader& reader, const PreparedQuery& query,
         candidate.id = scored.id;
         candidate.score = scored.score;
         candidate.alignment =
-            align(query, recording->codes, candidates.size() < kMostCandidates ? Look::kFull : Look::kGlance);
+            align(query, recording->codes, candidates.size() < kMaxCandidates ? Look::kFull : Look::kGlance);
         candidate.recording = std::move(*recording);
         mostBits = std::max(mostBits, candidate.alignment.bits);
         candidates.push_back(std::move(candidate));
@@ -148,17 +148,24 @@ Examination examine(CatalogReader& reader, const FingerprintQuery& query) {
     const uint64_t recordings = reader.recordingCount();
     Lookup lookup = reader.lookUp(prepared.lists(reader.gramLetters()));
     const std::vector<size_t> grams = heldGrams(lookup);
-    const size_t mostOfAll = recordings <= kSmallCatalogue ? kMostOfSmall : kMostCandidates;
+    const size_t mostOfAll = recordings <= kSmallCatalogue ? kMaxOfSmall : kMaxCandidates;
     const size_t rarest = std::min(kRarestGrams, gramsWithin(lookup, grams, kFirstPostings));
-    const size_t all = gramsWithin(lookup, grams, kMostPostings);
-    for (const auto& [count, mostCandidates] : {std::pair(rarest, kMostCandidates), std::pair(all, mostOfAll)}) {
-        const bool last = ++result.stages == 2;
+    const size_t all = gramsWithin(lookup, grams, kMaxPostings);
+    // Adds up the first `count` grams, those of the stage before excepted.
+    const auto addStage = [&](size_t count) {
         addUp(lookup, std::span(grams).subspan(result.grams, count - result.grams), recordings);
         result.grams = count;
-        const auto scored = reader.best(mostCandidates);
-        if (!last && !standsOut(scored)) continue;
+        ++result.stages;
+    };
+    const auto judgeAndAccept = [&](const std::vector<ScoredRecording>& scored) {
         result.candidates = judge(reader, prepared, scored, recordings);
-        if (!result.candidates.empty() && result.candidates.front().accepted) break;
+        return !result.candidates.empty() && result.candidates.front().accepted;
+    };
+    addStage(rarest);
+    const std::vector<ScoredRecording> first = reader.best(kMaxCandidates);
+    if (!standsOut(first) || !judgeAndAccept(first)) {
+        addStage(all);
+        judgeAndAccept(reader.best(mostOfAll));
     }
     result.complete = lookup.complete() && reader.complete();
     return result;

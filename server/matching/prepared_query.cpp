@@ -49,14 +49,14 @@ PreparedQuery::PreparedQuery(const FingerprintQuery& query) : frames(codedFrames
         size_t distinct = 0;
         for (size_t c = 0; c < kCodebooks; ++c) {
             QueryString& string = map.strings[c];
-            string.letters = query.codes[m * kCodebooks + c].substr(0, kMostLetters + 1);
+            string.letters = query.codes[m * kCodebooks + c].substr(0, kMaxLetters + 1);
             const size_t cut = std::min(kEndLetters, string.letters.size() / kEndPart);
             string.core = std::string_view(string.letters).substr(cut, string.letters.size() - 2 * cut);
             string.grams = gramsOf(string.letters);
-            map.usable = map.usable && string.letters.size() >= kLeastLetters && string.letters.size() <= kMostLetters;
+            map.usable = map.usable && string.letters.size() >= kMinLetters && string.letters.size() <= kMaxLetters;
             distinct += distinctLetters(string.letters);
         }
-        map.usable = map.usable && distinct >= kLeastDistinctLetters;
+        map.usable = map.usable && distinct >= kMinDistinctLetters;
         if (!map.usable) continue;
         for (size_t c = 0; c < kCodebooks; ++c) {
             QueryString& string = map.strings[c];

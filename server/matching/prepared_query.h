@@ -19,11 +19,11 @@ namespace tarn::server {
 
 // Less than this can tell no recording from others: letters in each of a map's strings, and different ones in both
 // together.
-constexpr size_t kLeastLetters = 12;
-constexpr size_t kLeastDistinctLetters = 10;
+constexpr size_t kMinLetters = 12;
+constexpr size_t kMinDistinctLetters = 10;
 // No audio makes more: 30 s are 1292 frames, of which the last 1252 are coded, and a letter takes three of them; only
 // the first may take two. Longer strings are made by hand, and cost the most to look for.
-constexpr size_t kMostLetters = 1 + (1252 - 2) / 3;
+constexpr size_t kMaxLetters = 1 + (1252 - 2) / 3;
 
 struct QueryString {
     std::string letters;

@@ -9,11 +9,11 @@
 namespace tarn::server {
 
 // Letters of a query that a table may have: the sum of that many of the highest scores still is a 16-bit number.
-constexpr size_t kMostScored = 680;
+constexpr size_t kMaxScored = 680;
 // Tables are padded to a multiple of this, the widest group of letters that a kernel handles at once. What stands
 // after the last letter never raises a sum.
 constexpr size_t kScoreStep = 32;
-constexpr size_t kMostStride = (kMostScored + kScoreStep - 1) / kScoreStep * kScoreStep;
+constexpr size_t kMaxStride = (kMaxScored + kScoreStep - 1) / kScoreStep * kScoreStep;
 // Scores in a table are above their true value by this, so that none is negative.
 constexpr uint8_t kScoreBias = 8;
 

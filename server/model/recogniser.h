@@ -5,8 +5,8 @@
 
 #include "model/query.h"
 
+#include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -21,6 +21,12 @@ struct Match {
     std::string albumBlob; // empty: no album
 };
 
+// What came of a query.
+struct Recognition {
+    std::vector<Match> matches; // best first, only those at or above the threshold; empty: not found
+    uint32_t candidatesJudged = 0;
+};
+
 // The catalogue cannot be asked now (a shard is dead, too slow, being replaced): 503 to the client.
 class Unavailable : public std::runtime_error {
   public:
@@ -31,14 +37,12 @@ class Recogniser {
   public:
     virtual ~Recogniser() = default;
 
-    // Best first, at most `most`, only those at or above the threshold; empty: not found. Throws Unavailable.
-    virtual std::vector<Match> recognise(const FingerprintQuery& query, size_t most) = 0;
+    // At most that many matches. Throws Unavailable.
+    virtual Recognition recognise(const FingerprintQuery& query, size_t maxMatches) = 0;
     // The recordings of a track id, or of an album id (one per album is enough to answer with the album). Confidence
     // 100. Empty: not found. Throws Unavailable.
-    virtual std::vector<Match> lookUp(const std::string& id, size_t most) = 0;
-    virtual uint64_t recordingCount() = 0;
-    // How many candidates the calling thread's last recognise() judged, for the metrics; nothing: not counted.
-    virtual std::optional<uint32_t> candidatesOfLastQuery() { return std::nullopt; }
+    virtual std::vector<Match> lookUp(const std::string& id, size_t maxMatches) = 0;
+    virtual uint64_t recordingCount() = 0; // throws Unavailable
 };
 
 } // namespace tarn::server

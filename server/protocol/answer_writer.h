@@ -2,7 +2,7 @@
 // An answer's body: records one after another, each its type, the length of its data, the data.
 #pragma once
 
-#include "protocol/record_blob.h"
+#include "protocol/record_filter.h"
 
 #include <string>
 #include <string_view>

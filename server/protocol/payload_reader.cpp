@@ -50,7 +50,7 @@ ItemsRequest readItems(WireReader& reader) {
     request.kind = reader.u8("kind of items");
     std::string_view list = reader.text("list of ids");
     for (;;) {
-        if (request.ids.size() == kMostIds) throw BadPacket("too many ids");
+        if (request.ids.size() == kMaxIds) throw BadPacket("too many ids");
         const size_t comma = list.find(',');
         request.ids.emplace_back(list.substr(0, comma));
         if (comma == std::string_view::npos) return request;

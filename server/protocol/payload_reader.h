@@ -34,7 +34,7 @@ struct ItemsRequest {
 using RequestPayload = std::variant<FingerprintRequest, IdentityRequest, ItemsRequest>;
 
 // Each id of a list costs a look-up, so a list is bounded.
-constexpr size_t kMostIds = 100;
+constexpr size_t kMaxIds = 100;
 
 // Throws BadPacket.
 RequestPayload readPayload(std::span<const uint8_t> payload);

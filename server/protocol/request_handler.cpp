@@ -5,7 +5,7 @@
 #include "model/access_code.h"
 #include "protocol/answer_writer.h"
 #include "protocol/packet_reader.h"
-#include "protocol/record_blob.h"
+#include "protocol/record_filter.h"
 #include "protocol/signature.h"
 
 #include <algorithm>
@@ -20,9 +20,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr size_t kUsualAnswers = 10; // where the request option is 0 and states no bound
-constexpr size_t kMostAnswers = 100;
+constexpr size_t kMaxAnswers = 100;
 // Recordings that an 'M' request may have read for it: reading costs the same whether the answer holds it or not.
-constexpr size_t kMostRead = 100;
+constexpr size_t kMaxRead = 100;
 
 // Adds the time of its life to a total.
 class Stopwatch {
@@ -38,7 +38,7 @@ class Stopwatch {
 };
 
 size_t mostAnswers(uint16_t requestOption) {
-    return requestOption == 0 ? kUsualAnswers : std::min<size_t>(requestOption, kMostAnswers);
+    return requestOption == 0 ? kUsualAnswers : std::min<size_t>(requestOption, kMaxAnswers);
 }
 
 // Letters and digits as they are, anything else as hexadecimal digits: a log line must not be shaped from outside.
@@ -138,13 +138,14 @@ Reply RequestHandler::handle(std::span<const uint8_t> packet) const {
 // place for the confidence. A track without album gets an album record that holds nothing else.
 std::string RequestHandler::answerFingerprint(const FingerprintRequest& request, RequestReport& report) const {
     const size_t most = mostAnswers(report.requestOption);
-    std::vector<Match> matches;
+    Recognition recognition;
     {
         const Stopwatch watch(report.recognising);
-        matches = recogniser_.recognise(request.query, most);
-        report.candidates = recogniser_.candidatesOfLastQuery();
+        recognition = recogniser_.recognise(request.query, most);
     }
     const Stopwatch watch(report.writing);
+    report.candidates = recognition.candidatesJudged;
+    std::vector<Match>& matches = recognition.matches;
     if (matches.size() > most) matches.resize(most);
     report.answers = matches.size();
     if (!matches.empty()) {
@@ -180,7 +181,7 @@ std::string RequestHandler::answerItems(const ItemsRequest& request, RequestRepo
     };
     if (request.kind != 'A' && request.kind != 'T') return AnswerWriter().take(); // nothing has it
     std::set<std::string_view> looked;
-    size_t budget = kMostRead;
+    size_t budget = kMaxRead;
     for (const std::string& id : request.ids) {
         if (records.size() >= most || budget == 0) break;
         if (id.empty() || !looked.insert(id).second) continue;

@@ -40,8 +40,10 @@ fi
 [ -e sdk/fingerprint/plain/ticks.h ] || { echo "sdk/fingerprint/plain is gone: is anything looked at?"; status=1; }
 
 # room FOLDER FOLDER...: the server's first folder may include the others, and itself.
+rooms=
 room() {
     inside=$1
+    rooms="$rooms $inside"
     allowed_rooms=$(echo "$*" | tr ' ' '|')
     found=$(grep -rhoE '^#include "[a-z]+/' "server/$inside" | sed 's/.*"//; s,/,,' | sort -u)
     [ -n "$found" ] || { echo "server/$inside includes nothing: is anything looked at?"; status=1; }
@@ -58,13 +60,21 @@ room protocol base model
 room coding base model protocol
 room catalog base model coding
 room matching base model coding catalog
-room audio base model coding
+room audio base model
+room ingest base model coding audio
 room accounts base model
 room http base model protocol
 # Integers of the wire pass through the two cursors of util/bytes.h. kvx.h and core/memory_hooks.cpp declare the hooks.
 users=$(grep -rlE 'KVXMemCopy[23]' sdk src | LC_ALL=C sort | tr '\n' ' ')
-[ "$users" = "sdk/util/bytes.h sdk/core/memory_hooks.cpp sdk/include/kvx.h " ] || {
+[ "$users" = "sdk/core/memory_hooks.cpp sdk/include/kvx.h sdk/util/bytes.h " ] || {
     echo "the hooks for integers are used in: $users"
     status=1
 }
+# The commands may include all of them. No folder is forgotten.
+for folder in server/*/; do
+    folder=$(basename "$folder")
+    [ "$folder" = systemd ] || [ "$folder" = commands ] || echo "$rooms" | grep -qw "$folder" && continue
+    echo "server/$folder has no line here"
+    status=1
+done
 exit $status

@@ -8,7 +8,7 @@ namespace {
 using tarn::server::cleanText;
 using tarn::server::durationText;
 using tarn::server::isPrintable;
-using tarn::server::kMostTextBytes;
+using tarn::server::kMaxTextBytes;
 
 constexpr const char* kNoCharacter = "\xEF\xBF\xBD";
 
@@ -48,10 +48,10 @@ TEST(CleanText, IsValidUtf8InOneLine) {
 }
 
 TEST(CleanText, IsCutBetweenCharacters) {
-    EXPECT_EQ(cleanText(std::string(kMostTextBytes, 'a')), std::string(kMostTextBytes, 'a'));
-    EXPECT_EQ(cleanText(std::string(5'000'000, 'a')), std::string(kMostTextBytes, 'a'));
-    EXPECT_EQ(cleanText(std::string(kMostTextBytes - 1, 'a') + "\xE2\x82\xAC"), std::string(kMostTextBytes - 1, 'a'));
-    EXPECT_EQ(cleanText(std::string(kMostTextBytes - 1, 'a') + " b"), std::string(kMostTextBytes - 1, 'a'));
+    EXPECT_EQ(cleanText(std::string(kMaxTextBytes, 'a')), std::string(kMaxTextBytes, 'a'));
+    EXPECT_EQ(cleanText(std::string(5'000'000, 'a')), std::string(kMaxTextBytes, 'a'));
+    EXPECT_EQ(cleanText(std::string(kMaxTextBytes - 1, 'a') + "\xE2\x82\xAC"), std::string(kMaxTextBytes - 1, 'a'));
+    EXPECT_EQ(cleanText(std::string(kMaxTextBytes - 1, 'a') + " b"), std::string(kMaxTextBytes - 1, 'a'));
 }
 
 TEST(InOneLine, ReplacesOnlyWhatWouldBreakALine) {

@@ -2,8 +2,8 @@
 #include "server/accounts/private_files.h"
 #include "server/commands/small_collection.h"
 
+#include "base/reason.h"
 #include "commands/add.h"
-#include "commands/reason.h"
 
 #include <gmock/gmock.h>
 

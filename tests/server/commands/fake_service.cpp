@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // fake_service LISTEN ACCOUNTS FOLDER [STOPPING_MS]: the service with a catalogue in memory.
-//   FOLDER/closed   while it exists, the catalogue cannot be opened
+//   FOLDER/closed   while it exists, the catalogue cannot be asked
 //   FOLDER/hold     while it exists, an answer waits; FOLDER/held is made when one does
 #include "commands/serve.h"
 #include "server/protocol/fake_catalogue.h"
@@ -20,18 +20,17 @@ int main(int count, char** arguments) {
     options.listen = arguments[1];
     options.accounts = arguments[2];
     if (count == 5) options.limits.stoppingTime = std::chrono::milliseconds(std::stoi(arguments[4]));
-    return tarn::server::runServe(
-        options,
-        [&](const tarn::server::LogLine& /*log*/) {
-            if (fs::exists(folder / "closed")) throw std::runtime_error("closed on purpose");
-            auto catalogue = std::make_unique<servertest::FakeCatalogue>();
-            catalogue->matches = {servertest::match("a", 93)};
-            catalogue->beforeAnswer = [folder] {
-                if (!fs::exists(folder / "hold")) return;
-                std::ofstream(folder / "held") << "held";
-                while (fs::exists(folder / "hold")) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            };
-            return catalogue;
-        },
-        std::cout, std::cerr);
+    servertest::FakeCatalogue catalogue;
+    catalogue.matches = {servertest::match("a", 93)};
+    catalogue.beforeCount = [folder] {
+        if (fs::exists(folder / "closed")) throw tarn::server::Unavailable("closed on purpose");
+    };
+    catalogue.beforeAnswer = [folder, &catalogue] {
+        catalogue.beforeCount();
+        if (!fs::exists(folder / "hold")) return;
+        std::ofstream(folder / "held") << "held";
+        while (fs::exists(folder / "hold")) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    };
+    tarn::server::ServiceSetup setup;
+    return tarn::server::runServe(options, setup, catalogue, std::cout, std::cerr);
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The tool as a service: its options, and a catalogue that grows meanwhile.
-#include "audio/record_blobs.h"
 #include "catalog/catalog.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "demo/piece.h"
+#include "ingest/record_builder.h"
 #include "server/http/raw_client.h"
 #include "server/http/service_process.h"
 

@@ -37,7 +37,7 @@ class TestService {
                                   },
                                   catalogue),
           server_("127.0.0.1:0", limits,
-                  {handler_, catalogue, [] { return size_t{1}; },
+                  {handler_, catalogue, "in memory", [] { return size_t{1}; },
                    std::make_shared<spdlog::logger>("test", std::make_shared<spdlog::sinks::ostream_sink_mt>(log))}) {}
 
     uint16_t port() const { return server_.port(); }

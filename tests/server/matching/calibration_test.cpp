@@ -30,11 +30,11 @@ TEST(Chance, RisesWithTheBitsAndTheLeadAndFallsWithTheSizeOfTheCatalogue) {
 }
 
 TEST(Chance, IsNeverAboveTheLineForWhatOtherMusicReaches) {
-    EXPECT_LT(chanceOf(evidence(77, 69)), kLeastChance);
-    EXPECT_LT(chanceOf(evidence(60, 40)), kLeastChance);
-    EXPECT_LT(chanceOf(evidence(0, 0)), kLeastChance);
-    EXPECT_GE(chanceOf(evidence(90, 45)), kLeastChance);
-    EXPECT_GE(chanceOf(evidence(300, 60, 100000)), kLeastChance);
+    EXPECT_LT(chanceOf(evidence(77, 69)), kMinChance);
+    EXPECT_LT(chanceOf(evidence(60, 40)), kMinChance);
+    EXPECT_LT(chanceOf(evidence(0, 0)), kMinChance);
+    EXPECT_GE(chanceOf(evidence(90, 45)), kMinChance);
+    EXPECT_GE(chanceOf(evidence(300, 60, 100000)), kMinChance);
 }
 
 TEST(Chance, CountsARivalThatIsMissingAsWhatOtherMusicReaches) {
@@ -61,18 +61,18 @@ TEST(Chance, CountsARivalThatIsMissingAsWhatOtherMusicReaches) {
             const Evidence none{.bits = c.bits, .rivalBits = 0, .queryBits = c.queryBits, .recordings = recordings};
             Evidence weak = none;
             weak.rivalBits = 25; // below chance
-            EXPECT_EQ(chanceOf(none) >= kLeastChance, c.accepted);
+            EXPECT_EQ(chanceOf(none) >= kMinChance, c.accepted);
             EXPECT_DOUBLE_EQ(chanceOf(weak), chanceOf(none));
         }
     }
 }
 
 TEST(Chance, IsHighFarAboveWhatOtherMusicReachesWhateverTheRival) {
-    EXPECT_GE(chanceOf(evidence(178, 175)), kLeastChance);
-    EXPECT_GE(chanceOf(evidence(100, 100)), kLeastChance);
-    EXPECT_LT(chanceOf(evidence(84, 83)), kLeastChance);
-    EXPECT_LT(chanceOf(evidence(100, 100, 100000)), kLeastChance); // so many recordings reach further
-    EXPECT_GE(chanceOf(evidence(178, 175, 1000000)), kLeastChance);
+    EXPECT_GE(chanceOf(evidence(178, 175)), kMinChance);
+    EXPECT_GE(chanceOf(evidence(100, 100)), kMinChance);
+    EXPECT_LT(chanceOf(evidence(84, 83)), kMinChance);
+    EXPECT_LT(chanceOf(evidence(100, 100, 100000)), kMinChance); // so many recordings reach further
+    EXPECT_GE(chanceOf(evidence(178, 175, 1000000)), kMinChance);
 }
 
 TEST(Confidence, IsTheChanceInWholePercent) {

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "model/recogniser.h"
-#include "protocol/record_blob.h"
+#include "protocol/record_filter.h"
 
 #include <algorithm>
 #include <atomic>
@@ -86,13 +86,13 @@ class FakeCatalogue : public tarn::server::Recogniser {
     std::atomic<size_t> asked = 0;
     std::atomic<size_t> read = 0; // recordings that look-ups gave
 
-    std::vector<tarn::server::Match> recognise(const tarn::server::FingerprintQuery& query, size_t most) override {
+    tarn::server::Recognition recognise(const tarn::server::FingerprintQuery& query, size_t most) override {
         beforeAnswer();
         const std::lock_guard lock(mutex_);
         ++asked;
         lastQuery_ = query;
         lastMost_ = most;
-        return matches;
+        return {matches, 5};
     }
     std::vector<tarn::server::Match> lookUp(const std::string& id, size_t most) override {
         beforeAnswer();
@@ -111,7 +111,6 @@ class FakeCatalogue : public tarn::server::Recogniser {
         beforeCount();
         return 42;
     }
-    std::optional<uint32_t> candidatesOfLastQuery() override { return 5; }
 
     tarn::server::FingerprintQuery lastQuery() const {
         const std::lock_guard lock(mutex_);

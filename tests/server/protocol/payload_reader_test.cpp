@@ -71,8 +71,8 @@ TEST(PayloadReader, SplitsTheListOfIdsAtCommas) {
 
 TEST(PayloadReader, TakesAHundredIdsAndNoMore) {
     std::string list = "T";
-    for (size_t i = 1; i < kMostIds; ++i) list += ",T";
-    EXPECT_EQ(readAs<ItemsRequest>(items(list).bytes).ids.size(), kMostIds);
+    for (size_t i = 1; i < kMaxIds; ++i) list += ",T";
+    EXPECT_EQ(readAs<ItemsRequest>(items(list).bytes).ids.size(), kMaxIds);
     EXPECT_EQ(reasonOf(items(list + ",T").bytes), "too many ids");
 }
 

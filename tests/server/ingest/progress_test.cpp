@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/progress.h"
+#include "ingest/progress.h"
 
 #include <gtest/gtest.h>
 

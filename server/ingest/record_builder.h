@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The records that the protocol answers with, made from a recording's tags.
+// Builds the records that the protocol answers with from a recording's tags.
 #pragma once
 
 #include "model/recording.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/file_walk.h"
+#include "ingest/file_walk.h"
 
 #include "server/accounts/private_files.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/decode_pool.h"
+#include "ingest/decode_pool.h"
 
-#include "audio/recording_reader.h"
-#include "commands/reason.h"
+#include "base/reason.h"
+#include "ingest/recording_reader.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Record blobs as an answer needs them: fields withheld, the confidence set. A blob describes itself, so its fields are
-// moved without knowing what they mean; an empty field reads as nothing, or as the number 0.
+// Records of the catalogue as an answer needs them: fields withheld, the confidence set. A blob describes itself, so
+// its fields are moved without knowing what they mean; an empty field reads as nothing, or as the number 0.
 #pragma once
 
 #include "protocol/permissions.h"

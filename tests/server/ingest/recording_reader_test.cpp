@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "audio/recording_reader.h"
+#include "ingest/recording_reader.h"
 
 #include "audio/file_tags.h"
 #include "coding/pcm_preparation.h"

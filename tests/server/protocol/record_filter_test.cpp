@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "protocol/record_blob.h"
+#include "protocol/record_filter.h"
 
 #include "server/protocol/client.h"
 #include "server/protocol/fake_catalogue.h"

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "audio/recording_reader.h"
+#include "ingest/recording_reader.h"
 
-#include "audio/record_blobs.h"
 #include "base/digest.h"
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
+#include "ingest/record_builder.h"
 #include "model/frames.h"
 
 #include <algorithm>

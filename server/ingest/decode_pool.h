@@ -3,7 +3,7 @@
 #pragma once
 
 #include "audio/tag_process.h"
-#include "commands/file_walk.h"
+#include "ingest/file_walk.h"
 #include "model/recording.h"
 
 #include <chrono>

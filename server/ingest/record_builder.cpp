@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "audio/record_blobs.h"
+#include "ingest/record_builder.h"
 
 #include "base/digest.h"
 #include "kvx.h"
