@@ -22,7 +22,7 @@ namespace {
 constexpr size_t kTimesLarger = 2;
 // Runs that are dear to merge are merged in one of this many commits, so that not all segments come at the same time.
 constexpr size_t kDearBytes = size_t{1} << 16;
-constexpr size_t kTurns = 16;
+constexpr size_t kTurns = 8;
 // Segments that are rewritten in one transaction.
 constexpr uint32_t kSegmentsAtOnce = 64;
 
