@@ -22,6 +22,8 @@ constexpr std::string_view kTitle = "tarn-accounts 2 ";
 constexpr std::string_view kTitleWithoutCheck = "tarn-accounts 1 ";
 static_assert(kTitle.size() == kTitleWithoutCheck.size());
 constexpr std::string_view kEnd = "end ";
+constexpr const char* kTitleExpected = "expected \"tarn-accounts\", a format and the next account id";
+constexpr const char* kRestoreFile = "; restore the file from a copy";
 
 bool isTime(std::string_view text) {
     return text.size() == kTimeShape.size() &&
@@ -64,20 +66,22 @@ class Parser {
         AccountList list;
         const std::string_view title = line();
         const bool hasCheck = title.starts_with(kTitle);
-        if (!hasCheck && !title.starts_with(kTitleWithoutCheck)) damaged("is no account file");
+        if (!hasCheck && !title.starts_with(kTitleWithoutCheck)) damaged(kTitleExpected);
         list.nextId = numberOf(title.substr(kTitle.size())).value_or(0);
-        if (list.nextId == 0) damaged("is no account file");
+        if (list.nextId == 0) damaged(kTitleExpected);
         std::string_view text = line();
         for (; !text.starts_with(kEnd); text = line()) {
             const std::optional<Account> account = accountOf(text);
-            if (!account) damaged("is no account");
-            if (list.find(account->id()) != nullptr) damaged("is an account that was there before");
-            if (account->id() == 0 || account->id() >= list.nextId) damaged("has an id that was not given yet");
+            if (!account) damaged("expected an access code, a time and a name");
+            if (list.find(account->id()) != nullptr) damaged("it has the id of an account above it");
+            if (account->id() == 0 || account->id() >= list.nextId)
+                damaged("its account id is not below the next one, which line 1 names");
             list.accounts.push_back(*account);
         }
         text.remove_prefix(kEnd.size());
         if (hasCheck) takeCheck(text);
-        if (numberOf(text) != list.accounts.size() || !rest_.empty()) damaged("is no end");
+        if (numberOf(text) != list.accounts.size() || !rest_.empty())
+            damaged("expected the end: the number of accounts and a checksum");
         return list;
     }
 
@@ -85,24 +89,24 @@ class Parser {
     std::string_view line() {
         ++number_;
         const size_t end = rest_.find('\n');
-        if (end == std::string_view::npos) damaged("is cut off");
+        if (end == std::string_view::npos) damaged("the file ends too early");
         const std::string_view text = rest_.substr(0, end);
         rest_.remove_prefix(end + 1);
         return text;
     }
     // Off the end of the last line.
     void takeCheck(std::string_view& line) const {
-        if (line.size() <= kCheckDigits) damaged("is no end");
+        if (line.size() <= kCheckDigits) damaged("expected the end: the number of accounts and a checksum");
         const std::string_view check = line.substr(line.size() - kCheckDigits);
         const auto above = static_cast<size_t>(check.data() - whole_.data());
         if (check != checkOf(whole_.substr(0, above))) {
-            throw AccountError(file_.string() + ": damaged: its checksum does not agree; restore it from a copy");
+            throw AccountError(file_.string() + ": damaged: its checksum does not match" + kRestoreFile);
         }
         line.remove_suffix(kCheckDigits);
         if (line.ends_with(' ')) line.remove_suffix(1);
     }
     [[noreturn]] void damaged(const char* what) const {
-        throw AccountError(file_.string() + ": damaged: line " + std::to_string(number_) + " " + what);
+        throw AccountError(file_.string() + ": damaged: line " + std::to_string(number_) + ": " + what + kRestoreFile);
     }
 
     const std::filesystem::path& file_;
@@ -127,9 +131,11 @@ AccountList loadAccounts(const std::filesystem::path& file) {
     }
     struct stat status {};
     if (fstat(descriptor.get(), &status) != 0) throw AccountError(errnoText(file, "cannot be examined"));
-    if (!S_ISREG(status.st_mode)) throw AccountError(file.string() + ": is not a file");
+    if (!S_ISREG(status.st_mode))
+        throw AccountError(file.string() + ": is not a regular file; name the file of the accounts with --accounts");
     if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        throw AccountError(file.string() + ": others than its owner may use it; chmod 600 it");
+        throw AccountError(file.string() + ": its mode lets others than its owner use it; run chmod 600 " +
+                           file.string());
     }
     try {
         return Parser(file, readWhole(descriptor, file)).parse();

@@ -38,7 +38,7 @@ std::string randomBytes(size_t count) {
         if (got > 0) {
             filled += static_cast<size_t>(got);
         } else if (errno != EINTR) {
-            throw std::runtime_error(std::string("no random bytes: ") + std::strerror(errno));
+            throw std::runtime_error(std::string("the system gives no random bytes: ") + std::strerror(errno));
         }
     }
     return bytes;
@@ -67,7 +67,7 @@ void IdentityStore::readMore() {
     if (fstat(file_.get(), &status) != 0) throw std::runtime_error(errnoText(path_, "cannot be examined"));
     const int64_t whole = status.st_size / kEntryBytes * kEntryBytes;
     if (status.st_size != whole && ftruncate(file_.get(), whole) != 0) {
-        throw std::runtime_error(errnoText(path_, "cannot be mended"));
+        throw std::runtime_error(errnoText(path_, "its incomplete last entry cannot be removed"));
     }
     while (readBytes_ < whole) {
         char buffer[kEntryBytes * 512];

@@ -32,7 +32,7 @@ void giveToFolderOwner(const FileDescriptor& descriptor, const std::filesystem::
 void replacePrivateFile(const std::filesystem::path& file, const std::string& bytes) {
     std::string name = file.string() + ".new-XXXXXX";
     FileDescriptor descriptor(mkostemp(name.data(), O_CLOEXEC)); // mode 0600
-    if (!descriptor.isOpen()) fail(file, "no file can be made beside it");
+    if (!descriptor.isOpen()) fail(file, "a new file next to it cannot be created");
     try {
         giveToFolderOwner(descriptor, file);
         writeWhole(descriptor, bytes, file);

@@ -97,7 +97,7 @@ void expectFile(const std::filesystem::path& path) {
     const std::filesystem::file_status status = std::filesystem::status(path, error);
     if (status.type() == std::filesystem::file_type::not_found) throw AudioError("there is no such file");
     if (error) throw AudioError(error.message());
-    if (!std::filesystem::is_regular_file(status)) throw AudioError("not a file");
+    if (!std::filesystem::is_regular_file(status)) throw AudioError("it is not a regular file");
     if (std::filesystem::file_size(path, error) == 0 && !error) throw AudioError("the file is empty");
 }
 
@@ -111,7 +111,8 @@ AudioFile::AudioFile(const std::filesystem::path& path) : impl_(std::make_unique
                          std::to_string(kMinRateHz) + " Hz that recognition needs");
     }
     if (info.samplerate > kMaxRateHz) {
-        throw AudioError("a rate of " + std::to_string(info.samplerate) + " Hz is not believable");
+        throw AudioError("its rate of " + std::to_string(info.samplerate) + " Hz is above the " +
+                         std::to_string(kMaxRateHz) + " Hz that audio may have");
     }
     if (info.channels < 1) throw AudioError("it has no channels");
     impl_->fileChannels = static_cast<size_t>(info.channels);
@@ -129,7 +130,8 @@ std::span<const int16_t> AudioFile::read() {
     Impl& state = *impl_;
     const size_t frames = state.decode();
     state.framesRead += frames;
-    if (state.framesRead > kMaxSeconds * static_cast<uint64_t>(rateHz())) throw AudioError("longer than a day");
+    if (state.framesRead > kMaxSeconds * static_cast<uint64_t>(rateHz()))
+        throw AudioError("it is longer than a day, the most that a recording may last");
     if (frames == 0) {
         if (sf_error(state.file.get()) != SF_ERR_NO_ERROR) {
             throw AudioError(std::string("damaged: ") + sf_strerror(state.file.get()));

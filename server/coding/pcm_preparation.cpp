@@ -27,8 +27,8 @@ void mixMany(const int16_t* pcm, size_t frames, size_t channels, int16_t* mono) 
 } // namespace
 
 PcmPreparation::PcmPreparation(int rateHz, int channels) : rateHz_(rateHz), channels_(static_cast<size_t>(channels)) {
-    if (rateHz < kMinRateHz) throw std::invalid_argument("PCM of less than 1000 Hz");
-    if (channels < 1) throw std::invalid_argument("PCM without channels");
+    if (rateHz < kMinRateHz) throw std::invalid_argument("PCM must have a rate of 1000 Hz or more");
+    if (channels < 1) throw std::invalid_argument("PCM must have a channel or more");
     if (rateHz == kEngineRateHz) return;
     resampler_ = makeLibraryHandle(); // where the library keeps a resampler
     KVXResamplerInit(resampler_.get(), rateHz, kEngineRateHz);

@@ -27,22 +27,29 @@ std::string nowUtc() {
     return text;
 }
 
+void expectName(const std::string& name) {
+    if (name.size() > kMaxNameBytes) {
+        throw AccountError(fmt::format("the name has {} bytes; shorten it to {}", name.size(), kMaxNameBytes));
+    }
+    if (!isPrintable(name)) throw AccountError("the name has a control character; leave it out");
+}
+
 } // namespace
 
 int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         if (options.encryptionMethod < 1 || options.encryptionMethod > 3 || options.checksumMethod < 2 ||
             options.checksumMethod > 3) {
-            throw AccountError("encryption is 1, 2 or 3; checksum is 2 or 3");
+            throw AccountError("the encryption must be 1, 2 or 3, the checksum 2 or 3");
         }
-        if (options.name.size() > kMaxNameBytes || !isPrintable(options.name))
-            throw AccountError("the name is too long or not printable");
+        expectName(options.name);
         if (options.accounts.has_parent_path()) {
             std::filesystem::create_directories(options.accounts.parent_path());
         }
         const AccountFileLock lock(options.accounts);
         AccountList list = loadAccounts(options.accounts);
-        if (list.nextId == std::numeric_limits<uint32_t>::max()) throw AccountError("every account id has been given");
+        if (list.nextId == std::numeric_limits<uint32_t>::max())
+            throw AccountError(options.accounts.string() + ": no account id is left; make a new file of accounts");
         const uint32_t id = list.nextId++;
         list.accounts.push_back(
             {makeAccessCode(id, options.encryptionMethod, options.checksumMethod, randomBytes(kAccountKeyBytes)),
@@ -64,7 +71,7 @@ int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostr
                                            "account with \"tarn-server account remove {}\"",
                                            error.what(), id, id));
         }
-        err << "the access code could not be written, so no account was made\n";
+        err << "the access code could not be written, so no account was made; run this again\n";
         return kOutputLost;
     });
 }
@@ -84,7 +91,8 @@ int runAccountRemove(const std::filesystem::path& accounts, uint32_t id, std::os
         const AccountFileLock lock(accounts);
         AccountList list = loadAccounts(accounts);
         if (std::erase_if(list.accounts, [&](const Account& account) { return account.id() == id; }) == 0) {
-            throw AccountError(fmt::format("there is no account {}", id));
+            throw AccountError(fmt::format(
+                "there is no account {} in {}; tarn-server account list shows which there are", id, accounts.string()));
         }
         saveAccounts(accounts, list);
         out << fmt::format("account {} removed\n", id);

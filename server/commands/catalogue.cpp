@@ -49,7 +49,9 @@ std::vector<uint32_t> idsNamed(CatalogReader& reader, const std::string& name) {
     return reader.byTrackId(name);
 }
 
-CatalogError noRecording(const std::string& name) { return CatalogError("there is no recording " + name); }
+CatalogError noRecording(const std::string& name) {
+    return CatalogError("there is no recording " + name + " in the catalogue; tarn-server list shows which there are");
+}
 
 std::string durationOf(const Recording& recording) { return durationText(recording.durationMs / 1000); }
 

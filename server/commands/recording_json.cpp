@@ -50,7 +50,8 @@ std::string bytesOf(const std::string& base64) {
     size_t size = bytes.size();
     const int sound =
         base64_decode_update(&context, &size, reinterpret_cast<uint8_t*>(bytes.data()), base64.size(), base64.data());
-    if (sound == 0 || base64_decode_final(&context) == 0) throw std::runtime_error("records are not in base 64");
+    if (sound == 0 || base64_decode_final(&context) == 0)
+        throw std::runtime_error("track_records and album_records must be in base 64");
     bytes.resize(size);
     return bytes;
 }
@@ -68,13 +69,13 @@ CodeString stringFrom(const Json& json) {
     CodeString string;
     string.letters = json.at("letters").get<std::string>();
     if (!std::all_of(string.letters.begin(), string.letters.end(), isLetter)) {
-        throw std::runtime_error("letters go from a to x");
+        throw std::runtime_error("the letters of codes go from a to x");
     }
     const auto frames = json.at("frames").get<std::vector<uint32_t>>();
     if (frames.empty()) return string;
     const std::vector<size_t> timed = timedIndexes(string.letters.size());
     if (frames.size() != timed.size() || !std::is_sorted(frames.begin(), frames.end())) {
-        throw std::runtime_error("there are not as many frames as the letters need, or they fall");
+        throw std::runtime_error("the frames of codes must be as many as the letters need, and must not fall");
     }
     // Between those that are stored, any will do.
     string.frames.assign(string.letters.size(), 0);
@@ -110,7 +111,8 @@ ExportedRecording fromJson(const std::string& line) {
         for (const auto& [name, text] : kTexts) text(exported.recording) = json.at(name).get<std::string>();
         for (const auto& [name, number] : kNumbers) number(exported.recording) = json.at(name).get<uint32_t>();
         for (const auto& [name, blob] : kBlobs) blob(exported.recording) = bytesOf(json.at(name).get<std::string>());
-        if (exported.recording.contentHash.empty()) throw std::runtime_error("content_hash is empty");
+        if (exported.recording.contentHash.empty())
+            throw std::runtime_error("content_hash is empty; every recording needs one");
         if (json.contains("file")) {
             exported.file =
                 FileEntry{.bytes = json["file"].at("bytes").get<uint64_t>(),
@@ -118,9 +120,11 @@ ExportedRecording fromJson(const std::string& line) {
                           .contentHash = exported.recording.contentHash};
         }
         const Json& codes = json.at("codes");
-        if (codes.size() != exported.recording.codes.size()) throw std::runtime_error("codes are of another version");
+        if (codes.size() != exported.recording.codes.size())
+            throw std::runtime_error("codes are of another version; export the recordings again with this one");
         for (size_t v = 0; v < codes.size(); ++v) {
-            if (codes[v].size() != kCodebooks) throw std::runtime_error("codes are of another version");
+            if (codes[v].size() != kCodebooks)
+                throw std::runtime_error("codes are of another version; export the recordings again with this one");
             for (size_t c = 0; c < kCodebooks; ++c) exported.recording.codes[v][c] = stringFrom(codes[v][c]);
         }
         return exported;

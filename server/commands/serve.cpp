@@ -47,7 +47,7 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
     const std::shared_ptr<spdlog::logger> log = setup.log;
     try {
         setup.endSignal.watch(options.limits.stoppingTime + kEnding, [log] {
-            log->error("something hangs, perhaps the disk of the catalogue: ending without it");
+            log->error("something hangs, perhaps the disk of the catalogue; the service ends without waiting for it");
         });
         if (options.accounts.has_parent_path()) std::filesystem::create_directories(options.accounts.parent_path());
         AccountBook accounts(options.accounts, [&](const std::string& text) { log->error("accounts: {}", text); });
@@ -57,7 +57,8 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
             identities.open();
         } catch (const std::exception& error) {
             // It is tried again at each request for an identity; nothing else needs the file.
-            log->error("identities: {}; requests for an identity fail until it can be", error.what());
+            log->error("identities: {}; until that is mended, requests for an identity are answered with 500",
+                       error.what());
         }
         const RequestHandler handler(
             [&](uint32_t id) { return accounts.code(id); },

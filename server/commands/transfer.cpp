@@ -33,7 +33,7 @@ void importAll(std::istream& lines, const std::string& name, CatalogWriter& writ
         }
         if (++imported % kBatch == 0) writer.commit();
     }
-    if (lines.bad()) throw CatalogError(name + " cannot be read");
+    if (lines.bad()) throw CatalogError(name + " cannot be read to its end; the lines before are in the catalogue");
 }
 
 } // namespace
@@ -66,7 +66,8 @@ int runExport(const std::string& catalog, std::ostream& out, std::ostream& err) 
         });
         reader.forEach([&](const Recording& recording) {
             out << toJson({recording, reader.file(recording.path)}) << '\n';
-            if (!out) throw CatalogError("the export cannot be written");
+            if (!out)
+                throw CatalogError("the export cannot be written and is incomplete; make room and run this again");
         });
         return damaged ? 1 : 0;
     });
@@ -78,7 +79,9 @@ int runImport(const std::string& catalog, const std::string& path, std::istream&
         std::ifstream file;
         if (path != "-") {
             file.open(path);
-            if (!file) throw CatalogError(path + " cannot be read");
+            if (!file)
+                throw CatalogError(path +
+                                   " cannot be read; give a file of exported recordings, or - for standard input");
         }
         CatalogWriter writer(catalog);
         size_t imported = 0;

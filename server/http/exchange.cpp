@@ -13,7 +13,8 @@ namespace tarn::server {
 namespace {
 
 Reply overload(RequestReport report) {
-    return RequestHandler::failure(std::move(report), RequestOutcome::kOverload, "too many requests");
+    return RequestHandler::failure(std::move(report), RequestOutcome::kOverload,
+                                   "too many requests wait; try again later");
 }
 
 size_t workersOf(const HttpLimits& limits) {
@@ -47,11 +48,13 @@ bool Exchanges::finishBody(MHD_Connection* connection, Exchange& exchange) {
 std::variant<AdmittedRequest, Reply> Exchanges::admit(Exchange& exchange) const {
     switch (exchange.form->finish()) {
     case FormBody::State::kNoForm:
-        return RequestHandler::failure({}, RequestOutcome::kBadPacket, "bad packet: no multipart form");
+        return RequestHandler::failure({}, RequestOutcome::kBadPacket,
+                                       "bad packet: the body is not one whole multipart form with one packet");
     case FormBody::State::kNoPacket:
-        return RequestHandler::failure({}, RequestOutcome::kBadPacket, "bad packet: no part named data");
+        return RequestHandler::failure({}, RequestOutcome::kBadPacket, "bad packet: the form has no part named data");
     case FormBody::State::kTooLarge:
-        return RequestHandler::failure({}, RequestOutcome::kTooLarge, "the packet is too large");
+        return RequestHandler::failure({}, RequestOutcome::kTooLarge,
+                                       "the packet is larger than " + std::to_string(limits_.packetBytes) + " bytes");
     case FormBody::State::kComplete:
         break;
     }

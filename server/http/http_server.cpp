@@ -222,7 +222,9 @@ void HttpServer::Impl::start() {
                                kConnectionBytes, MHD_OPTION_NOTIFY_COMPLETED, &onCompleted, this,
                                MHD_OPTION_NOTIFY_CONNECTION, &onConnection, this, MHD_OPTION_SIGPIPE_HANDLED_BY_APP, 1,
                                MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_END);
-    if (daemon_ == nullptr) throw ListenError(address_ + ": the service cannot be started");
+    if (daemon_ == nullptr)
+        throw ListenError(address_ +
+                          ": the HTTP library cannot start; give the service more memory, threads or open files");
     listener_.release(); // the daemon's now
     connections_.startHousekeeping();
 }

@@ -35,11 +35,18 @@ std::optional<HostAndPort> split(const std::string& address) {
     return parts;
 }
 
+const char* remedyFor(int error) {
+    if (error == EADDRINUSE) return "; stop what listens there, or give another port with --listen";
+    if (error == EADDRNOTAVAIL) return "; give an address of this machine with --listen";
+    if (error == EACCES) return "; give a port above 1023 with --listen, or allow this user the lower ones";
+    return "";
+}
+
 sockaddr_storage nameOf(const FileDescriptor& socket) {
     sockaddr_storage name{};
     socklen_t length = sizeof name;
     if (getsockname(socket.get(), reinterpret_cast<sockaddr*>(&name), &length) != 0) {
-        throw ListenError(std::string("no address: ") + std::strerror(errno));
+        throw ListenError(std::string("the address of the socket cannot be read: ") + std::strerror(errno));
     }
     return name;
 }
@@ -48,7 +55,8 @@ sockaddr_storage nameOf(const FileDescriptor& socket) {
 
 FileDescriptor listenOn(const std::string& address) {
     const std::optional<HostAndPort> parts = split(address);
-    if (!parts) throw ListenError(address + ": is not ADDRESS:PORT");
+    if (!parts)
+        throw ListenError('"' + address + "\" is not an address to listen on; give ADDRESS:PORT, as in 127.0.0.1:8080");
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
@@ -67,7 +75,7 @@ FileDescriptor listenOn(const std::string& address) {
     const int on = 1;
     if (!descriptor.isOpen() || setsockopt(descriptor.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
         bind(descriptor.get(), found->ai_addr, found->ai_addrlen) != 0 || listen(descriptor.get(), SOMAXCONN) != 0) {
-        throw ListenError(address + ": cannot listen: " + std::strerror(errno));
+        throw ListenError(address + ": cannot listen: " + std::strerror(errno) + remedyFor(errno));
     }
     return descriptor;
 }

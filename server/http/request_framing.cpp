@@ -74,15 +74,16 @@ MHD_Result look(void* into, MHD_ValueKind, const char* nameBytes, size_t nameSiz
 const char* framingFault(MHD_Connection* connection, const char* httpVersion) {
     Framing framing;
     MHD_get_connection_values_n(connection, MHD_HEADER_KIND, &look, &framing);
-    if (!framing.namesAreClean) return "a header's name that is none";
-    if (!framing.valuesAreClean) return "a control character in a header";
-    if (framing.lengths > 1) return "two lengths";
-    if (framing.encodings > 1) return "two encodings";
-    if (framing.lengths + framing.encodings > 1) return "a length and an encoding";
-    if (!framing.lengthIsNumber) return "a length that is no number";
-    if (!framing.encodingIsChunked) return "an encoding other than chunked";
-    if (framing.encodings > 0 && std::strcmp(httpVersion, MHD_HTTP_VERSION_1_1) != 0) return "an encoding in HTTP/1.0";
-    if (framing.hosts > 1) return "two hosts";
+    if (!framing.namesAreClean) return "a header name is malformed";
+    if (!framing.valuesAreClean) return "a header holds a control character";
+    if (framing.lengths > 1) return "more than one Content-Length";
+    if (framing.encodings > 1) return "more than one Transfer-Encoding";
+    if (framing.lengths + framing.encodings > 1) return "both Content-Length and Transfer-Encoding";
+    if (!framing.lengthIsNumber) return "Content-Length is not a number";
+    if (!framing.encodingIsChunked) return "Transfer-Encoding is not chunked";
+    if (framing.encodings > 0 && std::strcmp(httpVersion, MHD_HTTP_VERSION_1_1) != 0)
+        return "Transfer-Encoding in HTTP/1.0";
+    if (framing.hosts > 1) return "more than one Host";
     return nullptr;
 }
 

@@ -15,7 +15,7 @@ namespace {
 std::string codeString(WireReader& reader) {
     const std::string_view codes = reader.text("code string");
     if (!std::all_of(codes.begin(), codes.end(), isLetter)) {
-        throw BadPacket("code string");
+        throw BadPacket("a code string has a letter other than a to x");
     }
     return std::string(codes);
 }
@@ -40,7 +40,7 @@ FingerprintRequest readFingerprint(WireReader& reader) {
 }
 
 IdentityRequest readIdentity(WireReader& reader) {
-    if (reader.u8("identity request") != 0) throw BadPacket("identity request");
+    if (reader.u8("identity request") != 0) throw BadPacket("its identity request does not begin with 0");
     return {std::string(reader.text("identity"))};
 }
 
@@ -50,7 +50,7 @@ ItemsRequest readItems(WireReader& reader) {
     request.kind = reader.u8("kind of items");
     std::string_view list = reader.text("list of ids");
     for (;;) {
-        if (request.ids.size() == kMaxIds) throw BadPacket("too many ids");
+        if (request.ids.size() == kMaxIds) throw BadPacket("it asks for more than " + std::to_string(kMaxIds) + " ids");
         const size_t comma = list.find(',');
         request.ids.emplace_back(list.substr(0, comma));
         if (comma == std::string_view::npos) return request;
@@ -74,9 +74,9 @@ RequestPayload readPayload(std::span<const uint8_t> payload) {
         request = readItems(reader);
         break;
     default:
-        throw BadPacket("unknown request");
+        throw BadPacket("its request is of an unknown kind");
     }
-    reader.expectEnd("bytes behind the payload");
+    reader.expectEnd("bytes follow the request in its payload");
     return request;
 }
 

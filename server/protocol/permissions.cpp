@@ -30,7 +30,7 @@ bool all(const std::vector<bool>& group) {
 Permissions::Permissions() : track_(KVX_TRACK_MASK_ENTRIES, true), album_(KVX_ALBUM_MASK_ENTRIES, true) {}
 
 Permissions Permissions::read(WireReader& reader) {
-    if (reader.u8("permissions") != kPermissionGroups) throw BadPacket("permissions");
+    if (reader.u8("permissions") != kPermissionGroups) throw BadPacket("it does not have 4 groups of permissions");
     Permissions permissions;
     permissions.album_ = readGroup(reader, KVX_ALBUM_MASK_ENTRIES);
     permissions.track_ = readGroup(reader, KVX_TRACK_MASK_ENTRIES);

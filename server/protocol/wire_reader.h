@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A cursor on bytes from outside. It cannot leave them: a piece that is not there is a BadPacket.
+// A cursor on bytes from outside. It cannot leave them: where a piece is not whole, it throws a BadPacket with its
+// name.
 #pragma once
 
 #include "base/bytes.h"
@@ -7,6 +8,7 @@
 #include <cstdint>
 #include <span>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 namespace tarn::server {
@@ -22,7 +24,7 @@ class WireReader {
     explicit WireReader(std::span<const uint8_t> bytes) : rest_(bytes) {}
 
     std::span<const uint8_t> bytes(size_t count, const char* what) {
-        if (count > rest_.size()) throw BadPacket(what);
+        if (count > rest_.size()) throw BadPacket(std::string("it ends within the ") + what);
         const auto piece = rest_.first(count);
         rest_ = rest_.subspan(count);
         return piece;

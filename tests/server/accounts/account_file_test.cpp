@@ -74,7 +74,8 @@ TEST(AccountFile, IsItsOwnersAlone) {
     for (const mode_t mode : {0640U, 0604U, 0620U}) {
         SCOPED_TRACE(mode);
         ASSERT_EQ(chmod((folder / "accounts").c_str(), mode), 0);
-        EXPECT_EQ(failureOf(folder / "accounts"), "others than its owner may use it; chmod 600 it");
+        EXPECT_EQ(failureOf(folder / "accounts"),
+                  "its mode lets others than its owner use it; run chmod 600 " + (folder / "accounts").string());
     }
 }
 
@@ -139,27 +140,38 @@ TEST(AccountFile, SaysWhichLineIsDamagedAndNothingOfTheKey) {
         std::string text;
         const char* failure;
     } cases[] = {
-        {"another file", "something else\n", "damaged: line 1 is no account file"},
-        {"no next id", "tarn-accounts 1 \nend 0\n", "damaged: line 1 is no account file"},
-        {"a next id of 0", "tarn-accounts 1 0\nend 0\n", "damaged: line 1 is no account file"},
+        {"another file", "something else\n",
+         "damaged: line 1: expected \"tarn-accounts\", a format and the next account id"},
+        {"no next id", "tarn-accounts 1 \nend 0\n",
+         "damaged: line 1: expected \"tarn-accounts\", a format and the next account id"},
+        {"a next id of 0", "tarn-accounts 1 0\nend 0\n",
+         "damaged: line 1: expected \"tarn-accounts\", a format and the next account id"},
         {"a good one", "tarn-accounts 1 2\n" + line + "end 1\n", "loaded"},
-        {"an empty line", "tarn-accounts 1 2\n\nend 0\n", "damaged: line 2 is no account"},
-        {"a short code", "tarn-accounts 1 2\n" + line.substr(2) + "end 1\n", "damaged: line 2 is no account"},
-        {"a lower-case digit", "tarn-accounts 1 2\n" + lower + "end 1\n", "damaged: line 2 is no account"},
-        {"a checksum that cannot sign", "tarn-accounts 1 2\n" + weak + "end 1\n", "damaged: line 2 is no account"},
+        {"an empty line", "tarn-accounts 1 2\n\nend 0\n",
+         "damaged: line 2: expected an access code, a time and a name"},
+        {"a short code", "tarn-accounts 1 2\n" + line.substr(2) + "end 1\n",
+         "damaged: line 2: expected an access code, a time and a name"},
+        {"a lower-case digit", "tarn-accounts 1 2\n" + lower + "end 1\n",
+         "damaged: line 2: expected an access code, a time and a name"},
+        {"a checksum that cannot sign", "tarn-accounts 1 2\n" + weak + "end 1\n",
+         "damaged: line 2: expected an access code, a time and a name"},
         {"an account twice", "tarn-accounts 1 2\n" + line + line + "end 2\n",
-         "damaged: line 3 is an account that was there before"},
+         "damaged: line 3: it has the id of an account above it"},
         {"an id of the future", "tarn-accounts 1 1\n" + line + "end 1\n",
-         "damaged: line 2 has an id that was not given yet"},
-        {"another count", "tarn-accounts 1 2\n" + line + "end 2\n", "damaged: line 3 is no end"},
-        {"something behind the end", "tarn-accounts 1 2\n" + line + "end 1\n\n", "damaged: line 3 is no end"},
+         "damaged: line 2: its account id is not below the next one, which line 1 names"},
+        {"another count", "tarn-accounts 1 2\n" + line + "end 2\n",
+         "damaged: line 3: expected the end: the number of accounts and a checksum"},
+        {"something behind the end", "tarn-accounts 1 2\n" + line + "end 1\n\n",
+         "damaged: line 3: expected the end: the number of accounts and a checksum"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         writePrivate(folder / "accounts", c.text);
-        EXPECT_EQ(failureOf(folder / "accounts"), c.failure);
+        const bool loads = std::string(c.failure) == "loaded";
+        EXPECT_EQ(failureOf(folder / "accounts"),
+                  c.failure + std::string(loads ? "" : "; restore the file from a copy"));
     }
-    EXPECT_EQ(failureOf(folder.path()), "is not a file");
+    EXPECT_EQ(failureOf(folder.path()), "is not a regular file; name the file of the accounts with --accounts");
 }
 
 // A disk that fills up is simulated by a limit on the size of files, in a process of its own.

@@ -137,15 +137,15 @@ TEST(AudioFile, RefusesRatesThatNoClientRecognises) {
     writeSound(folder / "least.wav", ramp(11025, 1, 1000), FileFormat::kWav);
     EXPECT_EQ(complaint(folder / "least.wav"), "");
     writeSound(folder / "high.wav", ramp(768'001, 1, 1000), FileFormat::kWav);
-    EXPECT_THAT(complaint(folder / "high.wav"), testing::HasSubstr("not believable"));
+    EXPECT_THAT(complaint(folder / "high.wav"), testing::HasSubstr("Hz is above the 768000 Hz that audio may have"));
 }
 
 TEST(AudioFile, RefusesWhatIsNoAudioFileWithAText) {
     const TemporaryDirectory folder;
     EXPECT_EQ(complaint(folder / "missing.wav"), "there is no such file");
-    EXPECT_EQ(complaint(folder.path()), "not a file");
+    EXPECT_EQ(complaint(folder.path()), "it is not a regular file");
     ASSERT_EQ(mkfifo((folder / "pipe.wav").c_str(), 0600), 0);
-    EXPECT_EQ(complaint(folder / "pipe.wav"), "not a file");
+    EXPECT_EQ(complaint(folder / "pipe.wav"), "it is not a regular file");
     servertest::writePrivate(folder / "empty.wav", "");
     EXPECT_EQ(complaint(folder / "empty.wav"), "the file is empty");
     servertest::writePrivate(folder / "text.wav", "To be, or not to be, that is the question.");

@@ -66,17 +66,26 @@ TEST(AccountAdd, ShowsACodeThatTheLibraryTakesAndTheLineToUseIt) {
 
 TEST(AccountAdd, RefusesMethodsThatCannotSignAndNamesThatCannotBePrinted) {
     const TemporaryDirectory folder;
-    const AccountAddOptions cases[] = {
-        {folder / "accounts", "", 0, 3},           {folder / "accounts", "", 4, 3},
-        {folder / "accounts", "", 3, 1},           {folder / "accounts", "", 3, 4},
-        {folder / "accounts", "two\nlines", 3, 3}, {folder / "accounts", std::string(201, 'x'), 3, 3},
+    const std::string methods = "the encryption must be 1, 2 or 3, the checksum 2 or 3\n";
+    const struct {
+        std::string name;
+        int encryptionMethod;
+        int checksumMethod;
+        std::string err;
+    } cases[] = {
+        {"", 0, 3, methods},
+        {"", 4, 3, methods},
+        {"", 3, 1, methods},
+        {"", 3, 4, methods},
+        {"two\nlines", 3, 3, "the name has a control character; leave it out\n"},
+        {std::string(201, 'x'), 3, 3, "the name has 201 bytes; shorten it to 200\n"},
     };
-    for (const AccountAddOptions& options : cases) {
-        SCOPED_TRACE(options.name);
-        const Result result = add(options);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const Result result = add({folder / "accounts", c.name, c.encryptionMethod, c.checksumMethod});
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.err, "");
+        EXPECT_EQ(result.err, c.err);
     }
     EXPECT_FALSE(std::filesystem::exists(folder / "accounts"));
 }
@@ -122,7 +131,8 @@ TEST(AccountRemove, TakesTheAccountAndItsIdOutOfUse) {
     EXPECT_EQ(remove(folder / "accounts", 2).out, "account 2 removed\n");
     const Result again = remove(folder / "accounts", 2);
     EXPECT_EQ(again.status, 1);
-    EXPECT_EQ(again.err, "there is no account 2\n");
+    EXPECT_EQ(again.err.substr(0, 25), "there is no account 2 in ");
+    EXPECT_NE(again.err.find("account list"), std::string::npos);
     add({folder / "accounts", "", 3, 3});
     const AccountList accounts = loadAccounts(folder / "accounts");
     EXPECT_NE(accounts.find(1), nullptr);
@@ -136,7 +146,7 @@ TEST(AccountCommands, LeaveADamagedFileAloneAndSaySo) {
     for (const Result& result :
          {add({folder / "accounts", "", 3, 3}), list(folder / "accounts"), remove(folder / "accounts", 1)}) {
         EXPECT_EQ(result.status, 1);
-        EXPECT_NE(result.err.find("accounts: damaged: line 2 is no account"), std::string::npos);
+        EXPECT_NE(result.err.find("accounts: damaged: line 2: expected an access code"), std::string::npos);
     }
     EXPECT_EQ(contents(folder / "accounts"), "tarn-accounts 1 5\nrubbish\n");
 }

@@ -107,7 +107,9 @@ TEST_F(Output, ThatCannotBeWrittenIsAFailureOfEveryCommand) {
 
 TEST_F(Output, OfAnAccessCodeThatCannotBeWrittenLeavesNoAccount) {
     EXPECT_EQ(run("account add" + accounts() + ">/dev/full"), kOutputLost);
-    EXPECT_NE(err_.find("the access code could not be written, so no account was made\n"), std::string::npos) << err_;
+    EXPECT_NE(err_.find("the access code could not be written, so no account was made; run this again\n"),
+              std::string::npos)
+        << err_;
     EXPECT_TRUE(loadAccounts(folder_ / "accounts").accounts.empty());
     EXPECT_EQ(run("account add" + accounts() + ">/dev/null"), 0);
     EXPECT_EQ(loadAccounts(folder_ / "accounts").accounts.at(0).id(), 2U) << "no number is given twice";

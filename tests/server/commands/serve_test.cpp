@@ -177,8 +177,8 @@ TEST(Serve, SaysWhyItCannotStart) {
         const char* text;
     } cases[] = {
         {"a taken port", taken, "accounts", "cannot listen: Address already in use"},
-        {"no address", "nowhere", "accounts", "nowhere: is not ADDRESS:PORT"},
-        {"a damaged account file", "127.0.0.1:0", "damaged", "damaged: line 1 is no account file"},
+        {"no address", "nowhere", "accounts", "\"nowhere\" is not an address to listen on; give ADDRESS:PORT"},
+        {"a damaged account file", "127.0.0.1:0", "damaged", "damaged: line 1: expected \"tarn-accounts\""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

@@ -86,7 +86,7 @@ TEST_F(Transfer, ABadLineIsNamedAndTheLinesBeforeItAreKept) {
     };
     for (const Case& each : {
              Case{"{\"track_id\"", "{\"track\"", "track_id"},
-             Case{"\"letters\":\"", "\"letters\":\"Z", "letters go from a to x"},
+             Case{"\"letters\":\"", "\"letters\":\"Z", "the letters of codes go from a to x"},
              Case{"\"frames\":[", "\"frames\":[999999999,", "frames"},
              Case{"\"duration_ms\":", "\"duration_ms\":\"x\",\"y\":", "number"},
              Case{"\"track_records\":\"", "\"track_records\":\"*", "base 64"},

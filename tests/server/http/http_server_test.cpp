@@ -110,19 +110,26 @@ TEST(HttpServer, TellsWhatIsWrongWithARequest) {
     } cases[] = {
         {"good", postOf(formOf(data)), 200, ""},
         {"another part beside the packet", postOf(formOf(part("other", std::string(5000, 'x')) + data)), 200, ""},
-        {"no form", postOf(packet, "", "application/octet-stream"), 400, "bad packet: no multipart form\n"},
+        {"no form", postOf(packet, "", "application/octet-stream"), 400,
+         "bad packet: the body is not one whole multipart form with one packet\n"},
         {"a form without boundary", postOf(formOf(data), "", "multipart/form-data"), 400,
-         "bad packet: no multipart form\n"},
-        {"a form that does not end", postOf(data.substr(0, data.size() - 10)), 400, "bad packet: no multipart form\n"},
-        {"an empty body", postOf(std::string()), 400, "bad packet: no part named data\n"},
-        {"no packet", postOf(formOf(part("other", packet))), 400, "bad packet: no part named data\n"},
-        {"two packets", postOf(formOf(data + data)), 400, "bad packet: no multipart form\n"},
-        {"an empty packet", postOf(formOf(part("data", ""))), 400, "bad packet: shorter than a header\n"},
-        {"rubbish", postOf(formOf(part("data", std::string(200, 'x')))), 400, "bad packet: no request packet\n"},
+         "bad packet: the body is not one whole multipart form with one packet\n"},
+        {"a form that does not end", postOf(data.substr(0, data.size() - 10)), 400,
+         "bad packet: the body is not one whole multipart form with one packet\n"},
+        {"an empty body", postOf(std::string()), 400, "bad packet: the form has no part named data\n"},
+        {"no packet", postOf(formOf(part("other", packet))), 400, "bad packet: the form has no part named data\n"},
+        {"two packets", postOf(formOf(data + data)), 400,
+         "bad packet: the body is not one whole multipart form with one packet\n"},
+        {"an empty packet", postOf(formOf(part("data", ""))), 400, "bad packet: it ends within the header\n"},
+        {"rubbish", postOf(formOf(part("data", std::string(200, 'x')))), 400,
+         "bad packet: it does not begin as a request packet does\n"},
         {"a bad signature", postOf(formOf(part("data", badSignature))), 403, "unknown account or bad signature\n"},
-        {"1000 bytes", postOf(formOf(part("data", std::string(1000, 'x')))), 400, "bad packet: no request packet\n"},
-        {"1001 bytes", postOf(formOf(part("data", std::string(1001, 'x')))), 413, "the packet is too large\n"},
-        {"a megabyte", postOf(formOf(part("data", std::string(1'000'000, 'x')))), 413, "the packet is too large\n"},
+        {"1000 bytes", postOf(formOf(part("data", std::string(1000, 'x')))), 400,
+         "bad packet: it does not begin as a request packet does\n"},
+        {"1001 bytes", postOf(formOf(part("data", std::string(1001, 'x')))), 413,
+         "the packet is larger than 1000 bytes\n"},
+        {"a megabyte", postOf(formOf(part("data", std::string(1'000'000, 'x')))), 413,
+         "the packet is larger than 1000 bytes\n"},
         {"another path", getOf("/"), 404, "not found\n"},
         {"another method", getOf("/sdkrequest"), 405, "405: use POST\n"},
         {"posting to the health check", "POST /health HTTP/1.1\r\nHost: h\r\nContent-Length: 0\r\n\r\n", 405,
@@ -149,27 +156,28 @@ TEST(HttpServer, RefusesARequestWhoseEndIsInDoubt) {
         std::string body;
         std::string text;
     } cases[] = {
-        {"two lengths", "Content-Length: 3\r\nContent-Length: 0\r\n", "abc", "two lengths"},
-        {"a length twice", "Content-Length: 3\r\ncontent-length: 3\r\n", "abc", "two lengths"},
+        {"two lengths", "Content-Length: 3\r\nContent-Length: 0\r\n", "abc", "more than one Content-Length"},
+        {"a length twice", "Content-Length: 3\r\ncontent-length: 3\r\n", "abc", "more than one Content-Length"},
         {"a length and an encoding", "Content-Length: 3\r\nTransfer-Encoding: chunked\r\n", chunks,
-         "a length and an encoding"},
+         "both Content-Length and Transfer-Encoding"},
         {"an encoding and a length", "Transfer-Encoding: chunked\r\nContent-Length: 3\r\n", chunks,
-         "a length and an encoding"},
-        {"another encoding", "Transfer-Encoding: xchunked\r\n", chunks, "an encoding other than chunked"},
-        {"none by name", "Transfer-Encoding: identity\r\n", "", "an encoding other than chunked"},
-        {"two encodings in a line", "Transfer-Encoding: gzip, chunked\r\n", chunks, "an encoding other than chunked"},
-        {"two encodings", "Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked\r\n", chunks, "two encodings"},
+         "both Content-Length and Transfer-Encoding"},
+        {"another encoding", "Transfer-Encoding: xchunked\r\n", chunks, "Transfer-Encoding is not chunked"},
+        {"none by name", "Transfer-Encoding: identity\r\n", "", "Transfer-Encoding is not chunked"},
+        {"two encodings in a line", "Transfer-Encoding: gzip, chunked\r\n", chunks, "Transfer-Encoding is not chunked"},
+        {"two encodings", "Transfer-Encoding: chunked\r\nTransfer-Encoding: chunked\r\n", chunks,
+         "more than one Transfer-Encoding"},
         {"an odd blank",
          "Transfer-Encoding: \x0b"
          "chunked\r\n",
-         chunks, "a control character in a header"},
-        {"a blank before the colon", "Content-Length : 3\r\n", "abc", "a header's name that is none"},
+         chunks, "a header holds a control character"},
+        {"a blank before the colon", "Content-Length : 3\r\n", "abc", "a header name is malformed"},
         {"a blank before the colon of an encoding", "Transfer-Encoding : chunked\r\n", chunks,
-         "a header's name that is none"},
-        {"an encoding on a folded line", "Transfer-Encoding:\r\n chunked\r\n", chunks, "a header's name that is none"},
-        {"a length on a folded line", "X: y\r\n Content-Length: 3\r\n", "abc", "a header's name that is none"},
-        {"a carriage return alone", "X: y\rContent-Length: 3\r\n", "abc", "a control character in a header"},
-        {"two hosts", "Host: g\r\nContent-Length: 3\r\n", "abc", "two hosts"},
+         "a header name is malformed"},
+        {"an encoding on a folded line", "Transfer-Encoding:\r\n chunked\r\n", chunks, "a header name is malformed"},
+        {"a length on a folded line", "X: y\r\n Content-Length: 3\r\n", "abc", "a header name is malformed"},
+        {"a carriage return alone", "X: y\rContent-Length: 3\r\n", "abc", "a header holds a control character"},
+        {"two hosts", "Host: g\r\nContent-Length: 3\r\n", "abc", "more than one Host"},
     };
     for (const char* path : {"/sdkrequest", "/nothing"}) {
         for (const auto& c : cases) {
@@ -184,7 +192,7 @@ TEST(HttpServer, RefusesARequestWhoseEndIsInDoubt) {
     }
     RawClient old(service.port());
     ASSERT_TRUE(old.send("POST /nothing HTTP/1.0\r\nTransfer-Encoding: chunked\r\n\r\n" + chunks + smuggled));
-    EXPECT_TRUE(old.readToEnd().ends_with("bad request: an encoding in HTTP/1.0\n"));
+    EXPECT_TRUE(old.readToEnd().ends_with("bad request: Transfer-Encoding in HTTP/1.0\n"));
 }
 
 // These the HTTP library refuses by itself.
@@ -242,7 +250,7 @@ TEST(HttpServer, SaysTryAgainWhenTooManyWait) {
     const HttpAnswer answer = service.ask(request);
     EXPECT_EQ(answer.status, 503);
     EXPECT_TRUE(answer.has("Retry-After: 1"));
-    EXPECT_EQ(answer.body, "too many requests\n");
+    EXPECT_EQ(answer.body, "too many requests wait; try again later\n");
 
     mayAnswer.count_down();
     for (RawClient& connection : patient) EXPECT_EQ(connection.read().value().status, 200);
@@ -254,7 +262,7 @@ TEST(HttpServer, DoesNotAskTheCatalogueForARequestThatWaitedTooLong) {
     const auto client = kvxtest::makeHandle();
     const HttpAnswer answer = service.ask(postOf(fingerprintPacket(client.get())));
     EXPECT_EQ(answer.status, 503);
-    EXPECT_EQ(answer.body, "too many requests\n");
+    EXPECT_EQ(answer.body, "too many requests wait; try again later\n");
     EXPECT_EQ(service.catalogue.asked, 0U);
 }
 

@@ -44,6 +44,9 @@ TEST(ListenSocket, SaysThatThePortIsTaken) {
         listenOn(address);
         FAIL() << "two sockets on one port";
     } catch (const ListenError& error) {
-        EXPECT_EQ(error.what(), address + ": cannot listen: Address already in use");
+        EXPECT_EQ(
+            error.what(),
+            address +
+                ": cannot listen: Address already in use; stop what listens there, or give another port with --listen");
     }
 }

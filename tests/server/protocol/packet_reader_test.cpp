@@ -75,17 +75,18 @@ TEST(PacketReader, NamesWhatIsWrong) {
         Bytes bytes;
         const char* reason;
     } cases[] = {
-        {"nothing", {}, "shorter than a header"},
-        {"51 bytes", Bytes(good.begin(), good.begin() + 51), "shorter than a header"},
-        {"a header alone", Bytes(good.begin(), good.begin() + 52), "payload length"},
-        {"another magic", with(3, '.'), "no request packet"},
-        {"another version", with(4, 4), "unknown version"},
-        {"a payload beyond the end", with(52, 255), "payload length"},
-        {"a payload of 4 GB", with(55, 255), "payload length"},
-        {"an appendix beyond the end", with(62, 255), "appendix length"},
-        {"an appendix of 4 GB", with(65, 255), "appendix length"},
-        {"a signature of 15 bytes", Bytes(good.begin(), good.end() - 1), "signature length"},
-        {"no signature", Bytes(good.begin(), good.end() - 16), "signature length"},
+        {"nothing", {}, "it ends within the header"},
+        {"51 bytes", Bytes(good.begin(), good.begin() + 51), "it ends within the header"},
+        {"a header alone", Bytes(good.begin(), good.begin() + 52), "it ends within the payload"},
+        {"another magic", with(3, '.'), "it does not begin as a request packet does"},
+        {"another version", with(4, 4), "its major version is not 3"},
+        {"a payload beyond the end", with(52, 255), "it ends within the payload"},
+        {"a payload of 4 GB", with(55, 255), "it ends within the payload"},
+        {"an appendix beyond the end", with(62, 255), "it ends within the appendix"},
+        {"an appendix of 4 GB", with(65, 255), "it ends within the appendix"},
+        {"a signature of 15 bytes", Bytes(good.begin(), good.end() - 1),
+         "its signature does not have 4, 8 or 16 bytes"},
+        {"no signature", Bytes(good.begin(), good.end() - 16), "its signature does not have 4, 8 or 16 bytes"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -93,7 +94,7 @@ TEST(PacketReader, NamesWhatIsWrong) {
     }
     Bytes empty = good;
     empty[52] = 0; // the payload's 6 bytes would now be the appendix length and more
-    EXPECT_EQ(reasonOf(empty), "empty payload");
+    EXPECT_EQ(reasonOf(empty), "its payload is empty");
 }
 
 TEST(Signature, IsGoodForEveryMethodThatCanSign) {

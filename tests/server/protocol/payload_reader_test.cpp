@@ -73,14 +73,15 @@ TEST(PayloadReader, TakesAHundredIdsAndNoMore) {
     std::string list = "T";
     for (size_t i = 1; i < kMaxIds; ++i) list += ",T";
     EXPECT_EQ(readAs<ItemsRequest>(items(list).bytes).ids.size(), kMaxIds);
-    EXPECT_EQ(reasonOf(items(list + ",T").bytes), "too many ids");
+    EXPECT_EQ(reasonOf(items(list + ",T").bytes), "it asks for more than 100 ids");
 }
 
 TEST(PayloadReader, TakesLettersFromAToXOnly) {
     EXPECT_EQ(reasonOf(fingerprint({"ax", "", "", "", "", ""}).bytes), "read");
     for (const char* codes : {"y", "`", "A", " ", "ab\n"}) {
         SCOPED_TRACE(codes);
-        EXPECT_EQ(reasonOf(fingerprint({"", "", "", "", "", codes}).bytes), "code string");
+        EXPECT_EQ(reasonOf(fingerprint({"", "", "", "", "", codes}).bytes),
+                  "a code string has a letter other than a to x");
     }
 }
 
@@ -93,15 +94,16 @@ TEST(PayloadReader, RefusesWhatIsMalformed) {
         Bytes payload;
         const char* reason;
     } cases[] = {
-        {"nothing", {}, "payload"},
-        {"another request", kvxtest::bytesOf("X"), "unknown request"},
-        {"three permission groups", PacketAssembler().raw("F").u8(3).bytes, "permissions"},
-        {"a byte behind the payload", longer, "bytes behind the payload"},
+        {"nothing", {}, "it ends within the payload"},
+        {"another request", kvxtest::bytesOf("X"), "its request is of an unknown kind"},
+        {"three permission groups", PacketAssembler().raw("F").u8(3).bytes, "it does not have 4 groups of permissions"},
+        {"a byte behind the payload", longer, "bytes follow the request in its payload"},
         {"an identity request that does not begin with 0", PacketAssembler().raw("G").u8(1).u32(0).bytes,
-         "identity request"},
-        {"an identity beyond the end", PacketAssembler().raw("G").u8(0).u32(0xffffffff).bytes, "identity"},
+         "its identity request does not begin with 0"},
+        {"an identity beyond the end", PacketAssembler().raw("G").u8(0).u32(0xffffffff).bytes,
+         "it ends within the identity"},
         {"a list beyond the end", PacketAssembler().raw("M").allPermissions().raw("A").u32(9).raw("T").bytes,
-         "list of ids"},
+         "it ends within the list of ids"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
