@@ -42,7 +42,7 @@ void takeAccessKey(KVXHandle& handle, const char* text) {
     handle.encryptionMethod = source.i16();
     handle.checksumMethod = source.i16();
     source.bytes(handle.secretKey, sizeof handle.secretKey);
-    assert(source.position() == key.size() && "the key is read to its end");
+    assert(source.left() == 0 && "the key is read to its end");
     KVXMemSet(key.data(), 0, key.size()); // through the hook, so that the wiping is not optimised away
 }
 

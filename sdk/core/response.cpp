@@ -6,7 +6,6 @@
 #include "util/owned.h"
 #include "core/packet_layout.h"
 
-#include <span>
 #include <string_view>
 
 using namespace kvx::packet;
@@ -17,9 +16,9 @@ constexpr int32_t kShortestBody = kRecordFrameBytes;
 constexpr int32_t kShortestHttpAnswer = 17;
 constexpr std::string_view kKnownTypes = "TAKDGNPOE";
 
+// Of a record whose frame lies within the body.
 uint32_t recordLength(const KVXHandle& handle, int64_t offset) {
-    const std::span body(handle.responseData, static_cast<size_t>(handle.responseLength));
-    return kvx::ByteSource(body, static_cast<uint64_t>(offset) + kRecordLengthOffset).u32();
+    return kvx::u32At(handle.responseData + offset + kRecordLengthOffset);
 }
 
 // Leaves the HTTP header out of the response; false when no body follows one.

@@ -82,9 +82,9 @@ KVX_API extern void* (*KVXMemCopy3)(void* destination, const void* source, size_
 KVX_API extern void* (*KVXMemSet)(void* destination, int byte, size_t count);
 KVX_API extern int (*KVXMemCmp)(const void* a, const void* b, size_t count);
 
-/* Defaults of KVXMemCopy2 and KVXMemCopy3: whatever KVXMemCopy holds at the time of the call. */
-KVX_API void* MemCpy2(void* destination, const void* source, size_t count) KVX_NOEXCEPT;
-KVX_API void* MemCpy3(void* destination, const void* source, size_t count, size_t elementSize) KVX_NOEXCEPT;
+/* Defaults of KVXMemCopy2 and KVXMemCopy3: whatever KVXMemCopy holds at the time of the call, which they jump to. */
+KVX_API void* MemCpy2(void* destination, const void* source, size_t count);
+KVX_API void* MemCpy3(void* destination, const void* source, size_t count, size_t elementSize);
 
 /* A tracing copy for the KVXMemCopy hook: prints the source as hexadecimal digits and as characters on standard
  * output, then copies. Nothing installs it. Returns destination. */

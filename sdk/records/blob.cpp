@@ -9,9 +9,7 @@
 namespace kvx {
 namespace {
 
-uint32_t offsetAt(const KVXBlob* blob, uint32_t index) {
-    return ByteSource({blob->data, blob->length}, offsetPosition(index)).u32();
-}
+uint32_t offsetAt(const KVXBlob* blob, uint32_t index) { return u32At(blob->data + offsetPosition(index)); }
 
 // An offset beyond the blob gives its end: no pointer ever leaves the blob.
 const uint8_t* addressAt(const KVXBlob* blob, uint32_t offset) { return blob->data + std::min(offset, blob->length); }
@@ -150,9 +148,12 @@ int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination,
     const uint8_t* data = nullptr;
     uint32_t length = 0;
     if (failed(BlobGetData(blob, index, &data, &length))) return kFailed;
-    // A field of another width is a 0, not a failure, on purpose.
-    if (length != width) length = 0;
-    ByteSource({data, length}).integer(destination, width);
+    if (length == width) {
+        copyInteger(destination, data, width);
+    } else {
+        // A field of another width is a 0, not a failure, on purpose.
+        KVXMemSet(destination, 0, width);
+    }
     return kOk;
 }
 

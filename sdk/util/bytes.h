@@ -5,11 +5,22 @@
 
 #include "kvx.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <string_view>
 
 namespace kvx {
+
+// An integer of width bytes from or to the wire, at any addresses: the caller has made sure that the bytes are there.
+inline void copyInteger(void* destination, const void* source, size_t width) {
+    KVXMemCopy2(destination, source, width);
+}
+inline uint32_t u32At(const uint8_t* place) {
+    uint32_t value = 0;
+    copyInteger(&value, place, sizeof value);
+    return value;
+}
 
 // Writes forward. Without a buffer a sink only counts, so that one description measures and writes a piece.
 class ByteSink {
@@ -39,7 +50,7 @@ class ByteSink {
     }
     // An integer of width bytes at any address.
     void integer(const void* value, size_t width) {
-        if (buffer_ != nullptr) KVXMemCopy2(here(), value, width);
+        if (buffer_ != nullptr) copyInteger(here(), value, width);
         position_ += width;
     }
     // Leaves bytes as the buffer holds them.
@@ -50,12 +61,14 @@ class ByteSink {
     uint64_t position_ = 0;
 };
 
-// Reads forward, from position on. It never leaves its bytes: what does not lie within them reads as 0.
+// Reads forward, from position on. It never leaves its bytes: what does not lie within them reads as 0, and the source
+// is then at its end.
 class ByteSource {
   public:
-    explicit ByteSource(std::span<const uint8_t> bytes, uint64_t position = 0) : bytes_(bytes), position_(position) {}
+    explicit ByteSource(std::span<const uint8_t> bytes, uint64_t position = 0)
+        : bytes_(bytes.subspan(std::min<uint64_t>(position, bytes.size()))) {}
 
-    uint64_t position() const { return position_; }
+    size_t left() const { return bytes_.size(); }
 
     void bytes(void* destination, size_t count) {
         const uint8_t* from = take(count);
@@ -67,35 +80,27 @@ class ByteSource {
     uint16_t u16() { return number<uint16_t>(); }
     int16_t i16() { return number<int16_t>(); }
     uint32_t u32() { return number<uint32_t>(); }
-    // An integer of width bytes to any address.
-    void integer(void* destination, size_t width) {
-        const uint8_t* from = take(width);
-        if (from != nullptr)
-            KVXMemCopy2(destination, from, width);
-        else
-            KVXMemSet(destination, 0, width);
-    }
 
   private:
     template <class Number>
     Number number() {
         Number value = 0;
-        integer(&value, sizeof value);
+        const uint8_t* from = take(sizeof value);
+        if (from != nullptr) copyInteger(&value, from, sizeof value);
         return value;
     }
-    // The next count bytes; null where they are not all there, and nothing is there from then on.
+    // The next count bytes; null where they are not all there.
     const uint8_t* take(size_t count) {
-        if (position_ > bytes_.size() || count > bytes_.size() - position_) {
-            position_ = bytes_.size() + 1;
+        const uint8_t* from = bytes_.data();
+        if (count > bytes_.size()) {
+            bytes_ = {};
             return nullptr;
         }
-        const uint8_t* from = bytes_.data() + position_;
-        position_ += count;
+        bytes_ = bytes_.subspan(count);
         return from;
     }
 
-    std::span<const uint8_t> bytes_;
-    uint64_t position_;
+    std::span<const uint8_t> bytes_; // what has not been read
 };
 
 } // namespace kvx

@@ -54,7 +54,7 @@ TEST(ByteSource, ReadsWhatASinkWrote) {
     char text[5] = {};
     source.bytes(text, 4);
     EXPECT_STREQ(text, "wxyz");
-    EXPECT_EQ(source.position(), 12U);
+    EXPECT_EQ(source.left(), 0U);
 }
 
 TEST(ByteSource, ReadsZeroForWhatDoesNotLieWithinItsBytes) {
@@ -68,8 +68,10 @@ TEST(ByteSource, ReadsZeroForWhatDoesNotLieWithinItsBytes) {
 
     // Nothing is there from then on, even what would fit.
     kvx::ByteSource source(bytes, 0);
+    EXPECT_EQ(source.left(), 3U);
     EXPECT_EQ(source.u32(), 0U);
     EXPECT_EQ(source.u16(), 0);
+    EXPECT_EQ(source.left(), 0U);
 
     uint8_t destination[4] = {9, 9, 9, 9};
     kvx::ByteSource(bytes, 0).bytes(destination, 4);

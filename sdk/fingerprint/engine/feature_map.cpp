@@ -188,9 +188,3 @@ void fmap_drain(FeatureMap* map) {
     }
     coded.code();
 }
-
-void kvx::codeRows(FeatureMap& map, int32_t row1, int32_t row2) {
-    if (++map.codeTicks <= kSkippedVectors) return;
-    map.coder1.code(row1, map.codeTicks);
-    map.coder2.code(row2, map.codeTicks);
-}

@@ -55,6 +55,10 @@ namespace kvx {
 
 // Takes the next vector at the coder, by its nearest rows: codes it, unless it is one of the first kSkippedVectors. The
 // coder must not be full.
-void codeRows(FeatureMap& map, int32_t row1, int32_t row2);
+inline void codeRows(FeatureMap& map, int32_t row1, int32_t row2) {
+    if (++map.codeTicks <= kSkippedVectors) return;
+    map.coder1.code(row1, map.codeTicks);
+    map.coder2.code(row2, map.codeTicks);
+}
 
 } // namespace kvx
