@@ -172,7 +172,7 @@ class Commands {
                        toTheEnd([this] { return runBackup(catalog_, name_, out_, err_); }))
             ->add_option("FOLDER", name_, "Where the copy goes: a folder that is new or empty")
             ->required();
-        catalogCommand("restore", "Make a copy the catalogue, where there is none",
+        catalogCommand("restore", "Make the catalogue from a backup, where there is none",
                        toTheEnd([this] { return runRestore(catalog_, name_, out_, err_); }))
             ->add_option("FOLDER", name_, "Where the copy lies")
             ->required();

@@ -18,7 +18,7 @@ std::string spelled(std::string_view bytes, std::string_view digits) {
     return text;
 }
 
-// The value of a digit; nothing: it is none.
+// The value of a digit; nothing where the character is not a digit.
 std::optional<unsigned> valueOf(char digit) {
     if (digit >= '0' && digit <= '9') return static_cast<unsigned>(digit - '0');
     if (digit >= 'a' && digit <= 'f') return static_cast<unsigned>(digit - 'a') + 10;

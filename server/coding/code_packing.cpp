@@ -62,7 +62,7 @@ bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
     return true;
 }
 
-// Index of the letter whose frame stands behind that of letter `index`.
+// Index of the letter whose frame is stored after that of letter `index`.
 size_t nextTimed(size_t index, size_t count) { return std::min(index + kLettersPerTime, count - 1); }
 
 // The frames of kLettersPerTime letters, the first of which is known, as is the difference to that of the letter after

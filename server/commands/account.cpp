@@ -62,7 +62,7 @@ int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostr
                            id, list.accounts.back().code, list.accounts.back().code)
             << std::flush;
         if (out) return 0;
-        // Nobody knows the code, and nobody will: the account goes again. Its id is not given a second time.
+        // The code is lost, so the account is taken back. Its id is not given a second time.
         list.accounts.pop_back();
         try {
             saveAccounts(options.accounts, list);

@@ -103,7 +103,7 @@ class AddRun {
         pending_.push_back({added, describe(file, decoded.recording)});
     }
 
-    // Only what is committed is told.
+    // Prints only what is committed.
     void commit() {
         if (!pending_.empty()) writer_.commit();
         if (!options_.progressBar) {

@@ -25,8 +25,8 @@ constexpr int kAllInCatalog = 0;
 constexpr int kAddFailed = 1;    // the catalogue cannot be opened or written
 constexpr int kFilesSkipped = 2; // everything else is in the catalogue
 
-// Decodes and codes on all workers, writes on the calling thread. A file is told as added or updated once it is
-// committed: what was told survives anything. What cannot be used is named on err and skipped.
+// Decodes and codes on all workers, writes on the calling thread. A file is reported as added or updated once it is
+// committed: what was reported survives anything. What cannot be used is named on err and skipped.
 int runAdd(const AddOptions& options, std::ostream& out, std::ostream& err);
 
 } // namespace tarn::server

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // tarn-server list, show, remove, check, stats, compact, identify: looking at a catalogue and after it.
-// Exit status: 0; 1 where there is a failure, told on err, or where the answer is no (check: damage, identify: not
-// recognised). A damaged recording is named on err, and makes the status of list, show and stats 1; the others are
-// shown.
+// Exit status: 0; 1 where there is a failure, with the reason on err, or where the answer is no (check: damage,
+// identify: not recognised). A damaged recording is named on err, and makes the status of list, show and stats 1; the
+// others are shown.
 #pragma once
 
 #include "catalog/catalog.h"

@@ -18,7 +18,7 @@ class EndSignal {
     EndSignal(const EndSignal&) = delete;
     EndSignal& operator=(const EndSignal&) = delete;
 
-    // From now on the process ends with status 1 when this object still exists so long after the signal: something
+    // From now on the process ends with status 1 when this object still exists `limit` after the signal: something
     // hangs, such as a disk that does not answer. overdue is called before, and must not block.
     void watch(std::chrono::milliseconds limit, std::function<void()> overdue);
     // Returns the signal when it has come.

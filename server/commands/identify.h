@@ -9,7 +9,7 @@
 
 namespace tarn::server {
 
-// Looks the query up and tells every candidate: what its grams weigh, how well it fits where, and why it was taken or
+// Looks the query up and prints every candidate: what its grams weigh, how well it fits where, and why it was taken or
 // not. Returns whether one was accepted.
 bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream& out);
 

@@ -17,8 +17,8 @@ class LogWriter final : public spdlog::sinks::base_sink<std::mutex> {
   public:
     explicit LogWriter(int descriptor, size_t mostWaiting = 8192,
                        std::chrono::milliseconds lastLines = std::chrono::seconds(1));
-    // The lines that still wait have so long to be written. A thread that hangs in a write is left alone with what it
-    // needs, until the process ends.
+    // The lines that still wait have the time of lastLines to be written. A thread that hangs in a write is left alone
+    // with what it needs, until the process ends.
     ~LogWriter() override;
     LogWriter(const LogWriter&) = delete;
     LogWriter& operator=(const LogWriter&) = delete;

@@ -32,7 +32,7 @@ struct ServiceSetup {
 
 // Prints "listening on ADDRESS:PORT", then serves until SIGTERM or SIGINT, then finishes what is in flight. The log has
 // one line a request. A catalogue that cannot be asked is looked at again every second, and until it can be, requests
-// are answered with 503. Exit status: 0; 1 when the service could not start, told on err.
+// are answered with 503. Exit status: 0; 1 when the service could not start, with the reason on err.
 int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recogniser, std::ostream& out,
              std::ostream& err);
 

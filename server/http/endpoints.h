@@ -28,7 +28,7 @@ struct Endpoint {
     bool allows(std::string_view method) const;
 };
 
-// Of the path in a request's target; null: there is none.
+// The endpoint at the path in a request's target; null: there is none.
 const Endpoint* endpointAt(std::string_view target);
 
 HttpResponse notFound();

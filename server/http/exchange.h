@@ -24,7 +24,7 @@ struct Exchange {
 
     enum class Stage {
         kReading,  // the body arrives
-        kQueued,   // it is a worker's: nobody else may touch it
+        kQueued,   // a worker has it; nothing else may touch it
         kAnswered, // the reply is ready
         kReplied,  // the reply is on its way
     };

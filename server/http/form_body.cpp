@@ -15,8 +15,8 @@ struct FormBodyAccess {
                             const char* /*contentType*/, const char* /*transferEncoding*/, const char* bytes,
                             uint64_t offset, size_t count) {
         auto& form = *static_cast<FormBody*>(self);
-        if (name == nullptr || std::string_view(name) != "data") return MHD_YES; // other parts are nobody's
-        // A second part of that name would leave open which one is the packet. What comes behind it changes nothing any
+        if (name == nullptr || std::string_view(name) != "data") return MHD_YES; // other parts are ignored
+        // A second part of that name would leave open which one is the packet. What comes after it changes nothing any
         // more: how much of it is still parsed depends on the pieces in which the body arrives.
         if (offset == 0 && !form.packet_.empty()) form.wellFormed_ = false;
         if (!form.wellFormed_) return MHD_YES;

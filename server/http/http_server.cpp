@@ -134,7 +134,7 @@ void HttpServer::Impl::onConnection(void* self, MHD_Connection* connection, void
 }
 
 // Once the header is here. A request whose end is in doubt is refused before any of its body is read, and the
-// connection ends with it, since nobody knows what the bytes after it are.
+// connection ends with it, since the bytes after it may be anything.
 MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, const Endpoint* endpoint, std::string_view method,
                                    const char* version, void** slot) {
     auto& exchange = *std::make_unique<Exchange>().release(); // onCompleted() deletes it

@@ -26,7 +26,7 @@ std::optional<HostAndPort> split(const std::string& address) {
     if (parts.host.size() >= 2 && parts.host.front() == '[' && parts.host.back() == ']') {
         parts.host = parts.host.substr(1, parts.host.size() - 2);
     } else if (parts.host.find(':') != std::string::npos) {
-        return std::nullopt; // without brackets nobody knows where the port begins
+        return std::nullopt; // without brackets the port may begin at any colon
     }
     uint16_t port = 0;
     const char* end = parts.port.data() + parts.port.size();

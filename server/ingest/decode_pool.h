@@ -33,7 +33,7 @@ class DecodePool {
     DecodePool(const DecodePool&) = delete;
     DecodePool& operator=(const DecodePool&) = delete;
 
-    // In whatever order they are done. Nothing within the time: nothing.
+    // The next file that is done, in any order; nothing when the time is over first.
     std::optional<DecodedFile> take(std::chrono::steady_clock::time_point until);
 
   private:

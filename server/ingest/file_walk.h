@@ -26,8 +26,8 @@ struct FoundFiles {
     std::vector<FoundProblem> problems; // paths that are not there or cannot be looked at
 };
 
-// A file that is named is taken, whatever its name. Of a folder those are taken, at any depth, whose extension is one
-// of audio files, of formats that nothing here reads too, so that nothing of a collection is passed over in silence.
+// A path that names a file is taken, whatever its extension. Folders are searched at any depth for the extensions of
+// audio files, also of formats that nothing here decodes, so that these files are reported and not skipped silently.
 // Hidden files and folders are left out. Links are followed, each folder is entered once.
 FoundFiles findFiles(const std::vector<std::string>& paths);
 

@@ -9,7 +9,7 @@
 namespace tarn::server {
 
 std::string trackIdOf(const std::string& contentHash);
-// The album artist, and the artist where there is none, tells albums of one title apart. Empty without an album.
+// From the title and the album artist (the artist where there is none). Empty without an album.
 std::string albumIdOf(const Tags& tags);
 
 // Fills trackId, albumId, trackBlob and albumBlob from contentHash and tags.

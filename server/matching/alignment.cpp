@@ -123,7 +123,7 @@ Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look lo
     Alignment best;
     const auto map = std::find_if(query.maps.begin(), query.maps.end(), [](const QueryMap& m) { return m.usable; });
     if (map == query.maps.end()) return best;
-    // All codings at the likeliest place, the first at others: which place it is they tell as well.
+    // All codings at the likeliest place, the first at others: they show the place as well as all do.
     size_t codings = look == Look::kGlance ? 1 : kCodings.size();
     for (const int64_t startFrame : places(query, codes, look == Look::kGlance ? 1 : kMaxPlaces)) {
         Alignment here;

@@ -7,7 +7,7 @@
 
 namespace tarn::server {
 
-// How the best candidate stands.
+// What the best candidate is judged by.
 struct Evidence {
     double bits = 0;         // that speak for it
     double rivalBits = 0;    // for the best candidate that is another recording; 0: there is none

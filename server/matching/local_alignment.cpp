@@ -12,7 +12,7 @@ namespace {
 // Hundredths of a bit.
 constexpr int16_t kMaxForRepeat = 70;
 constexpr int16_t kMinForPair = 20; // of a pair that speaks for a copy, however expected it is
-// Damage comes in stretches, of which nothing is left: so much of a copy may have become letters of chance.
+// The share of a copy's letters that is assumed to be destroyed, in stretches, and replaced by random ones.
 constexpr double kLost = 0.5;
 constexpr int16_t kMaxForLetter = 1000; // of any score
 constexpr int16_t kRepeatAlone = -50;
@@ -68,7 +68,7 @@ std::vector<int16_t> foretold(const Numbers& query, const LetterScores& scores) 
     return result;
 }
 
-// The score of a pair in a copy of which so much is lost, from that in what is left of it.
+// The score of a pair in a copy that lost a share of kLost, from the score in an undamaged one.
 class Tempered {
   public:
     Tempered() {

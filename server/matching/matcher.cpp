@@ -14,20 +14,20 @@ namespace {
 constexpr size_t kMaxCandidates = 20;
 constexpr size_t kRarestGrams = 160;
 // What a stage reads of the catalogue at most, in postings: the commonest grams say the least and cost the most, and in
-// a large catalogue all of a query's would be millions. So many of the rarest grams are read all the same.
+// a large catalogue all of a query's would be millions. kMinGrams of the rarest are read all the same.
 constexpr uint64_t kFirstPostings = 20'000;
 constexpr uint64_t kMaxPostings = 200'000;
 constexpr size_t kMinGrams = 40;
 // A gram that this many recordings hold says too little for what it costs to read.
 constexpr uint64_t kCommonGram = 2200;
-// The first stage's candidates are judged when the best outweighs so far the one behind those that may be its copies:
-// of a recording that is known it nearly always does, and unknown music is spared a stage that ends in nothing.
+// The first stage's candidates are judged only if the best score is 1.4 times the sixth: places 2 to 5 may be copies of
+// the best. Known recordings nearly always pass, and unknown music skips a stage that would find nothing.
 constexpr size_t kBehind = 5;
 constexpr uint32_t kStandsOutPercent = 140;
 // In a small catalogue a look at more of them costs no more than finding them in a large one.
 constexpr uint64_t kSmallCatalogue = 1000;
 constexpr size_t kMaxOfSmall = 100;
-// When so many were judged and so much speaks for one of them, the others are not looked at.
+// When this many were judged and one of them has this many bits, the others are not looked at.
 constexpr size_t kClearCandidates = 4;
 constexpr double kClearBits = 150.0;
 // How many are measured whole, and how many when one of them is clear.

@@ -18,7 +18,7 @@ std::string makeAccessCode(uint32_t accountId, int encryptionMethod, int checksu
 // Whether the text is spelled as makeAccessCode() spells one.
 bool isAccessCode(std::string_view text);
 
-// The parts of a code; 0 of a text that is none.
+// The parts of a code; 0 where the text is not a code.
 uint32_t accountIdOf(std::string_view code);
 int encryptionMethodOf(std::string_view code);
 int checksumMethodOf(std::string_view code);

@@ -13,7 +13,7 @@ using namespace kvx::packet;
 namespace {
 
 // Entry k is bit k mod 8 of byte k div 8. A group shorter than ours allows less, a longer one has bits nobody here
-// knows; both are told by the byte count.
+// knows; the byte count says which.
 std::vector<bool> readGroup(WireReader& reader, size_t entries) {
     const auto bits = reader.bytes(reader.u8("permissions"), "permissions");
     std::vector<bool> group(entries);

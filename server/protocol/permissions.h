@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which fields of a record a client may have. A request carries one bit for every entry of the client's content masks;
-// entry k speaks for field k of the record. Fields behind the last entry have no bit and are always sent.
+// entry k is for field k of the record. Fields after the last entry have no bit and are always sent.
 #pragma once
 
 #include "protocol/wire_reader.h"

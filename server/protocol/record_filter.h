@@ -11,7 +11,7 @@
 
 namespace tarn::server {
 
-// A blob of the catalogue that is none.
+// A record of the catalogue that cannot be read as one.
 class DamagedRecord : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

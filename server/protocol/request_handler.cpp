@@ -50,7 +50,7 @@ std::string printable(std::initializer_list<char> characters) {
     return isPlain ? text : lowerHexadecimal(text);
 }
 
-// Costs what checking a known account's signature costs, so that the time of a refusal does not tell which it was.
+// Costs what checking a known account's signature costs, so that the time of a refusal does not show which it was.
 const std::string& decoyCode() {
     static const std::string code = makeAccessCode(0, 3, 3, std::string(kAccountKeyBytes, '\0'));
     return code;
@@ -134,7 +134,7 @@ Reply RequestHandler::handle(std::span<const uint8_t> packet) const {
     return answer(std::get<AdmittedRequest>(std::move(admitted)));
 }
 
-// The tracks, best first, and behind them their albums in the same order: an album record is the only one that has a
+// The tracks, best first, and after them their albums in the same order: an album record is the only one that has a
 // place for the confidence. A track without album gets an album record that holds nothing else.
 std::string RequestHandler::answerFingerprint(const FingerprintRequest& request, RequestReport& report) const {
     const size_t most = mostAnswers(report.requestOption);

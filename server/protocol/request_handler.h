@@ -37,7 +37,8 @@ class RequestHandler {
   public:
     // The access code of an account, or nothing.
     using CodeFinder = std::function<std::optional<std::string>(uint32_t accountId)>;
-    // An identity for a device: the one it presents if it is known, else a new one; nothing if there is none to give.
+    // An identity for a device: the one it presents if it is known, else a new one; nothing if the account may have no
+    // more.
     using IdentityGiver =
         std::function<std::optional<DeviceIdentity>(uint32_t accountId, const std::string& presented)>;
 
@@ -50,7 +51,7 @@ class RequestHandler {
     // Both steps.
     Reply handle(std::span<const uint8_t> packet) const;
 
-    // A reply that tells a failure: text to the client; detail, where there is more to say, to the log alone.
+    // A reply for a failure: text to the client; detail, where there is more to say, to the log alone.
     static Reply failure(RequestReport report, RequestOutcome outcome, const std::string& text,
                          const std::string& detail = {});
 

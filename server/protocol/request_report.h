@@ -14,7 +14,7 @@ enum class RequestOutcome {
     kMatched,
     kNotFound,
     kBadPacket,
-    kRefused, // unknown account or bad signature, which are told apart nowhere
+    kRefused, // unknown account or bad signature: no client learns which
     kTooLarge,
     kFailed,
     kOverload,    // too many requests wait

@@ -24,7 +24,7 @@ bool isSignedWith(const Packet& packet, const std::string& accessCode) {
     if (KVXInit(&made, accessCode.c_str(), nullptr, 0, nullptr, 0, 'B', 'B', 0, nullptr, 0) != 0) return false;
     const std::unique_ptr<KVXHandle, HandleShutdown> handle(made);
 
-    // A 4-byte sum under a block cipher is enciphered with 4 zeros behind it.
+    // A 4-byte sum under a block cipher is enciphered with 4 zeros after it.
     std::array<uint8_t, 16> expected{};
     uint32_t length = 0;
     if (KVXGetEncryptionLength(made, &length) != 0 || length > expected.size()) return false;
