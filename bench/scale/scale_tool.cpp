@@ -4,14 +4,18 @@
 //   scale_tool load REAL CATALOG COUNT   brings the catalogue to COUNT recordings of 4 minutes, modelled on REAL, a
 //                                        catalogue of real music; prints the rate of each tenth
 //   scale_tool look-up REAL CATALOG N    times N look-ups each of known, noisy and unknown excerpts
+//   scale_tool compare REAL A B N        wall times of the same look-ups in catalogues A and B of the same music, in
+//                                        turns and each once; says how many answers differ
 //   scale_tool size CATALOG              bytes of each table of the main database for a minute of audio
 //
-// Times are CPU times of the one thread that works.
+// Times are CPU times of the one thread that works, but for `compare`, where servers work too.
 #include "catalog/catalog.h"
 #include "matching/matcher.h"
 #include "synthetic_music.h"
 
 #include <algorithm>
+#include <array>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -78,6 +82,14 @@ struct Kind {
     double noise;
 };
 
+// As a server answers.
+Examination answerTo(CatalogReader& reader, const FingerprintQuery& query) {
+    reader.refresh();
+    Examination examination = examine(reader, query);
+    reader.rest();
+    return examination;
+}
+
 void lookUp(CatalogReader& reader, const SyntheticMusic& music, const Kind& kind, size_t asked) {
     const auto count = static_cast<uint32_t>(reader.recordingCount());
     Dice dice(kind.known ? 11 : 12);
@@ -92,7 +104,7 @@ void lookUp(CatalogReader& reader, const SyntheticMusic& music, const Kind& kind
         const std::string hash = music.recording(number).contentHash;
         const FingerprintQuery query = music.query(number, dice, kind.noise);
         const double begin = cpuMs();
-        const Examination examination = examine(reader, query);
+        const Examination examination = answerTo(reader, query);
         const double took = cpuMs() - begin;
         if (i < kWarmUps) continue;
         times.push_back(took);
@@ -135,7 +147,7 @@ int answers(const std::string& real, const std::string& location, size_t asked) 
         for (size_t i = 0; i < asked; ++i) {
             const auto number =
                 kind.known ? static_cast<uint32_t>(dice.below(count)) + 1 : kUnknown + static_cast<uint32_t>(i);
-            const Examination examination = examine(reader, music.query(number, dice, kind.noise));
+            const Examination examination = answerTo(reader, music.query(number, dice, kind.noise));
             std::printf("%s %u: %d stages\n", kind.name, number, examination.stages);
             for (const Candidate& each : examination.candidates) {
                 std::printf("  %u score %u, %.17g bits at %lld, chance %.17g%s\n", each.id, each.score,
@@ -145,6 +157,58 @@ int answers(const std::string& real, const std::string& location, size_t asked) 
         }
     }
     return 0;
+}
+
+// What judging gave, as a line.
+std::string answerOf(const Examination& examination) {
+    std::string line = std::to_string(examination.stages);
+    for (const Candidate& each : examination.candidates) {
+        line += " " + std::to_string(each.id) + ":" + std::to_string(each.score) + ":" +
+                std::to_string(each.alignment.bits) + (each.accepted ? "+" : "");
+    }
+    return line;
+}
+
+double wallMs(CatalogReader& reader, const FingerprintQuery& query, std::string& answer) {
+    const auto begin = std::chrono::steady_clock::now();
+    const Examination examination = answerTo(reader, query);
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
+    answer = answerOf(examination);
+    return took.count();
+}
+
+int compare(const std::string& real, const std::string& a, const std::string& b, size_t asked) {
+    const SyntheticMusic music(real);
+    std::array<CatalogReader, 2> readers = {CatalogReader(a), CatalogReader(b)};
+    const auto count = static_cast<uint32_t>(readers[0].recordingCount());
+    size_t different = 0;
+    for (const Kind& kind : {Kind{"known", true, 1.0}, Kind{"noisy", true, kNoise}, Kind{"unknown", false, 1.0}}) {
+        Dice dice(kind.known ? 11 : 12);
+        std::array<std::vector<double>, 2> times;
+        for (size_t i = 0; i < asked + kWarmUps; ++i) {
+            const auto number =
+                kind.known ? static_cast<uint32_t>(dice.below(count)) + 1 : kUnknown + static_cast<uint32_t>(i);
+            const FingerprintQuery query = music.query(number, dice, kind.noise);
+            std::array<std::string, 2> answers;
+            for (size_t turn = 0; turn < 2; ++turn) {
+                const size_t which = (i + turn) % 2;
+                const double took = wallMs(readers[which], query, answers[which]);
+                if (i >= kWarmUps) times[which].push_back(took);
+            }
+            different += answers[0] != answers[1] ? 1 : 0;
+        }
+        for (auto& each : times) std::sort(each.begin(), each.end());
+        std::printf("%s:", kind.name);
+        for (const size_t percent : {10U, 50U, 90U}) {
+            const double first = times[0][asked * percent / 100];
+            const double second = times[1][asked * percent / 100];
+            std::printf("  p%zu %.2f and %.2f ms, ratio %.2f", percent, first, second, second / first);
+        }
+        std::printf("\n");
+        std::fflush(stdout);
+    }
+    std::printf("%zu answers differ\n", different);
+    return different == 0 ? 0 : 1;
 }
 
 int size(const std::string& location) {
@@ -166,12 +230,14 @@ int main(int argc, char** argv) {
         }
         if (words.size() == 4 && words[0] == "look-up") return lookUps(words[1], words[2], std::stoul(words[3]));
         if (words.size() == 4 && words[0] == "answers") return answers(words[1], words[2], std::stoul(words[3]));
+        if (words.size() == 5 && words[0] == "compare")
+            return compare(words[1], words[2], words[3], std::stoul(words[4]));
         if (words.size() == 2 && words[0] == "size") return size(words[1]);
     } catch (const std::exception& error) {
         std::cerr << error.what() << '\n';
         return 1;
     }
-    std::cerr
-        << "scale_tool load REAL CATALOG COUNT | look-up REAL CATALOG N | answers REAL CATALOG N | size CATALOG\n";
+    std::cerr << "scale_tool load REAL CATALOG COUNT | look-up REAL CATALOG N | answers REAL CATALOG N | compare REAL "
+                 "A B N | size CATALOG\n";
     return 2;
 }

@@ -7,16 +7,9 @@
 
 namespace tarn::server {
 
-namespace {
-
-// Of a list that is far away, its beginning: it says how long the list is, and most lists are no longer.
-constexpr size_t kBeginning = 256;
-
-} // namespace
-
 Lookup::Lookup(StoreReader& store, ListTable table, std::vector<ListNumber> lists, RecordingScores& scores,
                uint32_t idBound)
-    : store_(store), table_(table), numbers_(std::move(lists)), lists_(store.lists(table, numbers_, kBeginning)),
+    : store_(store), table_(table), numbers_(std::move(lists)), lists_(store.lists(table, numbers_, kToCount)),
       scores_(scores) {
     scores_.start(idBound);
     frequencies_.reserve(lists_.size());

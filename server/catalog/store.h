@@ -24,6 +24,7 @@ using ListTable = uint8_t;
 constexpr ListTable tableOf(unsigned bits, unsigned turn) { return static_cast<ListTable>(bits | turn << 6); }
 constexpr unsigned bitsOf(ListTable table) { return table & 0x3f; }
 using ListNumber = uint64_t;
+constexpr size_t kToCount = 0;
 
 struct StoredValue {
     enum class State { kAbsent, kThere, kLost }; // lost: what holds it does not answer
@@ -52,7 +53,9 @@ class StoreReader {
 
     // In the order of the keys, in one wave.
     virtual std::vector<StoredValue> values(std::span<const std::string> keys) = 0;
-    // In the order of the numbers, in one wave: at least the first `enough` bytes of each.
+    // In the order of the numbers, in one wave: at least the first `enough` bytes of each. With kToCount, what it takes
+    // to count the ids of each (countOf) is enough: of a list that is not whole then, the pieces may be other parts of
+    // it than the first.
     virtual std::vector<StoredList> lists(ListTable table, std::span<const ListNumber> numbers, size_t enough) = 0;
     // Every list of a table, whole, in any order.
     virtual void forEachList(ListTable table, const std::function<void(ListNumber, const StoredList&)>& visit) = 0;

@@ -23,7 +23,7 @@ constexpr size_t kProof = SIZE_MAX - 1;
 constexpr size_t kAsking = SIZE_MAX - 2;
 constexpr std::string_view kNoCluster = "cluster support disabled";
 
-void appendCommand(std::string& text, Commands::Words words) {
+void appendCommand(std::string& text, std::span<const std::string_view> words) {
     const auto head = [&text](char kind, size_t number) {
         text.push_back(kind);
         text += std::to_string(number);
@@ -37,9 +37,13 @@ void appendCommand(std::string& text, Commands::Words words) {
     }
 }
 
+void appendCommand(std::string& text, Commands::Words words) {
+    appendCommand(text, std::span(words.begin(), words.size()));
+}
+
 } // namespace
 
-void Commands::append(Words words, size_t slot, size_t node) {
+void Commands::append(std::span<const std::string_view> words, size_t slot, size_t node) {
     entries_.push_back({text_.size(), slot, node});
     appendCommand(text_, words);
 }

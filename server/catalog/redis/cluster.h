@@ -16,6 +16,7 @@
 #include <deque>
 #include <initializer_list>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,8 +29,9 @@ class Commands {
   public:
     using Words = std::initializer_list<std::string_view>;
     // To the node that has the key.
-    void add(std::string_view key, Words words) { append(words, slotOf(key), 0); }
-    void addFor(size_t node, Words words) { append(words, kSlots, node); }
+    void add(std::string_view key, Words words) { add(key, std::span(words.begin(), words.size())); }
+    void add(std::string_view key, std::span<const std::string_view> words) { append(words, slotOf(key), 0); }
+    void addFor(size_t node, Words words) { append({words.begin(), words.size()}, kSlots, node); }
     size_t size() const { return entries_.size(); }
     size_t bytes() const { return text_.size(); }
     void clear();
@@ -41,7 +43,7 @@ class Commands {
         size_t slot = 0;  // kSlots: it is for the node
         size_t node = 0;
     };
-    void append(Words words, size_t slot, size_t node);
+    void append(std::span<const std::string_view> words, size_t slot, size_t node);
     std::string_view text(size_t command) const;
 
     std::string text_; // as the servers read it

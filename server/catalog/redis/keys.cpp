@@ -7,8 +7,10 @@ namespace tarn::server::redis {
 
 namespace {
 
+constexpr char kBlockKind = ';';
 constexpr uint8_t kListKind = 0x80; // no letter of a name, and no other kind of key
 constexpr size_t kNumberBytes = sizeof(ListNumber);
+constexpr size_t kSlotsOfGroup = kSlots / kGroups;
 
 constexpr std::array<uint16_t, 256> crcOfBytes() {
     std::array<uint16_t, 256> table{};
@@ -22,16 +24,35 @@ constexpr std::array<uint16_t, 256> crcOfBytes() {
 constexpr std::array<uint16_t, 256> kCrcOfByte = crcOfBytes();
 
 // Of each range, the least number whose slot lies in it.
-std::array<uint32_t, kMarkers> tagsOfRanges() {
-    std::array<uint32_t, kMarkers> tags{};
-    size_t missing = kMarkers;
+std::array<uint32_t, kGroups> tagsOfRanges() {
+    std::array<uint32_t, kGroups> tags{};
+    size_t missing = kGroups;
     for (uint32_t tag = 1; missing > 0; ++tag) {
-        uint32_t& place = tags[slotOf(std::to_string(tag)) / (kSlots / kMarkers)];
+        uint32_t& place = tags[slotOf(std::to_string(tag)) / kSlotsOfGroup];
         if (place != 0) continue;
         place = tag;
         --missing;
     }
     return tags;
+}
+
+std::string tagInKey(size_t range) {
+    static const std::array<uint32_t, kGroups> tags = tagsOfRanges();
+    return "{" + std::to_string(tags[range]) + "}";
+}
+
+void expectTable(ListTable table) {
+    if (table >= kListKind) throw CatalogError("a catalogue in Redis has no table above 127");
+}
+
+void appendNumber(std::string& key, uint64_t number) {
+    bool begun = false;
+    for (size_t shift = kNumberBytes * 8; shift > 0;) {
+        shift -= 8;
+        const auto byte = static_cast<uint8_t>(number >> shift);
+        begun = begun || byte != 0;
+        if (begun) key.push_back(static_cast<char>(byte));
+    }
 }
 
 } // namespace
@@ -47,34 +68,42 @@ uint16_t slotOf(std::string_view key) {
     return static_cast<uint16_t>(crc % kSlots);
 }
 
-std::string Keys::list(ListTable table, ListNumber number) const {
-    if (table >= kListKind) throw CatalogError("a catalogue in Redis has no table above 127");
+std::string Keys::block(ListTable table, BlockNumber block) const {
+    expectTable(table);
+    std::string key = name_ + kBlockKind + tagInKey(groupOf(block));
+    key.push_back(static_cast<char>(table));
+    appendNumber(key, block / kGroups);
+    return key;
+}
+
+std::string Keys::longList(ListTable table, ListNumber number) const {
+    expectTable(table);
     std::string key = name_;
     key.push_back(static_cast<char>(kListKind | table));
-    bool begun = false;
-    for (size_t shift = kNumberBytes * 8; shift > 0;) {
-        shift -= 8;
-        const auto byte = static_cast<uint8_t>(number >> shift);
-        begun = begun || byte != 0;
-        if (begun) key.push_back(static_cast<char>(byte));
-    }
+    appendNumber(key, number);
     return key;
 }
 
 std::optional<ListKey> Keys::listIn(std::string_view key) const {
     if (!key.starts_with(name_)) return std::nullopt;
     key.remove_prefix(name_.size());
-    if (key.empty() || static_cast<uint8_t>(key.front()) < kListKind) return std::nullopt;
-    ListKey found{static_cast<ListTable>(static_cast<uint8_t>(key.front()) - kListKind), 0};
+    ListKey found;
+    size_t group = 0;
+    if (found.isBlock = key.starts_with(kBlockKind); found.isBlock) {
+        group = slotOf(key) / kSlotsOfGroup;
+        const std::string tag = tagInKey(group);
+        if (!key.substr(1).starts_with(tag)) return std::nullopt;
+        key.remove_prefix(1 + tag.size());
+    }
+    if (key.empty() || (static_cast<uint8_t>(key.front()) < kListKind) != found.isBlock) return std::nullopt;
+    found.table = static_cast<uint8_t>(key.front()) & (kListKind - 1);
     key.remove_prefix(1);
     if (key.size() > kNumberBytes || (!key.empty() && key.front() == 0)) return std::nullopt;
     for (const char byte : key) found.number = found.number << 8 | static_cast<uint8_t>(byte);
+    if (found.isBlock) found.number = found.number * kGroups + group;
     return found;
 }
 
-std::string Keys::marker(size_t range) const {
-    static const std::array<uint32_t, kMarkers> tags = tagsOfRanges();
-    return name_ + "!n{" + std::to_string(tags[range]) + "}";
-}
+std::string Keys::marker(size_t range) const { return name_ + "!n" + tagInKey(range); }
 
 } // namespace tarn::server::redis

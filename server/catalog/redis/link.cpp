@@ -12,7 +12,7 @@ namespace tarn::server::redis {
 namespace {
 
 // The parser moves what it has not read yet with every reply: a larger piece costs more than the calls it saves.
-constexpr size_t kPieceBytes = size_t{16} * 1024;
+constexpr size_t kPieceBytes = size_t{64} * 1024;
 
 bool isForLater(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
 

@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::string_view kScheme = "redis://";
 constexpr uint32_t kLongestTimeoutMs = 600'000;
+constexpr uint32_t kMostCacheMegabytes = 65536;
 
 template <class Number>
 bool readNumber(std::string_view text, Number& number) {
@@ -71,14 +72,23 @@ Location locationIn(const std::string& text) {
                     "\" has no password: write USER:PASSWORD@ or set TARN_REDIS_PASSWORD");
     }
 
-    if (const std::string_view option = takeBehind(rest, '?'); !option.empty()) {
+    for (std::string_view options = takeBehind(rest, '?'); !options.empty();) {
+        const std::string_view option = options.substr(0, options.find('&'));
+        options.remove_prefix(std::min(option.size() + 1, options.size()));
         constexpr std::string_view kTimeout = "timeout=";
-        uint32_t timeout = 0;
-        if (!option.starts_with(kTimeout) || !readNumber(option.substr(kTimeout.size()), timeout) || timeout == 0 ||
-            timeout > kLongestTimeoutMs) {
-            throw wrong("after ?, expected timeout=MILLISECONDS (1 to 600000), found \"" + std::string(option) + "\"");
+        constexpr std::string_view kCache = "cache=";
+        uint32_t number = 0;
+        if (option.starts_with(kTimeout) && readNumber(option.substr(kTimeout.size()), number) && number > 0 &&
+            number <= kLongestTimeoutMs) {
+            location.timeout = std::chrono::milliseconds(number);
+        } else if (option.starts_with(kCache) && readNumber(option.substr(kCache.size()), number) &&
+                   number <= kMostCacheMegabytes) {
+            location.cacheBytes = size_t{number} << 20;
+        } else {
+            throw wrong("after ?, expected timeout=MILLISECONDS (1 to 600000) or cache=MEGABYTES (0 to 65536), found "
+                        "\"" +
+                        std::string(option) + "\"");
         }
-        location.timeout = std::chrono::milliseconds(timeout);
     }
     if (const size_t slash = rest.find('/'); slash != std::string_view::npos) {
         location.name = rest.substr(slash + 1);

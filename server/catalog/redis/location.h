@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Where a catalogue lies that Redis servers hold:
 //
-//   redis://[USER[:PASSWORD]@]HOST:PORT[,HOST:PORT...][/NAME][?timeout=MILLISECONDS]
+//   redis://[USER[:PASSWORD]@]HOST:PORT[,HOST:PORT...][/NAME][?timeout=MILLISECONDS&cache=MEGABYTES]
 //
 // Any of the nodes of a cluster, or one server without cluster mode. NAME keeps the catalogues of one cluster apart;
 // each of its letters costs memory in every key. What USER and PASSWORD hold of ":@/?%" is written %3A and so on.
@@ -33,6 +33,7 @@ struct Location {
     std::string name = "t";
     // How long a look-up waits for a node that sends nothing.
     std::chrono::milliseconds timeout{100};
+    size_t cacheBytes = size_t{128} << 20; // of lists that a reader keeps from one commit to the next
 };
 
 // Throws CatalogError that says what is wrong.

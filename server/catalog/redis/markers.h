@@ -15,6 +15,10 @@
 
 namespace tarn::server::redis {
 
+// A marker begins with how lists lie in their keys, so that a program that lays them elsewhere does not take a
+// catalogue for an empty one.
+inline constexpr std::string_view kLayout = "blocks ";
+
 struct Marker {
     uint64_t written = 0;   // by this commit
     uint64_t confirmed = 0; // all markers had this one
@@ -22,16 +26,19 @@ struct Marker {
     std::string text;       // as it is stored
 };
 Marker makeMarker(uint64_t written, uint64_t confirmed, const std::string& writer);
-// Nothing: the text is damaged.
+// Nothing: the text is damaged, or of another layout.
 std::optional<Marker> markerIn(std::string_view text);
 
 struct Markers {
-    std::array<Marker, kMarkers> each;
-    std::array<bool, kMarkers> answered{};
+    std::array<Marker, kGroups> each;
+    std::array<bool, kGroups> answered{};
     uint64_t written = 0;   // the highest
     uint64_t confirmed = 0; // the highest
+    size_t foreign = 0;     // those that are damaged, or of another layout
 
     bool isBehind(size_t range) const { return answered[range] && each[range].written < confirmed; }
+    // All markers that there are can be read by others alone.
+    bool isForeign() const { return foreign > 0 && written == 0; }
     bool anyBehind() const;
     bool allAnswered() const;
 };

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalog/redis/redis_reader.h"
 
-#include "catalog/keys.h"
-#include "catalog/posting_list.h"
 #include "catalog/redis/markers.h"
 
 #include <algorithm>
-#include <charconv>
-#include <map>
+#include <array>
 
 namespace tarn::server::redis {
 
@@ -16,84 +13,203 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kRefreshEvery = 1s;
-constexpr size_t kListsInAWave = 1000;
+constexpr size_t kBlocksInAWave = 1000;
+constexpr Milliseconds kMovesEnd = 30s; // of slots
 constexpr std::string_view kKeysOfAScan = "1000";
-constexpr size_t kMostDamagedLists = 20; // that check() names
 
-StoredList listOf(const Reply& reply, std::string_view& piece) {
-    if (!reply) return {{}, 0, false, true};
-    piece = textOf(*reply);
-    return {{&piece, piece.empty() ? size_t{0} : size_t{1}}, piece.size(), true, false};
+StoredValue valueOf(const redisReply& reply) {
+    if (reply.type == REDIS_REPLY_NIL) return {StoredValue::State::kAbsent, {}};
+    return {StoredValue::State::kThere, textOf(reply)};
 }
 
 } // namespace
 
 RedisReader::RedisReader(Location location, Milliseconds timeout, Milliseconds patience)
-    : cluster_(std::move(location), timeout), keys_(cluster_.location().name), patience_(patience) {}
+    : cluster_(std::move(location), timeout), keys_(cluster_.location().name), patience_(patience),
+      cache_(cluster_.location().cacheBytes) {}
 
 bool RedisReader::refresh() {
     rest();
     const auto now = Clock::now();
     if (now - refreshed_ < kRefreshEvery) return false;
     refreshed_ = now;
+    // A marker is written after all else of a commit: what is read from now on has all of that one.
+    const Markers markers = readMarkers(cluster_, keys_, Milliseconds(0));
+    const auto last = std::ranges::find(markers.each, markers.written, &Marker::written);
+    if (markers.written > 0) cache_.beginCommit(std::to_string(last->written) + " " + last->writer);
     return true;
 }
 
 void RedisReader::rest() {
     kept_.clear();
     pieces_.clear();
+    cache_.trim();
 }
 
 std::vector<Reply>& RedisReader::keep(std::vector<Reply> replies) { return kept_.emplace_back(std::move(replies)); }
 
 std::vector<StoredValue> RedisReader::values(std::span<const std::string> keys) {
+    std::vector<std::string> stored;
+    stored.reserve(keys.size());
+    for (const std::string& key : keys) stored.push_back(keys_.value(key));
+    return valuesOf(stored);
+}
+
+std::vector<StoredValue> RedisReader::valuesOf(std::span<const std::string> keys) {
     Commands commands;
-    for (const std::string& each : keys) {
-        const std::string key = keys_.value(each);
-        commands.add(key, {"GET", key});
-    }
+    for (const std::string& key : keys) commands.add(key, {"GET", key});
     std::vector<StoredValue> values;
+    values.reserve(keys.size());
     for (const Reply& reply : keep(ask(commands))) {
-        if (!reply) {
-            values.push_back({StoredValue::State::kLost, {}});
-        } else if (reply->type == REDIS_REPLY_NIL) {
-            values.push_back({StoredValue::State::kAbsent, {}});
-        } else {
-            values.push_back({StoredValue::State::kThere, textOf(*reply)});
-        }
+        values.push_back(reply ? valueOf(*reply) : StoredValue{StoredValue::State::kLost, {}});
     }
     return values;
 }
 
-// The length is asked for before the bytes, so that a list that grows in between is not taken for a shorter one.
-std::vector<StoredList> RedisReader::lists(ListTable table, std::span<const ListNumber> numbers, size_t enough) {
-    const bool whole = enough == SIZE_MAX;
-    const std::string last = std::to_string(std::max<size_t>(enough, 1) - 1);
+// A command for each group, and then one for each block of those groups that were not answered: while a slot moves,
+// servers refuse to answer for several keys at once.
+std::vector<StoredValue> RedisReader::blocks(ListTable table, std::span<const BlockNumber> numbers) {
+    std::array<std::vector<size_t>, kGroups> groups;
+    for (size_t i = 0; i < numbers.size(); ++i) groups[groupOf(numbers[i])].push_back(i);
+    std::vector<std::string> keys;
+    keys.reserve(numbers.size());
+    for (const BlockNumber number : numbers) keys.push_back(keys_.block(table, number));
     Commands commands;
-    for (const ListNumber number : numbers) {
-        const std::string key = keys_.list(table, number);
-        if (!whole) commands.add(key, {"STRLEN", key});
-        if (whole) commands.add(key, {"GET", key});
-        if (!whole) commands.add(key, {"GETRANGE", key, "0", last});
+    std::vector<size_t> asked; // groups
+    std::vector<std::string_view> words;
+    for (size_t group = 0; group < kGroups; ++group) {
+        if (groups[group].empty()) continue;
+        words.assign(1, "MGET");
+        for (const size_t i : groups[group]) words.emplace_back(keys[i]);
+        commands.add(words[1], words);
+        asked.push_back(group);
     }
-    const std::vector<Reply>& replies = keep(ask(commands));
-    std::vector<std::string_view>& pieces = pieces_.emplace_back(numbers.size());
-    std::vector<StoredList> lists;
+    const std::vector<Reply>& replies = keep(cluster_.ask(commands, Milliseconds(0)));
+    std::vector<StoredValue> values(numbers.size());
+    std::vector<size_t> open;
+    for (size_t i = 0; i < asked.size(); ++i) {
+        const std::vector<size_t>& places = groups[asked[i]];
+        if (!replies[i]) open.insert(open.end(), places.begin(), places.end());
+        if (!replies[i]) continue;
+        const auto items = itemsOf(*replies[i]);
+        if (items.size() != places.size()) {
+            throw CatalogError(cluster_.location().shown + ": a server does not answer MGET as Redis does");
+        }
+        for (size_t k = 0; k < items.size(); ++k) values[places[k]] = valueOf(*items[k]);
+    }
+    if (open.empty()) return values;
+    std::vector<std::string> single;
+    single.reserve(open.size());
+    for (const size_t i : open) single.push_back(std::move(keys[i]));
+    const std::vector<StoredValue> found = valuesOf(single);
+    for (size_t k = 0; k < open.size(); ++k) values[open[k]] = found[k];
+    return values;
+}
+
+std::vector<StoredValue> RedisReader::bodies(ListTable table, std::span<const ListNumber> longLists) {
+    if (longLists.empty()) return {};
+    std::vector<std::string> keys;
+    keys.reserve(longLists.size());
+    for (const ListNumber number : longLists) keys.push_back(keys_.longList(table, number));
+    return valuesOf(keys);
+}
+
+std::vector<std::optional<CachedList>> RedisReader::partsOf(ListTable table, std::span<const ListNumber> numbers) {
+    std::vector<std::optional<CachedList>> parts(numbers.size());
+    std::vector<BlockNumber> missing;
+    std::vector<size_t> places;
     for (size_t i = 0; i < numbers.size(); ++i) {
-        if (whole) {
-            lists.push_back(listOf(replies[i], pieces[i]));
-            continue;
+        parts[i] = cache_.find(table, numbers[i]);
+        if (parts[i]) continue;
+        missing.push_back(blockOf(mixed(table, numbers[i])));
+        places.push_back(i);
+    }
+    if (missing.empty()) return parts;
+    const std::vector<StoredValue> found = blocks(table, missing);
+    for (size_t k = 0; k < found.size(); ++k) {
+        if (found[k].state == StoredValue::State::kLost) continue;
+        const ListNumber number = numbers[places[k]];
+        const size_t place = placeOf(mixed(table, number));
+        std::string bytes;
+        CachedList list;
+        const bool sound = forEachEntry(found[k].bytes, [&](const Entry& entry) {
+            if (entry.place != place) return;
+            if (entry.isLong) {
+                list.longPart = entry.part;
+                list.longBytes = entry.bytes;
+            } else {
+                bytes += entry.part;
+            }
+        });
+        list.parts = bytes;
+        if (sound) parts[places[k]] = cache_.keep(table, number, list);
+    }
+    return parts;
+}
+
+// A long list that is only counted has what its block says of it as its last piece.
+std::vector<StoredList> RedisReader::lists(ListTable table, std::span<const ListNumber> numbers, size_t enough) {
+    const std::vector<std::optional<CachedList>> parts = partsOf(table, numbers);
+    std::vector<ListNumber> longLists;
+    for (size_t i = 0; i < numbers.size(); ++i) {
+        if (enough != kToCount && parts[i] && parts[i]->longBytes > 0) longLists.push_back(numbers[i]);
+    }
+    const std::vector<StoredValue> found = bodies(table, longLists);
+    auto body = found.begin();
+    std::vector<std::string_view>& pieces = pieces_.emplace_back();
+    pieces.reserve(2 * numbers.size()); // so that they stay where they are
+    std::vector<StoredList> lists(numbers.size());
+    for (size_t i = 0; i < numbers.size(); ++i) {
+        StoredList& list = lists[i];
+        list.lost = !parts[i];
+        if (list.lost) continue;
+        const size_t begin = pieces.size();
+        const bool isLong = parts[i]->longBytes > 0;
+        list.whole = !isLong || enough != kToCount;
+        list.size = parts[i]->parts.size();
+        if (isLong && list.whole) {
+            list.size += body->bytes.size();
+            list.lost = body->bytes.empty();
+            pieces.push_back((body++)->bytes);
         }
-        lists.push_back(listOf(replies[2 * i + 1], pieces[i]));
-        const Reply& size = replies[2 * i];
-        if (!size) {
-            lists.back() = {{}, 0, false, true};
-        } else if (!lists.back().lost) {
-            lists.back().size = std::max<uint64_t>(pieces[i].size(), static_cast<uint64_t>(size->integer));
-            lists.back().whole = lists.back().size == pieces[i].size();
+        if (!parts[i]->parts.empty()) pieces.emplace_back(parts[i]->parts);
+        if (!list.whole) {
+            list.size += parts[i]->longPart.size() + parts[i]->longBytes;
+            pieces.emplace_back(parts[i]->longPart);
         }
+        if (!list.lost) list.pieces = std::span(pieces).subspan(begin);
     }
     return lists;
+}
+
+std::vector<WholeBlock> RedisReader::wholeBlocks(ListTable table, std::span<const BlockNumber> numbers) {
+    std::vector<WholeBlock> found(numbers.size());
+    const std::vector<StoredValue> values = blocks(table, numbers);
+    std::vector<ListNumber> longLists;
+    std::vector<std::pair<size_t, size_t>> bodyOf; // which block, which of its lists
+    for (size_t i = 0; i < numbers.size(); ++i) {
+        found[i].value = values[i];
+        std::optional<BlockLists> lists = listsIn(values[i].bytes);
+        found[i].damaged = !lists;
+        if (!lists) continue;
+        for (size_t place = 0; place < kPlaces; ++place) {
+            BlockList& part = (*lists)[place];
+            if (part.empty()) continue;
+            if (part.longList) {
+                bodyOf.emplace_back(i, found[i].lists.size());
+                longLists.push_back(numberAt(table, numbers[i], place));
+                part.parts.insert(part.parts.begin(), std::string_view());
+            }
+            found[i].lists.push_back({place, part.longList.has_value(), false, std::move(part.parts)});
+        }
+    }
+    const std::vector<StoredValue> body = bodies(table, longLists);
+    for (size_t k = 0; k < body.size(); ++k) {
+        WholeBlock::List& list = found[bodyOf[k].first].lists[bodyOf[k].second];
+        list.pieces.front() = body[k].bytes;
+        list.lost = body[k].bytes.empty();
+    }
+    return found;
 }
 
 // A key is visited more than once where a server's table grows or shrinks, or its slot moves.
@@ -117,143 +233,63 @@ void RedisReader::forEachKey(const std::function<void(const ListKey&)>& visit) {
     }
 }
 
-std::vector<ListNumber> RedisReader::numbersOf(ListTable table) {
-    std::vector<ListNumber> numbers;
-    // A list whose slot moved meanwhile may have been where the scan was not: then it looks again.
-    for (uint64_t version = 0; version != cluster_.mapVersion();) {
-        version = cluster_.mapVersion();
-        forEachKey([&](const ListKey& key) {
-            if (key.table == table) numbers.push_back(key.number);
-        });
-        std::ranges::sort(numbers);
-        numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
-    }
-    return numbers;
-}
-
-void RedisReader::forEachList(ListTable table, const std::function<void(ListNumber, const StoredList&)>& visit) {
-    const std::vector<ListNumber> numbers = numbersOf(table);
-    for (size_t first = 0; first < numbers.size(); first += kListsInAWave) {
-        const auto wave = std::span(numbers).subspan(first, std::min(kListsInAWave, numbers.size() - first));
+bool RedisReader::areSlotsMoving() {
+    for (const size_t node : cluster_.masters()) {
         Commands commands;
-        for (const ListNumber number : wave) {
-            const std::string key = keys_.list(table, number);
-            commands.add(key, {"GET", key});
-        }
-        const std::vector<Reply> replies = ask(commands);
-        for (size_t i = 0; i < wave.size(); ++i) {
-            std::string_view piece;
-            const StoredList list = listOf(replies[i], piece);
-            if (list.lost || list.size > 0) visit(wave[i], list);
-        }
+        commands.addFor(node, {"CLUSTER", "NODES"});
+        const Reply reply = std::move(ask(commands).front());
+        if (!reply) throw cluster_.unavailable();
+        const std::string_view text =
+            textOf(*reply); // a node writes of its own slots alone: [SLOT->-TO], [SLOT-<-FROM]
+        if (text.find("->-") != std::string_view::npos || text.find("-<-") != std::string_view::npos) return true;
     }
-}
-
-bool RedisReader::isThere() {
-    const std::string key = keys_.value(kFormatKey);
-    Commands commands;
-    commands.add(key, {"EXISTS", key});
-    const Reply reply = std::move(ask(commands).front());
-    if (!reply) throw cluster_.unavailable();
-    if (reply->integer != 0) return true;
-    const Markers markers = readMarkers(cluster_, keys_, patience_);
-    if (markers.written > 0) {
-        throw CatalogError("The catalogue " + cluster_.location().shown +
-                           " lost a part of itself: " + cluster_.nameOf(cluster_.nodeOf(slotOf(key))) +
-                           " does not have the key that says how it is written; restore it from a copy");
-    }
-    if (!markers.allAnswered()) throw cluster_.unavailable();
     return false;
 }
 
-bool RedisReader::lostCommits() { return readMarkers(cluster_, keys_, patience_).anyBehind(); }
-
-void RedisReader::checkMarkers(std::vector<std::string>& faults) {
-    const Markers markers = readMarkers(cluster_, keys_, patience_);
-    std::map<size_t, uint64_t> first; // lost commit of a node
-    for (size_t range = 0; range < kMarkers; ++range) {
-        if (!markers.isBehind(range)) continue;
-        uint64_t& lost = first.try_emplace(cluster_.nodeOf(slotOf(keys_.marker(range))), UINT64_MAX).first->second;
-        lost = std::min(lost, markers.each[range].written + 1);
-    }
-    for (const auto& [node, lost] : first) {
-        faults.push_back(cluster_.nameOf(node) + " lost what it got in the commits from " + std::to_string(lost) +
-                         " to " + std::to_string(markers.confirmed) +
-                         " (a replica took over that did not have it yet, or the server started without its data): add "
-                         "the same folders again with tarn-server add, then run tarn-server compact");
-    }
-}
-
-std::string RedisReader::infoOf(size_t node, const std::string& field) {
-    Commands commands;
-    commands.addFor(node, {"INFO", "memory"});
-    const Reply reply = std::move(ask(commands).front());
-    if (!reply) throw cluster_.unavailable();
-    const std::string_view info = textOf(*reply);
-    const size_t at = info.find("\n" + field + ":");
-    if (at == std::string_view::npos) return {};
-    const size_t begin = at + field.size() + 2;
-    return std::string(info.substr(begin, info.find('\r', begin) - begin));
-}
-
-void RedisReader::checkNodes(std::vector<std::string>& faults) {
-    if (const size_t slots = cluster_.uncovered(); slots > 0) {
-        faults.push_back(std::to_string(slots) + " of the cluster's slots belong to no node: start what is missing");
-    }
-    for (const size_t node : cluster_.masters()) {
-        try {
-            const std::string policy = infoOf(node, "maxmemory_policy");
-            if (policy == "noeviction" || policy.empty()) continue;
-            faults.push_back(cluster_.nameOf(node) + " throws keys away when its memory is full (maxmemory-policy " +
-                             policy + "): set maxmemory-policy noeviction");
-        } catch (const CatalogUnavailable&) {
-            faults.push_back(cluster_.trouble() + "; start it, or let its replica take over");
+// What lies in a slot that moves may be missed where it comes from and where it goes to: then it looks again.
+std::vector<ListKey> RedisReader::keysOf(ListTable table) {
+    const auto until = Clock::now() + std::max<Milliseconds>(patience_, kMovesEnd);
+    std::vector<ListKey> keys;
+    for (;;) {
+        const uint64_t version = cluster_.mapVersion();
+        forEachKey([&](const ListKey& key) {
+            if (key.table == table) keys.push_back(key);
+        });
+        std::ranges::sort(keys);
+        keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+        if (!areSlotsMoving() && version == cluster_.mapVersion()) return keys;
+        if (Clock::now() >= until) {
+            throw CatalogUnavailable(cluster_.location().shown +
+                                     ": slots of the cluster are being moved; run this again when that is done");
         }
     }
 }
 
-void RedisReader::checkLists(std::vector<std::string>& faults) {
-    std::vector<bool> tables(UINT8_MAX + 1);
-    forEachKey([&](const ListKey& key) { tables[key.table] = true; });
-    size_t damaged = 0;
-    for (size_t table = 0; table < tables.size(); ++table) {
-        if (!tables[table]) continue;
-        forEachList(static_cast<ListTable>(table), [&](ListNumber number, const StoredList& list) {
-            if (!list.lost && forEachId(list.pieces, [](uint32_t) {})) return;
-            if (++damaged > kMostDamagedLists) return;
-            faults.push_back("list " + std::to_string(number) + " of table " + std::to_string(table) +
-                             (list.lost ? " was not answered: " + cluster_.trouble()
-                                        : " is damaged: run tarn-server compact, which makes it anew"));
-        });
+std::vector<BlockNumber> RedisReader::blocksOf(ListTable table) {
+    std::vector<BlockNumber> blocks;
+    for (const ListKey& key : keysOf(table)) {
+        if (key.isBlock) blocks.push_back(key.number);
     }
-    if (damaged > kMostDamagedLists)
-        faults.push_back("so are " + std::to_string(damaged - kMostDamagedLists) + " more lists");
+    return blocks;
 }
 
-std::vector<std::string> RedisReader::check(bool deep) {
-    std::vector<std::string> faults;
-    checkNodes(faults);
-    checkMarkers(faults);
-    if (deep && faults.empty()) checkLists(faults);
-    return faults;
-}
-
-std::optional<uint64_t> RedisReader::bytesTaken() {
-    uint64_t bytes = 0;
-    for (const size_t node : cluster_.masters()) {
-        const std::string used = infoOf(node, "used_memory");
-        uint64_t count = 0;
-        if (std::from_chars(used.data(), used.data() + used.size(), count).ec != std::errc{}) return std::nullopt;
-        bytes += count;
+void RedisReader::forEachList(ListTable table, const std::function<void(ListNumber, const StoredList&)>& visit) {
+    const std::vector<BlockNumber> blocks = blocksOf(table);
+    for (size_t first = 0; first < blocks.size(); first += kBlocksInAWave) {
+        const auto wave = std::span(blocks).subspan(first, std::min(kBlocksInAWave, blocks.size() - first));
+        const size_t kept = kept_.size();
+        const std::vector<WholeBlock> found = wholeBlocks(table, wave);
+        for (size_t i = 0; i < wave.size(); ++i) {
+            const bool lost = found[i].damaged || found[i].value.state == StoredValue::State::kLost;
+            if (lost) visit(numberAt(table, wave[i], 0), {{}, 0, false, true});
+            for (const WholeBlock::List& list : found[i].lists) {
+                StoredList whole{list.pieces, 0, !list.lost, list.lost};
+                for (const std::string_view piece : list.pieces) whole.size += piece.size();
+                visit(numberAt(table, wave[i], list.place), whole);
+            }
+        }
+        kept_.resize(kept);
     }
-    return bytes;
-}
-
-void RedisReader::backUp(const std::string& /*destination*/) {
-    throw CatalogError(
-        "The servers of " + cluster_.location().shown +
-        " keep their own copies (BGSAVE): copy those, or run tarn-server export, which writes a catalogue "
-        "that every store can import");
 }
 
 } // namespace tarn::server::redis

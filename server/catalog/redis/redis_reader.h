@@ -4,6 +4,7 @@
 
 #include "catalog/redis/cluster.h"
 #include "catalog/redis/keys.h"
+#include "catalog/redis/list_cache.h"
 #include "catalog/store.h"
 
 #include <chrono>
@@ -14,6 +15,19 @@
 #include <vector>
 
 namespace tarn::server::redis {
+
+// A block with all that belongs to its lists.
+struct WholeBlock {
+    struct List {
+        size_t place = 0;
+        bool isLong = false;
+        bool lost = false;
+        std::vector<std::string_view> pieces;
+    };
+    StoredValue value;
+    bool damaged = false;
+    std::vector<List> lists;
+};
 
 class RedisReader final : public StoreReader {
   public:
@@ -32,8 +46,12 @@ class RedisReader final : public StoreReader {
 
     // Whether there is a catalogue. Throws CatalogError where that cannot be known.
     bool isThere();
-    // The numbers of the lists that there are, rising. Throws CatalogUnavailable where a node does not answer.
-    std::vector<ListNumber> numbersOf(ListTable table);
+    // The blocks and long lists of a table. Throws CatalogUnavailable where a node does not answer.
+    std::vector<ListKey> keysOf(ListTable table);
+    std::vector<BlockNumber> blocksOf(ListTable table);
+    // In the order of the numbers, in one wave.
+    std::vector<StoredValue> blocks(ListTable table, std::span<const BlockNumber> numbers);
+    std::vector<WholeBlock> wholeBlocks(ListTable table, std::span<const BlockNumber> numbers);
     // Makes the next refresh() true.
     void hasChanged() { refreshed_ = {}; }
     Cluster& cluster() { return cluster_; }
@@ -44,6 +62,12 @@ class RedisReader final : public StoreReader {
     std::vector<Reply>& keep(std::vector<Reply> replies);
     std::vector<Reply> ask(const Commands& commands) { return cluster_.ask(commands, patience_); }
     void forEachKey(const std::function<void(const ListKey&)>& visit);
+    bool areSlotsMoving();
+    // In the order of the numbers; bytes that are empty: it is not there.
+    std::vector<StoredValue> bodies(ListTable table, std::span<const ListNumber> longLists);
+    std::vector<StoredValue> valuesOf(std::span<const std::string> keys);
+    // What their blocks have of them; nothing: lost or damaged.
+    std::vector<std::optional<CachedList>> partsOf(ListTable table, std::span<const ListNumber> numbers);
     std::string infoOf(size_t node, const std::string& field);
     void checkMarkers(std::vector<std::string>& faults);
     void checkNodes(std::vector<std::string>& faults);
@@ -55,6 +79,7 @@ class RedisReader final : public StoreReader {
     Clock::time_point refreshed_{};
     std::deque<std::vector<Reply>> kept_; // what the readings point to
     std::deque<std::vector<std::string_view>> pieces_;
+    ListCache cache_; // a long list that was counted is read whole next
 };
 
 } // namespace tarn::server::redis

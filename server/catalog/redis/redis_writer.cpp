@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "catalog/posting_list.h"
+#include "catalog/redis/list_writer.h"
 #include "catalog/redis/markers.h"
 #include "catalog/redis/redis_reader.h"
 #include "catalog/redis/redis_store.h"
 #include "catalog/redis/writer_lock.h"
 
 #include <algorithm>
-#include <thread>
 #include <unordered_set>
 
 namespace tarn::server::redis {
@@ -15,14 +14,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr Milliseconds kTimeout = 3s;         // of a writer, for which nobody waits
-constexpr Milliseconds kPatience = 30s;       // longer than a cluster takes to choose a new master
-constexpr Milliseconds kReadersLook = 1500ms; // at what is committed
+constexpr Milliseconds kTimeout = 3s;   // of a writer, for which nobody waits
+constexpr Milliseconds kPatience = 30s; // longer than a cluster takes to choose a new master
 constexpr std::string_view kReplicaWithinMs = "1000";
-// A wave of a writer: what its buffers hold, and what the servers' do.
-constexpr size_t kMostCommands = 4096;
-constexpr size_t kMostBytes = size_t{1} << 20;
-constexpr size_t kListsInAWave = 1000;
 
 // Only where the marker is as it was: one that a replica brought back is older, and says what was lost.
 constexpr std::string_view kMarkScript = "local is = redis.call('get', KEYS[1]) or '' "
@@ -35,16 +29,19 @@ class RedisWriter final : public StoreWriter {
 
     StoreReader& reader() override { return reader_; }
     void commit(const Batch& batch) override;
-    void rewriteLists(ListTable table, const Rewrite& rewrite) override;
-    void eraseLists(ListTable table) override;
+    void rewriteLists(ListTable table, const Rewrite& rewrite) override {
+        lists_.rewrite(table, rewrite);
+        reader_.hasChanged();
+    }
+    void eraseLists(ListTable table) override {
+        lists_.erase(table);
+        reader_.hasChanged();
+    }
     void isWholeAgain() override;
     // The servers give back what they can by themselves.
     void compact() override {}
 
   private:
-    void send(Commands& commands);
-    void sendIfLarge(Commands& commands);
-    void append(const Batch& batch);
     void change(const Batch& batch);
     void takeMarkers();
     bool mark(uint64_t written, uint64_t confirmed, bool all = false);
@@ -55,6 +52,8 @@ class RedisWriter final : public StoreWriter {
     const Keys& keys_;
     Milliseconds patience_;
     WriterLock lock_;
+    Sender sender_;
+    ListWriter lists_;
     Markers markers_; // as the servers have them since the last upheaval
     uint64_t upheavals_ = 0;
     uint64_t last_ = 0; // commit
@@ -64,7 +63,8 @@ class RedisWriter final : public StoreWriter {
 
 RedisWriter::RedisWriter(Location location, bool make)
     : reader_(std::move(location), kTimeout, kPatience), cluster_(reader_.cluster()), keys_(reader_.keys()),
-      patience_(kPatience), lock_(cluster_, keys_, kPatience) {
+      patience_(kPatience), lock_(cluster_, keys_, kPatience), sender_(cluster_, kPatience),
+      lists_(reader_, lock_, sender_) {
     const std::string shown = cluster_.location().shown;
     if (!reader_.isThere() && !make) {
         throw CatalogError("there is no catalogue at " + shown + "; tarn-server add makes one");
@@ -73,49 +73,22 @@ RedisWriter::RedisWriter(Location location, bool make)
     last_ = markers_.written;
 }
 
-// Sends until all is acknowledged.
-void RedisWriter::send(Commands& commands) {
-    for (const Reply& reply : cluster_.ask(commands, patience_)) {
-        if (!reply) throw cluster_.unavailable();
-    }
-    commands.clear();
-}
-
-void RedisWriter::sendIfLarge(Commands& commands) {
-    if (commands.size() >= kMostCommands || commands.bytes() >= kMostBytes) send(commands);
-}
-
-void RedisWriter::append(const Batch& batch) {
-    std::vector<Posting> postings = batch.postings;
-    std::ranges::stable_sort(postings, {}, &Posting::list);
-    Commands commands;
-    std::string ids;
-    for (auto at = postings.begin(); at != postings.end();) {
-        const std::string key = keys_.list(batch.table, at->list);
-        ids.clear();
-        for (const ListNumber list = at->list; at != postings.end() && at->list == list; ++at) appendId(ids, at->id);
-        commands.add(key, {"APPEND", key, ids});
-        sendIfLarge(commands);
-    }
-    if (commands.size() > 0) send(commands);
-}
-
 // A wave holds a key once, so that what is sent again after a redirection overtakes nothing, and keys of one kind.
 void RedisWriter::change(const Batch& batch) {
     Commands commands;
     std::unordered_set<std::string_view> keys;
     for (const Change& change : batch.changes) {
         if (!keys.empty() && (keys.contains(change.key) || keys.begin()->substr(0, 1) != change.key.substr(0, 1))) {
-            if (commands.size() > 0) send(commands);
+            if (commands.size() > 0) sender_.send(commands);
             keys.clear();
         }
         keys.insert(change.key);
         const std::string key = keys_.value(change.key);
         if (change.value) commands.add(key, {"SET", key, *change.value});
         if (!change.value) commands.add(key, {"UNLINK", key});
-        sendIfLarge(commands);
+        sender_.sendIfLarge(commands);
     }
-    if (commands.size() > 0) send(commands);
+    if (commands.size() > 0) sender_.send(commands);
 }
 
 void RedisWriter::takeMarkers() {
@@ -129,7 +102,7 @@ bool RedisWriter::mark(uint64_t written, uint64_t confirmed, bool all) {
     const Marker marker = makeMarker(written, confirmed, lock_.token());
     Commands commands;
     std::vector<size_t> marked;
-    for (size_t range = 0; range < kMarkers; ++range) {
+    for (size_t range = 0; range < kGroups; ++range) {
         if (!all && markers_.isBehind(range)) continue;
         const std::string key = keys_.marker(range);
         commands.add(key, {"EVAL", kMarkScript, "1", key, markers_.each[range].text, marker.text});
@@ -169,52 +142,12 @@ void RedisWriter::commit(const Batch& batch) {
                                    " was written by another process while this one was cut off; run this again");
             }
         }
-        append(batch);
+        lists_.append(batch);
         change(batch);
         marked = mark(number, markers_.confirmed);
         awaitReplicas();
         if (marked && cluster_.upheavals() == upheavals_ && mark(number, number)) break;
         if (std::chrono::steady_clock::now() >= until) throw cluster_.unavailable();
-    }
-    reader_.hasChanged();
-}
-
-void RedisWriter::rewriteLists(ListTable table, const Rewrite& rewrite) {
-    const std::vector<ListNumber> numbers = reader_.numbersOf(table);
-    for (size_t first = 0; first < numbers.size(); first += kListsInAWave) {
-        const auto wave = std::span(numbers).subspan(first, std::min(kListsInAWave, numbers.size() - first));
-        const std::vector<StoredList> lists = reader_.lists(table, wave, SIZE_MAX);
-        lock_.renew();
-        Commands commands;
-        for (size_t i = 0; i < wave.size(); ++i) {
-            if (lists[i].lost) throw cluster_.unavailable();
-            if (lists[i].size == 0) continue;
-            const std::string key = keys_.list(table, wave[i]);
-            const std::string list = rewrite(wave[i], lists[i].pieces);
-            if (list.empty()) commands.add(key, {"UNLINK", key});
-            if (!list.empty()) commands.add(key, {"SET", key, list});
-            sendIfLarge(commands);
-        }
-        if (commands.size() > 0) send(commands);
-        reader_.rest();
-    }
-    reader_.hasChanged();
-}
-
-// Again where a master failed: its replica may still have had them.
-void RedisWriter::eraseLists(ListTable table) {
-    // Readers learn once a second which table is in use.
-    if (!reader_.numbersOf(table).empty()) std::this_thread::sleep_for(kReadersLook);
-    for (uint64_t before = cluster_.upheavals() + 1; before != cluster_.upheavals();) {
-        before = cluster_.upheavals();
-        Commands commands;
-        for (const ListNumber number : reader_.numbersOf(table)) {
-            if (commands.size() == 0) lock_.renew();
-            const std::string key = keys_.list(table, number);
-            commands.add(key, {"UNLINK", key});
-            sendIfLarge(commands);
-        }
-        if (commands.size() > 0) send(commands);
     }
     reader_.hasChanged();
 }
@@ -239,7 +172,9 @@ std::unique_ptr<StoreReader> openRedisReader(const std::string& location) {
 }
 
 std::unique_ptr<StoreWriter> openRedisWriter(const std::string& location, bool make) {
-    return std::make_unique<redis::RedisWriter>(redis::locationIn(location), make);
+    redis::Location where = redis::locationIn(location);
+    where.cacheBytes = 0; // it sees what it wrote
+    return std::make_unique<redis::RedisWriter>(std::move(where), make);
 }
 
 } // namespace tarn::server

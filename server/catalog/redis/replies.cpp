@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <span>
 
 namespace tarn::server::redis {
 
@@ -43,11 +42,6 @@ std::string_view takeWord(std::string_view& text) {
     return word;
 }
 
-std::span<redisReply* const> itemsOf(const redisReply& reply) {
-    if (reply.type != REDIS_REPLY_ARRAY) return {};
-    return {reply.element, reply.elements};
-}
-
 // A node of CLUSTER SLOTS: [host, port, ...]. A node that does not know its name ("?") cannot be reached by it.
 std::optional<Address> nodeIn(const redisReply& reply, const std::string& sender) {
     const auto items = itemsOf(reply);
@@ -63,6 +57,11 @@ std::optional<Address> nodeIn(const redisReply& reply, const std::string& sender
 
 std::string_view textOf(const redisReply& reply) {
     return reply.str == nullptr ? std::string_view() : std::string_view(reply.str, reply.len);
+}
+
+std::span<redisReply* const> itemsOf(const redisReply& reply) {
+    if (reply.type != REDIS_REPLY_ARRAY) return {};
+    return {reply.element, reply.elements};
 }
 
 std::optional<Redirection> redirectionIn(std::string_view error, const std::string& sender) {

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,8 @@ using Reply = std::unique_ptr<redisReply, FreeReply>;
 
 // Of a string, a status or an error; else empty.
 std::string_view textOf(const redisReply& reply);
+// Of an array; else none.
+std::span<redisReply* const> itemsOf(const redisReply& reply);
 
 // "MOVED SLOT HOST:PORT": from now on; "ASK SLOT HOST:PORT": this once, after ASKING.
 struct Redirection {

@@ -52,6 +52,7 @@ TEST(RedisLocation, HasNodesANameAndALogin) {
         {"redis://u:p/q?r,@s:%3a@a:1", {"a:1"}, "t", "u", "p/q?r,@s:%3a", "redis://a:1", 100},
         {"redis://a:1/x?timeout=2500", {"a:1"}, "x", "", "", "redis://a:1/x?timeout=2500", 2500},
         {"redis://a:1?timeout=1", {"a:1"}, "t", "", "", "redis://a:1?timeout=1", 1},
+        {"redis://a:1?cache=7&timeout=2", {"a:1"}, "t", "", "", "redis://a:1?cache=7&timeout=2", 2},
     };
     unsetenv("TARN_REDIS_PASSWORD");
     for (const auto& each : cases) {
@@ -64,6 +65,12 @@ TEST(RedisLocation, HasNodesANameAndALogin) {
         EXPECT_EQ(location.shown, each.shown);
         EXPECT_EQ(location.timeout.count(), each.timeoutMs);
     }
+}
+
+TEST(RedisLocation, SaysHowMuchAReaderKeeps) {
+    EXPECT_EQ(locationIn("redis://a:1").cacheBytes, size_t{128} << 20);
+    EXPECT_EQ(locationIn("redis://a:1?timeout=9&cache=0").cacheBytes, 0U);
+    EXPECT_EQ(locationIn("redis://a:1/n?cache=65536").cacheBytes, size_t{1} << 36);
 }
 
 TEST(RedisLocation, TakesThePasswordFromTheEnvironmentWhereItHasNone) {
@@ -96,6 +103,10 @@ TEST(RedisLocation, SaysWhatIsWrongWithoutThePassword) {
         {"redis://a:1?timeout", "found \"timeout\""},
         {"redis://a:1?timeout=9999999", "timeout=MILLISECONDS"},
         {"redis://a:1?wait=5", "found \"wait=5\""},
+        {"redis://a:1?cache=65537", "cache=MEGABYTES (0 to 65536)"},
+        {"redis://a:1?cache=-1", "found \"cache=-1\""},
+        {"redis://a:1?timeout=5&&cache=1", "found \"\""},
+        {"redis://a:1?timeout=5&wait=5", "found \"wait=5\""},
     };
     unsetenv("TARN_REDIS_PASSWORD");
     for (const auto& each : cases) {
@@ -123,27 +134,37 @@ TEST(RedisKeys, LieInTheSlotsOfTheirCrc) {
 
 TEST(RedisKeys, HaveAMarkerInEveryRangeOfSlots) {
     const Keys keys("t");
-    for (size_t range = 0; range < kMarkers; ++range)
-        EXPECT_EQ(slotOf(keys.marker(range)) / (kSlots / kMarkers), range);
+    for (size_t range = 0; range < kGroups; ++range) EXPECT_EQ(slotOf(keys.marker(range)) / (kSlots / kGroups), range);
 }
 
-TEST(RedisKeys, HoldTheNumberOfAListInAsFewBytesAsItNeeds) {
+TEST(RedisKeys, HoldTheNumberOfALongListInAsFewBytesAsItNeeds) {
     const Keys keys("t");
     const struct {
         ListNumber number;
         size_t bytes;
     } cases[] = {{0, 2}, {1, 3}, {255, 3}, {256, 4}, {UINT32_MAX, 6}, {uint64_t{UINT32_MAX} + 1, 7}, {UINT64_MAX, 10}};
     for (const auto& each : cases) {
-        const std::string key = keys.list(5, each.number);
+        const std::string key = keys.longList(5, each.number);
         EXPECT_EQ(key.size(), each.bytes);
-        EXPECT_EQ(keys.listIn(key), (ListKey{5, each.number}));
+        EXPECT_EQ(keys.listIn(key), (ListKey{5, false, each.number}));
     }
-    for (const char* other :
-         {"", "t", "t:r1", "t!lock", "tt\x85", "u\x85", "t\x85\x01\x02\x03\x04\x05\x06\x07\x08\x09"}) {
+    for (const char* other : {"", "t", "t:r1", "t!lock", "tt\x85", "u\x85", "t\x85\x01\x02\x03\x04\x05\x06\x07\x08\x09",
+                              "t;", "t;{", "t;{}\x05", "t;{1", "t;{99999}\x05\x01", "t;1\x05"}) {
         EXPECT_FALSE(keys.listIn(other)) << other;
     }
     EXPECT_FALSE(keys.listIn(std::string("t\x85\0", 3))); // no number begins with a zero
-    EXPECT_THROW(keys.list(128, 1), CatalogError);
+    EXPECT_THROW(keys.longList(128, 1), CatalogError);
+    EXPECT_THROW(keys.block(128, 1), CatalogError);
+}
+
+TEST(RedisKeys, LayTheBlocksOfAGroupInOneSlotOfItsRange) {
+    const Keys keys("t");
+    for (const BlockNumber block : {BlockNumber{0}, BlockNumber{63}, BlockNumber{64}, (BlockNumber{1} << 28) - 1}) {
+        const std::string key = keys.block(24, block);
+        EXPECT_EQ(slotOf(key), slotOf(keys.marker(groupOf(block))));
+        EXPECT_EQ(keys.listIn(key), (ListKey{24, true, block}));
+        EXPECT_EQ(keys.listIn(Keys("other").block(24, block)), std::nullopt);
+    }
 }
 
 TEST(RedisReplies, SayWhereElseToAsk) {
@@ -226,12 +247,13 @@ TEST(RedisReplies, SayWhatToDoAboutAnError) {
 
 TEST(RedisMarkers, AreReadAsTheyWereWritten) {
     const Marker made = makeMarker(12, 11, "token");
-    EXPECT_EQ(made.text, "12 11 token");
+    EXPECT_EQ(made.text, "blocks 12 11 token");
     const auto read = markerIn(made.text);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->written, 12U);
     EXPECT_EQ(read->confirmed, 11U);
     EXPECT_EQ(read->writer, "token");
-    for (const char* bad : {"", "1", "1 ", "1 2", "x 2 t", "1 -2 t", "99999999999999999999 1 t"})
+    for (const char* bad : {"", "1", "1 2 t", "blocks", "blocks 1", "blocks 1 ", "blocks 1 2", "blocks x 2 t",
+                            "blocks 1 -2 t", "blocks 99999999999999999999 1 t"})
         EXPECT_FALSE(markerIn(bad)) << bad;
 }

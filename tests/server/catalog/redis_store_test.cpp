@@ -36,11 +36,12 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using State = StoredValue::State;
 
-constexpr ListTable kTable = 1;
+constexpr ListTable kTable = 24;
 constexpr uint64_t kSpread = 300; // values and lists, on all nodes
 
-// A look-up that is not about time waits for a busy machine.
-constexpr char kPatient[] = "?timeout=20000";
+// A look-up that is not about time waits for a busy machine; one that is not about what is kept sees what is there now.
+constexpr char kHasty[] = "?cache=0";
+constexpr char kPatient[] = "?timeout=20000&cache=0";
 
 // A server, or a cluster, that tests share: each has a name of its own in it.
 std::string freshName() {
@@ -85,6 +86,11 @@ Batch spread(uint32_t id) {
         batch.changes.push_back({"r" + std::to_string(i), "of " + std::to_string(id)});
     }
     return batch;
+}
+
+// Of the block that holds the list.
+std::string blockKey(const redis::Keys& keys, ListNumber list) {
+    return keys.block(kTable, redis::blockOf(mixed(kTable, list)));
 }
 
 struct Seen {
@@ -172,7 +178,7 @@ TEST(RedisCluster, IsFollowedWhileSlotsMove) {
     // A slot of a list, and one of a value.
     const redis::Keys keys(name.substr(1));
     uint32_t last = 1;
-    for (const std::string& key : {keys.list(kTable, 7), keys.value("r7")}) {
+    for (const std::string& key : {blockKey(keys, 7), keys.value("r7")}) {
         const size_t slot = redis::slotOf(key);
         const size_t from = cluster.ownerOf(slot);
         const size_t to = (from + 1) % cluster.masters();
@@ -215,7 +221,7 @@ TEST(RedisCluster, IsAskedAgainAtOnceWhereAnIdleConnectionWasClosed) {
 
 TEST(RedisCluster, AnswersWithoutANodeThatIsFrozenAndWaitsForItOnce) {
     RedisCluster& cluster = sharedCluster();
-    const std::string location = cluster.location() + freshName();
+    const std::string location = cluster.location() + freshName() + kHasty;
     const auto writer = openRedisWriter(location, true);
     writer->commit(format());
     writer->commit(spread(1));
@@ -238,7 +244,7 @@ TEST(RedisCluster, AnswersWithoutANodeThatIsFrozenAndWaitsForItOnce) {
     cluster.master(1).thaw();
     awaitOrThrow("a look-up that is whole again", [&] { return look(*reader, 1) == kAll; });
     cluster.awaitWhole();
-    EXPECT_FALSE(openRedisReader(location + kPatient)->lostCommits());
+    EXPECT_FALSE(openRedisReader(location + "&timeout=20000")->lostCommits());
 }
 
 TEST(RedisCluster, IsWholeAgainWhenTheReplicaOfADeadMasterTookOver) {
@@ -246,7 +252,7 @@ TEST(RedisCluster, IsWholeAgainWhenTheReplicaOfADeadMasterTookOver) {
     const auto writer = openRedisWriter(cluster.location() + kPatient, true);
     writer->commit(format());
     writer->commit(spread(1));
-    const auto reader = openRedisReader(cluster.location());
+    const auto reader = openRedisReader(cluster.location() + kHasty);
     awaitOrThrow("a look-up that is whole", [&] { return look(*reader, 1) == kAll; });
     cluster.master(0).kill();
     const Seen seen = look(*reader, 1);
@@ -316,6 +322,27 @@ TEST(RedisCluster, TellsOfANodeThatCameBackEmpty) {
     EXPECT_THAT(reader->check(false), ElementsAre(HasSubstr("from 1 to 3")));
 }
 
+// A reader keeps what it has seen from one commit to the next, by any process.
+TEST(RedisCluster, SeesTheCommitsOfOthersWithinASecondThoughItKeepsLists) {
+    const std::string location = sharedCluster().location() + freshName() + "?timeout=20000";
+    const auto writer = openRedisWriter(location, true);
+    writer->commit(format());
+    const auto reader = openRedisReader(location);
+    const auto gets = [&] {
+        std::string calls;
+        for (size_t i = 0; i < 3; ++i)
+            calls += sharedCluster().master(i).field({"INFO", "commandstats"}, "cmdstat_mget");
+        return calls;
+    };
+    for (uint32_t id = 1; id < 4; ++id) {
+        writer->commit(spread(id));
+        awaitOrThrow("the commit", [&] { return look(*reader, id) == kAll; });
+        const std::string before = gets();
+        EXPECT_EQ(look(*reader, id), kAll);
+        EXPECT_EQ(gets(), before); // it asked for no list again
+    }
+}
+
 // The postings first, then one kind of value after another: what was cut off is never found by half.
 TEST(RedisCluster, WritesNothingBeforeWhatComesBeforeIt) {
     RedisCluster& cluster = sharedCluster();
@@ -327,7 +354,7 @@ TEST(RedisCluster, WritesNothingBeforeWhatComesBeforeIt) {
     const size_t frozen = (nodeOf(keys.lock()) + 1) % 3;
     // A list elsewhere, a value on the node that is frozen, and a value of the next kind elsewhere.
     Batch batch = {kTable, {{0, 1}}, {{"r", "1"}, {"h", "1"}}};
-    while (nodeOf(keys.list(kTable, batch.postings[0].list)) == frozen) ++batch.postings[0].list;
+    while (nodeOf(blockKey(keys, batch.postings[0].list)) == frozen) ++batch.postings[0].list;
     while (nodeOf(keys.value(batch.changes[0].key)) != frozen) batch.changes[0].key += "x";
     while (nodeOf(keys.value(batch.changes[1].key)) == frozen) batch.changes[1].key += "x";
     const auto has = [&](const std::string& key) {
@@ -335,7 +362,7 @@ TEST(RedisCluster, WritesNothingBeforeWhatComesBeforeIt) {
     };
     cluster.master(frozen).freeze();
     std::thread commit([&] { writer->commit(batch); });
-    awaitOrThrow("the posting", [&] { return has(keys.list(kTable, batch.postings[0].list)); });
+    awaitOrThrow("the posting", [&] { return has(blockKey(keys, batch.postings[0].list)); });
     std::this_thread::sleep_for(200ms); // for what must not come
     EXPECT_FALSE(has(keys.value(batch.changes[1].key)));
     cluster.master(frozen).thaw();
@@ -519,8 +546,8 @@ TEST(RedisServer, FindsADamagedList) {
     const auto writer = openRedisWriter(location, true);
     writer->commit(format());
     writer->commit(spread(1));
-    sharedServer().ask({"APPEND", redis::Keys(name.substr(1)).list(kTable, 7), "x"});
-    EXPECT_THAT(openRedisReader(location)->check(true), ElementsAre(HasSubstr("list 7 of table 1 is damaged")));
+    sharedServer().ask({"APPEND", blockKey(redis::Keys(name.substr(1)), 7), "x"});
+    EXPECT_THAT(openRedisReader(location)->check(true), ElementsAre(HasSubstr("of table 24, or all of its block")));
     EXPECT_THAT(openRedisReader(location)->check(false), IsEmpty());
 }
 

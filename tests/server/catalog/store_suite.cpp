@@ -202,6 +202,55 @@ TEST_P(StoreSuite, GivesTheHeadOfAListAndItsSize) {
     }
 }
 
+TEST_P(StoreSuite, CountsAndKeepsListsOfThousands) {
+    constexpr uint32_t kCommits = 12;
+    constexpr uint32_t kEach = 700;
+    const auto writer = newStore();
+    Ids all;
+    for (uint32_t commit = 0; commit < kCommits; ++commit) {
+        std::vector<Posting> postings;
+        for (uint32_t i = 1; i <= kEach; ++i) {
+            all.push_back((commit * kEach + i) * 3);
+            postings.push_back({5, all.back()});
+        }
+        postings.push_back({6, all.back()});
+        writer->commit(postingsOf(postings));
+        StoreReader& reader = writer->reader();
+        reader.refresh();
+        const std::vector<ListNumber> numbers = {5, 6, 7};
+        const std::vector<StoredList> lists = reader.lists(kTable, numbers, kToCount);
+        uint64_t count = 0;
+        uint64_t left = lists[0].size;
+        for (const std::string_view& piece : lists[0].pieces) {
+            count += countOf(piece, &piece == &lists[0].pieces.back() ? left : piece.size());
+            left -= std::min<uint64_t>(left, piece.size());
+        }
+        EXPECT_EQ(count, all.size());
+        EXPECT_THAT(idsIn(reader, {5}), ElementsAre(all));
+    }
+    EXPECT_EQ(allIdsIn(*place().reader(), kTable)[5], all);
+    // Every other one goes; then nearly all; then the list.
+    for (const size_t step : {2U, 1000U, 0U}) {
+        Ids kept;
+        for (size_t i = 0; step > 0 && i < all.size(); i += step) kept.push_back(all[i]);
+        writer->rewriteLists(kTable, [&](ListNumber number, std::span<const std::string_view> pieces) {
+            Ids ids;
+            EXPECT_TRUE(forEachId(pieces, [&](uint32_t id) { ids.push_back(id); }));
+            std::string list;
+            EXPECT_TRUE(number != 5 || ids == all);
+            appendPacked(list, number == 5 ? kept : ids);
+            return list;
+        });
+        EXPECT_THAT(idsIn(*place().reader(), {5}), ElementsAre(kept));
+        all = kept;
+    }
+    writer->commit(postingsOf({{5, 50'000}}));
+    EXPECT_THAT(idsIn(*place().reader(), {5}), ElementsAre(Ids{50'000}));
+    EXPECT_THAT(place().reader()->check(true), IsEmpty());
+    writer->eraseLists(kTable);
+    EXPECT_THAT(allIdsIn(*place().reader(), kTable), IsEmpty());
+}
+
 TEST_P(StoreSuite, KeepsWhatItGaveUntilItRests) {
     const auto writer = newStore();
     writer->commit(postingsOf({{1, 1}, {2, 2}}));
