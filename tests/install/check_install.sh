@@ -94,7 +94,7 @@ nm -D --defined-only "$library" | awk '{ print $3 }' | LC_ALL=C sort >names.txt
 LC_ALL=C diff "$source/tests/data/exported_names.txt" names.txt || failed "the exported names"
 echo "ok: $(wc -l <names.txt) exported names"
 
-logged build.log cmake --build build --target base_test signing_test records_test core_test fingerprint_test \
+logged build.log cmake --build build --target util_test signing_test records_test core_test fingerprint_test \
     c_api_test_static c_api_test_shared struct_layouts_c_test
 logged tests.log ctest --test-dir build -j 2 -L quick -R '^(base|signing|records|core|fingerprint)_test/' \
     --no-tests=error
