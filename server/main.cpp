@@ -17,6 +17,7 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -83,6 +84,8 @@ class Commands {
             ServiceSetup setup;
             CatalogRecogniser recogniser(
                 catalog_, [&setup](const std::string& line) { setup.log->error("catalogue: {}", line); });
+            // Ends before the recogniser that it uses.
+            const std::jthread warming([&](const std::stop_token& stop) { recogniser.warmUp(stop); });
             return runServe(serve_, setup, recogniser, out_, err_);
         });
         serve->add_option("--listen", serve_.listen, "ADDRESS:PORT; port 0 picks a free one")->capture_default_str();

@@ -130,6 +130,7 @@ void lookUp(CatalogReader& reader, const SyntheticMusic& music, const Kind& kind
 int lookUps(const std::string& real, const std::string& location, size_t asked) {
     const SyntheticMusic music(real);
     CatalogReader reader(location);
+    reader.warmUp();
     std::printf("%llu recordings\n", static_cast<unsigned long long>(reader.recordingCount()));
     for (const Kind& kind : {Kind{"known", true, 1.0}, Kind{"noisy", true, kNoise}, Kind{"unknown", false, 1.0}}) {
         lookUp(reader, music, kind, asked);

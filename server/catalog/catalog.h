@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,9 @@ class CatalogReader {
 
     // Sees what was committed since; cheap when nothing was.
     void refresh();
+    // Brings what look-ups read into memory, where there is room for it; without it the first ones after a start are
+    // slower.
+    void warmUp(const std::stop_token& stop = {});
     // Keeps nothing of the store busy until the next refresh(), which must come before anything else.
     void rest();
     uint64_t recordingCount() const;

@@ -86,6 +86,8 @@ void CatalogReader::refresh() {
     if (impl_->store->refresh()) impl_->readStateAnew();
 }
 
+void CatalogReader::warmUp(const std::stop_token& stop) { impl_->store->warmUp(tableOf(impl_->state), stop); }
+
 void CatalogReader::rest() {
     impl_->shelf.clear();
     impl_->store->rest();

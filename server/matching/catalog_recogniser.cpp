@@ -98,6 +98,17 @@ std::vector<Match> CatalogRecogniser::lookUp(const std::string& id, size_t maxMa
     });
 }
 
+void CatalogRecogniser::warmUp(const std::stop_token& stop) {
+    try {
+        withReader([&](CatalogReader& reader) {
+            reader.warmUp(stop);
+            return true;
+        });
+    } catch (const Unavailable&) {
+        return; // the service says why
+    }
+}
+
 uint64_t CatalogRecogniser::recordingCount() {
     return withReader([](CatalogReader& reader) { return reader.recordingCount(); });
 }

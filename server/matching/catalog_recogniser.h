@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <stop_token>
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -26,6 +27,8 @@ class CatalogRecogniser : public Recogniser {
     Recognition recognise(const FingerprintQuery& query, size_t maxMatches) override;
     std::vector<Match> lookUp(const std::string& id, size_t maxMatches) override;
     uint64_t recordingCount() override;
+    // Brings what recognition reads into memory; a catalogue that cannot be read now is left alone.
+    void warmUp(const std::stop_token& stop);
 
   private:
     // Gives a reader that sees every commit, for the time of the work.

@@ -52,6 +52,7 @@ ListRun::ListRun(ListTable table, std::string_view bytes) {
     if (bytes.size() >= sizeof count) std::memcpy(&count, bytes.data(), sizeof count);
     const size_t head = sizeof count + count * (lowBytes(table) + sizeof(uint32_t));
     if (count == 0 || head > bytes.size()) throw DamagedLists("a run of lists is damaged; " + std::string(kMakeLists));
+    bytes_ = bytes;
     size_ = count;
     wide_ = lowBytes(table) == sizeof(uint32_t);
     lowBits_ = bitsOf(table) - kSegmentBits;

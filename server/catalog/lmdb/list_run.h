@@ -37,6 +37,8 @@ class ListRun {
     ListRun(ListTable table, std::string_view bytes);
 
     size_t size() const { return size_; }
+    // All that it takes in memory.
+    std::string_view bytes() const { return bytes_; }
     uint32_t low(size_t index) const { return wide_ ? at<uint32_t>(lows_, index) : at<uint16_t>(lows_, index); }
     // Empty: the run is damaged.
     std::string_view list(size_t index) const {
@@ -55,6 +57,7 @@ class ListRun {
         return value;
     }
 
+    std::string_view bytes_;
     size_t size_ = 0;
     bool wide_ = false;
     unsigned lowBits_ = 0;

@@ -7,6 +7,8 @@
 #include "catalog/remedies.h"
 
 #include <filesystem>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -72,6 +74,25 @@ std::vector<StoredList> Reader::lists(ListTable table, std::span<const ListNumbe
         found[i].whole = true;
     }
     return found;
+}
+
+void Reader::warmUp(ListTable table, const std::stop_token& stop) {
+    load(table);
+    size_t bytes = 0;
+    for (const std::vector<ListRun>& runs : runs_) {
+        for (const ListRun& run : runs) bytes += run.bytes().size();
+    }
+    const auto pageBytes = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+    if (bytes > static_cast<size_t>(::sysconf(_SC_PHYS_PAGES)) * pageBytes / 2) return;
+    for (const std::vector<ListRun>& runs : runs_) {
+        for (const ListRun& run : runs) {
+            if (stop.stop_requested()) return;
+            // Whole pages around the run. Where the system cannot do it, look-ups wait for each page as they come to it.
+            const auto begin = reinterpret_cast<uintptr_t>(run.bytes().data());
+            const uintptr_t page = begin / pageBytes * pageBytes;
+            ::madvise(reinterpret_cast<void*>(page), begin + run.bytes().size() - page, MADV_POPULATE_READ);
+        }
+    }
 }
 
 void Reader::forEachList(ListTable table, const std::function<void(ListNumber, const StoredList&)>& visit) {

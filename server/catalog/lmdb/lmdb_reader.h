@@ -18,6 +18,7 @@ class Reader final : public StoreReader {
     void rest() override;
     std::vector<StoredValue> values(std::span<const std::string> keys) override;
     std::vector<StoredList> lists(ListTable table, std::span<const ListNumber> numbers, size_t enough) override;
+    void warmUp(ListTable table, const std::stop_token& stop) override;
     void forEachList(ListTable table, const std::function<void(ListNumber, const StoredList&)>& visit) override;
     std::vector<std::string> check(bool deep) override;
     std::optional<uint64_t> bytesTaken() override;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalog/redis/blocks.h"
 
+#include "base/bytes.h"
+
 #include "coding/code_packing.h"
 
 namespace tarn::server::redis {
