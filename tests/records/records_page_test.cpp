@@ -10,7 +10,6 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <map>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -126,28 +125,37 @@ const Page& page() {
     return read;
 }
 
+std::string withoutComments(std::string text) {
+    for (size_t start = 0; (start = text.find("/*", start)) != std::string::npos;)
+        text.erase(start, text.find("*/", start) + 2 - start);
+    return text;
+}
+
 // The members of a struct by the name that kvx.h gives them: offset to name. The declaration is read as text, so that
 // the names come from nowhere but there.
 std::map<size_t, std::string> membersByOffset(const std::string& record) {
     std::ifstream in(TARN_PUBLIC_HEADER);
     std::stringstream text;
     text << in.rdbuf();
-    const std::string header = std::regex_replace(text.str(), std::regex(R"(/\*[^*]*\*+([^/*][^*]*\*+)*/)"), "");
-    std::smatch found;
-    const bool declared =
-        std::regex_search(header, found, std::regex(R"(typedef struct )" + record + R"( \{([^}]*)\})"));
-    EXPECT_TRUE(declared) << record;
-    const std::string body = declared ? found[1].str() : "";
+    const std::string header = withoutComments(text.str());
+    const std::string opening = "typedef struct " + record + " {";
+    const size_t found = header.find(opening);
+    EXPECT_NE(found, std::string::npos) << opening;
+    if (found == std::string::npos) return {};
+    const size_t start = found + opening.size();
     std::map<size_t, std::string> names;
     size_t offset = 0;
-    const std::regex declaration(R"((?:struct )?(\w+)(\s*\*)?\s*(\w+);)");
-    for (std::sregex_iterator member(body.begin(), body.end(), declaration); member != std::sregex_iterator();
-         ++member) {
-        const bool isPointer = (*member)[2].matched;
-        const size_t size = isPointer ? sizeof(void*) : (*member)[1] == "uint16_t" ? 2 : 4;
-        EXPECT_TRUE(isPointer || (*member)[1] == "uint16_t" || (*member)[1] == "uint32_t") << member->str();
+    std::istringstream body(header.substr(start, header.find('}', start) - start));
+    for (std::string line; std::getline(body, line, ';');) {
+        const size_t end = line.find_last_not_of(" \n");
+        if (end == std::string::npos) break; // after the last member
+        const size_t name = line.find_last_of(" *", end) + 1;
+        const bool isPointer = line.find('*') != std::string::npos;
+        const bool isShort = line.find("uint16_t") != std::string::npos;
+        EXPECT_TRUE(isPointer || isShort || line.find("uint32_t") != std::string::npos) << line;
+        const size_t size = isPointer ? sizeof(void*) : isShort ? 2 : 4;
         offset = (offset + size - 1) / size * size;
-        names[offset] = (*member)[3];
+        names[offset] = line.substr(name, end + 1 - name);
         offset += size;
     }
     return names;
