@@ -3,8 +3,6 @@
 
 #include "base/bytes.h"
 
-#include "coding/code_packing.h"
-
 namespace tarn::server::redis {
 
 namespace {
