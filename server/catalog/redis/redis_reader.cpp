@@ -26,7 +26,9 @@ StoredValue valueOf(const redisReply& reply) {
 
 RedisReader::RedisReader(Location location, Milliseconds timeout, Milliseconds patience)
     : cluster_(std::move(location), timeout), keys_(cluster_.location().name), patience_(patience),
-      cache_(cluster_.location().cacheBytes) {}
+      cache_(cluster_.location().cacheBytes) {
+    if (patience_ == Milliseconds(0)) cluster_.readFromReplicas();
+}
 
 bool RedisReader::refresh() {
     rest();
