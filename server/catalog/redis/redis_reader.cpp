@@ -257,7 +257,7 @@ std::vector<ListKey> RedisReader::keysOf(ListTable table) {
         forEachKey([&](const ListKey& key) {
             if (key.table == table) keys.push_back(key);
         });
-        std::ranges::sort(keys);
+        std::ranges::sort(keys, {}, [](const ListKey& key) { return std::pair(key.isBlock, key.number); });
         keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
         if (!areSlotsMoving() && version == cluster_.mapVersion()) return keys;
         if (Clock::now() >= until) {
