@@ -83,7 +83,12 @@ CatalogReader::~CatalogReader() = default;
 void CatalogReader::refresh() {
     impl_->shelf.clear();
     impl_->complete = true;
-    if (impl_->store->refresh()) impl_->readStateAnew();
+    if (!impl_->store->refresh()) return;
+    try {
+        impl_->readStateAnew();
+    } catch (const CatalogUnavailable&) { // nobody can have changed it meanwhile: a writer waits for what holds it
+        return;
+    }
 }
 
 void CatalogReader::warmUp(const std::stop_token& stop) { impl_->store->warmUp(tableOf(impl_->state), stop); }

@@ -42,15 +42,23 @@ auto CatalogRecogniser::withReader(Work work) {
             reader->refresh();
         }
         auto result = work(*reader);
-        reader->rest();
-        const std::lock_guard lock(mutex_);
-        idle_.push_back(std::move(reader));
+        giveBack(std::move(reader));
         return result;
+    } catch (const CatalogUnavailable& error) {
+        // It knows what does not answer, and waits for that no longer: a new one would.
+        if (reader) giveBack(std::move(reader));
+        throw Unavailable(error.what());
     } catch (const CatalogError& error) {
         throw Unavailable(error.what()); // the reader goes, and the next request opens the catalogue anew
     } catch (const std::bad_alloc&) {
         throw Unavailable(location_ + ": there is not enough memory");
     }
+}
+
+void CatalogRecogniser::giveBack(std::unique_ptr<CatalogReader> reader) {
+    reader->rest();
+    const std::lock_guard lock(mutex_);
+    idle_.push_back(std::move(reader));
 }
 
 void CatalogRecogniser::passOver(uint32_t id, const std::string& problem) {

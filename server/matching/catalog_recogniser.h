@@ -35,6 +35,7 @@ class CatalogRecogniser : public Recogniser {
     template <class Work>
     auto withReader(Work work);
 
+    void giveBack(std::unique_ptr<CatalogReader> reader);
     CatalogUnavailable notAll() const;
     void passOver(uint32_t id, const std::string& problem);
 

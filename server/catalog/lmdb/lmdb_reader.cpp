@@ -90,7 +90,10 @@ void Reader::warmUp(ListTable table, const std::stop_token& stop) {
             // Whole pages around the run. Where the system cannot do it, look-ups wait for each page as they come to it.
             const auto begin = reinterpret_cast<uintptr_t>(run.bytes().data());
             const uintptr_t page = begin / pageBytes * pageBytes;
-            ::madvise(reinterpret_cast<void*>(page), begin + run.bytes().size() - page, MADV_POPULATE_READ);
+            void* const first = reinterpret_cast<void*>(page);
+            const size_t size = begin + run.bytes().size() - page;
+            ::madvise(first, size, MADV_WILLNEED); // in few large readings
+            ::madvise(first, size, MADV_POPULATE_READ);
         }
     }
 }

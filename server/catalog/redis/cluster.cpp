@@ -21,6 +21,7 @@ constexpr size_t kUnknown = SIZE_MAX;
 constexpr size_t kLogin = SIZE_MAX;
 constexpr size_t kProof = SIZE_MAX - 1;
 constexpr size_t kAsking = SIZE_MAX - 2;
+constexpr size_t kReadOnly = SIZE_MAX - 3;
 constexpr std::string_view kNoCluster = "cluster support disabled";
 
 void appendCommand(std::string& text, std::span<const std::string_view> words) {
@@ -152,17 +153,21 @@ bool Cluster::takeMap(size_t from, const redisReply& reply) {
     std::vector<bool> before;
     for (Node& node : nodes_) {
         before.push_back(node.master);
-        node.master = node.replicated = false;
+        node.master = false;
+        node.replicas.clear();
     }
     const auto ownersBefore = owners_;
     owners_.fill(kUnknown);
     for (const SlotRange& range : *ranges) {
         const size_t owner = numberOf(range.master);
         nodes_[owner].master = true;
-        nodes_[owner].replicated |= !range.replicas.empty();
         std::fill(owners_.begin() + static_cast<ptrdiff_t>(range.first),
                   owners_.begin() + static_cast<ptrdiff_t>(range.last) + 1, owner);
-        for (const Address& replica : range.replicas) numberOf(replica); // who else can be asked for the map
+        for (const Address& address : range.replicas) {
+            const size_t replica = numberOf(address);
+            std::vector<size_t>& known = nodes_[owner].replicas;
+            if (std::ranges::find(known, replica) == known.end()) known.push_back(replica);
+        }
     }
     if (owners_ != ownersBefore) ++mapVersion_;
     for (size_t i = 0; i < before.size(); ++i) {
@@ -207,9 +212,21 @@ void Cluster::connect(Node& node, Round& round) {
         fail(node, node.link->trouble(), false, round);
         return;
     }
-    if (login_.empty()) return;
-    node.link->say(login_);
-    node.expected.push_back({kLogin, kUnknown, false});
+    if (!login_.empty()) {
+        node.link->say(login_);
+        node.expected.push_back({kLogin, kUnknown, false});
+    }
+    if (!readsReplicas_ || node.master) return;
+    std::string readOnly;
+    appendCommand(readOnly, {"READONLY"});
+    node.link->say(readOnly);
+    node.expected.push_back({kReadOnly, kUnknown, false});
+}
+
+size_t Cluster::replicaOf(const Node& node) const {
+    if (!readsReplicas_) return kUnknown;
+    const auto found = std::ranges::find_if(node.replicas, [&](size_t replica) { return !nodes_[replica].failed; });
+    return found == node.replicas.end() ? kUnknown : *found;
 }
 
 // Looks, without waiting, whether a node that failed answers again.
@@ -236,6 +253,10 @@ void Cluster::dispatch(const Sent& sent, Round& round) {
     size_t number = sent.node;
     if (entry.slot == kSlots) number = entry.node;
     if (number == kUnknown) number = owners_[entry.slot];
+    if (number != kUnknown && entry.slot != kSlots && nodes_[number].failed) {
+        mapIsStale_ = true;
+        if (const size_t replica = replicaOf(nodes_[number]); replica != kUnknown) number = replica;
+    }
     if (number != kUnknown && !nodes_[number].failed) {
         Node& node = nodes_[number];
         if (!node.link) connect(node, round);
@@ -332,10 +353,11 @@ void Cluster::judge(Node& node, const Sent& sent, Reply reply, Round& round) {
 void Cluster::fail(Node& node, const std::string& why, bool late, Round& round) {
     trouble_ = toText(node.address) + ": " + why;
     const bool wasIdle = node.answered && !node.failed && !late;
+    const bool askAtOnce = wasIdle || replicaOf(node) != kUnknown;
     if (node.answered && !node.failed) ++upheavals_;
     for (const Sent& sent : node.expected) {
         if (sent.command < round.replies.size())
-            (wasIdle ? round.again : round.later).push_back({sent.command, kUnknown, false});
+            (askAtOnce ? round.again : round.later).push_back({sent.command, kUnknown, false});
     }
     node.expected.clear();
     node.link.reset();

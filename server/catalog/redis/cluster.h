@@ -59,12 +59,14 @@ class Cluster {
     // did not for as long as `patience` either (trouble() says why). Throws CatalogError for what a server refuses.
     std::vector<Reply> ask(const Commands& commands, Milliseconds patience);
 
+    // From now on, what a master does not answer its replica is asked for: for those who only read.
+    void readFromReplicas() { readsReplicas_ = true; }
     const Location& location() const { return location_; }
     std::vector<size_t> masters() const;
     // Throws CatalogUnavailable where no node has it.
     size_t nodeOf(size_t slot);
     std::string nameOf(size_t node) const { return toText(nodes_[node].address); }
-    bool isReplicated(size_t node) const { return nodes_[node].replicated; }
+    bool isReplicated(size_t node) const { return !nodes_[node].replicas.empty(); }
     // Reads anew which node has which slots; goes up when one has moved.
     uint64_t mapVersion();
     // How many slots no node has.
@@ -86,7 +88,7 @@ class Cluster {
         std::unique_ptr<Link> link;
         std::deque<Sent> expected; // what the link still has to answer
         bool master = false;
-        bool replicated = false;
+        std::vector<size_t> replicas;
         bool answered = false; // the link did, at least once
         bool failed = false;   // it is left out until it has answered a PING
         Clock::time_point heard;
@@ -103,6 +105,8 @@ class Cluster {
     void exchange(Round& round);
     void listen(Node& node, Round& round);
     void judge(Node& node, const Sent& sent, Reply reply, Round& round);
+    // kUnknown: there is none that answers.
+    size_t replicaOf(const Node& node) const;
     void fail(Node& node, const std::string& why, bool late, Round& round);
 
     Location location_;
@@ -110,6 +114,7 @@ class Cluster {
     std::string login_; // the command; empty: none is needed
     std::deque<Node> nodes_;
     std::array<size_t, kSlots> owners_;
+    bool readsReplicas_ = false;
     bool mapIsStale_ = true;
     Clock::time_point mapRead_;
     size_t mapFrom_ = 0;

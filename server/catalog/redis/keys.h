@@ -32,7 +32,7 @@ struct ListKey {
     ListTable table = 0;
     bool isBlock = false;
     uint64_t number = 0; // of the block, or of the long list
-    auto operator<=>(const ListKey&) const = default;
+    bool operator==(const ListKey&) const = default;
 };
 
 class Keys {

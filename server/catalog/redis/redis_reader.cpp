@@ -26,7 +26,9 @@ StoredValue valueOf(const redisReply& reply) {
 
 RedisReader::RedisReader(Location location, Milliseconds timeout, Milliseconds patience)
     : cluster_(std::move(location), timeout), keys_(cluster_.location().name), patience_(patience),
-      cache_(cluster_.location().cacheBytes) {}
+      cache_(cluster_.location().cacheBytes) {
+    if (patience_ == Milliseconds(0)) cluster_.readFromReplicas();
+}
 
 bool RedisReader::refresh() {
     rest();
@@ -255,7 +257,7 @@ std::vector<ListKey> RedisReader::keysOf(ListTable table) {
         forEachKey([&](const ListKey& key) {
             if (key.table == table) keys.push_back(key);
         });
-        std::ranges::sort(keys);
+        std::ranges::sort(keys, {}, [](const ListKey& key) { return std::pair(key.isBlock, key.number); });
         keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
         if (!areSlotsMoving() && version == cluster_.mapVersion()) return keys;
         if (Clock::now() >= until) {
