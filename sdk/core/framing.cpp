@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The pieces of every packet: BIN header, permission block, HTTP text before and after.
-#include "util/bytes.h"
 #include "core/handle.h"
 #include "core/packet.h"
 #include "core/packet_layout.h"
 #include "kvx.h"
+#include "util/bytes.h"
 
 #include <algorithm>
 #include <limits>

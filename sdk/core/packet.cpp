@@ -2,8 +2,8 @@
 #include "core/packet.h"
 
 #include "PacketSigning/PacketSigning.h"
-#include "util/owned.h"
 #include "core/packet_layout.h"
+#include "util/owned.h"
 
 #include <cassert>
 #include <limits>

@@ -2,9 +2,9 @@
 // Taking an answer apart into records: type u8 | length u32, never 0 | data.
 #include "core/response.h"
 
+#include "core/packet_layout.h"
 #include "util/bytes.h"
 #include "util/owned.h"
-#include "core/packet_layout.h"
 
 #include <string_view>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fingerprint/session.h"
 
-#include "util/owned.h"
 #include "core/handle.h"
 #include "fingerprint/audio.h"
 #include "fingerprint/engine/feature_map.h"
 #include "fingerprint/engine/lanes.h"
+#include "util/owned.h"
 
 #include <algorithm>
 #include <bit>

@@ -58,7 +58,8 @@ class StoreReader {
     // to count the ids of each (countOf) is enough: of a list that is not whole then, the pieces may be other parts of
     // it than the first.
     virtual std::vector<StoredList> lists(ListTable table, std::span<const ListNumber> numbers, size_t enough) = 0;
-    // Brings the lists of a table into memory, where that makes the readings after it faster and there is room for them.
+    // Brings the lists of a table into memory, where that makes the readings after it faster and there is room for
+    // them.
     virtual void warmUp(ListTable /*table*/, const std::stop_token& /*stop*/) {}
     // Every list of a table, whole, in any order.
     virtual void forEachList(ListTable table, const std::function<void(ListNumber, const StoredList&)>& visit) = 0;

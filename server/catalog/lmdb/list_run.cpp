@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalog/lmdb/list_run.h"
 
+#include "catalog/number_mixing.h"
 #include "catalog/remedies.h"
 
 #include <algorithm>
@@ -14,17 +15,6 @@ static_assert(std::endian::native == std::endian::little, "numbers of a run lie 
 namespace {
 
 constexpr unsigned kNarrowBits = 16;
-// An odd factor, which turns numbers round without losing any, and the factor that turns them back.
-constexpr uint64_t kMix = 0x9e3779b97f4a7c15;
-constexpr uint64_t inverse(uint64_t odd) {
-    uint64_t result = odd; // right in the lowest 3 bits; each step doubles that
-    for (int step = 0; step < 5; ++step) result *= 2 - odd * result;
-    return result;
-}
-static_assert(kMix * inverse(kMix) == 1);
-
-uint64_t maskOf(unsigned bits) { return (uint64_t{1} << bits) - 1; }
-
 size_t lowBytes(ListTable table) {
     return bitsOf(table) - kSegmentBits <= kNarrowBits ? sizeof(uint16_t) : sizeof(uint32_t);
 }
@@ -37,14 +27,13 @@ void append(std::string& out, Number number) {
 } // namespace
 
 Slot slotOf(ListTable table, ListNumber number) {
-    const uint64_t mixed = number * kMix & maskOf(bitsOf(table));
+    const uint64_t place = mixed(table, number);
     const unsigned lowBits = bitsOf(table) - kSegmentBits;
-    return {static_cast<uint32_t>(mixed >> lowBits), static_cast<uint32_t>(mixed & maskOf(lowBits))};
+    return {static_cast<uint32_t>(place >> lowBits), static_cast<uint32_t>(place & ((uint64_t{1} << lowBits) - 1))};
 }
 
 ListNumber numberAt(ListTable table, Slot slot) {
-    const uint64_t mixed = uint64_t{slot.segment} << (bitsOf(table) - kSegmentBits) | slot.low;
-    return mixed * inverse(kMix) & maskOf(bitsOf(table));
+    return unmixed(table, uint64_t{slot.segment} << (bitsOf(table) - kSegmentBits) | slot.low);
 }
 
 ListRun::ListRun(ListTable table, std::string_view bytes) {

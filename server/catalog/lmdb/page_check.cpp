@@ -2,6 +2,7 @@
 #include "catalog/lmdb/page_check.h"
 
 #include "catalog/errors.h"
+#include "catalog/lmdb/page_layout.h"
 #include "catalog/lmdb/sealed.h"
 #include "catalog/remedies.h"
 
@@ -23,55 +24,6 @@ namespace tarn::server::lmdb {
 
 namespace {
 
-// What the file consists of, as version 1 of LMDB's data has it on machines of 64 bits.
-struct PageHead {
-    uint64_t number;
-    uint16_t pad;
-    uint16_t flags;
-    uint16_t lower; // where the free space begins; of a large value's first page both are its number of pages
-    uint16_t upper; // where it ends
-};
-struct Tree {
-    uint32_t pad; // of the list of free pages: the size of a page
-    uint16_t flags;
-    uint16_t depth;
-    uint64_t branchPages;
-    uint64_t leafPages;
-    uint64_t largePages;
-    uint64_t entries;
-    uint64_t root;
-};
-struct Head {
-    uint32_t magic;
-    uint32_t version;
-    uint64_t address;
-    uint64_t mapSize;
-    Tree freePages;
-    Tree content;
-    uint64_t lastPage;
-    uint64_t transaction;
-};
-struct NodeHead {
-    uint16_t low; // size of the value, or number of the page below
-    uint16_t high;
-    uint16_t flags; // of a branch: more of the page's number
-    uint16_t keySize;
-};
-static_assert(sizeof(PageHead) == 16 && sizeof(Tree) == 48 && sizeof(Head) == 136 && sizeof(NodeHead) == 8);
-
-constexpr uint32_t kMagic = 0xbeefc0de;
-constexpr uint32_t kVersion = 1;
-constexpr uint16_t kBranch = 1;
-constexpr uint16_t kLeaf = 2;
-constexpr uint16_t kHeadPage = 8;
-constexpr uint16_t kLargeValue = 1;
-constexpr uint16_t kTreeFlags = 0xff; // others are the environment's
-constexpr uint16_t kIntegerKeys = 8;
-constexpr uint64_t kNoPage = ~uint64_t{0};
-constexpr uint64_t kHeads = 2;
-constexpr uint32_t kSmallestPage = 512;
-constexpr uint32_t kLargestPage = 32768;
-constexpr uint16_t kDeepest = 32;
 constexpr int kLooks = 3;
 
 // Found wrong; the text says what.

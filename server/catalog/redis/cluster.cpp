@@ -17,47 +17,13 @@ constexpr auto kMapEvery = 250ms; // while something is wrong
 constexpr auto kTryEvery = 250ms; // a node that refuses connections
 constexpr auto kProofWithin = 1s; // then the connection is made anew
 constexpr int kMostRedirections = 16;
-constexpr size_t kUnknown = SIZE_MAX;
 constexpr size_t kLogin = SIZE_MAX;
 constexpr size_t kProof = SIZE_MAX - 1;
 constexpr size_t kAsking = SIZE_MAX - 2;
 constexpr size_t kReadOnly = SIZE_MAX - 3;
 constexpr std::string_view kNoCluster = "cluster support disabled";
 
-void appendCommand(std::string& text, std::span<const std::string_view> words) {
-    const auto head = [&text](char kind, size_t number) {
-        text.push_back(kind);
-        text += std::to_string(number);
-        text += "\r\n";
-    };
-    head('*', words.size());
-    for (const std::string_view word : words) {
-        head('$', word.size());
-        text += word;
-        text += "\r\n";
-    }
-}
-
-void appendCommand(std::string& text, Commands::Words words) {
-    appendCommand(text, std::span(words.begin(), words.size()));
-}
-
 } // namespace
-
-void Commands::append(std::span<const std::string_view> words, size_t slot, size_t node) {
-    entries_.push_back({text_.size(), slot, node});
-    appendCommand(text_, words);
-}
-
-std::string_view Commands::text(size_t command) const {
-    const size_t end = command + 1 == entries_.size() ? text_.size() : entries_[command + 1].begin;
-    return std::string_view(text_).substr(entries_[command].begin, end - entries_[command].begin);
-}
-
-void Commands::clear() {
-    text_.clear();
-    entries_.clear();
-}
 
 struct Cluster::Round {
     const Commands& commands;
@@ -86,106 +52,16 @@ CatalogUnavailable Cluster::unavailable() const {
                               "; start what is missing, then run this again");
 }
 
-size_t Cluster::numberOf(const Address& address) {
-    const auto found = std::ranges::find(nodes_, address, &Node::address);
-    if (found == nodes_.end()) {
-        nodes_.emplace_back().address = address;
-        return nodes_.size() - 1;
-    }
-    return static_cast<size_t>(found - nodes_.begin());
-}
-
-std::vector<size_t> Cluster::masters() const {
-    std::vector<size_t> masters;
-    for (size_t i = 0; i < nodes_.size(); ++i) {
-        if (nodes_[i].master) masters.push_back(i);
-    }
-    return masters;
-}
-
-size_t Cluster::nodeOf(size_t slot) {
-    if (owners_[slot] == kUnknown) {
-        trouble_ = "no node has the slot " + std::to_string(slot);
-        throw unavailable();
-    }
-    return owners_[slot];
-}
-
-uint64_t Cluster::mapVersion() {
-    readMap();
-    return mapVersion_;
-}
-
-size_t Cluster::uncovered() const { return static_cast<size_t>(std::ranges::count(owners_, kUnknown)); }
-
-// Asks one node after another, beginning with the one that answered last.
-void Cluster::readMap() {
-    mapRead_ = Clock::now();
-    mapIsStale_ = true;
-    const size_t count = nodes_.size();
-    for (size_t i = 0; i < count; ++i) {
-        const size_t node = (mapFrom_ + i) % count;
-        Commands command;
-        command.addFor(node, {"CLUSTER", "SLOTS"});
-        const Reply reply = std::move(ask(command, 0ms).front());
-        if (!reply || !takeMap(node, *reply)) continue;
-        mapFrom_ = node;
-        mapIsStale_ = false;
-        return;
-    }
-}
-
-bool Cluster::takeMap(size_t from, const redisReply& reply) {
-    const bool single = reply.type == REDIS_REPLY_ERROR;
-    if (single && location_.nodes.size() > 1) {
-        throw CatalogError(nameOf(from) + " has no cluster mode: name this one server alone");
-    }
-    std::optional<std::vector<SlotRange>> ranges;
-    if (single) {
-        ranges = {{0, kSlots - 1, nodes_[from].address, {}}};
-    } else {
-        ranges = slotRangesIn(reply, nodes_[from].address.host);
-    }
-    if (!ranges || ranges->empty()) {
-        trouble_ = nameOf(from) + " knows of no node that has slots";
-        return false;
-    }
-    std::vector<bool> before;
-    for (Node& node : nodes_) {
-        before.push_back(node.master);
-        node.master = false;
-        node.replicas.clear();
-    }
-    const auto ownersBefore = owners_;
-    owners_.fill(kUnknown);
-    for (const SlotRange& range : *ranges) {
-        const size_t owner = numberOf(range.master);
-        nodes_[owner].master = true;
-        std::fill(owners_.begin() + static_cast<ptrdiff_t>(range.first),
-                  owners_.begin() + static_cast<ptrdiff_t>(range.last) + 1, owner);
-        for (const Address& address : range.replicas) {
-            const size_t replica = numberOf(address);
-            std::vector<size_t>& known = nodes_[owner].replicas;
-            if (std::ranges::find(known, replica) == known.end()) known.push_back(replica);
-        }
-    }
-    if (owners_ != ownersBefore) ++mapVersion_;
-    for (size_t i = 0; i < before.size(); ++i) {
-        if (before[i] && !nodes_[i].master) ++upheavals_;
-    }
-    return true;
-}
-
 std::vector<Reply> Cluster::ask(const Commands& commands, Milliseconds patience) {
     Round round{commands, std::vector<Reply>(commands.size()), {}, {}, {}};
     std::vector<Sent> open;
     for (size_t i = 0; i < commands.size(); ++i) open.push_back({i, kUnknown, false});
     const auto until = Clock::now() + patience;
     for (int redirections = 0; !open.empty();) {
-        const bool isRouted = commands.entries_.front().slot != kSlots; // what reads the map is not
+        const bool isRouted = commands.slotOf(0) != kSlots; // what reads the map is not
         if (isRouted && mapIsStale_ && Clock::now() >= mapRead_ + kMapEvery) readMap();
         for (Node& node : nodes_) { // to look for others may take long: the name of one may have to be resolved
-            const bool isAsked = !isRouted && &node == &nodes_[commands.entries_.front().node];
+            const bool isAsked = !isRouted && &node == &nodes_[commands.nodeOf(0)];
             if (node.failed && (node.master || isAsked)) revive(node, round);
         }
         for (const Sent& sent : open) dispatch(sent, round);
@@ -249,11 +125,11 @@ void Cluster::revive(Node& node, Round& round) {
 }
 
 void Cluster::dispatch(const Sent& sent, Round& round) {
-    const Commands::Entry& entry = round.commands.entries_[sent.command];
+    const size_t slot = round.commands.slotOf(sent.command);
     size_t number = sent.node;
-    if (entry.slot == kSlots) number = entry.node;
-    if (number == kUnknown) number = owners_[entry.slot];
-    if (number != kUnknown && entry.slot != kSlots && nodes_[number].failed) {
+    if (slot == kSlots) number = round.commands.nodeOf(sent.command);
+    if (number == kUnknown) number = owners_[slot];
+    if (number != kUnknown && slot != kSlots && nodes_[number].failed) {
         mapIsStale_ = true;
         if (const size_t replica = replicaOf(nodes_[number]); replica != kUnknown) number = replica;
     }
@@ -272,7 +148,7 @@ void Cluster::dispatch(const Sent& sent, Round& round) {
             return;
         }
     }
-    if (number == kUnknown) trouble_ = "no node has the slot " + std::to_string(entry.slot);
+    if (number == kUnknown) trouble_ = "no node has the slot " + std::to_string(slot);
     mapIsStale_ = true;
     round.later.push_back({sent.command, kUnknown, false});
 }

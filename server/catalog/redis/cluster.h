@@ -7,6 +7,7 @@
 #pragma once
 
 #include "catalog/errors.h"
+#include "catalog/redis/commands.h"
 #include "catalog/redis/keys.h"
 #include "catalog/redis/link.h"
 
@@ -14,7 +15,6 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
-#include <initializer_list>
 #include <memory>
 #include <span>
 #include <string>
@@ -25,31 +25,7 @@ namespace tarn::server::redis {
 
 using Milliseconds = std::chrono::milliseconds;
 
-class Commands {
-  public:
-    using Words = std::initializer_list<std::string_view>;
-    // To the node that has the key.
-    void add(std::string_view key, Words words) { add(key, std::span(words.begin(), words.size())); }
-    void add(std::string_view key, std::span<const std::string_view> words) { append(words, slotOf(key), 0); }
-    void addFor(size_t node, Words words) { append({words.begin(), words.size()}, kSlots, node); }
-    size_t size() const { return entries_.size(); }
-    size_t bytes() const { return text_.size(); }
-    void clear();
-
-  private:
-    friend class Cluster;
-    struct Entry {
-        size_t begin = 0; // in text_, up to the next one's
-        size_t slot = 0;  // kSlots: it is for the node
-        size_t node = 0;
-    };
-    void append(std::span<const std::string_view> words, size_t slot, size_t node);
-    std::string_view text(size_t command) const;
-
-    std::string text_; // as the servers read it
-    std::vector<Entry> entries_;
-};
-
+// Which node has which slots is in cluster_map.cpp, the waves are in cluster.cpp.
 class Cluster {
   public:
     // timeout: how long to wait for a node that sends nothing. Throws CatalogUnavailable where no node answers.
@@ -78,6 +54,7 @@ class Cluster {
 
   private:
     using Clock = std::chrono::steady_clock;
+    static constexpr size_t kUnknown = SIZE_MAX;
     struct Sent {
         size_t command = 0; // kLogin, kProof, kAsking
         size_t node = 0;    // kUnknown: the one that has the slot
