@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // What one account can do to another by asking for as much as a packet can.
 //
-//   fairness_tool PID PORT CATALOG CODE OTHER [CONNECTIONS SECONDS]
+//   fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS]
 //
-// PID, PORT: of a service of CATALOG, a folder whose files are where they were added from; CODE, OTHER: access codes of
-// two of its accounts. First each kind of packet is asked alone, and the tool prints the CPU time that it costs the
+// PID, PORT: of a service of CATALOGUE, a folder whose files are where they were added from; CODE, OTHER: access codes
+// of two of its accounts. First each kind of packet is asked alone, and the tool prints the CPU time that it costs the
 // service: the dearest that were thought of beside the usual one, a fingerprint of a recording of the catalogue. Then
 // account OTHER asks the usual one on one connection, with a breath in between, at first alone and then beside
 // CONNECTIONS (20) on which account CODE asks the dearest without a pause.
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "coding/query_coder.h"
 #include "demo/piece.h"
 #include "ingest/recording_reader.h"
@@ -67,10 +67,10 @@ struct Collection {
     std::vector<std::string> allLetters; // of many recordings
 };
 
-Collection read(const std::string& catalog) {
+Collection read(const std::string& catalogue) {
     Collection collection;
     std::set<std::string> albums;
-    CatalogReader(catalog).forEach([&](const Recording& recording) {
+    CatalogueReader(catalogue).forEach([&](const Recording& recording) {
         if (collection.queries.size() < kUsualFiles) collection.queries.push_back(readQuery(recording.path).codes);
         collection.trackIds.push_back(recording.trackId);
         if (!recording.albumId.empty()) albums.insert(recording.albumId);
@@ -208,7 +208,7 @@ void print(const std::string& name, const Times& times) {
 int main(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
     if (words.size() != 5 && words.size() != 7) {
-        std::cerr << "fairness_tool PID PORT CATALOG CODE OTHER [CONNECTIONS SECONDS]\n";
+        std::cerr << "fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS]\n";
         return 2;
     }
     try {

@@ -2,9 +2,9 @@
 // What Redis servers send: the map of their slots, redirections, keys and markers.
 //
 // Holds: whatever is read lies within its limits, and what is written from it is read as the same again.
-#include "catalog/redis/keys.h"
-#include "catalog/redis/markers.h"
-#include "catalog/redis/replies.h"
+#include "catalogue/redis/keys.h"
+#include "catalogue/redis/markers.h"
+#include "catalogue/redis/replies.h"
 
 #include "fuzz_target.h"
 

@@ -65,7 +65,7 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
             [&](uint32_t id, const std::string& presented) { return identities.identityFor(id, presented); },
             recogniser);
         HttpServer server(options.listen, options.limits,
-                          {handler, recogniser, options.catalog, [&] { return accounts.size(); }, log});
+                          {handler, recogniser, options.catalogue, [&] { return accounts.size(); }, log});
         out << "listening on " << server.address() << std::endl;
         if (!out) return kOutputLost; // who started the service does not learn its address
         log->info("listening on {}, {} accounts", server.address(), accounts.size());

@@ -40,7 +40,7 @@ TEST(CommandLine, SuggestsTheNearestCommandInOneLine) {
     };
     const Case cases[] = {
         {{"sevre"}, R"(tarn-server: there is no command "sevre"; did you mean "serve"? tarn-server --help lists them)"},
-        {{"lst", "--catalog", "x"},
+        {{"lst", "--catalogue", "x"},
          R"(tarn-server: there is no command "lst"; did you mean "list"? tarn-server --help lists them)"},
         {{"bogus"}, R"(tarn-server: there is no command "bogus"; tarn-server --help lists them)"},
         {{"account", "remvoe"},
