@@ -111,8 +111,8 @@ std::vector<int16_t> headerAsSamples(const SF_INFO& info, size_t sampleCount) {
 // What a client sends of a WAV file that holds these samples: it takes the header for audio, counts whole seconds, and
 // feeds blocks of 1024 bytes, the last of them filled up with what the one before left there.
 FingerprintQuery codedFile(const Sound& sound, const std::vector<int16_t>& pcm) {
-    constexpr size_t kBlock = 512;      // samples
-    constexpr size_t kMostSeconds = 31; // more than is coded
+    constexpr size_t kBlock = 512;     // samples
+    constexpr size_t kMaxSeconds = 31; // more than is coded
     const size_t second = static_cast<size_t>(sound.info.samplerate) * static_cast<size_t>(sound.info.channels);
     std::vector<int16_t> file = headerAsSamples(sound.info, pcm.size());
     file.insert(file.end(), pcm.begin(), pcm.end());
@@ -120,7 +120,7 @@ FingerprintQuery codedFile(const Sound& sound, const std::vector<int16_t>& pcm) 
     const size_t first = std::min(clientStartMs(durationMs) / 1000 * second, file.size());
     file.erase(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(first));
     while (file.size() % kBlock != 0) file.push_back(file.size() >= kBlock ? file[file.size() - kBlock] : int16_t{0});
-    file.resize(std::min(file.size(), kMostSeconds * second));
+    file.resize(std::min(file.size(), kMaxSeconds * second));
     return codeQuery(prepared(sound, file), durationMs);
 }
 

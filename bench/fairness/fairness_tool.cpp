@@ -38,10 +38,10 @@ namespace {
 constexpr size_t kUsualFiles = 12;
 constexpr uint32_t kUnknownSeed = 900'000;
 constexpr size_t kAlone = 60; // questions of each kind
-constexpr size_t kMostIdsAsked = 100;
-constexpr int16_t kMostAsked = 100;
-constexpr size_t kLongestString = 1292; // what fits a client's buffers; no audio makes this many letters
-constexpr size_t kLettersOfAudio = 417; // the most that 30 s of audio can make
+constexpr size_t kMaxIdsAsked = 100;
+constexpr int16_t kMaxAsked = 100;
+constexpr size_t kMaxStringLength = 1292; // what fits a client's buffers; no audio makes this many letters
+constexpr size_t kLettersOfAudio = 417;   // the most that 30 s of audio can make
 constexpr auto kBreath = std::chrono::milliseconds(5);
 
 struct Kind {
@@ -89,7 +89,7 @@ Collection read(const std::string& catalogue) {
 }
 
 std::vector<std::string> firstOf(const std::vector<std::string>& ids) {
-    return {ids.begin(), ids.begin() + static_cast<ptrdiff_t>(std::min(kMostIdsAsked, ids.size()))};
+    return {ids.begin(), ids.begin() + static_cast<ptrdiff_t>(std::min(kMaxIdsAsked, ids.size()))};
 }
 
 Codes randomLetters(std::mt19937& random, size_t letters) {
@@ -116,11 +116,11 @@ std::vector<Kind> kindsOf(const Collection& collection, const std::string& code)
     const Handle client = openClient(code);
     std::mt19937 random(4711);
     const auto items = [&](const std::vector<std::string>& ids, uint8_t kind) {
-        return std::vector<std::string>{postOf(itemsPacket(client.get(), ids, kind, kMostAsked))};
+        return std::vector<std::string>{postOf(itemsPacket(client.get(), ids, kind, kMaxAsked))};
     };
     const auto fingerprints = [&](const auto& make) {
         std::vector<std::string> requests;
-        for (int i = 0; i < 4; ++i) requests.push_back(postOf(fingerprintPacket(client.get(), kMostAsked, make())));
+        for (int i = 0; i < 4; ++i) requests.push_back(postOf(fingerprintPacket(client.get(), kMaxAsked, make())));
         return requests;
     };
     std::vector<Kind> kinds = {{"usual: a fingerprint of the collection", {}}, {"one of other music", {}}};
@@ -130,7 +130,7 @@ std::vector<Kind> kindsOf(const Collection& collection, const std::string& code)
     for (const Codes& codes : collection.unknown) {
         kinds[1].requests.push_back(postOf(fingerprintPacket(client.get(), 10, codes)));
     }
-    for (const size_t letters : {kLettersOfAudio, kLongestString}) {
+    for (const size_t letters : {kLettersOfAudio, kMaxStringLength}) {
         const std::string count = std::to_string(letters);
         kinds.push_back({"fingerprint, 6 x " + count + " random letters",
                          fingerprints([&] { return randomLetters(random, letters); })});
@@ -139,9 +139,9 @@ std::vector<Kind> kindsOf(const Collection& collection, const std::string& code)
     }
     if (!collection.albumIds.empty()) {
         kinds.push_back({"tracks of an album id, 100 times",
-                         items(std::vector<std::string>(kMostIdsAsked, collection.albumIds.front()), 'T')});
+                         items(std::vector<std::string>(kMaxIdsAsked, collection.albumIds.front()), 'T')});
         kinds.push_back({"albums of an album id, 100 times",
-                         items(std::vector<std::string>(kMostIdsAsked, collection.albumIds.front()), 'A')});
+                         items(std::vector<std::string>(kMaxIdsAsked, collection.albumIds.front()), 'A')});
         kinds.push_back({"tracks of 100 album ids", items(firstOf(collection.albumIds), 'T')});
     }
     kinds.push_back({"tracks of 100 track ids", items(firstOf(collection.trackIds), 'T')});

@@ -21,7 +21,7 @@ std::vector<uint32_t> readAsList(std::string_view first, std::string_view second
     const std::array<std::string_view, 2> pieces = {first, second};
     std::vector<uint32_t> ids;
     const bool sound = forEachId(pieces, [&](uint32_t id) {
-        REQUIRE(id > 0 && id <= kHighestId && (ids.empty() || id > ids.back()));
+        REQUIRE(id > 0 && id <= kMaxId && (ids.empty() || id > ids.back()));
         ids.push_back(id);
     });
     if (!sound) return ids;

@@ -20,11 +20,11 @@ std::optional<CatalogueState> unpack(std::string_view bytes) {
     CatalogueState state;
     for (const auto number : kNumbers) {
         const auto value = takeVarint(bytes);
-        if (!value || *value > kHighestId) return std::nullopt;
+        if (!value || *value > kMaxId) return std::nullopt;
         state.*number = static_cast<uint32_t>(*value);
     }
-    const bool sound = bytes.empty() && state.gramLetters >= kFewestGramLetters &&
-                       state.gramLetters <= kMostGramLetters && state.recordings < state.nextId && state.turn <= 1;
+    const bool sound = bytes.empty() && state.gramLetters >= kMinGramLetters && state.gramLetters <= kMaxGramLetters &&
+                       state.recordings < state.nextId && state.turn <= 1;
     return sound ? std::optional(state) : std::nullopt;
 }
 

@@ -136,7 +136,7 @@ struct CatalogueWriter::Impl {
     }
 
     uint32_t takeId() {
-        if (state.nextId > kHighestId) throw CatalogueError("the catalogue is full: its ids are used up");
+        if (state.nextId > kMaxId) throw CatalogueError("the catalogue is full: its ids are used up");
         return state.nextId++;
     }
 

@@ -13,8 +13,8 @@
 namespace tarn::server {
 
 // Longer grams are rarer, so that lists stay short in a large catalogue; shorter ones survive more noise.
-inline constexpr unsigned kFewestGramLetters = 5;
-inline constexpr unsigned kMostGramLetters = 7;
+inline constexpr unsigned kMinGramLetters = 5;
+inline constexpr unsigned kMaxGramLetters = 7;
 
 inline unsigned listNumberBits(unsigned gramLetters) {
     return static_cast<unsigned>(std::bit_width(kCodebooks * gramCount(gramLetters) - 1));

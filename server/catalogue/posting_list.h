@@ -15,7 +15,7 @@
 
 namespace tarn::server {
 
-inline constexpr uint32_t kHighestId = 0x7fffffff;
+inline constexpr uint32_t kMaxId = 0x7fffffff;
 
 // A part of one id.
 void appendId(std::string& list, uint32_t id);
@@ -71,7 +71,7 @@ bool forEachId(std::span<const std::string_view> pieces, Visit visit) {
             for (; part.count > 0; --part.count) {
                 const uint32_t difference = detail::takeDifference(part.at, part.end);
                 id += difference;
-                if (difference == 0 || id > kHighestId) return false;
+                if (difference == 0 || id > kMaxId) return false;
                 take(static_cast<uint32_t>(id));
             }
             if (part.at != part.end) return false;

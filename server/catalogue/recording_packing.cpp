@@ -16,7 +16,7 @@ namespace {
 
 constexpr uint64_t kFormat = 3;
 // No recording takes more: an hour of audio has some 100 kB of codes.
-constexpr uint64_t kMostBytes = uint64_t{1} << 28;
+constexpr uint64_t kMaxBytes = uint64_t{1} << 28;
 
 constexpr std::array kNumbers = {
     +[](Recording& r) -> uint32_t& { return r.durationMs; },
@@ -55,7 +55,7 @@ std::string deflated(const std::string& bytes) {
 
 // Nothing when the bytes are no deflated ones of this size.
 std::optional<std::string> inflated(std::string_view bytes, uint64_t size) {
-    if (size > kMostBytes) return std::nullopt;
+    if (size > kMaxBytes) return std::nullopt;
     thread_local const std::unique_ptr<libdeflate_decompressor, FreeEngine> decompressor(
         libdeflate_alloc_decompressor());
     if (decompressor == nullptr) throw std::bad_alloc();

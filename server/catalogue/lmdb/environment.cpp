@@ -26,9 +26,9 @@ namespace {
 constexpr char kFile[] = "catalogue.mdb";
 constexpr mode_t kMode = 0666; // the user's mask decides
 // Address space, not memory: room for 10^8 recordings. Where there is less to have, the most that there is.
-constexpr size_t kMostBytes = size_t{1} << 41;
-constexpr size_t kFewestBytes = size_t{1} << 26;
-constexpr unsigned kMostReaders = 1000;
+constexpr size_t kMaxBytes = size_t{1} << 41;
+constexpr size_t kMinBytes = size_t{1} << 26;
+constexpr unsigned kMaxReaders = 1000;
 constexpr int kLooks = 8;
 
 CatalogueError failed(const fs::path& path) { return CatalogueError(failure(path.string(), errno)); }
@@ -147,12 +147,12 @@ void Environment::mapAndOpen(unsigned flags) {
     // No locks for a reader that may not even write the table of readers.
     if ((flags & MDB_RDONLY) != 0 && ::access((file().string() + "-lock").c_str(), W_OK) != 0) flags |= MDB_NOLOCK;
     int status = ENOMEM;
-    for (size_t bytes = kMostBytes; status == ENOMEM && bytes >= kFewestBytes; bytes /= 2) {
+    for (size_t bytes = kMaxBytes; status == ENOMEM && bytes >= kMinBytes; bytes /= 2) {
         MDB_env* env = nullptr;
         expect(mdb_env_create(&env));
         env_.reset(env); // one that could not be opened is of no more use
         expect(mdb_env_set_mapsize(env, bytes));
-        expect(mdb_env_set_maxreaders(env, kMostReaders));
+        expect(mdb_env_set_maxreaders(env, kMaxReaders));
         status = mdb_env_open(env, file().c_str(), MDB_NOSUBDIR | MDB_NOTLS | MDB_NORDAHEAD | flags, kMode);
     }
     expect(status);

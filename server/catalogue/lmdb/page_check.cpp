@@ -68,8 +68,8 @@ Head headAt(const File& file, size_t place) {
     file.read(place, bytes);
     const auto head = partAt<Head>(bytes, sizeof(PageHead));
     const bool sound = (partAt<PageHead>(bytes, 0).flags & kHeadPage) != 0 && head.magic == kMagic &&
-                       head.version == kVersion && head.freePages.pad >= kSmallestPage &&
-                       head.freePages.pad <= kLargestPage && head.mapSize != 0 && head.content.flags == 0 &&
+                       head.version == kVersion && head.freePages.pad >= kMinPageBytes &&
+                       head.freePages.pad <= kMaxPageBytes && head.mapSize != 0 && head.content.flags == 0 &&
                        (head.freePages.flags & kTreeFlags) == kIntegerKeys;
     if (!sound) throw Wrong{"its head is damaged"};
     return head;
@@ -114,7 +114,7 @@ class Walk {
         last_.clear();
         any_ = false;
         if (tree.root != kNoPage) {
-            if (tree.depth == 0 || tree.depth > kDeepest) throw Wrong{"the depth of its tree is wrong"};
+            if (tree.depth == 0 || tree.depth > kMaxDepth) throw Wrong{"the depth of its tree is wrong"};
             const bool integerKeys = &tree == &head_.freePages;
             page(tree.root, tree.depth, integerKeys, seen, visit);
         }

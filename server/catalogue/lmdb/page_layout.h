@@ -51,8 +51,8 @@ inline constexpr uint16_t kTreeFlags = 0xff; // others are the environment's
 inline constexpr uint16_t kIntegerKeys = 8;
 inline constexpr uint64_t kNoPage = ~uint64_t{0};
 inline constexpr uint64_t kHeads = 2;
-inline constexpr uint32_t kSmallestPage = 512;
-inline constexpr uint32_t kLargestPage = 32768;
-inline constexpr uint16_t kDeepest = 32;
+inline constexpr uint32_t kMinPageBytes = 512;
+inline constexpr uint32_t kMaxPageBytes = 32768;
+inline constexpr uint16_t kMaxDepth = 32;
 
 } // namespace tarn::server::lmdb

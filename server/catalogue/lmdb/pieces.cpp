@@ -9,7 +9,7 @@ namespace {
 
 // Eight entries of a recording's pieces fill a page of 4096 bytes, with their heads, keys and seals.
 constexpr size_t kFull = 484;
-constexpr size_t kMostPieces = 200;
+constexpr size_t kMaxPieces = 200;
 
 std::string pieceKey(std::string_view key, size_t piece) {
     std::string named(1, 'v');
@@ -26,7 +26,7 @@ void putValue(Transaction& writing, std::string_view key, std::string_view value
         const std::string name = pieceKey(key, piece);
         writing.put(name, sealed(name, bytes));
     };
-    if (value.size() >= kMostPieces * kFull) return put(0, value);
+    if (value.size() >= kMaxPieces * kFull) return put(0, value);
     size_t piece = 0;
     for (; value.size() >= kFull; value.remove_prefix(kFull)) put(piece++, value.substr(0, kFull));
     put(piece, value);
@@ -34,7 +34,7 @@ void putValue(Transaction& writing, std::string_view key, std::string_view value
 
 void eraseValue(Transaction& writing, std::string_view key) {
     std::string_view bytes;
-    for (size_t piece = 0; piece <= kMostPieces; ++piece) {
+    for (size_t piece = 0; piece <= kMaxPieces; ++piece) {
         const std::string name = pieceKey(key, piece);
         if (!writing.get(name, bytes)) return;
         writing.erase(name);
@@ -44,7 +44,7 @@ void eraseValue(Transaction& writing, std::string_view key) {
 StoredValue getValue(const Transaction& reading, std::string_view key, std::deque<std::string>& joined) {
     StoredValue value;
     std::string* whole = nullptr;
-    for (size_t piece = 0; piece <= kMostPieces; ++piece) {
+    for (size_t piece = 0; piece <= kMaxPieces; ++piece) {
         const std::string name = pieceKey(key, piece);
         std::string_view bytes;
         if (!reading.get(name, bytes)) {

@@ -16,7 +16,7 @@ constexpr auto kPause = 20ms;     // between two rounds of a wave that has patie
 constexpr auto kMapEvery = 250ms; // while something is wrong
 constexpr auto kTryEvery = 250ms; // a node that refuses connections
 constexpr auto kProofWithin = 1s; // then the connection is made anew
-constexpr int kMostRedirections = 16;
+constexpr int kMaxRedirections = 16;
 constexpr size_t kLogin = SIZE_MAX;
 constexpr size_t kProof = SIZE_MAX - 1;
 constexpr size_t kAsking = SIZE_MAX - 2;
@@ -67,7 +67,7 @@ std::vector<Reply> Cluster::ask(const Commands& commands, Milliseconds patience)
         for (const Sent& sent : open) dispatch(sent, round);
         exchange(round);
         if (!round.refused.empty()) throw CatalogueError(round.refused);
-        const bool atOnce = !round.again.empty() && ++redirections < kMostRedirections;
+        const bool atOnce = !round.again.empty() && ++redirections < kMaxRedirections;
         open = std::move(round.again);
         open.insert(open.end(), round.later.begin(), round.later.end());
         std::ranges::sort(open, {}, &Sent::command);

@@ -9,7 +9,7 @@ namespace tarn::server::redis {
 namespace {
 
 constexpr size_t kChunkBytes = size_t{1} << 18;
-constexpr size_t kFewestSlots = 1024;
+constexpr size_t kMinSlots = 1024;
 
 // Never 0: no table has that name.
 uint64_t nameOf(ListTable table, ListNumber number) { return uint64_t{table} << 56 | number; }
@@ -42,7 +42,7 @@ std::string_view ListCache::Generation::copy(std::string_view bytes) {
 
 CachedList ListCache::Generation::keep(uint64_t name, const CachedList& list) {
     if (2 * (count_ + 1) > slots_.size()) {
-        std::vector<Slot> before = std::exchange(slots_, std::vector<Slot>(std::max(kFewestSlots, 2 * slots_.size())));
+        std::vector<Slot> before = std::exchange(slots_, std::vector<Slot>(std::max(kMinSlots, 2 * slots_.size())));
         for (const Slot& slot : before) {
             if (slot.name != 0) slots_[place(slot.name)] = slot;
         }

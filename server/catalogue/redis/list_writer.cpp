@@ -36,7 +36,7 @@ void ListWriter::append(const Batch& batch) {
     std::vector<uint32_t> ids;
     for (auto at = postings.begin(); at != postings.end();) {
         if (blocks.empty() || blocks.back() != blockOf(at->number)) {
-            if (blocks.size() == kMostCommands) {
+            if (blocks.size() == kMaxCommands) {
                 appendWave(batch.table, blocks, entries);
                 blocks.clear();
                 entries.clear();

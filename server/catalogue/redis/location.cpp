@@ -12,8 +12,8 @@ namespace tarn::server::redis {
 namespace {
 
 constexpr std::string_view kScheme = "redis://";
-constexpr uint32_t kLongestTimeoutMs = 600'000;
-constexpr uint32_t kMostCacheMegabytes = 65536;
+constexpr uint32_t kMaxTimeoutMs = 600'000;
+constexpr uint32_t kMaxCacheMegabytes = 65536;
 
 template <class Number>
 bool readNumber(std::string_view text, Number& number) {
@@ -80,10 +80,10 @@ Location locationIn(const std::string& text) {
         constexpr std::string_view kCache = "cache=";
         uint32_t number = 0;
         if (option.starts_with(kTimeout) && readNumber(option.substr(kTimeout.size()), number) && number > 0 &&
-            number <= kLongestTimeoutMs) {
+            number <= kMaxTimeoutMs) {
             location.timeout = std::chrono::milliseconds(number);
         } else if (option.starts_with(kCache) && readNumber(option.substr(kCache.size()), number) &&
-                   number <= kMostCacheMegabytes) {
+                   number <= kMaxCacheMegabytes) {
             location.cacheBytes = size_t{number} << 20;
         } else {
             throw wrong("after ?, expected timeout=MILLISECONDS (1 to 600000) or cache=MEGABYTES (0 to 65536), found "

@@ -13,7 +13,7 @@ namespace tarn::server::redis {
 
 namespace {
 
-constexpr size_t kMostDamagedLists = 20; // that check() names
+constexpr size_t kMaxDamagedLists = 20; // that check() names
 
 } // namespace
 
@@ -93,14 +93,14 @@ void RedisReader::checkLists(std::vector<std::string>& faults) {
     for (const ListTable table : tables) {
         forEachList(table, [&](ListNumber number, const StoredList& list) {
             if (!list.lost && forEachId(list.pieces, [](uint32_t) {})) return;
-            if (++damaged > kMostDamagedLists) return;
+            if (++damaged > kMaxDamagedLists) return;
             faults.push_back("list " + std::to_string(number) + " of table " + std::to_string(table) +
                              ", or all of its block, was not answered or is damaged: run tarn-server check again, and "
                              "if this stays, tarn-server compact, which makes it anew");
         });
     }
-    if (damaged > kMostDamagedLists)
-        faults.push_back("so are " + std::to_string(damaged - kMostDamagedLists) + " more lists");
+    if (damaged > kMaxDamagedLists)
+        faults.push_back("so are " + std::to_string(damaged - kMaxDamagedLists) + " more lists");
 }
 
 std::vector<std::string> RedisReader::check(bool deep) {

@@ -7,8 +7,8 @@
 namespace tarn::server::redis {
 
 // A wave of a writer: what its buffers hold, and what the servers' do.
-inline constexpr size_t kMostCommands = 4096;
-inline constexpr size_t kMostBytes = size_t{1} << 20;
+inline constexpr size_t kMaxCommands = 4096;
+inline constexpr size_t kMaxBytes = size_t{1} << 20;
 
 class Sender {
   public:
@@ -28,7 +28,7 @@ class Sender {
         if (commands.size() > 0) answersTo(commands);
     }
     void sendIfLarge(Commands& commands) {
-        if (commands.size() >= kMostCommands || commands.bytes() >= kMostBytes) send(commands);
+        if (commands.size() >= kMaxCommands || commands.bytes() >= kMaxBytes) send(commands);
     }
 
   private:

@@ -149,10 +149,10 @@ TEST_P(StoreSuite, AppendsToListsOverSeveralCommits) {
     const auto writer = newStore();
     writer->commit(postingsOf({{7, 1}, {7, 2}, {9, 2}}));
     writer->commit(postingsOf({{8, 3}, {7, 3}}));
-    writer->commit(postingsOf({{9, kHighestId}}));
+    writer->commit(postingsOf({{9, kMaxId}}));
     const std::vector<ListNumber> numbers = {9, 7, 5, 8};
-    EXPECT_THAT(idsIn(writer->reader(), numbers), ElementsAre(Ids{2, kHighestId}, Ids{1, 2, 3}, Ids{}, Ids{3}));
-    EXPECT_THAT(idsIn(*place().reader(), numbers), ElementsAre(Ids{2, kHighestId}, Ids{1, 2, 3}, Ids{}, Ids{3}));
+    EXPECT_THAT(idsIn(writer->reader(), numbers), ElementsAre(Ids{2, kMaxId}, Ids{1, 2, 3}, Ids{}, Ids{3}));
+    EXPECT_THAT(idsIn(*place().reader(), numbers), ElementsAre(Ids{2, kMaxId}, Ids{1, 2, 3}, Ids{}, Ids{3}));
 }
 
 TEST_P(StoreSuite, TellsTablesAndNumbersApart) {

@@ -190,8 +190,8 @@ class SmallDisk {
 
 void limitFileSize() {
     std::signal(SIGXFSZ, SIG_IGN); // the write fails
-    constexpr rlim_t kMostBytes = 96 * 1024;
-    const rlimit limit{kMostBytes, kMostBytes};
+    constexpr rlim_t kMaxBytes = 96 * 1024;
+    const rlimit limit{kMaxBytes, kMaxBytes};
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
