@@ -17,7 +17,7 @@ void writeText(kvx::ByteSink& sink, const char* text) {
     sink.bytes(text, length);
 }
 
-// Fingerprint block. The flag stands behind short6 although it lies before short5 in the descriptor, and text8 before
+// Fingerprint block. The flag comes after short6 although it lies before short5 in the descriptor, and text8 before
 // text6: the server reads them so.
 void writeFingerprintBlock(kvx::ByteSink& sink, const KVXHandle& handle, const KVXFingerprintDescriptor& descriptor) {
     sink.u32(static_cast<uint32_t>(handle.durationMs));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The process-wide memory hooks and the copies behind them.
+// The process-wide memory hooks and the copies that use them.
 #include "kvx.h"
 
 #include <cstdio>

@@ -12,7 +12,7 @@ using namespace kvx::packet;
 
 namespace {
 
-// Checksum of everything from the packet's first byte, enciphered where it stands.
+// Checksum of everything from the packet's first byte, enciphered in place.
 void sign(KVXHandle& handle, kvx::ByteSink& sink, const uint8_t* packetStart, uint32_t signatureLength) {
     uint8_t* signature = sink.here();
     KVXGetChecksum(&handle, packetStart, static_cast<uint32_t>(signature - packetStart), signature);

@@ -31,7 +31,7 @@ static_assert(kAccountIdOffset + 4 == kDeviceIdOffset);
 static_assert(kDeviceIdOffset + kIdBytes == kUserIdOffset);
 static_assert(kUserIdOffset + kIdBytes == kEncryptionMethodOffset);
 
-// Length fields behind the header: of the payload, and of the appendix
+// Length fields after the header: of the payload, and of the appendix
 constexpr uint32_t kLengthFieldBytes = 4;
 
 // First byte of the payload

@@ -94,7 +94,7 @@ KVX_API void* fakeMemCpy(void* destination, const void* source, size_t count) KV
  * Texts and blobs
  * ------------------------------------------------------------------------------------------------------------ */
 
-/* A byte string with its length. Every copy that a reader makes carries one zero byte behind the last. */
+/* A byte string with its length. Every copy that a reader makes carries one zero byte after the last. */
 typedef struct KVXValueLength {
     char* data;
     uint32_t length; /* bytes, without the trailing zero */
@@ -138,7 +138,7 @@ KVX_API int32_t KVXGetShortField(const KVXBlob* blob, uint8_t index, uint16_t* v
 KVX_API int32_t KVXGetIntField(const KVXBlob* blob, uint8_t index, uint32_t* value) KVX_NOEXCEPT;
 KVX_API int32_t KVXGetNumberField(const KVXBlob* blob, uint8_t index, void* destination, uint32_t width) KVX_NOEXCEPT;
 /* An empty field leaves both outputs untouched. A failing element gives -1 and leaves the array, partly filled and
- * zero behind, for the caller's free function. */
+ * zero after it, for the caller's free function. */
 KVX_API int32_t KVXGetNewArray(const KVXBlob* blob, uint8_t index, uint32_t elementSize, KVXElementLoader loader,
                                void** array, uint16_t* count) KVX_NOEXCEPT;
 KVX_API int32_t KVXGetNewValueLengthArray(const KVXBlob* blob, uint8_t index, KVXValueLength** array,
@@ -168,7 +168,7 @@ KVX_API int32_t KVXFreeValueLength(KVXValueLength** value) KVX_NOEXCEPT;
 KVX_API int32_t KVXFreeValueLengths(KVXValueLength** array, int16_t count) KVX_NOEXCEPT;
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Records: texts are null where absent; an array's count stands directly behind it; members named by a number carry
+ * Records: texts are null where absent; an array's count comes directly after it; members named by a number carry
  * the blob field of that index.
  *
  * For every record: a size function sets *size to the bytes that the writer will write (status 0), or to 0xFFFFFFFF for
@@ -721,7 +721,7 @@ KVX_API int32_t KVXMapPerformerPermissions(const KVXHandle* handle, uint8_t* des
 KVX_API int32_t KVXMapDVDPermissions(const KVXHandle* handle, uint8_t* destination) KVX_NOEXCEPT;
 /* Decimal digits of a value. */
 KVX_API uint8_t KVXGetNumDigits(uint32_t value) KVX_NOEXCEPT;
-/* Offset of the first byte behind the first CR LF CR LF that begins at or after start; length + 1 when there is none,
+/* Offset of the first byte after the first CR LF CR LF that begins at or after start; length + 1 when there is none,
  * start + 4 when start + 3 is not below length. Compare the result with length. */
 KVX_API uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length) KVX_NOEXCEPT;
 

@@ -14,7 +14,7 @@ uint32_t offsetAt(const KVXBlob* blob, uint32_t index) { return u32At(blob->data
 // An offset beyond the blob gives its end: no pointer ever leaves the blob.
 const uint8_t* addressAt(const KVXBlob* blob, uint32_t offset) { return blob->data + std::min(offset, blob->length); }
 
-// A new copy of length bytes with one zero byte behind.
+// A new copy of length bytes with one zero byte after them.
 int32_t copyText(const uint8_t* data, uint32_t length, KVXValueLength* value) {
     auto* copy = static_cast<char*>(KVXMalloc(size_t{length} + 1));
     if (copy == nullptr) return kNoMemory;
@@ -120,7 +120,7 @@ uint32_t BlobGetCount(const KVXBlob* blob) noexcept { return blob == nullptr || 
 int32_t BlobGetData(const KVXBlob* blob, uint8_t index, const uint8_t** fieldData, uint32_t* fieldLength) noexcept {
     if (blob == nullptr) return kNullCursor;
     const uint32_t count = BlobGetCount(blob);
-    // Strictly greater on purpose: index N is accepted, bounded by offset[N] and the word behind the table.
+    // Strictly greater on purpose: index N is accepted, bounded by offset[N] and the word after the table.
     if (index > count || count == 0) return kIndexOutOfRange;
     if (blob->length < offsetPosition(uint32_t{index} + 2)) {
         *fieldData = nullptr;
@@ -225,7 +225,7 @@ uint32_t KVXGetValueLengthArrayBlobSize(const KVXValueLength* array, int16_t cou
     return boundedSize(total);
 }
 
-// Leaves the caller's pointer as it is, on purpose: whoever uses it again sets it to null.
+// Leaves the caller's pointer as it is, on purpose: a caller that uses it again sets it to null.
 int32_t KVXFreeValueLength(KVXValueLength** value) noexcept {
     if (value == nullptr || *value == nullptr) return kOk;
     if ((*value)->data != nullptr) KVXFree((*value)->data);

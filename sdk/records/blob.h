@@ -48,7 +48,7 @@ KVXBlob readingCursor(const uint8_t* data, uint32_t length) noexcept;
 // Sizes are summed up in 64 bits, so that no number of elements, however large, wraps around.
 constexpr uint32_t boundedSize(uint64_t size) { return size < kTooLong ? static_cast<uint32_t>(size) : kTooLong; }
 
-// Starts a record of fieldCount fields at the cursor: its count byte, and the position behind the header.
+// Starts a record of fieldCount fields at the cursor: its count byte, and the position after the header.
 void startRecord(KVXBlob* blob, uint8_t fieldCount) noexcept;
 
 // offset[index] = the write position.

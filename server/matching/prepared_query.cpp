@@ -12,7 +12,7 @@ namespace tarn::server {
 namespace {
 
 // A client's coder starts and stops in the middle of the music, where its normalising window is cut: the letters of
-// both ends differ from those of the whole recording. So many go from each end, and not more than a sixth.
+// both ends differ from those of the whole recording. This many are dropped from each end, and a sixth of them at most.
 constexpr size_t kEndLetters = 25;
 constexpr size_t kEndPart = 6;
 

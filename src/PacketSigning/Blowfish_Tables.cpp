@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The cipher's initial state: the fractional hexadecimal digits of pi, 32 bits a word, the P-array first and the four
-// S-boxes behind it.
+// S-boxes after it.
 #include "PacketSigning/PacketSigning.h"
 
 // clang-format off

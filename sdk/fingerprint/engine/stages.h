@@ -30,7 +30,7 @@ struct MeanStage {
     StageVector out;
 };
 
-// Zero mean and unit variance over a window of 202 vectors, for the vector about 101 places behind the newest.
+// Zero mean and unit variance over a window of 202 vectors, for the vector about 101 places before the newest.
 struct NormStage {
     static constexpr int32_t kWindow = 202;
     static constexpr int32_t kDelay = 101; // vectors that must be there before, and remain while, results come
@@ -58,7 +58,7 @@ struct ConvStage {
     StageVector out;
 };
 
-// The stages in their order, which stands here alone. The codebooks take what comes out.
+// The stages in their order, which is stated here alone. The codebooks take what comes out.
 struct StageChain {
     // A frame's vector. Null means "not yet": a stage that gives nothing ends the step.
     const StageVector* feed(const StageVector& feature) {

@@ -39,7 +39,7 @@ constexpr ListNumber numberAt(ListTable table, BlockNumber block, size_t place) 
 void appendEntry(std::string& block, size_t place, std::span<const uint32_t> ids);
 // An entry that holds what is a list by itself.
 void appendList(std::string& block, size_t place, std::string_view list);
-// An entry of a long list with so many ids, which take so many bytes.
+// An entry of a long list: how many ids it has, and how many bytes they take.
 void appendLongList(std::string& block, size_t place, uint64_t ids, uint64_t bytes);
 
 struct Entry {

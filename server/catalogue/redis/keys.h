@@ -23,7 +23,7 @@ namespace tarn::server::redis {
 inline constexpr size_t kSlots = 16384;
 inline constexpr size_t kGroups = 64;
 
-// CRC-16 (XMODEM) of the key, or of what stands in its first {}, if that is not empty.
+// CRC-16 (XMODEM) of the key, or of what its first pair of braces holds, unless that is empty.
 uint16_t slotOf(std::string_view key);
 
 constexpr size_t groupOf(BlockNumber block) { return block % kGroups; }
