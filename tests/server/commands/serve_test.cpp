@@ -177,7 +177,7 @@ TEST(Serve, SaysWhyItCannotStart) {
         const char* text;
     } cases[] = {
         {"a taken port", taken, "accounts", "cannot listen: Address already in use"},
-        {"no address", "nowhere", "accounts", "\"nowhere\" is not an address to listen on; give ADDRESS:PORT"},
+        {"no address", "nowhere", "accounts", "\"nowhere\" is not an address to listen on; give HOST:PORT"},
         {"a damaged account file", "127.0.0.1:0", "damaged", "damaged: line 1: expected \"tarn-accounts\""},
     };
     for (const auto& c : cases) {
