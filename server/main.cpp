@@ -7,6 +7,7 @@
 #include "commands/state_paths.h"
 #include "commands/transfer.h"
 #include "commands/unknown_command.h"
+#include "http/trusted_proxies.h"
 #include "kvx.h"
 #include "matching/catalog_recogniser.h"
 #include "standard_descriptors.h"
@@ -88,6 +89,13 @@ class Commands {
         serve->add_option("--listen", serve_.listen, "Where to listen; port 0 picks a free one")
             ->type_name("HOST:PORT")
             ->capture_default_str();
+        serve
+            ->add_option("--trusted-proxy", serve_.trustedProxies,
+                         "Proxy whose last address in X-Forwarded-For is the client's, for the log")
+            ->type_name("ADDRESS")
+            ->check([](const std::string& text) {
+                return usualAddress(text) ? "" : text + " is not an address; give one as in 127.0.0.1";
+            });
         HttpLimits& limits = serve_.limits;
         addNumber(*serve, "--workers", limits.workers, 0, 1024,
                   "Threads that ask the catalogue; 0: one for each processor");
