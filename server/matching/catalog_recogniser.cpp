@@ -47,7 +47,7 @@ auto CatalogRecogniser::withReader(Work work) {
         idle_.push_back(std::move(reader));
         return result;
     } catch (const CatalogError& error) {
-        throw Unavailable(error.what()); // the reader goes, and the next request opens the catalogue anew
+        throw Unavailable(error.what()); // the reader is dropped, so the next request opens the catalogue again
     } catch (const std::bad_alloc&) {
         throw Unavailable(location_ + ": there is not enough memory");
     }
@@ -105,7 +105,7 @@ void CatalogRecogniser::warmUp(const std::stop_token& stop) {
             return true;
         });
     } catch (const Unavailable&) {
-        return; // the service says why
+        return; // the log of the service says why
     }
 }
 
