@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TarnInterface.h"
 
-#include "AccessKey.h"
-#include "Ascii.h"
-#include "ResponseInterpretation.h"
-#include "TarnError.h"
-#include "WavSession.h"
-#include "platform/Wipe.h"
+#include "access_key.h"
+#include "ascii.h"
+#include "platform/wipe.h"
+#include "response_interpretation.h"
+#include "tarn_error.h"
+#include "wav_session.h"
 
 #include <limits>
 #include <memory>

@@ -11,9 +11,9 @@
 
 #include "MusicLookupResponse.h"
 #include "kvx.h"
-#include "platform/Bytes.h"
-#include "platform/Error.h"
-#include "platform/Services.h"
+#include "platform/bytes.h"
+#include "platform/error.h"
+#include "platform/services.h"
 
 #include <cstdint>
 #include <optional>

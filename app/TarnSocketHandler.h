@@ -3,9 +3,9 @@
 // sends its requests through URL loading instead; this stands ready for a caller that has streams.
 #pragma once
 
-#include "platform/ByteStreams.h"
-#include "platform/Bytes.h"
-#include "platform/Log.h"
+#include "platform/byte_streams.h"
+#include "platform/bytes.h"
+#include "platform/log.h"
 
 #include <array>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // What the run and the match report share in wording.
 #pragma once
 
-#include "platform/Error.h"
+#include "platform/error.h"
 
 #include <string>
 

@@ -5,8 +5,8 @@
 #include "MusicLookupResponse.h"
 #include "NSMutableURLRequest_MultipartFormRequest.h"
 #include "TarnInterface.h"
-#include "platform/Error.h"
-#include "platform/Services.h"
+#include "platform/error.h"
+#include "platform/services.h"
 
 #include <optional>
 

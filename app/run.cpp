@@ -5,7 +5,7 @@
 #include "TarnInterface.h"
 #include "error_text.h"
 #include "match_report.h"
-#include "platform/Wipe.h"
+#include "platform/wipe.h"
 
 #include <new>
 #include <optional>

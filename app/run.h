@@ -2,7 +2,7 @@
 // One run of the tool.
 #pragma once
 
-#include "platform/Services.h"
+#include "platform/services.h"
 
 #include <span>
 

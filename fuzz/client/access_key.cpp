@@ -4,9 +4,9 @@
 // Holds: decoding is bounded and stays the same when what it gave is encoded and decoded again; every plain text is
 // taken or refused by the rules of the key, which are stated here once more; a text that the tool encrypts decrypts to
 // itself; a code that was taken leaves no plain text behind.
-#include "AccessKey.h"
+#include "access_key.h"
 #include "fuzz_target.h"
-#include "platform/linux/NettleCipher.h"
+#include "platform/linux/nettle_cipher.h"
 
 #include <algorithm>
 #include <charconv>

@@ -4,8 +4,8 @@
 // Holds: a response, an error or neither, and a body with a response alone; the codes are the transport's own; the
 // outcome does not depend on the pieces in which the bytes come; a connection that dies instead of ending makes either
 // no difference, or its own error.
+#include "platform/linux/http_answer.h"
 #include "fuzz_target.h"
-#include "platform/linux/HttpAnswer.h"
 #include "support/guarded_bytes.h"
 
 #include <algorithm>

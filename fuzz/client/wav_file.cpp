@@ -3,10 +3,10 @@
 //
 // Holds: a finished session or one of the errors 101 to 108, never both; the same file gives the same outcome again;
 // the library's memory comes back.
-#include "WavSession.h"
 #include "arena_hooks.h"
 #include "fuzz_target.h"
 #include "memory_file.h"
+#include "wav_session.h"
 
 #include <string>
 

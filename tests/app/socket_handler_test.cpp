@@ -2,7 +2,7 @@
 // The exchange over byte streams.
 #include "TarnSocketHandler.h"
 #include "app/scripted_services.h"
-#include "platform/linux/DescriptorStreams.h"
+#include "platform/linux/descriptor_streams.h"
 #include "support/hex.h"
 
 #include <gtest/gtest.h>

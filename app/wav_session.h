@@ -3,7 +3,7 @@
 #pragma once
 
 #include "kvx.h"
-#include "platform/Error.h"
+#include "platform/error.h"
 
 #include <string>
 

@@ -4,9 +4,9 @@
 
 #include "MusicLookupResponse.h"
 #include "kvx.h"
-#include "platform/Error.h"
-#include "platform/Log.h"
-#include "platform/TextOutput.h"
+#include "platform/error.h"
+#include "platform/log.h"
+#include "platform/text_output.h"
 
 #include <cstdint>
 #include <optional>

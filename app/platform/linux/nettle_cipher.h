@@ -2,7 +2,7 @@
 // The cipher service on nettle's AES and CBC.
 #pragma once
 
-#include "platform/CipherService.h"
+#include "platform/cipher_service.h"
 
 namespace tarn {
 

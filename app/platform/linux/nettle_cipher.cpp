@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/linux/NettleCipher.h"
+#include "platform/linux/nettle_cipher.h"
 
-#include "platform/Wipe.h"
+#include "platform/wipe.h"
 
 #include <algorithm>
 #include <array>

@@ -2,12 +2,12 @@
 // What the tool takes from its surroundings. Tests put scripted services here; main the system's.
 #pragma once
 
-#include "platform/CipherService.h"
-#include "platform/Clock.h"
-#include "platform/Log.h"
-#include "platform/NetworkInterfaces.h"
-#include "platform/TextOutput.h"
-#include "platform/URLLoading.h"
+#include "platform/cipher_service.h"
+#include "platform/clock.h"
+#include "platform/log.h"
+#include "platform/network_interfaces.h"
+#include "platform/text_output.h"
+#include "platform/url_loading.h"
 
 namespace tarn {
 

@@ -2,13 +2,13 @@
 // The services of a Linux system, ready for a run.
 #pragma once
 
-#include "platform/Services.h"
-#include "platform/linux/DescriptorOutput.h"
-#include "platform/linux/HttpClient.h"
-#include "platform/linux/LineLog.h"
-#include "platform/linux/NettleCipher.h"
-#include "platform/linux/SystemClock.h"
-#include "platform/linux/SystemInterfaces.h"
+#include "platform/linux/descriptor_output.h"
+#include "platform/linux/http_client.h"
+#include "platform/linux/line_log.h"
+#include "platform/linux/nettle_cipher.h"
+#include "platform/linux/system_clock.h"
+#include "platform/linux/system_interfaces.h"
+#include "platform/services.h"
 
 #include <csignal>
 #include <unistd.h>

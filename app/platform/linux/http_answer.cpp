@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/linux/HttpAnswer.h"
+#include "platform/linux/http_answer.h"
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>

@@ -2,7 +2,7 @@
 // One HTTP/1.1 answer, taken from wherever bytes come from: a connection, or a test.
 #pragma once
 
-#include "platform/URLLoading.h"
+#include "platform/url_loading.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/linux/SystemInterfaces.h"
+#include "platform/linux/system_interfaces.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 // Text to a file descriptor.
 #pragma once
 
-#include "platform/TextOutput.h"
+#include "platform/text_output.h"
 
 namespace tarn {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "WavSession.h"
+#include "wav_session.h"
 
-#include "TarnError.h"
-#include "WavHeader.h"
+#include "tarn_error.h"
+#include "wav_header.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "WavHeader.h"
+#include "wav_header.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/linux/HttpClient.h"
+#include "platform/linux/http_client.h"
 
-#include "platform/linux/HttpAnswer.h"
+#include "platform/linux/http_answer.h"
 
 #include <array>
 #include <boost/asio/buffer.hpp>

@@ -4,9 +4,9 @@
 // The access code's 80 characters are what the library takes.
 #pragma once
 
-#include "platform/Bytes.h"
-#include "platform/CipherService.h"
-#include "platform/Wipe.h"
+#include "platform/bytes.h"
+#include "platform/cipher_service.h"
+#include "platform/wipe.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // Byte streams over file descriptors, and the loop that tells a delegate of their events.
 #pragma once
 
-#include "platform/ByteStreams.h"
+#include "platform/byte_streams.h"
 
 #include <functional>
 #include <utility>

@@ -2,7 +2,7 @@
 // The diagnostic log.
 #pragma once
 
-#include "platform/TextPieces.h"
+#include "platform/text_pieces.h"
 
 namespace tarn {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/Clock.h"
+#include "platform/clock.h"
 
 namespace tarn {
 

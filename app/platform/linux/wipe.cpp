@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/Wipe.h"
+#include "platform/wipe.h"
 
 #include <cstring>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "AccessKey.h"
+#include "access_key.h"
 
 #include <algorithm>
 #include <cstdio>

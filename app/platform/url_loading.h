@@ -2,9 +2,9 @@
 // HTTP requests, sent synchronously.
 #pragma once
 
-#include "platform/Bytes.h"
-#include "platform/Error.h"
-#include "platform/Url.h"
+#include "platform/bytes.h"
+#include "platform/error.h"
+#include "platform/url.h"
 
 #include <optional>
 #include <string>

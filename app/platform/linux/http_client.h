@@ -2,7 +2,7 @@
 // URL loading over plain HTTP/1.1: one connection per request, no redirects.
 #pragma once
 
-#include "platform/URLLoading.h"
+#include "platform/url_loading.h"
 
 #include <chrono>
 

@@ -4,9 +4,9 @@
 // local time, process id, thread id. An entry needs no memory of its own.
 #pragma once
 
-#include "platform/Clock.h"
-#include "platform/Log.h"
-#include "platform/TextOutput.h"
+#include "platform/clock.h"
+#include "platform/log.h"
+#include "platform/text_output.h"
 
 namespace tarn {
 

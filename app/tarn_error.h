@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/Error.h"
+#include "platform/error.h"
 
 #include <string>
 #include <utility>

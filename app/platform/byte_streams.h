@@ -2,7 +2,7 @@
 // A pair of byte streams and the events by which they call for attention.
 #pragma once
 
-#include "platform/Error.h"
+#include "platform/error.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // Standard output, or standard error.
 #pragma once
 
-#include "platform/TextPieces.h"
+#include "platform/text_pieces.h"
 
 namespace tarn {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/linux/DescriptorOutput.h"
+#include "platform/linux/descriptor_output.h"
 
 #include <algorithm>
 #include <array>

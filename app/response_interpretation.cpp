@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ResponseInterpretation.h"
+#include "response_interpretation.h"
 
-#include "TarnError.h"
+#include "tarn_error.h"
 
 #include <algorithm>
 #include <cstring>

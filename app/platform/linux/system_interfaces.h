@@ -2,7 +2,7 @@
 // Network interfaces from the kernel's list, with display names that follow from what sysfs says of the device.
 #pragma once
 
-#include "platform/NetworkInterfaces.h"
+#include "platform/network_interfaces.h"
 
 #include <cstdint>
 #include <functional>

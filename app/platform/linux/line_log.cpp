@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/linux/LineLog.h"
+#include "platform/linux/line_log.h"
 
 #include <cstdio>
 #include <ctime>
