@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // An exchange over a pair of byte streams, driven by their events: writes a request, collects the response. The tool
-// sends its requests through URL loading instead; this stands ready for a caller that has streams.
+// sends its requests through URL loading instead; this class is for callers that have streams.
 #pragma once
 
 #include "platform/byte_streams.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/linux/descriptor_streams.h"
+#include "app/descriptor_streams.h"
 
 #include <array>
 #include <cerrno>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Byte streams over file descriptors, and the loop that tells a delegate of their events.
+// Byte streams over file descriptors, and the loop that reports their events to a delegate: real streams for
+// TarnSocketHandler, which the tool itself does not use.
 #pragma once
 
 #include "platform/byte_streams.h"
@@ -56,8 +57,8 @@ class DescriptorOutputStream : public OutputStream {
     bool spaceDue_ = true;
 };
 
-// Tells the delegate of both streams' events, one at a time, on this thread, until finished() holds, the input has
-// ended or a stream has failed.
+// Reports the events of both streams to the delegate, one at a time, on this thread, until finished() is true, the
+// input has ended or a stream has failed.
 void runStreams(DescriptorInputStream& input, DescriptorOutputStream& output, StreamDelegate& delegate,
                 const std::function<bool()>& finished);
 
