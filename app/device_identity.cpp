@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The choice of the network interface whose hardware address identifies this device.
-#include "TarnInterface.h"
+#include "device_identity.h"
 
 #include <algorithm>
 #include <array>
@@ -20,7 +19,7 @@ bool equalButForCase(char a, char b) {
     return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
 }
 
-// The preferred name that occurs first in preference order anywhere in the display name; the table's size for none.
+// The index of the most preferred name that occurs anywhere in the display name; the table's size if none does.
 size_t preferenceOf(std::string_view displayName) {
     const auto occurs = [&](std::string_view name) {
         return std::search(displayName.begin(), displayName.end(), name.begin(), name.end(), equalButForCase) !=
@@ -32,16 +31,16 @@ size_t preferenceOf(std::string_view displayName) {
 
 } // namespace
 
-std::optional<std::string> TarnInterface::getMacAddress() {
+std::optional<std::string> chooseDeviceId(NetworkInterfaces& interfaces) {
     std::array<std::optional<std::string>, kPreferredNames.size()> addresses;
-    const NetworkInterfaceList list = services_.interfaces.copyAll();
+    const NetworkInterfaceList list = interfaces.copyAll();
     for (const auto& thisInterface : list) {
         assert(thisInterface != NULL); // NOLINT(modernize-use-nullptr): the text is what the user sees
         const auto name = thisInterface->localizedDisplayName();
         const auto address = thisInterface->hardwareAddressString();
         if (!name || !address) continue;
         const size_t preference = preferenceOf(*name);
-        if (preference < addresses.size()) addresses[preference] = address; // the last one of a name wins
+        if (preference < addresses.size()) addresses[preference] = address; // the last interface of a name wins
     }
     const auto found =
         std::find_if(addresses.begin(), addresses.end(), [](const auto& each) { return each.has_value(); });
