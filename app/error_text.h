@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the run and the match report share in wording.
+// Wording that the run and the match report share.
 #pragma once
 
 #include "platform/error.h"
@@ -7,8 +7,6 @@
 #include <string>
 
 namespace tarn {
-
-constexpr int kHttpOk = 200;
 
 // "code - description", the end of every line about a failed call.
 inline std::string codeAndDescription(const Error& error) {

@@ -24,10 +24,10 @@ constexpr int kUrlErrorConnectionLost = -1005;
 constexpr int kUrlErrorCannotParseBody = -1017;
 
 struct MutableURLRequest {
-    // No URL: one that could not be parsed; sending such a request is a transport error.
+    // requestUrl: nothing if it could not be parsed; sending the request is then a transport error.
     explicit MutableURLRequest(std::optional<Url> requestUrl) : url(std::move(requestUrl)) {}
 
-    // Replaces a value that the field already has.
+    // Replaces the value if the field has one already.
     void setHeader(std::string_view name, std::string_view value) {
         for (auto& header : headers) {
             if (header.first == name) {
@@ -44,6 +44,8 @@ struct MutableURLRequest {
     Bytes body;
 };
 
+constexpr int kHttpOk = 200;
+
 struct HTTPURLResponse {
     int statusCode = 0;
 };
@@ -51,9 +53,9 @@ struct HTTPURLResponse {
 class URLLoading {
   public:
     virtual ~URLLoading() = default;
-    // The answer's body; nothing when it brought no body bytes. A chunked body without chunks is present but empty.
-    // response stays empty when what came back was no HTTP answer. error is filled, with kUrlErrorDomain, when the
-    // exchange failed; there is neither body nor response then.
+    // The answer's body; nothing if it has no body bytes. A chunked body without chunks is present but empty. response
+    // stays empty if what came back was not an HTTP answer. If the exchange failed, error is filled, with
+    // kUrlErrorDomain, and there is neither body nor response.
     virtual std::optional<Bytes> sendSynchronousRequest(const MutableURLRequest& request,
                                                         std::optional<HTTPURLResponse>& response, ErrorSlot& error) = 0;
 };
