@@ -68,7 +68,7 @@ std::optional<std::string> takeAccessCode(PlainText& plain, size_t plainLength, 
     const char* codeText = text; // without a time, a key never goes stale
     if (const char* colon = std::strchr(text, ':')) {
         const auto timeLength = static_cast<size_t>(colon - text);
-        // The colon is counted with the code, on purpose: 79 characters behind it are enough, and the code's last
+        // The colon is counted with the code, on purpose: 79 characters after it are enough, and the code's last
         // one is then the terminating zero.
         if (timeLength < kShortestTimeLength || plainLength - timeLength < kAccessCodeLength) return "Key Not Valid";
         const int64_t issuedSeconds = std::strtoll(text, nullptr, 10);

@@ -14,7 +14,7 @@ struct Error {
     std::string description;
 };
 
-// What the system's number of a failure stands for.
+// The error of the system's number.
 inline Error systemError(int number) { return {"NSPOSIXErrorDomain", number, std::generic_category().message(number)}; }
 
 // The last parameter of every operation that can fail; the caller tests it. Empty: no error.

@@ -52,13 +52,13 @@ std::optional<Url> Url::parse(std::string_view text) {
     const std::string_view rest = text.substr(kScheme.size());
     const size_t authorityEnd = std::min(rest.find_first_of("/?#"), rest.size());
     const std::string_view authority = rest.substr(0, authorityEnd);
-    const std::string_view behind = rest.substr(authorityEnd);
+    const std::string_view target = rest.substr(authorityEnd);
 
     Url url;
     if (authority.find('@') != std::string_view::npos || !splitAuthority(authority, url)) return std::nullopt;
     url.text = text;
     url.authority = authority;
-    url.target = behind.substr(0, behind.find('#')); // a fragment is never sent
+    url.target = target.substr(0, target.find('#')); // a fragment is never sent
     if (!url.target.starts_with('/')) url.target.insert(0, 1, '/');
     return url;
 }

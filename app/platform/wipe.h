@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Overwriting of secrets that have served.
+// Overwrites secrets that are no longer needed.
 #pragma once
 
 #include <array>
@@ -11,9 +11,9 @@ namespace tarn {
 // Zeroes memory even where nothing reads it afterwards, which a plain memset need not do.
 void wipe(void* memory, size_t length);
 
-// Zeroes what functions that have returned leave of the secrets they worked on: the vector registers, in which ciphers
-// and copies work, and the stack below the caller, to which registers are saved now and then - by the dynamic linker,
-// for one, when it binds a function at its first call. Call it behind a function that is not inlined.
+// Zeroes the traces of secrets that functions leave when they return: the vector registers, which ciphers and copies
+// use, and the stack below the caller, where registers are saved, for example by the dynamic linker when it binds a
+// function at its first call. Call it after a function that is not inlined.
 void wipeTraces();
 
 // Wipes the traces where its scope ends, on every path.

@@ -94,7 +94,7 @@ class MessageReader {
                 const size_t taken = parser_.put(buffer_.data(), status);
                 buffer_.consume(taken);
                 begun_ = begun_ || taken != 0;
-                // The head alone at first: an eager parser goes on with what lies behind one that it has refused.
+                // The head alone at first: an eager parser continues with what follows a head that it has refused.
                 parser_.eager(parser_.is_header_done());
                 if (parser_.is_header_done() && parser_.chunked()) parser_.body_limit(boost::none);
             }
