@@ -18,7 +18,7 @@ constexpr bool isKeyHalf(std::string_view half) {
 static_assert(isKeyHalf(kKeyHalf1) && isKeyHalf(kKeyHalf2), "each half of the cipher key is 32 hexadecimal digits");
 
 // A decimal time needs at least this many characters.
-constexpr size_t kShortestTimeLength = 4;
+constexpr size_t kMinTimeLength = 4;
 
 uint8_t byteOfPair(char first, char second) {
     const char pair[] = {first, second, '\0'};
@@ -70,7 +70,7 @@ std::optional<std::string> takeAccessCode(PlainText& plain, size_t plainLength, 
         const auto timeLength = static_cast<size_t>(colon - text);
         // The colon is counted with the code, on purpose: 79 characters after it are enough, and the code's last
         // one is then the terminating zero.
-        if (timeLength < kShortestTimeLength || plainLength - timeLength < kAccessCodeLength) return "Key Not Valid";
+        if (timeLength < kMinTimeLength || plainLength - timeLength < kAccessCodeLength) return "Key Not Valid";
         const int64_t issuedSeconds = std::strtoll(text, nullptr, 10);
         // Younger than the lifetime; any time in the future is younger. Written so that nothing overflows.
         if (issuedSeconds <= nowSeconds - kKeyLifetimeSeconds) return "Key Not Valid";

@@ -9,7 +9,7 @@
 #include "commands/unknown_command.h"
 #include "http/trusted_proxies.h"
 #include "kvx.h"
-#include "matching/catalog_recogniser.h"
+#include "matching/catalogue_recogniser.h"
 #include "standard_descriptors.h"
 
 #include <CLI/CLI.hpp>
@@ -55,20 +55,20 @@ class Commands {
         };
     }
 
-    CLI::App* catalogCommand(const char* name, const char* help, std::function<int()> action) {
+    CLI::App* catalogueCommand(const char* name, const char* help, std::function<int()> action) {
         CLI::App* made = command(app_, name, help, std::move(action));
-        made->add_option("--catalog", catalog_, "Catalogue: a folder, or redis://HOST:PORT[,HOST:PORT...]")
+        made->add_option("--catalogue", catalogue_, "Catalogue: a folder, or redis://HOST:PORT[,HOST:PORT...]")
             ->type_name("PLACE")
             ->capture_default_str();
         return made;
     }
 
     void addAdd() {
-        CLI::App* add = catalogCommand("add", "Add files and folders to the catalogue", toTheEnd([this] {
-                                           add_.catalog = catalog_;
-                                           add_.progressBar = ::isatty(STDOUT_FILENO) == 1;
-                                           return runAdd(add_, out_, err_);
-                                       }));
+        CLI::App* add = catalogueCommand("add", "Add files and folders to the catalogue", toTheEnd([this] {
+                                             add_.catalogue = catalogue_;
+                                             add_.progressBar = ::isatty(STDOUT_FILENO) == 1;
+                                             return runAdd(add_, out_, err_);
+                                         }));
         argument(*add, "PATH", add_.paths, "Audio files, and folders of them");
         addNumber(*add, "--workers", add_.workers, 0, 1024, "Threads that decode; 0: one for each processor");
         addGramLetters(*add, add_.gramLetters, "Letters of a gram in a new catalogue, 5 to 7; 0: as usual");
@@ -76,12 +76,12 @@ class Commands {
     }
 
     void addServe() {
-        CLI::App* serve = catalogCommand("serve", "Answer recognition requests", [this] {
+        CLI::App* serve = catalogueCommand("serve", "Answer recognition requests", [this] {
             serve_.accounts = accounts_;
-            serve_.catalog = catalog_;
+            serve_.catalogue = catalogue_;
             ServiceSetup setup;
-            CatalogRecogniser recogniser(
-                catalog_, [&setup](const std::string& line) { setup.log->error("catalogue: {}", line); });
+            CatalogueRecogniser recogniser(
+                catalogue_, [&setup](const std::string& line) { setup.log->error("catalogue: {}", line); });
             // Ends before the recogniser that it uses.
             const std::jthread warming([&](const std::stop_token& stop) { recogniser.warmUp(stop); });
             return runServe(serve_, setup, recogniser, out_, err_);
@@ -169,34 +169,35 @@ class Commands {
     }
 
     void addCatalogue() {
-        catalogCommand("list", "List the recordings", [this] { return runList(catalog_, out_, err_); });
-        argument(*catalogCommand("show", "Show all that is known of a recording",
-                                 [this] { return runShow(catalog_, name_, out_, err_); }),
+        catalogueCommand("list", "List the recordings", [this] { return runList(catalogue_, out_, err_); });
+        argument(*catalogueCommand("show", "Show all that is known of a recording",
+                                   [this] { return runShow(catalogue_, name_, out_, err_); }),
                  "ID", name_, "Number or track id");
-        argument(*catalogCommand("remove", "Remove a recording",
-                                 toTheEnd([this] { return runRemove(catalog_, name_, out_, err_); })),
+        argument(*catalogueCommand("remove", "Remove a recording",
+                                   toTheEnd([this] { return runRemove(catalogue_, name_, out_, err_); })),
                  "ID", name_, "Number or track id");
-        catalogCommand("check", "Look for damage", [this] {
-            return runCheck(catalog_, deep_, out_, err_);
+        catalogueCommand("check", "Look for damage", [this] {
+            return runCheck(catalogue_, deep_, out_, err_);
         })->add_flag("--deep", deep_, "Read every list, too, and compare them with the recordings");
-        catalogCommand("stats", "Size of the catalogue", [this] { return runStats(catalog_, out_, err_); });
-        CLI::App* compact = catalogCommand("compact", "Take out of the lists what was removed or replaced",
-                                           toTheEnd([this] { return runCompact(catalog_, compaction_, out_, err_); }));
+        catalogueCommand("stats", "Size of the catalogue", [this] { return runStats(catalogue_, out_, err_); });
+        CLI::App* compact =
+            catalogueCommand("compact", "Take out of the lists what was removed or replaced",
+                             toTheEnd([this] { return runCompact(catalogue_, compaction_, out_, err_); }));
         compact->add_flag("--purge", compaction_.anew, "Make the lists anew from the recordings; damaged ones go");
         addGramLetters(*compact, compaction_.gramLetters, "Letters of a gram from now on, 5 to 7; 0: as they are");
-        argument(*catalogCommand("backup", "Copy the catalogue while it is used",
-                                 toTheEnd([this] { return runBackup(catalog_, name_, out_, err_); })),
+        argument(*catalogueCommand("backup", "Copy the catalogue while it is used",
+                                   toTheEnd([this] { return runBackup(catalogue_, name_, out_, err_); })),
                  "FOLDER", name_, "Where the copy goes: a folder that is new or empty");
-        argument(*catalogCommand("restore", "Make the catalogue from a backup, where there is none",
-                                 toTheEnd([this] { return runRestore(catalog_, name_, out_, err_); })),
+        argument(*catalogueCommand("restore", "Make the catalogue from a backup, where there is none",
+                                   toTheEnd([this] { return runRestore(catalogue_, name_, out_, err_); })),
                  "FOLDER", name_, "Where the copy lies");
-        catalogCommand("export", "Print every recording as a line of JSON",
-                       [this] { return runExport(catalog_, out_, err_); });
-        argument(*catalogCommand("import", "Add recordings that were exported",
-                                 toTheEnd([this] { return runImport(catalog_, name_, std::cin, out_, err_); })),
+        catalogueCommand("export", "Print every recording as a line of JSON",
+                         [this] { return runExport(catalogue_, out_, err_); });
+        argument(*catalogueCommand("import", "Add recordings that were exported",
+                                   toTheEnd([this] { return runImport(catalogue_, name_, std::cin, out_, err_); })),
                  "FILE", name_, "The lines; -: standard input");
-        argument(*catalogCommand("identify", "Recognise a file without a server, and say why",
-                                 [this] { return runIdentify(catalog_, name_, out_, err_); }),
+        argument(*catalogueCommand("identify", "Recognise a file without a server, and say why",
+                                   [this] { return runIdentify(catalogue_, name_, out_, err_); }),
                  "FILE", name_, "An audio file");
     }
 
@@ -204,7 +205,7 @@ class Commands {
     std::ostream& out_;
     std::ostream& err_;
     std::function<int()> chosen_;
-    std::string catalog_ = (stateDirectory() / "catalog").string();
+    std::string catalogue_ = (stateDirectory() / "catalogue").string();
     std::filesystem::path accounts_ = defaultAccountsFile();
     AddOptions add_;
     ServeOptions serve_;

@@ -13,7 +13,7 @@ namespace tarn {
 // Refers to its pieces: they must outlive it.
 class TextPieces {
   public:
-    static constexpr size_t kMost = 16;
+    static constexpr size_t kMax = 16;
 
     TextPieces(std::initializer_list<std::string_view> pieces) {
         for (const std::string_view piece : pieces) add(piece);
@@ -35,7 +35,7 @@ class TextPieces {
     bool endsWith(char last) const { return count_ != 0 && pieces_[count_ - 1].ends_with(last); }
 
   private:
-    std::array<std::string_view, kMost> pieces_;
+    std::array<std::string_view, kMax> pieces_;
     size_t count_ = 0;
 };
 

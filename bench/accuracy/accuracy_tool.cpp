@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 // The part of the accuracy measurement that is C++; bench/accuracy/run calls it.
 //
-//   accuracy_tool index CATALOG WAV...   adds recordings; the content hash is the file's name
+//   accuracy_tool index CATALOGUE WAV...   adds recordings; the content hash is the file's name
 //   accuracy_tool code                   reads lines "KEY TAB WAV TAB START TAB LENGTH", in seconds, writes "KEY TAB
 //                                        DURATION_MS TAB six strings", of a client whose whole file is the excerpt
-//   accuracy_tool judge CATALOG          reads what code wrote; KEY begins with "CONDITION TAB KIND TAB NAME TAB
+//   accuracy_tool judge CATALOGUE          reads what code wrote; KEY begins with "CONDITION TAB KIND TAB NAME TAB
 //                                        PLACE_MS"; writes a line of evidence for each query: KEY, letters, stages, ms,
 //                                        best candidate, its bits, its rival's, recordings, chance, place in ms,
 //                                        the query's own bits
-//   accuracy_tool small CATALOG SIZE COUNT
+//   accuracy_tool small CATALOGUE SIZE COUNT
 //                                        the same among COUNT catalogues of SIZE of its recordings, drawn at random:
 //                                        each is asked for what it holds, and for its turn of the rest; then 1 or 0
 //                                        the evidence: whether it holds the piece
-//   accuracy_tool pairs CATALOG          reads what code wrote; writes how often each letter of a query is aligned with
+//   accuracy_tool pairs CATALOGUE          reads what code wrote; writes how often each letter of a query is aligned
+//   with
 //                                        each letter of its recording, for bench/accuracy/scores
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
@@ -110,8 +111,8 @@ std::vector<int16_t> headerAsSamples(const SF_INFO& info, size_t sampleCount) {
 // The query that a client sends for a WAV file with these samples: the client treats the header as audio, counts whole
 // seconds, and feeds blocks of 1024 bytes; the last block is padded with what the one before left there.
 FingerprintQuery codedFile(const Sound& sound, const std::vector<int16_t>& pcm) {
-    constexpr size_t kBlock = 512;      // samples
-    constexpr size_t kMostSeconds = 31; // more than is coded
+    constexpr size_t kBlock = 512;     // samples
+    constexpr size_t kMaxSeconds = 31; // more than is coded
     const size_t second = static_cast<size_t>(sound.info.samplerate) * static_cast<size_t>(sound.info.channels);
     std::vector<int16_t> file = headerAsSamples(sound.info, pcm.size());
     file.insert(file.end(), pcm.begin(), pcm.end());
@@ -119,12 +120,12 @@ FingerprintQuery codedFile(const Sound& sound, const std::vector<int16_t>& pcm) 
     const size_t first = std::min(clientStartMs(durationMs) / 1000 * second, file.size());
     file.erase(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(first));
     while (file.size() % kBlock != 0) file.push_back(file.size() >= kBlock ? file[file.size() - kBlock] : int16_t{0});
-    file.resize(std::min(file.size(), kMostSeconds * second));
+    file.resize(std::min(file.size(), kMaxSeconds * second));
     return codeQuery(prepared(sound, file), durationMs);
 }
 
-int indexAll(const std::string& catalog, const std::vector<std::string>& paths) {
-    CatalogWriter writer(catalog);
+int indexAll(const std::string& catalogue, const std::vector<std::string>& paths) {
+    CatalogueWriter writer(catalogue);
     double audioSeconds = 0;
     for (const std::string& path : paths) {
         Sound sound(path);
@@ -140,7 +141,7 @@ int indexAll(const std::string& catalog, const std::vector<std::string>& paths) 
     }
     writer.commit();
     writer.compact();
-    const uint64_t bytes = CatalogReader(catalog).bytesTaken().value_or(0);
+    const uint64_t bytes = CatalogueReader(catalogue).bytesTaken().value_or(0);
     std::cout << paths.size() << " recordings, " << audioSeconds / 60 << " minutes, "
               << static_cast<double>(bytes) / (audioSeconds / 60) << " bytes a minute\n";
     return 0;
@@ -189,7 +190,7 @@ FingerprintQuery queryOf(const std::vector<std::string>& fields) {
     return query;
 }
 
-void judgeOne(CatalogReader& reader, const std::vector<std::string>& fields) {
+void judgeOne(CatalogueReader& reader, const std::vector<std::string>& fields) {
     const FingerprintQuery query = queryOf(fields);
     size_t letters = 0;
     for (const std::string& code : query.codes) letters += code.size();
@@ -201,8 +202,8 @@ void judgeOne(CatalogReader& reader, const std::vector<std::string>& fields) {
     writeEvidence(examination);
 }
 
-int judgeAll(const std::string& catalog) {
-    CatalogReader reader(catalog);
+int judgeAll(const std::string& catalogue) {
+    CatalogueReader reader(catalogue);
     std::string line;
     while (std::getline(std::cin, line)) {
         judgeOne(reader, fieldsOf(line));
@@ -211,9 +212,9 @@ int judgeAll(const std::string& catalog) {
     return 0;
 }
 
-int judgeAmongFew(const std::string& catalog, size_t size, size_t count) {
+int judgeAmongFew(const std::string& catalogue, size_t size, size_t count) {
     std::vector<Recording> recordings;
-    CatalogReader(catalog).forEach([&](const Recording& r) { recordings.push_back(r); });
+    CatalogueReader(catalogue).forEach([&](const Recording& r) { recordings.push_back(r); });
     std::vector<std::vector<std::string>> queries;
     std::string line;
     while (std::getline(std::cin, line)) queries.push_back(fieldsOf(line));
@@ -224,14 +225,14 @@ int judgeAmongFew(const std::string& catalog, size_t size, size_t count) {
         std::shuffle(recordings.begin(), recordings.end(), dice);
         std::set<std::string> held;
         {
-            CatalogWriter writer(folder);
+            CatalogueWriter writer(folder);
             for (size_t i = 0; i < std::min(size, recordings.size()); ++i) {
                 held.insert(recordings[i].contentHash);
                 writer.put(recordings[i]);
             }
             writer.commit();
         }
-        CatalogReader reader(folder);
+        CatalogueReader reader(folder);
         for (size_t i = 0; i < queries.size(); ++i) {
             const bool isHeld = held.contains(queries[i].at(2));
             if (i % count != turn && !isHeld) continue;
@@ -284,12 +285,12 @@ struct PairCounts {
     }
 };
 
-int countPairs(const std::string& catalog) {
+int countPairs(const std::string& catalogue) {
     constexpr int64_t kNearMs = 4000;   // how far off a right place may be
     constexpr double kAlignable = 80.0; // bits; with fewer, the alignment may be chance
     constexpr int64_t kMarginFrames = 250;
     std::map<std::string, Recording> recordings;
-    CatalogReader(catalog).forEach([&](const Recording& r) { recordings[r.contentHash] = r; });
+    CatalogueReader(catalogue).forEach([&](const Recording& r) { recordings[r.contentHash] = r; });
     std::array<PairCounts, kCodebooks> counts;
     std::string line;
     while (std::getline(std::cin, line)) {
@@ -332,7 +333,7 @@ int main(int argc, char** argv) {
         std::cerr << error.what() << '\n';
         return 1;
     }
-    std::cerr
-        << "accuracy_tool index CATALOG WAV... | code | judge CATALOG | small CATALOG SIZE COUNT | pairs CATALOG\n";
+    std::cerr << "accuracy_tool index CATALOGUE WAV... | code | judge CATALOGUE | small CATALOGUE SIZE COUNT | pairs "
+                 "CATALOGUE\n";
     return 2;
 }

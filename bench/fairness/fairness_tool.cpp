@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Measures how much one account can slow another down with the most expensive packets.
 //
-//   fairness_tool PID PORT CATALOG CODE OTHER [CONNECTIONS SECONDS]
+//   fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS]
 //
-// PID, PORT: of a service of CATALOG, a folder whose files are where they were added from; CODE, OTHER: access codes of
-// two of its accounts. First the tool sends each kind of packet alone and prints the CPU time that it costs the
+// PID, PORT: of a service of CATALOGUE, a folder whose files are where they were added from; CODE, OTHER: access codes
+// of two of its accounts. First the tool sends each kind of packet alone and prints the CPU time that it costs the
 // service: the usual kind, a fingerprint of a recording of the catalogue, and the most expensive kinds that we know.
 // Then account OTHER sends the usual kind on one connection, with short pauses, at first alone and then while account
 // CODE sends the most expensive kind on CONNECTIONS (20) connections without a pause.
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "coding/query_coder.h"
 #include "demo/piece.h"
 #include "ingest/recording_reader.h"
@@ -38,10 +38,10 @@ namespace {
 constexpr size_t kUsualFiles = 12;
 constexpr uint32_t kUnknownSeed = 900'000;
 constexpr size_t kAlone = 60; // requests of each kind
-constexpr size_t kMostIdsAsked = 100;
-constexpr int16_t kMostAsked = 100;
-constexpr size_t kLongestString = 1292; // what a client's buffers hold; no audio makes this many letters
-constexpr size_t kLettersOfAudio = 417; // the most that 30 s of audio can make
+constexpr size_t kMaxIdsAsked = 100;
+constexpr int16_t kMaxAsked = 100;
+constexpr size_t kMaxStringLength = 1292; // what a client's buffers hold; no audio makes this many letters
+constexpr size_t kLettersOfAudio = 417;   // the most that 30 s of audio can make
 constexpr auto kBreath = std::chrono::milliseconds(5);
 
 struct Kind {
@@ -67,10 +67,10 @@ struct Collection {
     std::vector<std::string> allLetters; // of many recordings
 };
 
-Collection read(const std::string& catalog) {
+Collection read(const std::string& catalogue) {
     Collection collection;
     std::set<std::string> albums;
-    CatalogReader(catalog).forEach([&](const Recording& recording) {
+    CatalogueReader(catalogue).forEach([&](const Recording& recording) {
         if (collection.queries.size() < kUsualFiles) collection.queries.push_back(readQuery(recording.path).codes);
         collection.trackIds.push_back(recording.trackId);
         if (!recording.albumId.empty()) albums.insert(recording.albumId);
@@ -89,7 +89,7 @@ Collection read(const std::string& catalog) {
 }
 
 std::vector<std::string> firstOf(const std::vector<std::string>& ids) {
-    return {ids.begin(), ids.begin() + static_cast<ptrdiff_t>(std::min(kMostIdsAsked, ids.size()))};
+    return {ids.begin(), ids.begin() + static_cast<ptrdiff_t>(std::min(kMaxIdsAsked, ids.size()))};
 }
 
 Codes randomLetters(std::mt19937& random, size_t letters) {
@@ -116,11 +116,11 @@ std::vector<Kind> kindsOf(const Collection& collection, const std::string& code)
     const Handle client = openClient(code);
     std::mt19937 random(4711);
     const auto items = [&](const std::vector<std::string>& ids, uint8_t kind) {
-        return std::vector<std::string>{postOf(itemsPacket(client.get(), ids, kind, kMostAsked))};
+        return std::vector<std::string>{postOf(itemsPacket(client.get(), ids, kind, kMaxAsked))};
     };
     const auto fingerprints = [&](const auto& make) {
         std::vector<std::string> requests;
-        for (int i = 0; i < 4; ++i) requests.push_back(postOf(fingerprintPacket(client.get(), kMostAsked, make())));
+        for (int i = 0; i < 4; ++i) requests.push_back(postOf(fingerprintPacket(client.get(), kMaxAsked, make())));
         return requests;
     };
     std::vector<Kind> kinds = {{"usual: a fingerprint of the collection", {}}, {"one of other music", {}}};
@@ -130,7 +130,7 @@ std::vector<Kind> kindsOf(const Collection& collection, const std::string& code)
     for (const Codes& codes : collection.unknown) {
         kinds[1].requests.push_back(postOf(fingerprintPacket(client.get(), 10, codes)));
     }
-    for (const size_t letters : {kLettersOfAudio, kLongestString}) {
+    for (const size_t letters : {kLettersOfAudio, kMaxStringLength}) {
         const std::string count = std::to_string(letters);
         kinds.push_back({"fingerprint, 6 x " + count + " random letters",
                          fingerprints([&] { return randomLetters(random, letters); })});
@@ -139,9 +139,9 @@ std::vector<Kind> kindsOf(const Collection& collection, const std::string& code)
     }
     if (!collection.albumIds.empty()) {
         kinds.push_back({"tracks of an album id, 100 times",
-                         items(std::vector<std::string>(kMostIdsAsked, collection.albumIds.front()), 'T')});
+                         items(std::vector<std::string>(kMaxIdsAsked, collection.albumIds.front()), 'T')});
         kinds.push_back({"albums of an album id, 100 times",
-                         items(std::vector<std::string>(kMostIdsAsked, collection.albumIds.front()), 'A')});
+                         items(std::vector<std::string>(kMaxIdsAsked, collection.albumIds.front()), 'A')});
         kinds.push_back({"tracks of 100 album ids", items(firstOf(collection.albumIds), 'T')});
     }
     kinds.push_back({"tracks of 100 track ids", items(firstOf(collection.trackIds), 'T')});
@@ -208,7 +208,7 @@ void print(const std::string& name, const Times& times) {
 int main(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
     if (words.size() != 5 && words.size() != 7) {
-        std::cerr << "fairness_tool PID PORT CATALOG CODE OTHER [CONNECTIONS SECONDS]\n";
+        std::cerr << "fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS]\n";
         return 2;
     }
     try {

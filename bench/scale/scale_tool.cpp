@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // Load, size and look-up times of a large catalogue of synthetic recordings.
 //
-//   scale_tool load REAL CATALOG COUNT   brings the catalogue to COUNT recordings of 4 minutes, modelled on REAL, a
+//   scale_tool load REAL CATALOGUE COUNT   brings the catalogue to COUNT recordings of 4 minutes, modelled on REAL, a
 //                                        catalogue of real music; prints the rate of each tenth
-//   scale_tool look-up REAL CATALOG N    times N look-ups each of known, noisy and unknown excerpts
+//   scale_tool look-up REAL CATALOGUE N    times N look-ups each of known, noisy and unknown excerpts
 //   scale_tool compare REAL A B N        wall times of the same look-ups in catalogues A and B of the same music, in
 //                                        turns and each once; says how many answers differ
-//   scale_tool size CATALOG              bytes of each table of the main database for a minute of audio
+//   scale_tool size CATALOGUE              bytes of each table of the main database for a minute of audio
 //
 // Times are CPU times of the one thread that works, but for `compare`, where servers work too.
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "matching/matcher.h"
 #include "synthetic_music.h"
 
@@ -42,8 +42,8 @@ double cpuMs() {
 int load(const std::string& real, const std::string& location, uint32_t count) {
     const SyntheticMusic music(real);
     music.compare();
-    CatalogWriter writer(location);
-    const auto present = static_cast<uint32_t>(CatalogReader(location).recordingCount());
+    CatalogueWriter writer(location);
+    const auto present = static_cast<uint32_t>(CatalogueReader(location).recordingCount());
     const uint32_t tenth = std::max((count - std::min(count, present)) / 10, 1U);
     double spent = 0; // on the catalogue, not on making up recordings
     double longest = 0;
@@ -83,14 +83,14 @@ struct Kind {
 };
 
 // As a server answers.
-Examination answerTo(CatalogReader& reader, const FingerprintQuery& query) {
+Examination answerTo(CatalogueReader& reader, const FingerprintQuery& query) {
     reader.refresh();
     Examination examination = examine(reader, query);
     reader.rest();
     return examination;
 }
 
-void lookUp(CatalogReader& reader, const SyntheticMusic& music, const Kind& kind, size_t asked) {
+void lookUp(CatalogueReader& reader, const SyntheticMusic& music, const Kind& kind, size_t asked) {
     const auto count = static_cast<uint32_t>(reader.recordingCount());
     Dice dice(kind.known ? 11 : 12);
     std::vector<double> times;
@@ -129,7 +129,7 @@ void lookUp(CatalogReader& reader, const SyntheticMusic& music, const Kind& kind
 
 int lookUps(const std::string& real, const std::string& location, size_t asked) {
     const SyntheticMusic music(real);
-    CatalogReader reader(location);
+    CatalogueReader reader(location);
     reader.warmUp();
     std::printf("%llu recordings\n", static_cast<unsigned long long>(reader.recordingCount()));
     for (const Kind& kind : {Kind{"known", true, 1.0}, Kind{"noisy", true, kNoise}, Kind{"unknown", false, 1.0}}) {
@@ -142,7 +142,7 @@ int lookUps(const std::string& real, const std::string& location, size_t asked) 
 // music.
 int answers(const std::string& real, const std::string& location, size_t asked) {
     const SyntheticMusic music(real);
-    CatalogReader reader(location);
+    CatalogueReader reader(location);
     const auto count = static_cast<uint32_t>(reader.recordingCount());
     for (const Kind& kind : {Kind{"known", true, 1.0}, Kind{"noisy", true, kNoise}, Kind{"unknown", false, 1.0}}) {
         Dice dice(kind.known ? 11 : 12);
@@ -171,7 +171,7 @@ std::string answerOf(const Examination& examination) {
     return line;
 }
 
-double wallMs(CatalogReader& reader, const FingerprintQuery& query, std::string& answer) {
+double wallMs(CatalogueReader& reader, const FingerprintQuery& query, std::string& answer) {
     const auto begin = std::chrono::steady_clock::now();
     const Examination examination = answerTo(reader, query);
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
@@ -181,7 +181,7 @@ double wallMs(CatalogReader& reader, const FingerprintQuery& query, std::string&
 
 int compare(const std::string& real, const std::string& a, const std::string& b, size_t asked) {
     const SyntheticMusic music(real);
-    std::array<CatalogReader, 2> readers = {CatalogReader(a), CatalogReader(b)};
+    std::array<CatalogueReader, 2> readers = {CatalogueReader(a), CatalogueReader(b)};
     const auto count = static_cast<uint32_t>(readers[0].recordingCount());
     size_t different = 0;
     for (const Kind& kind : {Kind{"known", true, 1.0}, Kind{"noisy", true, kNoise}, Kind{"unknown", false, 1.0}}) {
@@ -215,7 +215,7 @@ int compare(const std::string& real, const std::string& a, const std::string& b,
 
 int size(const std::string& location) {
     double minutes = 0;
-    CatalogReader reader(location);
+    CatalogueReader reader(location);
     reader.forEach([&](const Recording& recording) { minutes += recording.durationMs / 60000.0; });
     const double bytes = static_cast<double>(reader.bytesTaken().value_or(0));
     std::printf("%.2f kB a minute, of %.0f minutes\n", bytes / 1000.0 / minutes, minutes);
@@ -239,7 +239,8 @@ int main(int argc, char** argv) {
         std::cerr << error.what() << '\n';
         return 1;
     }
-    std::cerr << "scale_tool load REAL CATALOG COUNT | look-up REAL CATALOG N | answers REAL CATALOG N | compare REAL "
-                 "A B N | size CATALOG\n";
+    std::cerr
+        << "scale_tool load REAL CATALOGUE COUNT | look-up REAL CATALOGUE N | answers REAL CATALOGUE N | compare REAL "
+           "A B N | size CATALOGUE\n";
     return 2;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "synthetic_music.h"
 
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "coding/grams.h"
 #include "ingest/record_builder.h"
 #include "model/frames.h"
@@ -161,8 +161,8 @@ Runs LetterModel::edited(Dice& dice, const Runs& runs, const EditRates& rates) c
     return out;
 }
 
-SyntheticMusic::SyntheticMusic(const std::string& realCatalog) {
-    CatalogReader(realCatalog).forEach([&](const Recording& recording) {
+SyntheticMusic::SyntheticMusic(const std::string& realCatalogue) {
+    CatalogueReader(realCatalogue).forEach([&](const Recording& recording) {
         VariantRates rates;
         for (size_t c = 0; c < kCodebooks; ++c) {
             const Runs first = runsOf(recording.codes[0][c].letters);

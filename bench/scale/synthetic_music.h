@@ -70,7 +70,7 @@ class LetterModel {
 
 class SyntheticMusic {
   public:
-    explicit SyntheticMusic(const std::string& realCatalog);
+    explicit SyntheticMusic(const std::string& realCatalogue);
 
     server::Recording recording(uint32_t number) const;
     // 30 s from a random place of the recording with that number. Each of the three maps has its part of the edits

@@ -17,7 +17,7 @@ namespace {
 
 using tarn::server::FormBody;
 
-constexpr size_t kMostPacketBytes = 600;
+constexpr size_t kMaxPacketBytes = 600;
 
 struct Outcome {
     FormBody::State state;
@@ -26,14 +26,14 @@ struct Outcome {
 };
 
 Outcome outcomeOf(std::string_view body, size_t pieceBytes) {
-    FormBody form(servertest::formConnection(), kMostPacketBytes);
+    FormBody form(servertest::formConnection(), kMaxPacketBytes);
     while (!body.empty()) {
         const size_t count = std::min(pieceBytes, body.size());
         form.add(body.data(), count);
         body.remove_prefix(count);
     }
     const FormBody::State state = form.finish();
-    REQUIRE(form.packet().size() <= kMostPacketBytes);
+    REQUIRE(form.packet().size() <= kMaxPacketBytes);
     return {state, state == FormBody::State::kComplete ? form.packet() : std::string()};
 }
 
@@ -51,7 +51,7 @@ void readAsPacket(std::string_view packet) {
     const std::string body = delimiter.substr(2) + "\r\nContent-Disposition: form-data; name=\"data\"\r\n\r\n" +
                              std::string(packet) + delimiter + "--\r\n";
     const Outcome outcome = outcomeOf(body, body.size());
-    if (packet.size() > kMostPacketBytes) {
+    if (packet.size() > kMaxPacketBytes) {
         REQUIRE(outcome.state == FormBody::State::kTooLarge);
     } else {
         REQUIRE(outcome.state == FormBody::State::kComplete && outcome.packet == packet);

@@ -3,8 +3,8 @@
 //
 // Holds: ids rise and lie within their limits; what can be read and is packed again gives the same ids; every list of a
 // run lies within it.
-#include "catalog/lmdb/list_run.h"
-#include "catalog/posting_list.h"
+#include "catalogue/lmdb/list_run.h"
+#include "catalogue/posting_list.h"
 
 #include "fuzz_target.h"
 
@@ -21,7 +21,7 @@ std::vector<uint32_t> readAsList(std::string_view first, std::string_view second
     const std::array<std::string_view, 2> pieces = {first, second};
     std::vector<uint32_t> ids;
     const bool sound = forEachId(pieces, [&](uint32_t id) {
-        REQUIRE(id > 0 && id <= kHighestId && (ids.empty() || id > ids.back()));
+        REQUIRE(id > 0 && id <= kMaxId && (ids.empty() || id > ids.back()));
         ids.push_back(id);
     });
     if (!sound) return ids;
@@ -49,7 +49,7 @@ void readAsRun(ListTable table, std::string_view bytes) {
         };
         lmdb::merged(table, 0, {&run, 1}, look, true);
         for (uint32_t low = 0; low < 600; ++low) run.find(low);
-    } catch (const CatalogError&) {
+    } catch (const CatalogueError&) {
         // no run
     }
 }

@@ -18,7 +18,7 @@ namespace {
 using namespace tarn::server;
 
 constexpr size_t kFormatBytes = 4; // three for the rate, one for the channels
-constexpr size_t kMostPieces = 64; // otherwise short pieces would be most of the cost
+constexpr size_t kMaxPieces = 64;  // otherwise short pieces would be most of the cost
 
 bool isSame(const RecordingCodes& one, const RecordingCodes& other) {
     for (size_t coding = 0; coding < one.size(); ++coding) {
@@ -64,7 +64,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const auto& coding : codes) {
         for (const CodeString& string : coding) check(string, prepared.size());
     }
-    const size_t leastPiece = prepared.size() / kMostPieces;
+    const size_t leastPiece = prepared.size() / kMaxPieces;
     REQUIRE(isSame(inPieces(prepared, 1 + leastPiece + size_t{8} * data[3]), codes));
     const FingerprintQuery query = codeQuery(prepared, 30000);
     REQUIRE(codeQuery(prepared, 30000).codes == query.codes);

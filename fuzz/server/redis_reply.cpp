@@ -2,9 +2,9 @@
 // What Redis servers send: the map of their slots, redirections, keys and markers.
 //
 // Holds: whatever is read lies within its limits, and reads the same after it is written.
-#include "catalog/redis/keys.h"
-#include "catalog/redis/markers.h"
-#include "catalog/redis/replies.h"
+#include "catalogue/redis/keys.h"
+#include "catalogue/redis/markers.h"
+#include "catalogue/redis/replies.h"
 
 #include "fuzz_target.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The 'F' request: what a finished fingerprint session found, and what its caller says about the recording.
-#include "util/owned.h"
 #include "core/packet.h"
 #include "core/packet_layout.h"
 #include "fingerprint/session.h"
+#include "util/owned.h"
 
 #include <array>
 #include <cstring>

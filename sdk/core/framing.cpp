@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The pieces of every packet: BIN header, permission block, HTTP text before and after.
-#include "util/bytes.h"
 #include "core/handle.h"
 #include "core/packet.h"
 #include "core/packet_layout.h"
 #include "kvx.h"
+#include "util/bytes.h"
 
 #include <algorithm>
 #include <limits>
@@ -177,12 +177,12 @@ uint8_t KVXGetNumDigits(uint32_t value) noexcept {
 
 uint32_t KVXFindHTTPData(const uint8_t* data, uint32_t start, uint32_t length) noexcept {
     constexpr std::string_view kHeaderEnd = "\r\n\r\n";
-    constexpr uint64_t kMost = std::numeric_limits<uint32_t>::max(); // never wraps: no body is no body
-    if (uint64_t{start} + 3 >= length) return static_cast<uint32_t>(std::min(uint64_t{start} + 4, kMost));
+    constexpr uint64_t kMax = std::numeric_limits<uint32_t>::max(); // never wraps: no body is no body
+    if (uint64_t{start} + 3 >= length) return static_cast<uint32_t>(std::min(uint64_t{start} + 4, kMax));
     for (uint32_t at = start; at + 3 < length; ++at) {
         if (KVXMemCmp(data + at, kHeaderEnd.data(), kHeaderEnd.size()) == 0) return at + 4;
     }
-    return static_cast<uint32_t>(std::min(uint64_t{length} + 1, kMost));
+    return static_cast<uint32_t>(std::min(uint64_t{length} + 1, kMax));
 }
 
 } // extern "C"

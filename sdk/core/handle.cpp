@@ -2,10 +2,10 @@
 // Making and ending a library handle.
 #include "core/handle.h"
 
-#include "util/bytes.h"
-#include "util/owned.h"
 #include "core/access_key.h"
 #include "fingerprint/session.h"
+#include "util/bytes.h"
+#include "util/owned.h"
 
 #include <algorithm>
 #include <cassert>

@@ -2,8 +2,8 @@
 #include "core/packet.h"
 
 #include "PacketSigning/PacketSigning.h"
-#include "util/owned.h"
 #include "core/packet_layout.h"
+#include "util/owned.h"
 
 #include <cassert>
 #include <limits>
@@ -34,14 +34,14 @@ int32_t buildPacket(KVXHandle& handle, const PacketOptions& options, const Packe
     if (KVXGetEncryptionLength(&handle, &signatureLength) != 0 || !PacketSigning::hasItsState(handle)) return -1;
     if (!payload.write(measured)) return -1;
 
-    constexpr auto kMost = static_cast<uint64_t>(std::numeric_limits<int32_t>::max());
+    constexpr auto kMax = static_cast<uint64_t>(std::numeric_limits<int32_t>::max());
     const uint64_t payloadLength = measured.position();
     const uint64_t binLength =
         kHeaderBytes + payloadLength + handle.appendixLength + signatureLength + 2 * uint64_t{kLengthFieldBytes};
-    if (binLength > kMost) return -1;
+    if (binLength > kMax) return -1;
     KVXMapPacketHeader(&handle, nullptr, &prefixLength, static_cast<uint32_t>(binLength));
     const uint64_t length = prefixLength + binLength + suffixLength;
-    if (length > kMost) return -1;
+    if (length > kMax) return -1;
 
     Owned<uint8_t> buffer(static_cast<uint8_t*>(allocateZeroed(length)));
     if (buffer == nullptr) return -1;

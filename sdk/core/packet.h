@@ -2,8 +2,8 @@
 // One request packet, whatever its payload: measured, allocated once, written, signed.
 #pragma once
 
-#include "util/bytes.h"
 #include "core/handle.h"
+#include "util/bytes.h"
 
 namespace kvx {
 

@@ -2,9 +2,9 @@
 // Taking an answer apart into records: type u8 | length u32, never 0 | data.
 #include "core/response.h"
 
+#include "core/packet_layout.h"
 #include "util/bytes.h"
 #include "util/owned.h"
-#include "core/packet_layout.h"
 
 #include <string_view>
 
@@ -12,8 +12,8 @@ using namespace kvx::packet;
 
 namespace {
 
-constexpr int32_t kShortestBody = kRecordFrameBytes;
-constexpr int32_t kShortestHttpAnswer = 17;
+constexpr int32_t kMinBodyBytes = kRecordFrameBytes;
+constexpr int32_t kMinHttpAnswerBytes = 17;
 constexpr std::string_view kKnownTypes = "TAKDGNPOE";
 
 // Of a record whose frame lies within the body.
@@ -23,7 +23,7 @@ uint32_t recordLength(const KVXHandle& handle, int64_t offset) {
 
 // Leaves the HTTP header out of the response; false when no body follows one.
 bool skipHttpHeader(KVXHandle& handle) {
-    if (handle.responseLength < kShortestHttpAnswer) return false;
+    if (handle.responseLength < kMinHttpAnswerBytes) return false;
     const auto length = static_cast<uint32_t>(handle.responseLength);
     const uint32_t body = KVXFindHTTPData(handle.responseData, 0, length);
     if (body >= length) return false;
@@ -81,7 +81,7 @@ extern "C" {
 int32_t KVXParseServerResponse(KVXHandle* handle, const uint8_t* data, int32_t length, int32_t* countOut) noexcept {
     if (handle == nullptr) return -1;
     handle->responseCount = 0;
-    if (handle->state == kvx::kUnusable || data == nullptr || length < kShortestBody) return -1;
+    if (handle->state == kvx::kUnusable || data == nullptr || length < kMinBodyBytes) return -1;
     handle->responseData = data;
     handle->responseLength = length;
     handle->cursorNumber = 1;

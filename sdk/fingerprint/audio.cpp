@@ -94,7 +94,7 @@ class Outputs {
             return 1;
         }
         const int16_t* from = input + Channels * static_cast<size_t>(position / kOne - 1);
-        if (left < kvx::kFewestResampled || step_ > kvx::kLongestStep) {
+        if (left < kvx::kMinResampled || step_ > kvx::kMaxStep) {
             *output = between(sampleAt<Channels>(from, 0), sampleAt<Channels>(from, 1), fraction);
             return 1;
         }
@@ -109,9 +109,9 @@ class Outputs {
     template <size_t Channels>
     size_t interpolate(const kvx::LaneKernels& lanes, const int16_t* from, uint32_t fraction, size_t left,
                        int16_t* output) const {
-        constexpr uint32_t kMostSamples = 1024;
-        int16_t samples[kMostSamples + kvx::kReadBehind];
-        const size_t count = std::min<size_t>(left, (kMostSamples - 2) * kOne / step_);
+        constexpr uint32_t kMaxSamples = 1024;
+        int16_t samples[kMaxSamples + kvx::kReadBehind];
+        const size_t count = std::min<size_t>(left, (kMaxSamples - 2) * kOne / step_);
         const size_t needed = static_cast<size_t>((fraction + (count - 1) * step_) / kOne) + 2;
         if (Channels == 2)
             lanes.mix(from, needed, samples);

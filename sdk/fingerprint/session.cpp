@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fingerprint/session.h"
 
-#include "util/owned.h"
 #include "core/handle.h"
 #include "fingerprint/audio.h"
 #include "fingerprint/engine/feature_map.h"
 #include "fingerprint/engine/lanes.h"
+#include "util/owned.h"
 
 #include <algorithm>
 #include <bit>
@@ -19,7 +19,7 @@ constexpr int32_t kLowestRateHz = 11025;
 constexpr int32_t kLongTrackMs = 74005;
 constexpr int32_t kLongTrackStartMs = 44000;
 constexpr int32_t kUncodedMs = 50;
-constexpr int32_t kLongestCodedMs = 30000;
+constexpr int32_t kMaxCodedMs = 30000;
 constexpr int32_t kFinished = 0;
 
 bool hasMaps(const KVXHandle& handle) {
@@ -66,7 +66,7 @@ int32_t feed(KVXHandle& handle, const int16_t* samples, int32_t m) {
         handle.waiting.count += count;
         samples += count;
         m -= count;
-        if (handle.waiting.count >= kGroupSamples + kvx::WaitingSamples::kLongestOffset) giveGroups(handle);
+        if (handle.waiting.count >= kGroupSamples + kvx::WaitingSamples::kMaxOffset) giveGroups(handle);
     }
     const auto needed = static_cast<uint32_t>(handle.featureMaps[0]->capacity) * kvx::kFrameSamples;
     if (handle.samplesFed >= needed) {
@@ -124,10 +124,10 @@ int32_t prepareAndFeed(KVXHandle& handle, const int16_t* samples, int16_t* copy,
 // Prefetches past this chunk, because callers usually feed contiguous memory. To prefetch an address that holds nothing
 // does no harm.
 void prefetchAfter(const uint8_t* pcm, int32_t count) {
-    constexpr int32_t kMost = 4096;
+    constexpr int32_t kMax = 4096;
     constexpr int32_t kCacheLine = 64;
     const auto after = reinterpret_cast<uintptr_t>(pcm) + static_cast<uintptr_t>(count);
-    for (int32_t i = 0; i < std::min(count, kMost); i += kCacheLine) {
+    for (int32_t i = 0; i < std::min(count, kMax); i += kCacheLine) {
         const uintptr_t line = after + static_cast<uintptr_t>(i);
         __builtin_prefetch(reinterpret_cast<const void*>(line)); // NOLINT(performance-no-int-to-ptr)
     }
@@ -168,7 +168,7 @@ int32_t KVXNewFingerprint3(KVXHandle* handle, int32_t channels, int32_t sampleRa
     if (durationMs <= kTooShortMs) return -2;
     if (sampleRateHz < kLowestRateHz || (channels != 1 && channels != 2)) return -1;
 
-    const int32_t codedMs = std::min(durationMs - kUncodedMs, kLongestCodedMs);
+    const int32_t codedMs = std::min(durationMs - kUncodedMs, kMaxCodedMs);
     const auto frames = static_cast<uint32_t>(KVX_GetFeatureSize(static_cast<uint32_t>(codedMs)));
     kvx::destroyFeatureMaps(*handle);
     for (size_t k = 0; k < kvx::kMapCount; ++k) {

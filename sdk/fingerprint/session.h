@@ -19,11 +19,11 @@ inline constexpr std::array<uint32_t, kMapCount + 1> FEATURE_MAP_OFFSETS = {0, 1
 // group of frames from here, so that each is written once for the three of them and read where it lies.
 struct WaitingSamples {
     static constexpr int32_t kGroup = kGroupFrames * kFrameSamples;
-    static constexpr int32_t kLongestOffset = FEATURE_MAP_OFFSETS[kMapCount - 1]; // they ascend
-    static constexpr int32_t kRoom = 2048;                                        // as many can always be added
+    static constexpr int32_t kMaxOffset = FEATURE_MAP_OFFSETS[kMapCount - 1]; // they ascend
+    static constexpr int32_t kRoom = 2048;                                    // as many can always be added
     int32_t count;
     int32_t taken[kMapCount]; // by each map, of those here; at the start what the map skips
-    int16_t samples[kGroup + kLongestOffset + kRoom];
+    int16_t samples[kGroup + kMaxOffset + kRoom];
 };
 
 // The six code strings, map by map, codebook 1 before codebook 2; null where there is no map. In a session that is not

@@ -7,8 +7,8 @@
 //   4N + 5            the fields' bytes, in index order
 #pragma once
 
-#include "util/owned.h"
 #include "kvx.h"
+#include "util/owned.h"
 
 #include <cstdint>
 #include <limits>

@@ -3,7 +3,7 @@
 
 #include "base/reason.h"
 #include "base/text.h"
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "ingest/decode_pool.h"
 #include "ingest/progress.h"
 
@@ -47,7 +47,7 @@ class AddRun {
     AddRun(const AddOptions& options, std::ostream& out, std::ostream& err)
         : options_(options), out_(out), err_(err),
           tags_(options.workers == 0 ? std::max(1U, std::thread::hardware_concurrency()) : options.workers),
-          writer_(options.catalog, options.gramLetters) {}
+          writer_(options.catalogue, options.gramLetters) {}
 
     int run() {
         FoundFiles found = findFiles(options_.paths);
@@ -61,7 +61,7 @@ class AddRun {
         addAll(found.files);
         clearBar();
         summarise();
-        return counts_.skipped == 0 ? kAllInCatalog : kFilesSkipped;
+        return counts_.skipped == 0 ? kAllInCatalogue : kFilesSkipped;
     }
 
     // What a run that could not go on has done.
@@ -98,7 +98,7 @@ class AddRun {
         if (!decoded.problem.empty()) return skip(file.path, decoded.problem);
         progress_.audioMs += decoded.recording.durationMs;
         pendingAudioMs_ += decoded.recording.durationMs;
-        const bool added = writer_.put(decoded.recording) == CatalogWriter::Outcome::kAdded;
+        const bool added = writer_.put(decoded.recording) == CatalogueWriter::Outcome::kAdded;
         writer_.rememberFile(file.path.string(), file.bytes, file.modifiedNs, decoded.recording.contentHash);
         pending_.push_back({added, describe(file, decoded.recording)});
     }
@@ -142,7 +142,7 @@ class AddRun {
     std::ostream& err_;
     const Clock::time_point start_ = Clock::now();
     std::vector<TagProcess> tags_; // before the writer, whose files they are not to hold
-    CatalogWriter writer_;
+    CatalogueWriter writer_;
     Clock::time_point batchEnds_;
     Clock::time_point drawn_;
     std::vector<PendingLine> pending_;

@@ -11,7 +11,7 @@
 namespace tarn::server {
 
 struct AddOptions {
-    std::string catalog;
+    std::string catalogue;
     std::vector<std::string> paths;
     unsigned gramLetters = 0;                   // of a new catalogue; 0: as usual
     size_t workers = 0;                         // threads that decode; 0: one for each processor
@@ -21,7 +21,7 @@ struct AddOptions {
 };
 
 // Exit statuses.
-constexpr int kAllInCatalog = 0;
+constexpr int kAllInCatalogue = 0;
 constexpr int kAddFailed = 1;    // the catalogue cannot be opened or written
 constexpr int kFilesSkipped = 2; // everything else is in the catalogue
 

@@ -2,7 +2,7 @@
 #include "commands/catalogue.h"
 
 #include "base/text.h"
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "commands/identify.h"
 #include "commands/reporting.h"
 #include "ingest/recording_reader.h"
@@ -21,36 +21,37 @@ namespace tarn::server {
 namespace {
 
 // A mistyped place is no reason to make a catalogue there.
-void expectCatalog(const std::string& catalog) { CatalogReader{catalog}; }
+void expectCatalogue(const std::string& catalogue) { CatalogueReader{catalogue}; }
 
 // A reader that names each damaged recording on err and goes on without it.
 class TolerantReader {
   public:
-    TolerantReader(const std::string& catalog, std::ostream& err)
-        : reader_(catalog, [this, &err](uint32_t /*id*/, const std::string& problem) {
+    TolerantReader(const std::string& catalogue, std::ostream& err)
+        : reader_(catalogue, [this, &err](uint32_t /*id*/, const std::string& problem) {
               err << problem << '\n';
               damaged_ = true;
           }) {}
 
-    CatalogReader* operator->() { return &reader_; }
-    CatalogReader& operator*() { return reader_; }
+    CatalogueReader* operator->() { return &reader_; }
+    CatalogueReader& operator*() { return reader_; }
     bool foundDamage() const { return damaged_; }
 
   private:
     bool damaged_ = false;
-    CatalogReader reader_;
+    CatalogueReader reader_;
 };
 
 // The numbers of the recordings that the user means; not all of them need be there.
-std::vector<uint32_t> idsNamed(CatalogReader& reader, const std::string& name) {
+std::vector<uint32_t> idsNamed(CatalogueReader& reader, const std::string& name) {
     uint32_t id = 0;
     const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), id);
     if (error == std::errc{} && end == name.data() + name.size()) return {id};
     return reader.byTrackId(name);
 }
 
-CatalogError noRecording(const std::string& name) {
-    return CatalogError("there is no recording " + name + " in the catalogue; tarn-server list shows which there are");
+CatalogueError noRecording(const std::string& name) {
+    return CatalogueError("there is no recording " + name +
+                          " in the catalogue; tarn-server list shows which there are");
 }
 
 std::string durationOf(const Recording& recording) { return durationText(recording.durationMs / 1000); }
@@ -82,9 +83,9 @@ void show(const Recording& recording, std::ostream& out) {
 
 } // namespace
 
-int runList(const std::string& catalog, std::ostream& out, std::ostream& err) {
+int runList(const std::string& catalogue, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        TolerantReader reader(catalog, err);
+        TolerantReader reader(catalogue, err);
         reader->forEach([&](const Recording& recording) {
             out << fmt::format("{}\t{}\t{}\t{}\t{}\t{}\t{}\n", recording.id, recording.trackId, durationOf(recording),
                                recording.tags.artist, recording.tags.title, recording.tags.album,
@@ -94,9 +95,9 @@ int runList(const std::string& catalog, std::ostream& out, std::ostream& err) {
     });
 }
 
-int runShow(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err) {
+int runShow(const std::string& catalogue, const std::string& name, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        TolerantReader reader(catalog, err);
+        TolerantReader reader(catalogue, err);
         bool shown = false;
         for (const uint32_t id : idsNamed(*reader, name)) {
             const std::optional<Recording> recording = reader->recording(id);
@@ -110,11 +111,11 @@ int runShow(const std::string& catalog, const std::string& name, std::ostream& o
     });
 }
 
-int runRemove(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err) {
+int runRemove(const std::string& catalogue, const std::string& name, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        expectCatalog(catalog);
-        CatalogWriter writer(catalog);
-        CatalogReader reader(catalog, [](uint32_t, const std::string&) {}); // a damaged one can go as well
+        expectCatalogue(catalogue);
+        CatalogueWriter writer(catalogue);
+        CatalogueReader reader(catalogue, [](uint32_t, const std::string&) {}); // a damaged one can go as well
         std::vector<std::string> removed;
         for (const uint32_t id : idsNamed(reader, name)) {
             const std::optional<Recording> recording = reader.recording(id);
@@ -129,9 +130,9 @@ int runRemove(const std::string& catalog, const std::string& name, std::ostream&
     });
 }
 
-int runCheck(const std::string& catalog, bool deep, std::ostream& out, std::ostream& err) {
+int runCheck(const std::string& catalogue, bool deep, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        CatalogReader reader(catalog);
+        CatalogueReader reader(catalogue);
         const std::vector<std::string> damage = reader.check(deep);
         for (const std::string& line : damage) err << line << '\n';
         if (!damage.empty()) return 1;
@@ -140,9 +141,9 @@ int runCheck(const std::string& catalog, bool deep, std::ostream& out, std::ostr
     });
 }
 
-int runStats(const std::string& catalog, std::ostream& out, std::ostream& err) {
+int runStats(const std::string& catalogue, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        TolerantReader reader(catalog, err);
+        TolerantReader reader(catalogue, err);
         uint64_t durationMs = 0;
         uint64_t letters = 0;
         reader->forEach([&](const Recording& recording) {
@@ -164,10 +165,10 @@ int runStats(const std::string& catalog, std::ostream& out, std::ostream& err) {
     });
 }
 
-int runCompact(const std::string& catalog, const Compaction& how, std::ostream& out, std::ostream& err) {
+int runCompact(const std::string& catalogue, const Compaction& how, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        expectCatalog(catalog);
-        for (const uint32_t id : CatalogWriter(catalog).compact(how)) {
+        expectCatalogue(catalogue);
+        for (const uint32_t id : CatalogueWriter(catalogue).compact(how)) {
             err << fmt::format("removed {}, which was damaged; adding its file or folder again brings it back\n", id);
         }
         out << "compacted\n";
@@ -175,9 +176,9 @@ int runCompact(const std::string& catalog, const Compaction& how, std::ostream& 
     });
 }
 
-int runIdentify(const std::string& catalog, const fs::path& file, std::ostream& out, std::ostream& err) {
+int runIdentify(const std::string& catalogue, const fs::path& file, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        TolerantReader reader(catalog, err);
+        TolerantReader reader(catalogue, err);
         return identify(*reader, readQuery(file), out) ? 0 : 1;
     });
 }

@@ -5,7 +5,7 @@
 // others are shown.
 #pragma once
 
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 
 #include <filesystem>
 #include <iosfwd>
@@ -14,13 +14,13 @@
 namespace tarn::server {
 
 // A line for each recording, in columns separated by tabs: id, track id, duration, artist, title, album, path.
-int runList(const std::string& catalog, std::ostream& out, std::ostream& err);
+int runList(const std::string& catalogue, std::ostream& out, std::ostream& err);
 // name: an id, or a track id, of which there may be several recordings.
-int runShow(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err);
-int runRemove(const std::string& catalog, const std::string& name, std::ostream& out, std::ostream& err);
-int runCheck(const std::string& catalog, bool deep, std::ostream& out, std::ostream& err);
-int runStats(const std::string& catalog, std::ostream& out, std::ostream& err);
-int runCompact(const std::string& catalog, const Compaction& how, std::ostream& out, std::ostream& err);
-int runIdentify(const std::string& catalog, const std::filesystem::path& file, std::ostream& out, std::ostream& err);
+int runShow(const std::string& catalogue, const std::string& name, std::ostream& out, std::ostream& err);
+int runRemove(const std::string& catalogue, const std::string& name, std::ostream& out, std::ostream& err);
+int runCheck(const std::string& catalogue, bool deep, std::ostream& out, std::ostream& err);
+int runStats(const std::string& catalogue, std::ostream& out, std::ostream& err);
+int runCompact(const std::string& catalogue, const Compaction& how, std::ostream& out, std::ostream& err);
+int runIdentify(const std::string& catalogue, const std::filesystem::path& file, std::ostream& out, std::ostream& err);
 
 } // namespace tarn::server

@@ -30,7 +30,7 @@ std::string verdict(const Candidate& candidate, bool isBest) {
 
 } // namespace
 
-bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream& out) {
+bool identify(CatalogueReader& reader, const FingerprintQuery& query, std::ostream& out) {
     const Examination examination = examine(reader, query);
     if (!examination.refusal.empty()) {
         out << "Not looked up: " << examination.refusal << '\n';

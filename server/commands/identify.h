@@ -2,7 +2,7 @@
 // What recognition makes of a file, and why, without a server.
 #pragma once
 
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "model/query.h"
 
 #include <ostream>
@@ -11,6 +11,6 @@ namespace tarn::server {
 
 // Looks the query up and prints every candidate: what its grams weigh, how well it fits where, and why it was taken or
 // not. Returns whether one was accepted.
-bool identify(CatalogReader& reader, const FingerprintQuery& query, std::ostream& out);
+bool identify(CatalogueReader& reader, const FingerprintQuery& query, std::ostream& out);
 
 } // namespace tarn::server

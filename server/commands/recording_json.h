@@ -2,7 +2,7 @@
 // A recording as a line of JSON (docs/formats/export.md).
 #pragma once
 
-#include "catalog/file_entry.h"
+#include "catalogue/file_entry.h"
 #include "model/recording.h"
 
 #include <optional>

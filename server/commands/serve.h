@@ -17,7 +17,7 @@ namespace tarn::server {
 
 struct ServeOptions {
     std::string listen = "127.0.0.1:8080";
-    std::string catalog;                     // where it is, for the log
+    std::string catalogue;                   // where it is, for the log
     std::filesystem::path accounts;          // see defaultAccountsFile()
     std::filesystem::path identities;        // empty: "identities" beside the accounts
     std::vector<std::string> trustedProxies; // addresses; see http/trusted_proxies.h

@@ -112,7 +112,7 @@ void weigh(const PreparedQuery& query, std::vector<Candidate>& candidates, uint6
     best.accepted = best.chance >= kMinChance;
 }
 
-std::vector<Candidate> judge(CatalogReader& reader, const PreparedQuery& query,
+std::vector<Candidate> judge(CatalogueReader& reader, const PreparedQuery& query,
                              const std::vector<ScoredRecording>& heaviest, uint64_t recordings) {
     std::vector<Candidate> candidates;
     double mostBits = 0;
@@ -138,7 +138,7 @@ std::vector<Candidate> judge(CatalogReader& reader, const PreparedQuery& query,
 
 } // namespace
 
-Examination examine(CatalogReader& reader, const FingerprintQuery& query) {
+Examination examine(CatalogueReader& reader, const FingerprintQuery& query) {
     Examination result;
     const PreparedQuery prepared(query);
     if (!prepared.usable()) {

@@ -3,7 +3,7 @@
 // rarest grams first, and judges them by alignment.
 #pragma once
 
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "matching/alignment.h"
 #include "matching/calibration.h"
 #include "model/query.h"
@@ -34,7 +34,7 @@ struct Examination {
     std::vector<Candidate> candidates; // best first
 };
 
-Examination examine(CatalogReader& reader, const FingerprintQuery& query);
+Examination examine(CatalogueReader& reader, const FingerprintQuery& query);
 
 // Milliseconds from the start of the recording.
 uint32_t offsetMs(const Alignment& alignment);

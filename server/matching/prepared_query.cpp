@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "matching/prepared_query.h"
 
-#include "catalog/gram_lists.h"
+#include "catalogue/gram_lists.h"
 #include "kvx.h"
 
 #include <algorithm>

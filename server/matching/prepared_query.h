@@ -2,7 +2,7 @@
 // A query's six strings, prepared for the look-up.
 #pragma once
 
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "coding/grams.h"
 #include "matching/local_alignment.h"
 #include "model/query.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "PacketSigning/PacketSigning.h"
+#include "core/handle.h"
 #include "util/bytes.h"
 #include "util/owned.h"
-#include "core/handle.h"
 
 #include <cstdio>
 #include <cstdlib>

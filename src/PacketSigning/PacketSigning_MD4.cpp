@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The MD4 message digest (RFC 1320) over the handle's context.
 #include "PacketSigning/PacketSigning.h"
-#include "util/owned.h"
 #include "core/handle.h"
+#include "util/owned.h"
 
 #include <algorithm>
 #include <bit>

@@ -65,7 +65,7 @@ TEST(WavHeader, GivesADurationInWholeSeconds) {
         uint32_t rateHz;
         int32_t durationMs;
     };
-    constexpr int32_t kMost = std::numeric_limits<int32_t>::max();
+    constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
     const Case cases[] = {
         {"9.9 s of 44.1 kHz stereo", 28 + 44100 * 4 * 99 / 10, 2, 44100, 9000},
         {"exactly 9 s", 28 + 44100 * 4 * 9, 2, 44100, 9000},
@@ -78,7 +78,7 @@ TEST(WavHeader, GivesADurationInWholeSeconds) {
         {"RIFF size all ones", 0xffffffff, 2, 44100, 24347000},
         {"no rate", 1000000, 2, 0, 0},
         {"no channel", 1000000, 0, 44100, 0},
-        {"longer than milliseconds in 32 bits", 0xffffffff, 1, 1, kMost},
+        {"longer than milliseconds in 32 bits", 0xffffffff, 1, 1, kMax},
         {"every field at its most", 0xffffffff, 0xffff, 0xffffffff, 0},
     };
     for (const Case& c : cases) {

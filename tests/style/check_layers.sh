@@ -27,7 +27,7 @@ allowed=$(mktemp)
 trap 'rm -f "$allowed"' EXIT
 allow app kvx.h
 allow server kvx.h core/packet_layout.h fingerprint/letter_stream.h
-if grep -rnE '^#include "(app|server|commands|catalog|matching|protocol)/' sdk src; then
+if grep -rnE '^#include "(app|server|commands|catalogue|matching|protocol)/' sdk src; then
     echo "the library includes what stands above it"
     status=1
 fi
@@ -58,8 +58,8 @@ room base
 room model base
 room protocol base model
 room coding base model protocol
-room catalog base model coding
-room matching base model coding catalog
+room catalogue base model coding
+room matching base model coding catalogue
 room audio base model
 room ingest base model coding audio
 room accounts base model

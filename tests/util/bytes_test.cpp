@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Wire bytes: what is written reads back, integers pass the hook, and nothing outside the bytes is touched.
-#include "util/bytes.h"
 #include "support/guarded_bytes.h"
 #include "support/hex.h"
+#include "util/bytes.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

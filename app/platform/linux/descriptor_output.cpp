@@ -30,7 +30,7 @@ void waitForSpace(int descriptor) {
 } // namespace
 
 void DescriptorOutput::write(const TextPieces& text) {
-    std::array<iovec, TextPieces::kMost> all{};
+    std::array<iovec, TextPieces::kMax> all{};
     std::transform(text.begin(), text.end(), all.begin(), [](std::string_view piece) {
         return iovec{const_cast<char*>(piece.data()), piece.size()}; // only read
     });

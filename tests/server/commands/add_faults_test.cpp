@@ -73,14 +73,14 @@ class Tool {
     pid_t child_ = -1;
 };
 
-std::vector<std::string> addArguments(const fs::path& catalog, const fs::path& music) {
-    return {"add", "--batch", "3", "--workers", "2", "--catalog", catalog.string(), music.string()};
+std::vector<std::string> addArguments(const fs::path& catalogue, const fs::path& music) {
+    return {"add", "--batch", "3", "--workers", "2", "--catalogue", catalogue.string(), music.string()};
 }
 
 // Every line "added PATH: ..." names a recording of the catalogue.
-void expectReportedIsThere(const std::string& out, const fs::path& catalog) {
+void expectReportedIsThere(const std::string& out, const fs::path& catalogue) {
     std::vector<std::string> paths;
-    for (const auto& recording : recordingsIn(catalog)) paths.push_back(recording.path);
+    for (const auto& recording : recordingsIn(catalogue)) paths.push_back(recording.path);
     std::istringstream in(out);
     for (std::string line; std::getline(in, line);) {
         if (!line.starts_with("added ")) continue;
@@ -89,16 +89,16 @@ void expectReportedIsThere(const std::string& out, const fs::path& catalog) {
     }
 }
 
-void expectClean(const fs::path& catalog) {
-    EXPECT_THAT(tarn::server::CatalogReader(catalog.string()).check(), testing::IsEmpty());
+void expectClean(const fs::path& catalogue) {
+    EXPECT_THAT(tarn::server::CatalogueReader(catalogue.string()).check(), testing::IsEmpty());
 }
 
 // A run that was killed at its start has not made one.
 bool isCatalogue(const fs::path& path) {
     try {
-        const tarn::server::CatalogReader reader(path.string());
+        const tarn::server::CatalogueReader reader(path.string());
         return true;
-    } catch (const tarn::server::CatalogError& error) {
+    } catch (const tarn::server::CatalogueError& error) {
         EXPECT_THAT(error.what(), testing::HasSubstr("there is no catalogue at "));
         return false;
     }
@@ -124,27 +124,27 @@ TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
     size_t cutInTheMiddle = 0;
     for (int point = 0; point < points; ++point) {
         SCOPED_TRACE("point " + std::to_string(point) + " of " + std::to_string(points));
-        const fs::path catalog = folder / ("catalog" + std::to_string(point));
-        Tool tool(addArguments(catalog, folder / "music"), folder);
+        const fs::path catalogue = folder / ("catalogue" + std::to_string(point));
+        Tool tool(addArguments(catalogue, folder / "music"), folder);
         std::this_thread::sleep_for(wholeTime * point / points);
         tool.kill();
         const Ended killed = tool.wait();
         if (WIFSIGNALED(killed.status)) ++cutOff;
         const size_t reported = linesWith(killed.out, "added ");
         if (reported > 0 && reported < kPieces) ++cutInTheMiddle;
-        if (reported > 0 || isCatalogue(catalog)) {
-            expectReportedIsThere(killed.out, catalog);
-            expectClean(catalog);
+        if (reported > 0 || isCatalogue(catalogue)) {
+            expectReportedIsThere(killed.out, catalogue);
+            expectClean(catalogue);
         }
 
-        Tool next(addArguments(catalog, folder / "music"), folder);
+        Tool next(addArguments(catalogue, folder / "music"), folder);
         const Ended finished = next.wait();
         EXPECT_EQ(finished.status, 0) << finished.err;
         // It goes on where the other was: what that one told is known.
         EXPECT_LE(linesWith(finished.out, "added "), kPieces - reported);
-        EXPECT_EQ(recordingsIn(catalog).size(), kPieces);
-        expectClean(catalog);
-        fs::remove_all(catalog);
+        EXPECT_EQ(recordingsIn(catalogue).size(), kPieces);
+        expectClean(catalogue);
+        fs::remove_all(catalogue);
     }
     RecordProperty("cutOff", static_cast<int>(cutOff));
     RecordProperty("cutInTheMiddle", static_cast<int>(cutInTheMiddle));
@@ -158,14 +158,14 @@ TEST(AddFaults, KilledBehindAReportLosesNothingThatWasReported) {
     servertest::writeSmallCollection(folder / "music", kPieces);
     for (const size_t lines : {1U, 4U, 7U}) {
         SCOPED_TRACE(lines);
-        const fs::path catalog = folder / ("catalog" + std::to_string(lines));
-        Tool tool(addArguments(catalog, folder / "music"), folder);
+        const fs::path catalogue = folder / ("catalogue" + std::to_string(lines));
+        Tool tool(addArguments(catalogue, folder / "music"), folder);
         while (tool.reported() < lines) std::this_thread::yield();
         tool.kill();
         const Ended killed = tool.wait();
         EXPECT_GE(linesWith(killed.out, "added "), lines);
-        expectReportedIsThere(killed.out, catalog);
-        expectClean(catalog);
+        expectReportedIsThere(killed.out, catalogue);
+        expectClean(catalogue);
     }
 }
 
@@ -190,34 +190,34 @@ class SmallDisk {
 
 void limitFileSize() {
     std::signal(SIGXFSZ, SIG_IGN); // the write fails
-    constexpr rlim_t kMostBytes = 96 * 1024;
-    const rlimit limit{kMostBytes, kMostBytes};
+    constexpr rlim_t kMaxBytes = 96 * 1024;
+    const rlimit limit{kMaxBytes, kMaxBytes};
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-void expectFailureThatCanBeMended(const Ended& ended, const fs::path& catalog, const fs::path& music,
+void expectFailureThatCanBeMended(const Ended& ended, const fs::path& catalogue, const fs::path& music,
                                   const std::function<void()>& mend, const TemporaryDirectory& folder) {
     ASSERT_TRUE(WIFEXITED(ended.status));
     EXPECT_EQ(WEXITSTATUS(ended.status), tarn::server::kAddFailed) << ended.out << ended.err;
     EXPECT_NE(ended.err, "");
     EXPECT_THAT(ended.out, testing::HasSubstr(" added, 0 updated"));
-    expectReportedIsThere(ended.out, catalog);
-    expectClean(catalog);
+    expectReportedIsThere(ended.out, catalogue);
+    expectClean(catalogue);
     mend();
-    Tool next(addArguments(catalog, music), folder);
+    Tool next(addArguments(catalogue, music), folder);
     const Ended finished = next.wait();
     EXPECT_EQ(finished.status, 0) << finished.err;
-    EXPECT_EQ(recordingsIn(catalog).size(), 60U);
+    EXPECT_EQ(recordingsIn(catalogue).size(), 60U);
 }
 
 TEST(AddFaults, OnAFullDiskSaysSoAndKeepsWhatWasReported) {
     const TemporaryDirectory folder;
     servertest::writeSmallCollection(folder / "music", 60);
     const SmallDisk disk(folder / "disk");
-    const fs::path catalog = folder / "disk/catalog";
-    Tool tool(addArguments(catalog, folder / "music"), folder, disk.mounted() ? [] {} : limitFileSize);
+    const fs::path catalogue = folder / "disk/catalogue";
+    Tool tool(addArguments(catalogue, folder / "music"), folder, disk.mounted() ? [] {} : limitFileSize);
     expectFailureThatCanBeMended(
-        tool.wait(), catalog, folder / "music",
+        tool.wait(), catalogue, folder / "music",
         [&] {
             if (disk.mounted()) mount("tmpfs", (folder / "disk").c_str(), "tmpfs", MS_REMOUNT, "size=64m");
         },
@@ -227,17 +227,17 @@ TEST(AddFaults, OnAFullDiskSaysSoAndKeepsWhatWasReported) {
 TEST(AddFaults, WithFilesThatMayNotGrowSaysSoAndKeepsWhatWasReported) {
     const TemporaryDirectory folder;
     servertest::writeSmallCollection(folder / "music", 60);
-    const fs::path catalog = folder / "catalog";
-    Tool tool(addArguments(catalog, folder / "music"), folder, limitFileSize);
+    const fs::path catalogue = folder / "catalogue";
+    Tool tool(addArguments(catalogue, folder / "music"), folder, limitFileSize);
     expectFailureThatCanBeMended(
-        tool.wait(), catalog, folder / "music", [] {}, folder);
+        tool.wait(), catalogue, folder / "music", [] {}, folder);
 }
 
 TEST(AddFaults, ASecondWriterIsRefused) {
     const TemporaryDirectory folder;
     servertest::writeSmallCollection(folder / "music", 2);
-    const tarn::server::CatalogWriter first((folder / "catalog").string());
-    Tool second(addArguments(folder / "catalog", folder / "music"), folder);
+    const tarn::server::CatalogueWriter first((folder / "catalogue").string());
+    Tool second(addArguments(folder / "catalogue", folder / "music"), folder);
     const Ended ended = second.wait();
     ASSERT_TRUE(WIFEXITED(ended.status));
     EXPECT_EQ(WEXITSTATUS(ended.status), tarn::server::kAddFailed);

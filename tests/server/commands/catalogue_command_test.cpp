@@ -22,7 +22,7 @@ class CatalogueCommands : public testing::Test {
   protected:
     CatalogueCommands() {
         servertest::writeSmallCollection(folder_ / "music", 3);
-        EXPECT_EQ(addTo(catalog_, {(folder_ / "music").string()}).status, 0);
+        EXPECT_EQ(addTo(catalogue_, {(folder_ / "music").string()}).status, 0);
     }
 
     // Runs a command; its output is then in out_ and err_.
@@ -30,14 +30,14 @@ class CatalogueCommands : public testing::Test {
     int run(Command command, const Arguments&... arguments) {
         std::ostringstream out;
         std::ostringstream err;
-        const int status = command(catalog_, arguments..., out, err);
+        const int status = command(catalogue_, arguments..., out, err);
         out_ = out.str();
         err_ = err.str();
         return status;
     }
 
     TemporaryDirectory folder_;
-    std::string catalog_ = (folder_ / "catalog").string();
+    std::string catalogue_ = (folder_ / "catalogue").string();
     std::string out_;
     std::string err_;
 };
@@ -45,7 +45,7 @@ class CatalogueCommands : public testing::Test {
 TEST_F(CatalogueCommands, ListARecordingALine) {
     EXPECT_EQ(run(tarn::server::runList), 0);
     std::string expected;
-    for (const Recording& each : recordingsIn(catalog_)) {
+    for (const Recording& each : recordingsIn(catalogue_)) {
         expected += std::to_string(each.id) + "\t" + each.trackId + "\t0:04\t" + each.tags.artist + "\t" +
                     each.tags.title + "\t" + each.tags.album + "\t" + each.path + "\n";
     }
@@ -54,7 +54,7 @@ TEST_F(CatalogueCommands, ListARecordingALine) {
 }
 
 TEST_F(CatalogueCommands, ShowARecordingByNumberOrTrackId) {
-    const Recording recording = recordingsIn(catalog_).at(1);
+    const Recording recording = recordingsIn(catalogue_).at(1);
     EXPECT_EQ(run(tarn::server::runShow, std::to_string(recording.id)), 0);
     const std::string byNumber = out_;
     for (const std::string& fact : {recording.trackId, recording.albumId, recording.tags.title, recording.path,
@@ -66,14 +66,14 @@ TEST_F(CatalogueCommands, ShowARecordingByNumberOrTrackId) {
 }
 
 TEST_F(CatalogueCommands, RemoveARecordingWhichMayBeAddedAgain) {
-    const Recording recording = recordingsIn(catalog_).at(1);
+    const Recording recording = recordingsIn(catalogue_).at(1);
     EXPECT_EQ(run(tarn::server::runRemove, recording.trackId), 0);
     EXPECT_THAT(out_, HasSubstr("removed " + std::to_string(recording.id) + " " + recording.trackId));
-    EXPECT_EQ(recordingsIn(catalog_).size(), 2U);
+    EXPECT_EQ(recordingsIn(catalogue_).size(), 2U);
     EXPECT_EQ(run(tarn::server::runRemove, recording.trackId), 1);
     EXPECT_THAT(err_, HasSubstr("there is no recording " + recording.trackId));
-    EXPECT_THAT(addTo(catalog_, {(folder_ / "music").string()}).out, HasSubstr("1 added, 0 updated, 2 unchanged"));
-    EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+    EXPECT_THAT(addTo(catalogue_, {(folder_ / "music").string()}).out, HasSubstr("1 added, 0 updated, 2 unchanged"));
+    EXPECT_EQ(recordingsIn(catalogue_).size(), 3U);
 }
 
 TEST_F(CatalogueCommands, RefuseNamesThatAreNone) {
@@ -84,7 +84,7 @@ TEST_F(CatalogueCommands, RefuseNamesThatAreNone) {
         EXPECT_THAT(err_, HasSubstr("there is no recording"));
         EXPECT_EQ(run(tarn::server::runRemove, std::string(name)), 1);
     }
-    EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+    EXPECT_EQ(recordingsIn(catalogue_).size(), 3U);
 }
 
 TEST_F(CatalogueCommands, CheckAndMeasureAndCompact) {
@@ -96,28 +96,28 @@ TEST_F(CatalogueCommands, CheckAndMeasureAndCompact) {
     for (const tarn::server::Compaction& how : {tarn::server::Compaction{}, {.anew = true}, {.gramLetters = 6}}) {
         EXPECT_EQ(run(tarn::server::runCompact, how), 0) << err_;
         EXPECT_EQ(run(tarn::server::runCheck, true), 0) << err_;
-        EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+        EXPECT_EQ(recordingsIn(catalogue_).size(), 3U);
     }
 }
 
 TEST_F(CatalogueCommands, CheckFindsDamage) {
-    const fs::path file = fs::path(catalog_) / "catalogue.mdb";
+    const fs::path file = fs::path(catalogue_) / "catalogue.mdb";
     fs::resize_file(file, fs::file_size(file) / 2);
     EXPECT_EQ(run(tarn::server::runCheck, false), 1);
     EXPECT_NE(err_, "");
 }
 
 TEST_F(CatalogueCommands, TellAMistypedPlaceFromAnEmptyCatalogue) {
-    catalog_ = (folder_ / "nowhere").string();
+    catalogue_ = (folder_ / "nowhere").string();
     for (const auto command : {tarn::server::runList, tarn::server::runStats, tarn::server::runExport}) {
         EXPECT_EQ(run(command), 1);
-        EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalog_));
+        EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalogue_));
     }
     EXPECT_EQ(run(tarn::server::runCheck, false), 1);
-    EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalog_));
+    EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalogue_));
     EXPECT_EQ(run(tarn::server::runCompact, tarn::server::Compaction{}), 1);
-    EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalog_));
-    EXPECT_FALSE(fs::exists(catalog_));
+    EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalogue_));
+    EXPECT_FALSE(fs::exists(catalogue_));
 }
 
 TEST(Identify, RecognisesAFileOfTheCollectionAndNoOther) {
@@ -127,19 +127,19 @@ TEST(Identify, RecognisesAFileOfTheCollectionAndNoOther) {
                    tarn::demo::FileFormat::kOgg);
     }
     writeSound(folder / "unknown.wav", tarn::demo::renderPiece(77, 40, 22050, 1), tarn::demo::FileFormat::kWav);
-    const std::string catalog = (folder / "catalog").string();
-    ASSERT_EQ(addTo(catalog, {(folder / "known0.ogg").string(), (folder / "known1.ogg").string(),
-                              (folder / "known2.ogg").string()})
+    const std::string catalogue = (folder / "catalogue").string();
+    ASSERT_EQ(addTo(catalogue, {(folder / "known0.ogg").string(), (folder / "known1.ogg").string(),
+                                (folder / "known2.ogg").string()})
                   .status,
               0);
     std::ostringstream out;
     std::ostringstream err;
-    EXPECT_EQ(tarn::server::runIdentify(catalog, folder / "known1.ogg", out, err), 0) << out.str() << err.str();
+    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "known1.ogg", out, err), 0) << out.str() << err.str();
     EXPECT_THAT(out.str(), HasSubstr("known1"));
     EXPECT_THAT(out.str(), HasSubstr("accepted with confidence"));
-    EXPECT_EQ(tarn::server::runIdentify(catalog, folder / "unknown.wav", out, err), 1);
+    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "unknown.wav", out, err), 1);
     EXPECT_EQ(err.str(), "");
-    EXPECT_EQ(tarn::server::runIdentify(catalog, folder / "missing.wav", out, err), 1);
+    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "missing.wav", out, err), 1);
     EXPECT_THAT(err.str(), HasSubstr("there is no such file"));
 }
 

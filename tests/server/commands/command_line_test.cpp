@@ -53,7 +53,7 @@ TEST(CommandLine, SuggestsTheNearestCommandInOneLine) {
     };
     const Case cases[] = {
         {{"sevre"}, R"(tarn-server: there is no command "sevre"; did you mean "serve"? tarn-server --help lists them)"},
-        {{"lst", "--catalog", "x"},
+        {{"lst", "--catalogue", "x"},
          R"(tarn-server: there is no command "lst"; did you mean "list"? tarn-server --help lists them)"},
         {{"bogus"}, R"(tarn-server: there is no command "bogus"; tarn-server --help lists them)"},
         {{"account", "remvoe"},
@@ -76,7 +76,7 @@ TEST(CommandLine, NamesValuesInPlainWords) {
         {"serve", "--listen HOST:PORT=127.0.0.1:8080 Where to listen; port 0 picks a free one"},
         {"serve", "--workers N=0 Threads that ask the catalogue; 0: one for each processor (0 to 1024)"},
         {"serve", "--request-seconds SECONDS=15 To send a request, and to take its answer"},
-        {"serve", "--catalog PLACE=x Catalogue: a folder, or redis://HOST:PORT[,HOST:PORT...]"},
+        {"serve", "--catalogue PLACE=x Catalogue: a folder, or redis://HOST:PORT[,HOST:PORT...]"},
         {"serve", "--accounts FILE=y File of the accounts"},
         {"add", "PATH ... REQUIRED Audio files, and folders of them"},
         {"add", "--gram-letters N=0 Letters of a gram in a new catalogue, 5 to 7; 0: as usual"},

@@ -49,7 +49,7 @@ class Output : public testing::Test {
         err_ = contents(folder_ / "err");
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    std::string catalog() const { return " --catalog " + (folder_ / "catalog").string() + " "; }
+    std::string catalogue() const { return " --catalogue " + (folder_ / "catalogue").string() + " "; }
     std::string accounts() const { return " --accounts " + (folder_ / "accounts").string() + " "; }
     std::string music() const { return (folder_ / "music").string(); }
 
@@ -86,22 +86,22 @@ TEST(DescriptorStream, KeepsTheReasonOfAFailure) {
 
 TEST_F(Output, ThatCannotBeWrittenIsAFailureOfEveryCommand) {
     writeSmallCollection(folder_ / "music", 2);
-    ASSERT_EQ(run("add" + catalog() + music() + " >/dev/null"), 0) << err_;
+    ASSERT_EQ(run("add" + catalogue() + music() + " >/dev/null"), 0) << err_;
     ASSERT_EQ(run("account add" + accounts() + ">/dev/null"), 0) << err_;
     ASSERT_EQ(run("account add" + accounts() + ">/dev/null"), 0) << err_;
-    const std::string file = recordingsIn(folder_ / "catalog").at(1).path;
+    const std::string file = recordingsIn(folder_ / "catalogue").at(1).path;
     for (const std::string& command :
-         {"add" + catalog() + music(), "list" + catalog(), "show" + catalog() + "1", "check" + catalog(),
-          "stats" + catalog(), "identify" + catalog() + "'" + file + "'", "compact" + catalog(),
-          "remove" + catalog() + "1", "account list" + accounts(), "account remove" + accounts() + "1",
-          "serve --listen 127.0.0.1:0" + catalog() + accounts(), std::string("--help"), std::string("add --help")}) {
+         {"add" + catalogue() + music(), "list" + catalogue(), "show" + catalogue() + "1", "check" + catalogue(),
+          "stats" + catalogue(), "identify" + catalogue() + "'" + file + "'", "compact" + catalogue(),
+          "remove" + catalogue() + "1", "account list" + accounts(), "account remove" + accounts() + "1",
+          "serve --listen 127.0.0.1:0" + catalogue() + accounts(), std::string("--help"), std::string("add --help")}) {
         SCOPED_TRACE(command);
         const int expected = command.starts_with("identify") ? 1 : kOutputLost; // so short a piece is not recognised
         EXPECT_EQ(run(command + " >/dev/full"), expected);
         EXPECT_NE(err_.find("standard output cannot be written: No space left on device\n"), std::string::npos) << err_;
     }
     // What they had to do is done.
-    EXPECT_EQ(recordingsIn(folder_ / "catalog").size(), 1U);
+    EXPECT_EQ(recordingsIn(folder_ / "catalogue").size(), 1U);
     EXPECT_EQ(loadAccounts(folder_ / "accounts").accounts.size(), 1U);
 }
 
@@ -120,10 +120,10 @@ TEST_F(Output, WhoseReaderHasGoneDoesNotEndWhatChangesTheCatalogue) {
     Pipe pipe;
     pipe.closeReader();
     const int inherited = dup(pipe.ends[1]); // by the tool
-    EXPECT_EQ(run("add --batch 1" + catalog() + music() + " >&" + std::to_string(inherited)), kOutputLost);
+    EXPECT_EQ(run("add --batch 1" + catalogue() + music() + " >&" + std::to_string(inherited)), kOutputLost);
     close(inherited);
     EXPECT_EQ(err_, "standard output cannot be written: Broken pipe\n");
-    EXPECT_EQ(recordingsIn(folder_ / "catalog").size(), 3U);
+    EXPECT_EQ(recordingsIn(folder_ / "catalogue").size(), 3U);
 }
 
 // With a closed descriptor the next file that is opened gets its number: the log, or the address that was printed, then
@@ -134,8 +134,8 @@ TEST_F(Output, OfClosedDescriptorsGoesIntoNoFile) {
     for (const char* closed : {"2>&-", "<&- 2>&-", "<&- 2>&- 3>&-"}) {
         SCOPED_TRACE(closed);
         ServiceProcess service({"/bin/sh", "-c", std::string("exec \"$0\" \"$@\" ") + closed, TARN_SERVER_TOOL, "serve",
-                                "--listen", "127.0.0.1:0", "--catalog", (folder_ / "catalog").string(), "--accounts",
-                                (folder_ / "accounts").string()},
+                                "--listen", "127.0.0.1:0", "--catalogue", (folder_ / "catalogue").string(),
+                                "--accounts", (folder_ / "accounts").string()},
                                log / "log");
         ASSERT_NE(service.firstLine(), "");
         EXPECT_EQ(exchange(service.port(), postOf(identityPacket(client.get()))).status, 200);

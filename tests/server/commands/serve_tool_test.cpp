@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The tool as a service: its options, and a catalogue that grows meanwhile.
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "demo/piece.h"
@@ -23,14 +23,14 @@ class ToolService : public ServiceProcess {
   private:
     static std::vector<std::string> wordsOf(const TemporaryDirectory& folder, const std::vector<std::string>& options) {
         std::vector<std::string> words = {TARN_SERVER_TOOL, "serve",      "--listen",   "127.0.0.1:0",
-                                          "--catalog",      folder / "c", "--accounts", folder / "accounts"};
+                                          "--catalogue",    folder / "c", "--accounts", folder / "accounts"};
         words.insert(words.end(), options.begin(), options.end());
         return words;
     }
 };
 
 // Adds a piece; the packet that asks for half a minute of it.
-Bytes addPiece(CatalogWriter& writer, KVXHandle* client, uint32_t seed) {
+Bytes addPiece(CatalogueWriter& writer, KVXHandle* client, uint32_t seed) {
     constexpr int kRateHz = 22050;
     constexpr uint32_t kAskedMs = 31'000;
     const std::vector<int16_t> samples = tarn::demo::renderPiece(seed, 40, kRateHz, 1).samples;
@@ -54,7 +54,7 @@ TEST(ServeTool, FindsARecordingFromItsCommitOn) {
     const auto found = [&](const Bytes& packet) {
         return typesOf(recordsOf(client.get(), exchange(service.port(), postOf(packet)).body));
     };
-    CatalogWriter writer(folder / "c");
+    CatalogueWriter writer(folder / "c");
     const Bytes first = addPiece(writer, client.get(), 1);
     EXPECT_EQ(found(first), "N");
     writer.commit();

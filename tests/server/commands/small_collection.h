@@ -2,7 +2,7 @@
 // A few short pieces on disk, and adding them.
 #pragma once
 
-#include "catalog/catalog.h"
+#include "catalogue/catalogue.h"
 #include "commands/add.h"
 #include "demo/audio_writer.h"
 
@@ -24,12 +24,12 @@ struct Added {
     std::string err;
 };
 
-inline Added addTo(const std::filesystem::path& catalog, const std::vector<std::string>& paths,
+inline Added addTo(const std::filesystem::path& catalogue, const std::vector<std::string>& paths,
                    size_t batchFiles = 500) {
     std::ostringstream out;
     std::ostringstream err;
     tarn::server::AddOptions options;
-    options.catalog = catalog.string();
+    options.catalogue = catalogue.string();
     options.paths = paths;
     options.workers = 2;
     options.batchFiles = batchFiles;
@@ -37,9 +37,9 @@ inline Added addTo(const std::filesystem::path& catalog, const std::vector<std::
     return {status, out.str(), err.str()};
 }
 
-inline std::vector<tarn::server::Recording> recordingsIn(const std::filesystem::path& catalog) {
+inline std::vector<tarn::server::Recording> recordingsIn(const std::filesystem::path& catalogue) {
     std::vector<tarn::server::Recording> recordings;
-    tarn::server::CatalogReader(catalog.string()).forEach([&](const auto& each) { recordings.push_back(each); });
+    tarn::server::CatalogueReader(catalogue.string()).forEach([&](const auto& each) { recordings.push_back(each); });
     return recordings;
 }
 

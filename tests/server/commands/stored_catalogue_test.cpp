@@ -27,21 +27,21 @@ std::string contents(const fs::path& file) {
 class StoredCatalogue : public testing::Test {
   protected:
     StoredCatalogue() {
-        fs::create_directory(catalog_);
-        fs::copy_file(kStored / "catalogue.mdb", fs::path(catalog_) / "catalogue.mdb");
+        fs::create_directory(catalogue_);
+        fs::copy_file(kStored / "catalogue.mdb", fs::path(catalogue_) / "catalogue.mdb");
     }
     std::string exported() {
         std::ostringstream out;
-        EXPECT_EQ(runExport(catalog_, out, err_), 0) << err_.str();
+        EXPECT_EQ(runExport(catalogue_, out, err_), 0) << err_.str();
         return out.str();
     }
     int import(const std::string& lines) {
         std::istringstream in(lines);
-        return runImport(catalog_, "-", in, out_, err_);
+        return runImport(catalogue_, "-", in, out_, err_);
     }
 
     TemporaryDirectory folder_;
-    std::string catalog_ = (folder_ / "catalogue").string();
+    std::string catalogue_ = (folder_ / "catalogue").string();
     std::ostringstream out_;
     std::ostringstream err_;
 };
@@ -50,7 +50,7 @@ class StoredCatalogue : public testing::Test {
 
 TEST_F(StoredCatalogue, HoldsItsRecordings) {
     EXPECT_EQ(exported(), contents(kStored / "recordings.ndjson"));
-    EXPECT_EQ(runCheck(catalog_, true, out_, err_), 0) << err_.str();
+    EXPECT_EQ(runCheck(catalogue_, true, out_, err_), 0) << err_.str();
 }
 
 TEST_F(StoredCatalogue, Grows) {
@@ -61,7 +61,7 @@ TEST_F(StoredCatalogue, Grows) {
     third[hash] = '9'; // of a recording of its own
     EXPECT_EQ(import(third), 0) << err_.str();
     EXPECT_EQ(exported(), contents(kStored / "recordings.ndjson") + third);
-    EXPECT_EQ(runCompact(catalog_, {.anew = true}, out_, err_), 0) << err_.str();
-    EXPECT_EQ(runCheck(catalog_, true, out_, err_), 0) << err_.str();
+    EXPECT_EQ(runCompact(catalogue_, {.anew = true}, out_, err_), 0) << err_.str();
+    EXPECT_EQ(runCheck(catalogue_, true, out_, err_), 0) << err_.str();
     EXPECT_EQ(exported(), contents(kStored / "recordings.ndjson") + third);
 }

@@ -26,21 +26,21 @@ class Transfer : public testing::Test {
   protected:
     Transfer() {
         servertest::writeSmallCollection(folder_ / "music", 3);
-        EXPECT_EQ(addTo(catalog_, {(folder_ / "music").string()}).status, 0);
+        EXPECT_EQ(addTo(catalogue_, {(folder_ / "music").string()}).status, 0);
     }
 
-    std::string exported(const std::string& catalog) {
+    std::string exported(const std::string& catalogue) {
         std::ostringstream out;
-        EXPECT_EQ(runExport(catalog, out, err_), 0) << err_.str();
+        EXPECT_EQ(runExport(catalogue, out, err_), 0) << err_.str();
         return out.str();
     }
-    int import(const std::string& catalog, const std::string& lines) {
+    int import(const std::string& catalogue, const std::string& lines) {
         std::istringstream in(lines);
-        return runImport(catalog, "-", in, out_, err_);
+        return runImport(catalogue, "-", in, out_, err_);
     }
 
     TemporaryDirectory folder_;
-    std::string catalog_ = (folder_ / "catalog").string();
+    std::string catalogue_ = (folder_ / "catalogue").string();
     std::string other_ = (folder_ / "other").string();
     std::ostringstream out_;
     std::ostringstream err_;
@@ -55,12 +55,12 @@ std::string packed(const RecordingCodes& codes) {
 } // namespace
 
 TEST_F(Transfer, ExportedAndImportedACatalogueIsTheSame) {
-    const std::string lines = exported(catalog_);
+    const std::string lines = exported(catalogue_);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 3);
     EXPECT_EQ(import(other_, lines), 0) << err_.str();
     EXPECT_EQ(out_.str(), "3 recordings imported\n");
     EXPECT_EQ(exported(other_), lines);
-    const std::vector<Recording> before = recordingsIn(catalog_);
+    const std::vector<Recording> before = recordingsIn(catalogue_);
     const std::vector<Recording> after = recordingsIn(other_);
     ASSERT_EQ(after.size(), before.size());
     for (size_t i = 0; i < before.size(); ++i) {
@@ -69,7 +69,7 @@ TEST_F(Transfer, ExportedAndImportedACatalogueIsTheSame) {
         EXPECT_EQ(packed(after[i].codes), packed(before[i].codes));
         EXPECT_EQ(after[i].codes[0][0].frames, before[i].codes[0][0].frames);
     }
-    EXPECT_THAT(CatalogReader(other_).check(true), testing::IsEmpty());
+    EXPECT_THAT(CatalogueReader(other_).check(true), testing::IsEmpty());
     // The files are known there, too: nothing is decoded again.
     EXPECT_THAT(addTo(other_, {(folder_ / "music").string()}).out, HasSubstr("0 added, 0 updated, 3 unchanged"));
     EXPECT_EQ(import(other_, lines), 0); // again: updates
@@ -77,7 +77,7 @@ TEST_F(Transfer, ExportedAndImportedACatalogueIsTheSame) {
 }
 
 TEST_F(Transfer, ABadLineIsNamedAndTheLinesBeforeItAreKept) {
-    const std::string lines = exported(catalog_);
+    const std::string lines = exported(catalogue_);
     const std::string first = lines.substr(0, lines.find('\n') + 1);
     struct Case {
         const char* was;
@@ -109,12 +109,12 @@ TEST_F(Transfer, ABadLineIsNamedAndTheLinesBeforeItAreKept) {
 
 TEST_F(Transfer, ABackupIsRestoredWhereThereIsNothing) {
     const std::string copy = (folder_ / "copy").string();
-    EXPECT_EQ(runBackup(catalog_, copy, out_, err_), 0) << err_.str();
+    EXPECT_EQ(runBackup(catalogue_, copy, out_, err_), 0) << err_.str();
     EXPECT_EQ(out_.str(), "3 recordings in " + copy + "\n");
     EXPECT_EQ(runRestore(other_, copy, out_, err_), 0) << err_.str();
-    EXPECT_EQ(exported(other_), exported(catalog_));
+    EXPECT_EQ(exported(other_), exported(catalogue_));
     EXPECT_EQ(runRestore(other_, copy, out_, err_), 1);
     EXPECT_THAT(err_.str(), HasSubstr("is not empty"));
-    EXPECT_EQ(runBackup(catalog_, catalog_, out_, err_), 1);
-    EXPECT_EQ(recordingsIn(catalog_).size(), 3U);
+    EXPECT_EQ(runBackup(catalogue_, catalogue_, out_, err_), 1);
+    EXPECT_EQ(recordingsIn(catalogue_).size(), 3U);
 }

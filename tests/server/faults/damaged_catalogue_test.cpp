@@ -42,17 +42,17 @@ void flip(const fs::path& file, size_t place, unsigned mask) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
-std::vector<Damage> wholeFileDamages(const fs::path& catalog) {
+std::vector<Damage> wholeFileDamages(const fs::path& catalogue) {
     std::vector<Damage> damages;
-    for (const fs::path& path : everythingIn(catalog)) {
+    for (const fs::path& path : everythingIn(catalogue)) {
         damages.push_back({"missing", path, [](const fs::path& file) { fs::remove_all(file); }});
         damages.push_back({"unreadable", path, [](const fs::path& file) { ::chmod(file.c_str(), 0); }, true});
-        if (fs::is_directory(catalog / path)) continue;
+        if (fs::is_directory(catalogue / path)) continue;
         damages.push_back({"a folder", path, [](const fs::path& file) {
                                fs::remove(file);
                                fs::create_directory(file);
                            }});
-        const auto size = fs::file_size(catalog / path);
+        const auto size = fs::file_size(catalogue / path);
         std::set<uintmax_t> sizes = {0, size / 2};
         if (size > 0) sizes.insert(size - 1);
         for (const uintmax_t kept : sizes) {
@@ -64,16 +64,16 @@ std::vector<Damage> wholeFileDamages(const fs::path& catalog) {
     return damages;
 }
 
-std::vector<Damage> flips(const fs::path& catalog, size_t count) {
+std::vector<Damage> flips(const fs::path& catalogue, size_t count) {
     std::vector<fs::path> files;
-    for (const fs::path& path : everythingIn(catalog)) {
-        if (fs::is_regular_file(catalog / path) && fs::file_size(catalog / path) > 0) files.push_back(path);
+    for (const fs::path& path : everythingIn(catalogue)) {
+        if (fs::is_regular_file(catalogue / path) && fs::file_size(catalogue / path) > 0) files.push_back(path);
     }
     std::mt19937 dice(12);
     std::vector<Damage> damages;
     for (size_t i = 0; i < count; ++i) {
         const fs::path& path = files[i % files.size()];
-        const size_t place = dice() % fs::file_size(catalog / path);
+        const size_t place = dice() % fs::file_size(catalogue / path);
         // Any wrong byte, or one wrong bit.
         const auto mask = static_cast<unsigned>(i % 3 == 0 ? 1 + dice() % 255 : 1U << dice() % 8);
         damages.push_back({"byte " + std::to_string(place) + " xor " + std::to_string(mask), path,
@@ -212,7 +212,7 @@ class Trial {
             EXPECT_TRUE(fs::exists(copy_ / path)) << "deleted: " << path;
         }
         fs::remove_all(copy_ / damage_.path);
-        fs::copy(known_.catalog() / damage_.path, copy_ / damage_.path, fs::copy_options::recursive);
+        fs::copy(known_.catalogue() / damage_.path, copy_ / damage_.path, fs::copy_options::recursive);
         const Ended mended = known_.run("list", copy_);
         EXPECT_EQ(mended.status, 0) << mended.err;
         expectTrueList(mended, may, must);
@@ -266,13 +266,13 @@ void tryAll(const std::vector<Damage>& damages) {
 } // namespace
 
 TEST(DamagedCatalogue, WithoutAFileIsNeverTakenForAnEmptyOne) {
-    tryAll(wholeFileDamages(knownCatalogue().catalog()));
+    tryAll(wholeFileDamages(knownCatalogue().catalogue()));
     EXPECT_EQ(Trial::untold, 0);
 }
 
 TEST(DamagedCatalogue, WithAWrongByteIsNeverTakenForAnEmptyOne) {
     constexpr uint32_t kUsual = 16;
-    tryAll(flips(knownCatalogue().catalog(), kvxtest::rounds(kUsual)));
+    tryAll(flips(knownCatalogue().catalogue(), kvxtest::rounds(kUsual)));
     // Nothing guards the lists of who holds what against a wrong bit; a query has many of them.
     EXPECT_EQ(Trial::untold, 0);
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // One recording is damaged, and everything else is sound: it costs itself, every command says how to mend it, and each
 // of the ways mends it.
-#include "catalog/catalog.h"
-#include "catalog/recording_packing.h"
+#include "catalogue/catalogue.h"
+#include "catalogue/recording_packing.h"
 #include "server/faults/known_catalogue.h"
 
 #include <gmock/gmock.h>
@@ -29,7 +29,7 @@ class DamagedRecording : public testing::Test {
     // before.
     fs::path damaged() const {
         const fs::path copy = known_.copy();
-        tarn::server::CatalogReader reader(copy.string());
+        tarn::server::CatalogueReader reader(copy.string());
         const std::string packed = packRecording(reader.recording(kDamaged).value());
         const std::string piece = packed.substr(packed.size() / 2, 64);
         size_t found = 0;
@@ -46,11 +46,11 @@ class DamagedRecording : public testing::Test {
         return copy;
     }
 
-    void expectWhole(const fs::path& catalog, size_t count = 4) const {
-        const Ended listed = known_.run("list", catalog);
+    void expectWhole(const fs::path& catalogue, size_t count = 4) const {
+        const Ended listed = known_.run("list", catalogue);
         EXPECT_EQ(listed.status, 0) << listed.err;
         EXPECT_EQ(linesOf(listed.out).size(), count) << listed.out;
-        EXPECT_EQ(known_.run("check", catalog).status, 0);
+        EXPECT_EQ(known_.run("check", catalogue).status, 0);
     }
 
     const KnownCatalogue& known_ = knownCatalogue();

@@ -165,9 +165,9 @@ TEST(HostileTags, CostTheirFileAndBoundedMemory) {
     const TemporaryDirectory folder;
     fs::create_directory(folder / "music");
     writeSound(folder / "music/good.wav", tarn::demo::renderPiece(1, 4, 22050, 1), tarn::demo::FileFormat::kWav);
-    const auto add = [&](const std::string& catalog) {
+    const auto add = [&](const std::string& catalogue) {
         return runProgram(
-            {serverProgram(), "add", "--workers", "2", "--catalog", folder.file(catalog), folder.file("music")},
+            {serverProgram(), "add", "--workers", "2", "--catalogue", folder.file(catalogue), folder.file("music")},
             folder.path());
     };
     const Ended without = add("without");
@@ -206,8 +206,8 @@ TEST(HostileTags, OfAnUsualSizeAreRead) {
     const std::string frames = "TIT2" + syncSafe(packed.size()) + std::string("\0\x09", 2) + packed + "APIC" +
                                syncSafe(picture.size()) + std::string("\0\0", 2) + picture;
     writePrivate(folder / "music/a.mp3", std::string("ID3\x04\0\0", 6) + syncSafe(frames.size()) + frames + mp3());
-    const Ended ended =
-        runProgram({serverProgram(), "add", "--catalog", folder.file("catalog"), folder.file("music")}, folder.path());
+    const Ended ended = runProgram(
+        {serverProgram(), "add", "--catalogue", folder.file("catalogue"), folder.file("music")}, folder.path());
     EXPECT_EQ(ended.status, 0) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr(", Title\n"));
 }

@@ -33,19 +33,19 @@ class KnownCatalogue {
     KnownCatalogue() {
         for (uint32_t piece = 0; piece < kPieces; ++piece) write(piece);
         write(kNew);
-        for (const uint32_t piece : {0U, 1U, 2U, 3U}) run("add", catalog(), {file(piece)});
-        run("remove", catalog(), {"1"});
-        run("compact", catalog());
-        for (const uint32_t piece : {4U, 5U, 6U}) run("add", catalog(), {file(piece)});
-        run("remove", catalog(), {"2"});
-        run("remove", catalog(), {"6"});
-        list_ = linesOf(run("list", catalog()).out);
+        for (const uint32_t piece : {0U, 1U, 2U, 3U}) run("add", catalogue(), {file(piece)});
+        run("remove", catalogue(), {"1"});
+        run("compact", catalogue());
+        for (const uint32_t piece : {4U, 5U, 6U}) run("add", catalogue(), {file(piece)});
+        run("remove", catalogue(), {"2"});
+        run("remove", catalogue(), {"6"});
+        list_ = linesOf(run("list", catalogue()).out);
         EXPECT_EQ(list_.size(), 4U);
         account_ = addAccount(folder_ / "accounts");
     }
 
     const std::filesystem::path& folder() const { return folder_.path(); }
-    std::filesystem::path catalog() const { return folder_ / "catalog"; }
+    std::filesystem::path catalogue() const { return folder_ / "catalogue"; }
     const std::set<std::string>& list() const { return list_; }
     std::string file(uint32_t piece) const { return folder_.file("piece" + std::to_string(piece) + ".wav"); }
     // Piece 2 lies in what was merged, 4 in what was not.
@@ -59,14 +59,14 @@ class KnownCatalogue {
     std::filesystem::path copy() const {
         const std::filesystem::path place = folder_ / "copy";
         std::filesystem::remove_all(place);
-        std::filesystem::copy(catalog(), place, std::filesystem::copy_options::recursive);
+        std::filesystem::copy(catalogue(), place, std::filesystem::copy_options::recursive);
         return place;
     }
 
     Ended run(
-        const std::string& command, const std::filesystem::path& catalog, const std::vector<std::string>& more = {},
+        const std::string& command, const std::filesystem::path& catalogue, const std::vector<std::string>& more = {},
         const std::function<void()>& prepare = [] {}) const {
-        std::vector<std::string> words = {serverProgram(), command, "--catalog", catalog.string()};
+        std::vector<std::string> words = {serverProgram(), command, "--catalogue", catalogue.string()};
         if (command == "add") words.insert(words.end(), {"--workers", "1"});
         words.insert(words.end(), more.begin(), more.end());
         return runProgram(std::move(words), folder_.path(), prepare);
@@ -105,13 +105,13 @@ inline KnownCatalogue& knownCatalogue() {
 class Service : public ServiceProcess {
   public:
     // descriptors: how many it may have at once; 0: as many as the test.
-    Service(const KnownCatalogue& known, const std::filesystem::path& catalog, int descriptors = 0)
-        : ServiceProcess(words(known, catalog, descriptors), known.folder() / "log") {}
+    Service(const KnownCatalogue& known, const std::filesystem::path& catalogue, int descriptors = 0)
+        : ServiceProcess(words(known, catalogue, descriptors), known.folder() / "log") {}
 
     bool isUp() const { return !firstLine().empty(); }
 
   private:
-    static std::vector<std::string> words(const KnownCatalogue& known, const std::filesystem::path& catalog,
+    static std::vector<std::string> words(const KnownCatalogue& known, const std::filesystem::path& catalogue,
                                           int descriptors) {
         std::vector<std::string> all;
         if (descriptors > 0)
@@ -119,7 +119,7 @@ class Service : public ServiceProcess {
         const std::vector<std::string> serve = {serverProgram(), "serve",
                                                 "--listen",      "127.0.0.1:0",
                                                 "--workers",     "1",
-                                                "--catalog",     catalog.string(),
+                                                "--catalogue",   catalogue.string(),
                                                 "--accounts",    known.accounts().string()};
         all.insert(all.end(), serve.begin(), serve.end());
         return all;

@@ -34,7 +34,7 @@ TEST(TooFewDescriptors, OfTheServiceAreNeverAnEmptyAnswer) {
     if (isSanitized()) GTEST_SKIP() << "a sanitizer ends the program when it has no descriptor left for its own look";
     const KnownCatalogue& known = knownCatalogue();
     constexpr int kDescriptors = 48;
-    const Service service(known, known.catalog(), kDescriptors);
+    const Service service(known, known.catalogue(), kDescriptors);
     ASSERT_TRUE(service.isUp()) << service.log();
     const std::array<std::string, 2> requests = {known.request(2), known.request(4)};
     auto asking = std::make_unique<RawClient>(service.port());

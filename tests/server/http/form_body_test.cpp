@@ -12,7 +12,7 @@ namespace {
 
 using tarn::server::FormBody;
 
-constexpr size_t kMostBytes = 100;
+constexpr size_t kMaxBytes = 100;
 
 std::string part(const std::string& name, const std::string& content) {
     return std::string("--") + kFormBoundary + "\r\nContent-Disposition: form-data; name=\"" + name + "\"\r\n\r\n" +
@@ -23,7 +23,7 @@ std::string formOf(const std::string& parts) { return parts + "--" + kFormBounda
 
 // "complete: " and the packet, or what is wrong.
 std::string outcomeOf(const std::string& body, size_t pieceBytes) {
-    FormBody form(formConnection(), kMostBytes);
+    FormBody form(formConnection(), kMaxBytes);
     for (size_t at = 0; at < body.size(); at += pieceBytes) {
         const std::string piece = body.substr(at, pieceBytes);
         form.add(piece.data(), piece.size());
@@ -53,11 +53,11 @@ TEST(FormBody, IsTheSameInAnyPieces) {
         {"another part before and behind", formOf(part("a", "1") + part("data", "packet") + part("b", "2")),
          "complete: packet"},
         {"no part of the name", formOf(part("a", "packet")), "no packet"},
-        {"the most", formOf(part("data", std::string(kMostBytes, 'x'))), "complete: " + std::string(kMostBytes, 'x')},
-        {"one byte more", formOf(part("data", std::string(kMostBytes + 1, 'x'))), "too large"},
+        {"the most", formOf(part("data", std::string(kMaxBytes, 'x'))), "complete: " + std::string(kMaxBytes, 'x')},
+        {"one byte more", formOf(part("data", std::string(kMaxBytes + 1, 'x'))), "too large"},
         {"two packets", formOf(part("data", "one") + part("data", "two")), "no form"},
         {"two packets, the second too large",
-         formOf(part("data", "one") + part("data", std::string(3 * kMostBytes, 'x'))), "no form"},
+         formOf(part("data", "one") + part("data", std::string(3 * kMaxBytes, 'x'))), "no form"},
         {"no end", part("data", "packet"), "no form"},
     };
     for (const auto& c : cases) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "../catalog/sample_recording.h"
+#include "../catalogue/sample_recording.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "commands/identify.h"
-#include "matching/catalog_recogniser.h"
+#include "matching/catalogue_recogniser.h"
 #include "matching/matcher.h"
 #include "model/frames.h"
 #include "support/melody.h"
@@ -61,7 +61,7 @@ class Matching : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
         folder_ = new TemporaryDirectory;
-        CatalogWriter writer(location());
+        CatalogueWriter writer(location());
         for (uint32_t seed = 1; seed <= kPieces; ++seed) add(writer, seed, piece(seed));
         std::vector<int16_t> twin = melody(77, 4);
         twin.insert(twin.end(), piece(3).begin(), piece(3).end());
@@ -75,7 +75,7 @@ class Matching : public ::testing::Test {
     }
     static std::string location() { return *folder_ / "catalogue"; }
 
-    static void add(CatalogWriter& writer, uint32_t number, const std::vector<int16_t>& samples) {
+    static void add(CatalogueWriter& writer, uint32_t number, const std::vector<int16_t>& samples) {
         Recording recording = kvxtest::sampleRecording(number);
         recording.codes = codeRecording(samples);
         writer.put(recording);
@@ -89,7 +89,7 @@ TemporaryDirectory* Matching::folder_ = nullptr;
 } // namespace
 
 TEST_F(Matching, FindsAnExcerptFromAnywhereAndItsPlace) {
-    CatalogRecogniser recogniser(location());
+    CatalogueRecogniser recogniser(location());
     for (const uint32_t seed : {1U, 2U, 5U, 8U}) {
         for (const double start : {0.0, 7.0013, 20.5, 44.0}) {
             SCOPED_TRACE(std::to_string(seed) + " from " + std::to_string(start));
@@ -105,7 +105,7 @@ TEST_F(Matching, FindsAnExcerptFromAnywhereAndItsPlace) {
 }
 
 TEST_F(Matching, FindsAShortExcerptAndANoisyOne) {
-    CatalogRecogniser recogniser(location());
+    CatalogueRecogniser recogniser(location());
     for (const uint32_t seed : {2U, 6U}) {
         SCOPED_TRACE(seed);
         const auto brief = recogniser.recognise(queryOf(excerpt(seed, 31.3, 15)), 5).matches;
@@ -120,7 +120,7 @@ TEST_F(Matching, FindsAShortExcerptAndANoisyOne) {
 }
 
 TEST_F(Matching, DoesNotFindWhatIsNotThere) {
-    CatalogRecogniser recogniser(location());
+    CatalogueRecogniser recogniser(location());
     for (uint32_t seed = 201; seed <= 206; ++seed) {
         SCOPED_TRACE(seed);
         EXPECT_THAT(recogniser.recognise(queryOf(melody(seed, 31)), 5).matches, IsEmpty());
@@ -128,7 +128,7 @@ TEST_F(Matching, DoesNotFindWhatIsNotThere) {
 }
 
 TEST_F(Matching, TheSameRecordingTwiceIsOneAnswerWithACompanion) {
-    CatalogReader reader(location());
+    CatalogueReader reader(location());
     const FingerprintQuery query = queryOf(excerpt(3, 25, 30.1));
     const Examination examination = examine(reader, query);
     ASSERT_GE(examination.candidates.size(), 2U);
@@ -139,7 +139,7 @@ TEST_F(Matching, TheSameRecordingTwiceIsOneAnswerWithACompanion) {
                 ::testing::ElementsAre("hash103", "hash3"));
     EXPECT_EQ(companion.sameAs, best.id);
     EXPECT_LT(best.evidence.rivalBits, 0.5 * best.evidence.bits); // the companion is no rival
-    EXPECT_EQ(CatalogRecogniser(location()).recognise(query, 5).matches.size(), 1U);
+    EXPECT_EQ(CatalogueRecogniser(location()).recognise(query, 5).matches.size(), 1U);
     for (const Candidate* candidate : {&best, &companion}) {
         const double start = candidate->recording.contentHash == "hash3" ? 25000 : 29000;
         EXPECT_NEAR(offsetMs(candidate->alignment), start, 1000);
@@ -147,7 +147,7 @@ TEST_F(Matching, TheSameRecordingTwiceIsOneAnswerWithACompanion) {
 }
 
 TEST_F(Matching, TwoRecordingsInOneQueryDoNotHideEachOther) {
-    CatalogReader reader(location());
+    CatalogueReader reader(location());
     for (const auto& [first, second] : {std::pair(1U, 5U), std::pair(2U, 6U), std::pair(4U, 5U)}) {
         SCOPED_TRACE(std::to_string(first) + " then " + std::to_string(second));
         std::vector<int16_t> samples = excerpt(first, 10, 8.05);
@@ -163,7 +163,7 @@ TEST_F(Matching, TwoRecordingsInOneQueryDoNotHideEachOther) {
 }
 
 TEST_F(Matching, SaysNothingToEmptyAndDegenerateQueries) {
-    CatalogRecogniser recogniser(location());
+    CatalogueRecogniser recogniser(location());
     const FingerprintQuery sound = queryOf(excerpt(1, 5, 30.1));
     const std::string one(300, 'k');
     std::string four; // different letters in each of the strings are too few
@@ -188,7 +188,7 @@ TEST_F(Matching, SaysNothingToEmptyAndDegenerateQueries) {
 }
 
 TEST_F(Matching, BearsQueriesOfAnyLengthAndDuration) {
-    CatalogRecogniser recogniser(location());
+    CatalogueRecogniser recogniser(location());
     std::mt19937 dice(5);
     for (const size_t letters : {size_t{40}, kMaxLetters, kMaxLetters + 1, size_t{200000}}) {
         SCOPED_TRACE(letters);
@@ -198,7 +198,7 @@ TEST_F(Matching, BearsQueriesOfAnyLengthAndDuration) {
             while (code.size() < letters) code.push_back(static_cast<char>('a' + dice() % 24));
         }
         EXPECT_THAT(recogniser.recognise(query, 5).matches, IsEmpty());
-        CatalogReader reader(location());
+        CatalogueReader reader(location());
         EXPECT_EQ(examine(reader, query).refusal.empty(), letters <= kMaxLetters);
     }
     for (const uint32_t durationMs : {0U, 1U, 50U, 51U, 1000U, UINT32_MAX}) {
@@ -212,7 +212,7 @@ TEST_F(Matching, BearsQueriesOfAnyLengthAndDuration) {
 }
 
 TEST_F(Matching, GivesAtMostAsManyAnswersAsWanted) {
-    CatalogRecogniser recogniser(location());
+    CatalogueRecogniser recogniser(location());
     EXPECT_THAT(recogniser.recognise(queryOf(excerpt(1, 5, 30.1)), 0).matches, IsEmpty());
     EXPECT_EQ(recogniser.lookUp("A-0", 100).size(), 8U);
     EXPECT_EQ(recogniser.lookUp("A-0", 3).size(), 3U);
@@ -220,7 +220,7 @@ TEST_F(Matching, GivesAtMostAsManyAnswersAsWanted) {
 }
 
 TEST_F(Matching, LooksUpTracksAndAlbums) {
-    CatalogRecogniser recogniser(location());
+    CatalogueRecogniser recogniser(location());
     const auto track = recogniser.lookUp("T-5", 10);
     ASSERT_EQ(track.size(), 1U);
     EXPECT_EQ(track[0].recordingId, 5U);
@@ -232,7 +232,7 @@ TEST_F(Matching, LooksUpTracksAndAlbums) {
 }
 
 TEST_F(Matching, ServesSeveralThreadsWhileTheCatalogueGrows) {
-    CatalogRecogniser recogniser(location());
+    CatalogueRecogniser recogniser(location());
     const FingerprintQuery query = queryOf(excerpt(2, 3, 30.1));
     constexpr size_t kThreads = 4;
     std::vector<std::thread> threads;
@@ -247,7 +247,7 @@ TEST_F(Matching, ServesSeveralThreadsWhileTheCatalogueGrows) {
             }
         });
     }
-    CatalogWriter writer(location());
+    CatalogueWriter writer(location());
     for (uint32_t n = 500; n < 512; ++n) {
         writer.put(kvxtest::sampleRecording(n));
         writer.commit();
@@ -262,7 +262,7 @@ TEST_F(Matching, ServesSeveralThreadsWhileTheCatalogueGrows) {
 
 TEST_F(Matching, IsUnavailableWhileTheCatalogueCannotBeRead) {
     const TemporaryDirectory folder;
-    CatalogRecogniser recogniser(folder / "catalogue");
+    CatalogueRecogniser recogniser(folder / "catalogue");
     EXPECT_THROW(recogniser.recognise(queryOf(excerpt(1, 5, 30.1)), 5), Unavailable);
     EXPECT_THROW(recogniser.lookUp("T-1", 5), Unavailable);
     EXPECT_THROW(recogniser.recordingCount(), Unavailable);
@@ -271,7 +271,7 @@ TEST_F(Matching, IsUnavailableWhileTheCatalogueCannotBeRead) {
 }
 
 TEST_F(Matching, IdentifyTellsWhatItFoundAndWhy) {
-    CatalogReader reader(location());
+    CatalogueReader reader(location());
     std::ostringstream found;
     EXPECT_TRUE(identify(reader, queryOf(excerpt(3, 25, 30.1)), found));
     EXPECT_THAT(found.str(), HasSubstr("accepted with confidence"));
@@ -305,8 +305,8 @@ TEST(MatchingOfASmallCatalogue, DoesNotTakeUnknownMusicForTheOneRecordingThatItH
     const std::string location = folder / "catalogue";
     Recording recording = kvxtest::sampleRecording(1);
     recording.codes = codeRecording(piece(1));
-    CatalogWriter writer(location);
-    CatalogRecogniser recogniser(location);
+    CatalogueWriter writer(location);
+    CatalogueRecogniser recogniser(location);
     for (const char* const held : {"the recording", "a copy of it, too, which is no rival either"}) {
         SCOPED_TRACE(held);
         recording.contentHash = held;
@@ -335,7 +335,7 @@ TEST(MatchingOfALargeCatalogue, LooksForTheRarestGramsUpToABound) {
     FingerprintQuery query;
     query.durationMs = 30000;
     {
-        CatalogWriter writer(folder / "catalogue");
+        CatalogueWriter writer(folder / "catalogue");
         for (uint32_t number = 1; number <= kRecordings; ++number) {
             Recording recording = kvxtest::sampleRecording(number);
             const std::string own = letters(110);
@@ -351,7 +351,7 @@ TEST(MatchingOfALargeCatalogue, LooksForTheRarestGramsUpToABound) {
         }
         writer.commit();
     }
-    CatalogReader reader(folder / "catalogue");
+    CatalogueReader reader(folder / "catalogue");
     std::vector<uint64_t> frequencies;
     const Lookup lookup = reader.lookUp(PreparedQuery(query).lists(reader.gramLetters()));
     for (size_t gram = 0; gram < lookup.size(); ++gram) frequencies.push_back(lookup.frequency(gram));

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+// The keys under which a store holds a catalogue's values.
+//
+//   "m" and a name          of the catalogue itself (catalogue/catalogue_state.h)
+//   "r" and an id           a recording (catalogue/recording_packing.h)
+//   "h" and a content hash  the id of its recording
+//   "k" and a track id      ids of its recordings
+//   "a" and an album id     ids of its recordings
+//   "f" and 16 bytes        a file that was read (catalogue/file_entry.h)
+//
+// Ids take 4 bytes, highest first. Recordings come last: a sorted store packs what is only ever added at its end.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarn::server {
+
+inline constexpr char kFormatKey[] = "mformat";
+inline constexpr char kStateKey[] = "mstate";
+
+inline void appendNumber(std::string& out, uint32_t number) {
+    for (const uint32_t shift : {24U, 16U, 8U, 0U}) out.push_back(static_cast<char>(number >> shift & 0xff));
+}
+
+inline std::string recordingKey(uint32_t id) {
+    std::string key = "r";
+    appendNumber(key, id);
+    return key;
+}
+
+// Longer texts than a store takes as a key are cut; ids and hashes never are that long.
+inline std::string textKey(char kind, std::string_view text) {
+    std::string key(1, kind);
+    return key += text.substr(0, 200);
+}
+inline std::string hashKey(std::string_view contentHash) { return textKey('h', contentHash); }
+inline std::string trackKey(std::string_view trackId) { return textKey('k', trackId); }
+inline std::string albumKey(std::string_view albumId) { return textKey('a', albumId); }
+
+inline std::string packIds(const std::vector<uint32_t>& ids) {
+    std::string bytes;
+    for (const uint32_t id : ids) appendNumber(bytes, id);
+    return bytes;
+}
+
+// What does not make a whole id is left out.
+inline std::vector<uint32_t> unpackIds(std::string_view bytes) {
+    std::vector<uint32_t> ids;
+    for (; bytes.size() >= sizeof(uint32_t); bytes.remove_prefix(sizeof(uint32_t))) {
+        uint32_t id = 0;
+        for (const char c : bytes.substr(0, sizeof(uint32_t))) id = id << 8 | static_cast<uint8_t>(c);
+        ids.push_back(id);
+    }
+    return ids;
+}
+
+} // namespace tarn::server

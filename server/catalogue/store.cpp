@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "catalogue/store.h"
+
+#include "catalogue/lmdb/lmdb_store.h"
+#include "catalogue/redis/redis_store.h"
+
+namespace tarn::server {
+
+std::unique_ptr<StoreReader> openStoreReader(const std::string& location) {
+    if (isRedisLocation(location)) return openRedisReader(location);
+    return lmdb::openReader(location);
+}
+
+std::unique_ptr<StoreWriter> openStoreWriter(const std::string& location, bool make) {
+    if (isRedisLocation(location)) return openRedisWriter(location, make);
+    return lmdb::openWriter(location, make);
+}
+
+} // namespace tarn::server

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "matching/catalogue_recogniser.h"
+
+#include "matching/matcher.h"
+
+#include <algorithm>
+#include <new>
+
+namespace tarn::server {
+
+namespace {
+
+Match matchOf(const Recording& recording) {
+    Match match;
+    match.recordingId = recording.id;
+    match.trackBlob = recording.trackBlob;
+    match.albumBlob = recording.albumBlob;
+    return match;
+}
+
+} // namespace
+
+CatalogueUnavailable CatalogueRecogniser::notAll() const {
+    return CatalogueUnavailable(location_ + ": a part of the catalogue does not answer");
+}
+
+template <class Work>
+auto CatalogueRecogniser::withReader(Work work) {
+    std::unique_ptr<CatalogueReader> reader;
+    {
+        const std::lock_guard lock(mutex_);
+        if (!idle_.empty()) {
+            reader = std::move(idle_.back());
+            idle_.pop_back();
+        }
+    }
+    try {
+        if (reader == nullptr) {
+            reader = std::make_unique<CatalogueReader>(
+                location_, [this](uint32_t id, const std::string& problem) { passOver(id, problem); });
+        } else {
+            reader->refresh();
+        }
+        auto result = work(*reader);
+        reader->rest();
+        const std::lock_guard lock(mutex_);
+        idle_.push_back(std::move(reader));
+        return result;
+    } catch (const CatalogueError& error) {
+        throw Unavailable(error.what()); // the reader is dropped, so the next request opens the catalogue again
+    } catch (const std::bad_alloc&) {
+        throw Unavailable(location_ + ": there is not enough memory");
+    }
+}
+
+void CatalogueRecogniser::passOver(uint32_t id, const std::string& problem) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (!passedOver_.insert(id).second) return;
+    }
+    if (log_) log_(location_ + ": passed over: " + problem);
+}
+
+Recognition CatalogueRecogniser::recognise(const FingerprintQuery& query, size_t maxMatches) {
+    return withReader([&](CatalogueReader& reader) {
+        Examination examination = examine(reader, query);
+        Recognition recognition;
+        recognition.candidatesJudged = static_cast<uint32_t>(examination.candidates.size());
+        std::vector<Match>& matches = recognition.matches;
+        for (const Candidate& candidate : examination.candidates) {
+            if (!candidate.accepted || matches.size() == maxMatches) break;
+            Match match = matchOf(candidate.recording);
+            match.confidence = confidenceOf(candidate.chance);
+            match.offsetMs = offsetMs(candidate.alignment);
+            matches.push_back(std::move(match));
+        }
+        if (matches.empty() && !examination.complete) throw notAll();
+        return recognition;
+    });
+}
+
+std::vector<Match> CatalogueRecogniser::lookUp(const std::string& id, size_t maxMatches) {
+    return withReader([&](CatalogueReader& reader) {
+        std::vector<uint32_t> ids = reader.byTrackId(id);
+        const std::vector<uint32_t> ofAlbum = reader.byAlbumId(id);
+        ids.insert(ids.end(), ofAlbum.begin(), ofAlbum.end());
+        std::vector<Match> matches;
+        for (const uint32_t recordingId : ids) {
+            if (matches.size() == maxMatches) break;
+            const std::optional<Recording> recording = reader.recording(recordingId);
+            if (!recording) continue;
+            Match match = matchOf(*recording);
+            match.confidence = 100;
+            matches.push_back(std::move(match));
+        }
+        if (matches.empty() && !reader.complete()) throw notAll();
+        return matches;
+    });
+}
+
+void CatalogueRecogniser::warmUp(const std::stop_token& stop) {
+    try {
+        withReader([&](CatalogueReader& reader) {
+            reader.warmUp(stop);
+            return true;
+        });
+    } catch (const Unavailable&) {
+        return; // the log of the service says why
+    }
+}
+
+uint64_t CatalogueRecogniser::recordingCount() {
+    return withReader([](CatalogueReader& reader) { return reader.recordingCount(); });
+}
+
+} // namespace tarn::server

@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: Apache-2.0
+// Of a catalogue in Redis: what needs no server.
+#include "catalogue/errors.h"
+#include "catalogue/redis/keys.h"
+#include "catalogue/redis/location.h"
+#include "catalogue/redis/markers.h"
+#include "catalogue/redis/replies.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using namespace tarn::server;
+using namespace tarn::server::redis;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+namespace {
+
+std::vector<std::string> nodesOf(const Location& location) {
+    std::vector<std::string> nodes;
+    for (const Address& address : location.nodes) nodes.push_back(toText(address));
+    return nodes;
+}
+
+// A reply as a server sends it.
+Reply replyFrom(const std::string& bytes) {
+    redisReader* const reader = redisReaderCreate();
+    void* reply = nullptr;
+    redisReaderFeed(reader, bytes.data(), bytes.size());
+    redisReaderGetReply(reader, &reply);
+    redisReaderFree(reader);
+    return Reply(static_cast<redisReply*>(reply));
+}
+
+} // namespace
+
+TEST(RedisLocation, HasNodesANameAndALogin) {
+    const struct {
+        std::string text;
+        std::vector<std::string> nodes;
+        std::string name, user, password, shown;
+        int timeoutMs;
+    } cases[] = {
+        {"redis://a:1", {"a:1"}, "t", "", "", "redis://a:1", 100},
+        {"redis://a:1,10.0.0.2:65535/x", {"a:1", "10.0.0.2:65535"}, "x", "", "", "redis://a:1,10.0.0.2:65535/x", 100},
+        {"redis://[::1]:6379,b:2", {"[::1]:6379", "b:2"}, "t", "", "", "redis://[::1]:6379,b:2", 100},
+        {"redis://u:p@a:1/Music_2.b-c", {"a:1"}, "Music_2.b-c", "u", "p", "redis://a:1/Music_2.b-c", 100},
+        {"redis://:p:q@a:1", {"a:1"}, "t", "", "p:q", "redis://a:1", 100},
+        {"redis://u:p/q?r,@s:%3a@a:1", {"a:1"}, "t", "u", "p/q?r,@s:%3a", "redis://a:1", 100},
+        {"redis://a:1/x?timeout=2500", {"a:1"}, "x", "", "", "redis://a:1/x?timeout=2500", 2500},
+        {"redis://a:1?timeout=1", {"a:1"}, "t", "", "", "redis://a:1?timeout=1", 1},
+        {"redis://a:1?cache=7&timeout=2", {"a:1"}, "t", "", "", "redis://a:1?cache=7&timeout=2", 2},
+    };
+    unsetenv("TARN_REDIS_PASSWORD");
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.text);
+        const Location location = locationIn(each.text);
+        EXPECT_EQ(nodesOf(location), each.nodes);
+        EXPECT_EQ(location.name, each.name);
+        EXPECT_EQ(location.user, each.user);
+        EXPECT_EQ(location.password, each.password);
+        EXPECT_EQ(location.shown, each.shown);
+        EXPECT_EQ(location.timeout.count(), each.timeoutMs);
+    }
+}
+
+TEST(RedisLocation, SaysHowMuchAReaderKeeps) {
+    EXPECT_EQ(locationIn("redis://a:1").cacheBytes, size_t{128} << 20);
+    EXPECT_EQ(locationIn("redis://a:1?timeout=9&cache=0").cacheBytes, 0U);
+    EXPECT_EQ(locationIn("redis://a:1/n?cache=65536").cacheBytes, size_t{1} << 36);
+}
+
+TEST(RedisLocation, TakesThePasswordFromTheEnvironmentWhereItHasNone) {
+    setenv("TARN_REDIS_PASSWORD", "secret", 1);
+    EXPECT_EQ(locationIn("redis://a:1").password, "secret");
+    EXPECT_EQ(locationIn("redis://u@a:1").password, "secret");
+    EXPECT_EQ(locationIn("redis://u:own@a:1").password, "own");
+    unsetenv("TARN_REDIS_PASSWORD");
+    EXPECT_EQ(locationIn("redis://a:1").password, "");
+}
+
+TEST(RedisLocation, SaysWhatIsWrongWithoutThePassword) {
+    const struct {
+        std::string text, error;
+    } cases[] = {
+        {"redis://", "expected HOST:PORT with a port of 1 to 65535, found \"\""},
+        {"redis://host", "found \"host\""},
+        {"redis://:6379", "found \":6379\""},
+        {"redis://a:0", "found \"a:0\""},
+        {"redis://a:65536", "found \"a:65536\""},
+        {"redis://a:6379x", "found \"a:6379x\""},
+        {"redis://a:1,", "found \"\""},
+        {"redis://a:1,,b:2", "found \"\""},
+        {"redis://a:1/", "the name after /"},
+        {"redis://a:1/b/c", "found \"b/c\""},
+        {"redis://a:1/na*me", "found \"na*me\""},
+        {"redis://u:hidden@a", "found \"a\""},
+        {"redis://u@a:1", "the user \"u\" has no password"},
+        {"redis://a:1?timeout=0", "found \"timeout=0\""},
+        {"redis://a:1?timeout", "found \"timeout\""},
+        {"redis://a:1?timeout=9999999", "timeout=MILLISECONDS"},
+        {"redis://a:1?wait=5", "found \"wait=5\""},
+        {"redis://a:1?cache=65537", "cache=MEGABYTES (0 to 65536)"},
+        {"redis://a:1?cache=-1", "found \"cache=-1\""},
+        {"redis://a:1?timeout=5&&cache=1", "found \"\""},
+        {"redis://a:1?timeout=5&wait=5", "found \"wait=5\""},
+    };
+    unsetenv("TARN_REDIS_PASSWORD");
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.text);
+        try {
+            locationIn(each.text);
+            ADD_FAILURE() << "was taken";
+        } catch (const CatalogueError& error) {
+            EXPECT_THAT(error.what(), HasSubstr(each.error));
+            EXPECT_THAT(error.what(), Not(HasSubstr("hidden")));
+        }
+    }
+}
+
+TEST(RedisKeys, LieInTheSlotsOfTheirCrc) {
+    const struct {
+        std::string key;
+        size_t slot;
+    } cases[] = {{"123456789", 0x31c3}, {"", 0}, {"foo", 12182}, {"{foo}bar", 12182}, {"a{foo}{bar}", 12182}};
+    for (const auto& each : cases) EXPECT_EQ(slotOf(each.key), each.slot) << each.key;
+    EXPECT_NE(slotOf("foo{}{bar}"), slotOf("bar")); // an empty tag is none
+    EXPECT_EQ(slotOf("foo{{bar}}zap"), slotOf("{bar"));
+    EXPECT_NE(slotOf("foo{bar"), slotOf("bar"));
+}
+
+TEST(RedisKeys, HaveAMarkerInEveryRangeOfSlots) {
+    const Keys keys("t");
+    for (size_t range = 0; range < kGroups; ++range) EXPECT_EQ(slotOf(keys.marker(range)) / (kSlots / kGroups), range);
+}
+
+TEST(RedisKeys, HoldTheNumberOfALongListInAsFewBytesAsItNeeds) {
+    const Keys keys("t");
+    const struct {
+        ListNumber number;
+        size_t bytes;
+    } cases[] = {{0, 2}, {1, 3}, {255, 3}, {256, 4}, {UINT32_MAX, 6}, {uint64_t{UINT32_MAX} + 1, 7}, {UINT64_MAX, 10}};
+    for (const auto& each : cases) {
+        const std::string key = keys.longList(5, each.number);
+        EXPECT_EQ(key.size(), each.bytes);
+        EXPECT_EQ(keys.listIn(key), (ListKey{5, false, each.number}));
+    }
+    for (const char* other : {"", "t", "t:r1", "t!lock", "tt\x85", "u\x85", "t\x85\x01\x02\x03\x04\x05\x06\x07\x08\x09",
+                              "t;", "t;{", "t;{}\x05", "t;{1", "t;{99999}\x05\x01", "t;1\x05"}) {
+        EXPECT_FALSE(keys.listIn(other)) << other;
+    }
+    EXPECT_FALSE(keys.listIn(std::string("t\x85\0", 3))); // no number begins with a zero
+    EXPECT_THROW(keys.longList(128, 1), CatalogueError);
+    EXPECT_THROW(keys.block(128, 1), CatalogueError);
+}
+
+TEST(RedisKeys, LayTheBlocksOfAGroupInOneSlotOfItsRange) {
+    const Keys keys("t");
+    for (const BlockNumber block : {BlockNumber{0}, BlockNumber{63}, BlockNumber{64}, (BlockNumber{1} << 28) - 1}) {
+        const std::string key = keys.block(24, block);
+        EXPECT_EQ(slotOf(key), slotOf(keys.marker(groupOf(block))));
+        EXPECT_EQ(keys.listIn(key), (ListKey{24, true, block}));
+        EXPECT_EQ(keys.listIn(Keys("other").block(24, block)), std::nullopt);
+    }
+}
+
+TEST(RedisReplies, SayWhereElseToAsk) {
+    const struct {
+        std::string error;
+        bool is, once;
+        size_t slot;
+        std::string address;
+    } cases[] = {
+        {"MOVED 3999 127.0.0.1:6381", true, false, 3999, "127.0.0.1:6381"},
+        {"ASK 16383 db-3.example:7000", true, true, 16383, "db-3.example:7000"},
+        {"MOVED 1 ::1:7000", true, false, 1, "[::1]:7000"},
+        {"MOVED 1 :7000", true, false, 1, "sender:7000"},
+        {"MOVED 1 ?:7000", false, false, 0, ""},
+        {"MOVED 16384 a:7000", false, false, 0, ""},
+        {"MOVED -1 a:7000", false, false, 0, ""},
+        {"MOVED 1 a:70000", false, false, 0, ""},
+        {"MOVED 1x a:7000", false, false, 0, ""},
+        {"MOVED 1", false, false, 0, ""},
+        {"MOVED", false, false, 0, ""},
+        {"MOVEDX 1 a:7000", false, false, 0, ""},
+        {"", false, false, 0, ""},
+        {"ERR unknown", false, false, 0, ""},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.error);
+        const auto redirection = redirectionIn(each.error, "sender");
+        ASSERT_EQ(redirection.has_value(), each.is);
+        if (!redirection) continue;
+        EXPECT_EQ(redirection->once, each.once);
+        EXPECT_EQ(redirection->slot, each.slot);
+        EXPECT_EQ(toText(redirection->address), each.address);
+    }
+}
+
+TEST(RedisReplies, TellWhoHasWhichSlots) {
+    const Reply reply = replyFrom("*3\r\n"
+                                  "*4\r\n:0\r\n:99\r\n*3\r\n$1\r\na\r\n:7000\r\n$2\r\nid\r\n*2\r\n$1\r\nb\r\n:7001\r\n"
+                                  "*3\r\n:100\r\n:16383\r\n*2\r\n$0\r\n\r\n:7002\r\n"
+                                  "*3\r\n:5\r\n:5\r\n*2\r\n$1\r\n?\r\n:7003\r\n");
+    const auto ranges = slotRangesIn(*reply, "sender");
+    ASSERT_TRUE(ranges);
+    ASSERT_EQ(ranges->size(), 2U); // of one that does not know its name there is none
+    EXPECT_EQ((*ranges)[0].last, 99U);
+    EXPECT_EQ((*ranges)[0].master, (Address{"a", 7000}));
+    EXPECT_THAT((*ranges)[0].replicas, ElementsAre(Address{"b", 7001}));
+    EXPECT_EQ((*ranges)[1].first, 100U);
+    EXPECT_EQ((*ranges)[1].master, (Address{"sender", 7002}));
+    for (const char* bad :
+         {":1\r\n", "*1\r\n:1\r\n", "*1\r\n*2\r\n:0\r\n:1\r\n", "*1\r\n*3\r\n:0\r\n:16384\r\n*2\r\n$1\r\na\r\n:1\r\n",
+          "*1\r\n*3\r\n:5\r\n:4\r\n*2\r\n$1\r\na\r\n:1\r\n", "*1\r\n*3\r\n:-1\r\n:4\r\n*2\r\n$1\r\na\r\n:1\r\n"}) {
+        EXPECT_FALSE(slotRangesIn(*replyFrom(bad), "sender")) << bad;
+    }
+}
+
+TEST(RedisReplies, SayWhatToDoAboutAnError) {
+    const struct {
+        std::string error, remedy;
+    } cases[] = {
+        {"NOAUTH Authentication required.", "TARN_REDIS_PASSWORD"},
+        {"WRONGPASS invalid username-password pair or user is disabled.", "check the user"},
+        {"NOPERM this user has no permissions to run the 'get' command", "ACL SETUSER"},
+        {"OOM command not allowed when used memory > 'maxmemory'.", "raise maxmemory"},
+        {"MISCONF Redis is configured to save RDB snapshots, but it's currently unable to persist to disk.",
+         "make room"},
+        {"READONLY You can't write against a read only replica.", "name its master"},
+        {"WRONGTYPE Operation against a key holding the wrong kind of value", "a name of its own"},
+        {"ERR something new", "server's log"},
+    };
+    for (const auto& each : cases) {
+        EXPECT_THAT(remedyForError(each.error), HasSubstr(each.remedy)) << each.error;
+        EXPECT_FALSE(willPass(each.error)) << each.error;
+    }
+    for (const char* error :
+         {"LOADING Redis is loading the dataset in memory", "CLUSTERDOWN Hash slot not served",
+          "TRYAGAIN Multiple keys request during rehashing of slot", "MASTERDOWN Link with MASTER is down"}) {
+        EXPECT_TRUE(willPass(error)) << error;
+    }
+}
+
+TEST(RedisMarkers, AreReadAsTheyWereWritten) {
+    const Marker made = makeMarker(12, 11, "token");
+    EXPECT_EQ(made.text, "blocks 12 11 token");
+    const auto read = markerIn(made.text);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->written, 12U);
+    EXPECT_EQ(read->confirmed, 11U);
+    EXPECT_EQ(read->writer, "token");
+    for (const char* bad : {"", "1", "1 2 t", "blocks", "blocks 1", "blocks 1 ", "blocks 1 2", "blocks x 2 t",
+                            "blocks 1 -2 t", "blocks 99999999999999999999 1 t"})
+        EXPECT_FALSE(markerIn(bad)) << bad;
+}
