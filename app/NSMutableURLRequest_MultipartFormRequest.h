@@ -2,8 +2,8 @@
 // A mutable URL request that can carry bytes as the one field of a multipart form.
 #pragma once
 
-#include "platform/Bytes.h"
-#include "platform/URLLoading.h"
+#include "platform/bytes.h"
+#include "platform/url_loading.h"
 
 #include <string_view>
 

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "TarnInterface.h"
 
-#include "AccessKey.h"
-#include "Ascii.h"
-#include "ResponseInterpretation.h"
-#include "TarnError.h"
-#include "WavSession.h"
-#include "platform/Wipe.h"
+#include "access_key.h"
+#include "ascii.h"
+#include "device_identity.h"
+#include "platform/wipe.h"
+#include "response_interpretation.h"
+#include "tarn_error.h"
+#include "wav_session.h"
 
 #include <limits>
 #include <memory>
@@ -28,10 +29,10 @@ int64_t secondsSinceEpoch(const Clock& clock) {
     return std::chrono::floor<std::chrono::seconds>(clock.now().time_since_epoch()).count();
 }
 
-// The text for a library that takes ASCII: null for one that is not.
+// The text for the library, which takes ASCII: null for any other.
 const char* asciiOrNull(const std::string& text) { return isAscii(text) ? text.c_str() : nullptr; }
 
-// A text and its length: null and 0 for one that is not ASCII, or not there.
+// A text and its length: null and 0 if there is none or it is not ASCII.
 struct AsciiText {
     AsciiText() = default;
     explicit AsciiText(const std::string& whole)
@@ -42,7 +43,8 @@ struct AsciiText {
     size_t length = 0;
 };
 
-// A copy of a request that the library made, which is given back, also when there is no memory for the copy.
+// A copy of a request that the library made. The request is given back to the library, also if there is no memory for
+// the copy.
 Bytes taken(uint8_t* request, uint32_t length, int32_t (*release)(uint8_t**)) {
     const auto giveBack = [release](uint8_t* made) { release(&made); };
     const std::unique_ptr<uint8_t, decltype(giveBack)> owner(request, giveBack);
@@ -53,8 +55,8 @@ Bytes taken(uint8_t* request, uint32_t length, int32_t (*release)(uint8_t**)) {
 
 TarnInterface::TarnInterface(Services& services, std::string key, const std::string& /*userId*/, std::string host,
                              int32_t nFingerprints, bool doHttp, ErrorSlot& error)
-    : services_(services), httpFlag_(doHttp), key_(std::move(key)), host_(std::move(host)), deviceId_(getMacAddress()),
-      nFingerprints_(nFingerprints) {
+    : services_(services), httpFlag_(doHttp), key_(std::move(key)), host_(std::move(host)),
+      deviceId_(chooseDeviceId(services.interfaces)), nFingerprints_(nFingerprints) {
     const TracesWipedAtEnd wiper;
     initHandle(error);
 }
@@ -64,7 +66,7 @@ void TarnInterface::shutdown() { KVXShutdown(&handle_); }
 void TarnInterface::initHandle(ErrorSlot& error) {
     const Bytes cipherText = decodeKeyText(key_);
     AccessCode code;
-    CipherKey cipherKey; // wiped, as the access code is, when this returns: the library has them by then
+    CipherKey cipherKey; // wiped with the access code when this returns: the library has copies by then
     buildCipherKey(cipherKey);
     {
         PlainText plain;

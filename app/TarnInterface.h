@@ -11,9 +11,9 @@
 
 #include "MusicLookupResponse.h"
 #include "kvx.h"
-#include "platform/Bytes.h"
-#include "platform/Error.h"
-#include "platform/Services.h"
+#include "platform/bytes.h"
+#include "platform/error.h"
+#include "platform/services.h"
 
 #include <cstdint>
 #include <optional>
@@ -24,8 +24,8 @@ namespace tarn {
 
 class TarnInterface {
   public:
-    // Opens the session: takes the access key apart, looks for a device identity, makes the library handle. Failure
-    // shows in the error slot alone. userId is accepted and dropped.
+    // Opens the session: decrypts the access key, chooses a device identity, opens the library handle. Only the error
+    // slot shows a failure. userId is accepted and dropped.
     // doHttp: the library frames requests and answers as HTTP itself.
     TarnInterface(Services& services, std::string key, const std::string& userId, std::string host,
                   int32_t nFingerprints, bool doHttp, ErrorSlot& error);
@@ -53,8 +53,8 @@ class TarnInterface {
     static const char* getFormBoundary();
     static const char* getFormName();
 
-    // Logs every response of the answer and returns those that are matches; nothing on failure. The body is read from
-    // until this returns.
+    // Logs every response of the answer and returns those that are matches; nothing on failure. The body is not needed
+    // afterwards.
     std::optional<std::vector<MusicLookupResponse>> parseResponse(const Bytes& body, ErrorSlot& error);
 
     // The bytes of a request for the albums of a track; nothing on failure. maxAlbums travels as 16 bits.
@@ -65,14 +65,13 @@ class TarnInterface {
     [[gnu::noinline]] void initHandle(ErrorSlot& error);
     [[gnu::noinline]] static std::string encipherText(const std::string& rawText, Services& services);
 
-    std::optional<std::string> getMacAddress();
     std::optional<Bytes> requestOfSession(const std::string& path, ErrorSlot& error);
 
     Services& services_;
     bool httpFlag_;
     KVXHandle* handle_ = nullptr;
     std::string key_;    // as given: hexadecimal
-    std::string userId_; // never assigned, so that the library is opened without a user
+    std::string userId_; // never assigned, so the library is opened without a user
     std::string host_;
     std::optional<std::string> deviceId_; // hardware address of the chosen network interface
     int32_t nFingerprints_;               // kept for its accessor; no request depends on it

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // An exchange over a pair of byte streams, driven by their events: writes a request, collects the response. The tool
-// sends its requests through URL loading instead; this stands ready for a caller that has streams.
+// sends its requests through URL loading instead; this class is for callers that have streams.
 #pragma once
 
-#include "platform/ByteStreams.h"
-#include "platform/Bytes.h"
-#include "platform/Log.h"
+#include "platform/byte_streams.h"
+#include "platform/bytes.h"
+#include "platform/log.h"
 
 #include <array>
 #include <cstdint>

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the run and the match report share in wording.
+// Wording that the run and the match report share.
 #pragma once
 
-#include "platform/Error.h"
+#include "platform/error.h"
 
 #include <string>
 
 namespace tarn {
-
-constexpr int kHttpOk = 200;
 
 // "code - description", the end of every line about a failed call.
 inline std::string codeAndDescription(const Error& error) {

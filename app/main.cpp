@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/linux/SystemServices.h"
+#include "platform/linux/system_services.h"
 #include "run.h"
 #include "standard_descriptors.h"
 

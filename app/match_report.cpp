@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "match_report.h"
 
+#include "NSMutableURLRequest_MultipartFormRequest.h"
 #include "error_text.h"
 
 #include <new>
@@ -13,7 +14,7 @@ namespace {
 
 constexpr int32_t kMaxAlbums = 1;
 
-// Sends the album request; nothing, and a line in the log, unless a body came back.
+// Sends the album request and returns the body; without one, logs why and returns nothing.
 std::optional<Bytes> requestAlbum(const NSMutableURLRequest_MultipartFormRequest& request, Services& services,
                                   ErrorSlot& error) {
     std::optional<HTTPURLResponse> response;
@@ -32,7 +33,7 @@ std::optional<Bytes> requestAlbum(const NSMutableURLRequest_MultipartFormRequest
     return std::nullopt;
 }
 
-// Makes the request for the track's album; nothing, and a line in the log, when it cannot be made.
+// Makes the request for the track's album; if that fails, logs why and returns nothing.
 std::optional<Bytes> albumLookup(TarnInterface& client, const std::string& trackId, Log& log, ErrorSlot& error) {
     auto lookup = client.createAlbumLookupRequest(trackId, kMaxAlbums, error);
     if (!lookup) log.write({"Error Looking Up Extra Meta Data ", codeAndDescription(*error)});
@@ -41,16 +42,16 @@ std::optional<Bytes> albumLookup(TarnInterface& client, const std::string& track
 
 // The name of the first album that the server has for the track.
 std::optional<std::string> lookUpAlbum(TarnInterface& client, const std::optional<Url>& url, const std::string& trackId,
-                                       Services& services, ErrorSlot& error,
-                                       std::optional<NSMutableURLRequest_MultipartFormRequest>& request) {
+                                       Services& services, ErrorSlot& error) {
+    NSMutableURLRequest_MultipartFormRequest request(url);
     {
         const auto lookup = albumLookup(client, trackId, services.log, error);
         if (!lookup) return std::nullopt;
-        request.emplace(url).addFormData(*lookup, TarnInterface::getFormBoundary(), TarnInterface::getFormName());
+        request.addFormData(*lookup, TarnInterface::getFormBoundary(), TarnInterface::getFormName());
     }
-    const auto body = requestAlbum(*request, services, error);
+    const auto body = requestAlbum(request, services, error);
     if (!body) return std::nullopt;
-    // Only the list counts: an answer that cannot be parsed leaves the album out.
+    // An answer that cannot be parsed leaves the album out, and changes nothing else.
     auto albums = client.parseResponse(*body, error);
     if (!albums) return std::nullopt;
     for (auto& album : *albums) {
@@ -59,7 +60,7 @@ std::optional<std::string> lookUpAlbum(TarnInterface& client, const std::optiona
     return std::nullopt;
 }
 
-// Values go in exactly as received: nothing is escaped, on purpose, even where the document then is not well-formed.
+// Values are written exactly as received, without escaping, on purpose: the document may not be well-formed.
 void addElement(TextPieces& text, const char* opening, const std::optional<std::string>& value, const char* closing) {
     if (!value) return;
     text.add(opening);
@@ -70,17 +71,16 @@ void addElement(TextPieces& text, const char* opening, const std::optional<std::
 } // namespace
 
 void writeMatchReport(TarnInterface& client, const std::optional<Url>& url, const MusicLookupResponse& match,
-                      Services& services, ErrorSlot& error,
-                      std::optional<NSMutableURLRequest_MultipartFormRequest>& albumRequest) {
+                      Services& services, ErrorSlot& error) {
     std::optional<std::string> album;
     if (match.trackId) {
         try {
-            album = lookUpAlbum(client, url, *match.trackId, services, error, albumRequest);
+            album = lookUpAlbum(client, url, *match.trackId, services, error);
         } catch (const std::bad_alloc&) {
             services.log.write("Out of memory while looking up the album: the report leaves it out");
         }
     }
-    // From pieces, so that what is known is printed even when there is no memory left.
+    // In pieces, so that the report is printed even if there is no memory left.
     TextPieces report = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n";
     addElement(report, "<album>", album, "</album>\n");
     addElement(report, "<name>", match.artistName, "</name>\n");

@@ -3,10 +3,9 @@
 #pragma once
 
 #include "MusicLookupResponse.h"
-#include "NSMutableURLRequest_MultipartFormRequest.h"
 #include "TarnInterface.h"
-#include "platform/Error.h"
-#include "platform/Services.h"
+#include "platform/error.h"
+#include "platform/services.h"
 
 #include <optional>
 
@@ -14,9 +13,7 @@ namespace tarn {
 
 // Writes the report to standard output, whole. When the match has a track id, a second request to the same URL asks for
 // the album's name; whatever fails there, memory included, is logged and leaves the album out.
-// albumRequest: where that request is made, to stay there.
 void writeMatchReport(TarnInterface& client, const std::optional<Url>& url, const MusicLookupResponse& match,
-                      Services& services, ErrorSlot& error,
-                      std::optional<NSMutableURLRequest_MultipartFormRequest>& albumRequest);
+                      Services& services, ErrorSlot& error);
 
 } // namespace tarn

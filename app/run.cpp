@@ -5,8 +5,9 @@
 #include "TarnInterface.h"
 #include "error_text.h"
 #include "match_report.h"
-#include "platform/Wipe.h"
+#include "platform/wipe.h"
 
+#include <list>
 #include <new>
 #include <optional>
 #include <string>
@@ -21,22 +22,11 @@ constexpr std::string_view kEncodeOption = "-e";
 constexpr const char* kUserId = "QOPX";
 constexpr int32_t kFingerprintCount = 3;
 
-// What a recognition makes. It is never destroyed: the process ends right after, and giving everything back one by
-// one would only delay it. The runs hang on each other so that all stay reachable, and a leak check finds real leaks
-// alone. On the error paths even the library handle stays open.
-struct Run {
-    Run* previous = nullptr;
-    std::optional<TarnInterface> client;
-    std::optional<NSMutableURLRequest_MultipartFormRequest> request;
-    std::optional<NSMutableURLRequest_MultipartFormRequest> albumRequest; // none without a track id
-};
-
-Run& startRun() {
-    static Run* lastRun = nullptr;
-    Run* run = new Run;
-    run->previous = lastRun;
-    lastRun = run;
-    return *run;
+// The clients of all runs of this process. They are never destroyed: on the error paths a client keeps its library
+// handle open, and a leak check must not take that for a leak.
+std::list<TarnInterface>& clients() {
+    static auto* const all = new std::list<TarnInterface>;
+    return *all;
 }
 
 int usageError(Services& services) {
@@ -56,9 +46,8 @@ int encode(std::string rawText, Services& services) {
 }
 
 int recognise(const std::string& key, const std::string& host, const std::string& path, Services& services, int& step) {
-    Run& run = startRun();
     ErrorSlot error;
-    TarnInterface& client = run.client.emplace(services, key, kUserId, host, kFingerprintCount, false, error);
+    TarnInterface& client = clients().emplace_back(services, key, kUserId, host, kFingerprintCount, false, error);
     if (error) return failed(services, "Error Initialising", *error, kRunInitFailed);
 
     step = kRunFingerprintFailed;
@@ -67,7 +56,7 @@ int recognise(const std::string& key, const std::string& host, const std::string
 
     step = kRunTransportFailed;
     const auto url = client.getRequestURL();
-    auto& request = run.request.emplace(url);
+    NSMutableURLRequest_MultipartFormRequest request(url);
     request.addFormData(*fingerprint, TarnInterface::getFormBoundary(), TarnInterface::getFormName());
     std::optional<HTTPURLResponse> response;
     auto body = services.urlLoading.sendSynchronousRequest(request, response, error);
@@ -83,12 +72,12 @@ int recognise(const std::string& key, const std::string& host, const std::string
     }
 
     step = kRunParseFailed;
-    if (body) { // present, if empty: an empty body is one that cannot be parsed
+    if (body) { // also an empty one, which cannot be parsed
         const auto matches = client.parseResponse(*body, error);
         if (error) return failed(services, "Error parsing fingerprint response", *error, kRunParseFailed);
-        body.reset(); // it may be large, and so may the album's
+        body.reset(); // it may be large, and the album's answer too
         if (matches && !matches->empty()) {
-            writeMatchReport(client, url, matches->front(), services, error, run.albumRequest);
+            writeMatchReport(client, url, matches->front(), services, error);
         }
     }
     client.shutdown();
@@ -102,7 +91,7 @@ int recognise(const std::string& key, const std::string& host, const std::string
 
 int runSteps(std::span<const char* const> arguments, Services& services, int& step) {
     if (arguments.size() < 3) return usageError(services);
-    // Whatever begins with the option is the option.
+    // Any argument that begins with the option counts as the option.
     const bool isEncoding = std::string_view(arguments[1]).starts_with(kEncodeOption);
     if (!isEncoding && arguments.size() < 4) return usageError(services);
     step = kRunInitFailed;
@@ -113,11 +102,11 @@ int runSteps(std::span<const char* const> arguments, Services& services, int& st
 } // namespace
 
 int runTarn(std::span<const char* const> arguments, Services& services) {
-    int step = kRunUsageError; // what the run returns when memory ends it: the value of the step that it is in
+    int step = kRunUsageError; // the status if memory runs out: that of the current step
     try {
         return runSteps(arguments, services, step);
     } catch (const std::bad_alloc&) {
-        services.log.write("Out of memory"); // the log needs none
+        services.log.write("Out of memory"); // needs no memory
         return step;
     }
 }

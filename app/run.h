@@ -2,7 +2,7 @@
 // One run of the tool.
 #pragma once
 
-#include "platform/Services.h"
+#include "platform/services.h"
 
 #include <span>
 
@@ -18,9 +18,9 @@ constexpr int kRunNoGoodResponse = -5;
 constexpr int kRunParseFailed = -6;
 constexpr int kRunOutputFailed = -7; // the recognition ran, but what it says could not be written
 
-// arguments: the program's name, then the command line. Without memory a run ends with a line in the log and the value
-// of the step that it was in; making a key then counts as initialising. From the first match on, a run needs no memory:
-// what the lookup of the album lacks leaves the album out of the report.
+// arguments: the program's name, then the command line. A run that lacks memory ends with a line in the log and the
+// status of its current step; making a key counts as initialising. From the first match on, a lack of memory only
+// leaves the album out of the report.
 int runTarn(std::span<const char* const> arguments, Services& services);
 
 } // namespace tarn

@@ -10,26 +10,26 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
 
-# Warnings are errors in our presets alone: the next compiler, which knows more of them, must not stop a build.
+# Warnings are errors only in our presets: a newer compiler, which has more warnings, must not stop a build.
 add_library(tarn_options INTERFACE)
 target_compile_options(tarn_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wformat=2
     $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-    # At -O3 it takes the standard library's own concatenation of strings for overlapping copies (its bug 105651).
+    # At -O3 it warns of overlapping copies in the standard library's concatenation of strings (its bug 105651).
     target_compile_options(tarn_options INTERFACE $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CONFIG:Release>>:-Wno-restrict>)
 endif()
 if(TARN_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
-# What is installed is hardened: stack protector, checked copies, addresses that are laid out anew and tables that
-# cannot be written. Sanitizers replace some of it, and checked copies need optimisation.
+# Release builds are hardened: stack protector, checked copies, random addresses and read-only relocation tables.
+# Sanitizers replace some of it, and checked copies need optimisation.
 set(hardened $<CONFIG:Release,RelWithDebInfo,MinSizeRel>,$<NOT:$<BOOL:${TARN_SANITIZE}>>)
 add_compile_options("$<$<AND:${hardened}>:-fstack-protector-strong;-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 add_link_options($<$<AND:${hardened}>:-Wl,-z,relro,-z,now>)
-# Programs, and the libraries that go into programs alone. Not by CMake's own property, which would compile the latter as
-# if their functions could be replaced.
+# Programs, and the libraries that only programs contain. CMake's own property is not used: with it, the libraries would
+# be compiled as if their functions could be replaced.
 add_compile_options($<$<AND:${hardened},$<NOT:$<BOOL:$<TARGET_PROPERTY:POSITION_INDEPENDENT_CODE>>>>:-fPIE>)
 add_link_options($<$<AND:${hardened},$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-pie>)
 if(TARN_COVERAGE)

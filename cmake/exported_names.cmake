@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# write_exported_names(HEADER MAP): the linker's list of what a shared library shows, made of the names that HEADER
-# declares with KVX_API: nothing of the standard library's templates, and nothing internal.
+# write_exported_names(HEADER MAP): writes the linker's list of the names that a shared library exports: those that
+# HEADER declares with KVX_API, and so neither the standard library's templates nor anything internal.
 function(write_exported_names header map)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
     file(STRINGS ${header} declarations REGEX "^KVX_API ")

@@ -21,13 +21,13 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/kvx-config-version.
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kvx-config.cmake ${CMAKE_CURRENT_BINARY_DIR}/kvx-config-version.cmake
     DESTINATION ${kvx_config_dir} COMPONENT kvx)
 
-# The prefix is known only when the library is installed, and the directories may lie outside it. The paths are written
-# out without "..", because pkg-config leaves away -I/usr/include and its like only where it recognises them.
+# The prefix is known only when the library is installed, and the directories may lie outside it. The paths have no
+# "..", because pkg-config drops -I/usr/include and the like only if it recognises them.
 set(cxx_runtime "-lstdc++ -lm")
 if(BUILD_SHARED_LIBS)
     set(kvx_pc_private_libs ${cxx_runtime})
 else()
-    set(kvx_pc_libs " ${cxx_runtime}") # there is the archive alone
+    set(kvx_pc_libs " ${cxx_runtime}") # there is only the archive
 endif()
 configure_file(${CMAKE_CURRENT_LIST_DIR}/write_kvx_pc.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/write_kvx_pc.cmake @ONLY)
 install(SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/write_kvx_pc.cmake COMPONENT kvx)

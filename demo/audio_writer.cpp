@@ -51,7 +51,7 @@ void writeSound(const fs::path& path, const Sound& sound, FileFormat format, dou
     if (!file) throw std::runtime_error(path.string() + ": " + sf_strerror(nullptr));
     if (format == FileFormat::kOgg) sf_command(file.get(), SFC_SET_VBR_ENCODING_QUALITY, &quality, sizeof quality);
     const auto frames = sound.samples.size() / static_cast<size_t>(sound.channels);
-    constexpr size_t kPieceFrames = 4096; // the Vorbis encoder takes a piece onto its stack
+    constexpr size_t kPieceFrames = 4096; // the Vorbis encoder copies a piece to its stack
     for (size_t at = 0; at < frames; at += kPieceFrames) {
         const auto count = static_cast<sf_count_t>(std::min(kPieceFrames, frames - at));
         const int16_t* piece = sound.samples.data() + at * static_cast<size_t>(sound.channels);
@@ -63,7 +63,7 @@ void writeSound(const fs::path& path, const Sound& sound, FileFormat format, dou
 
 void writeTags(const fs::path& path, const server::Tags& tags) {
     TagLib::FileRef file(path.c_str(), false);
-    if (file.isNull()) throw std::runtime_error(path.string() + ": no tags can be written");
+    if (file.isNull()) throw std::runtime_error(path.string() + ": cannot be opened for writing tags");
     TagLib::PropertyMap properties = file.file()->properties();
     const auto put = [&](const char* name, const std::string& value) {
         if (!value.empty()) properties.replace(name, TagLib::StringList(text(value)));
@@ -75,7 +75,7 @@ void writeTags(const fs::path& path, const server::Tags& tags) {
     put("TRACKNUMBER", tags.number == 0 ? "" : std::to_string(tags.number));
     put("DATE", tags.year == 0 ? "" : std::to_string(tags.year));
     file.file()->setProperties(properties);
-    if (!file.save()) throw std::runtime_error(path.string() + ": the tags cannot be written");
+    if (!file.save()) throw std::runtime_error(path.string() + ": the tags cannot be saved");
 }
 
 std::vector<fs::path> writeCollection(const fs::path& folder, uint64_t seed, uint32_t count, double seconds, int rateHz,

@@ -13,10 +13,10 @@ enum class FileFormat { kWav, kFlac, kOgg };
 
 // Throws std::runtime_error.
 void writeSound(const std::filesystem::path& path, const Sound& sound, FileFormat format, double quality = 0.4);
-// Into a file that is there. Empty ones, and numbers of 0, are left out.
+// Writes tags into an existing file. Empty texts and numbers of 0 are left out.
 void writeTags(const std::filesystem::path& path, const server::Tags& tags);
 
-// A collection of `count` pieces in folders by artist and album; the formats take turns. The paths, in order.
+// Writes `count` pieces into folders by artist and album, in alternating formats. Returns the paths in order.
 std::vector<std::filesystem::path> writeCollection(const std::filesystem::path& folder, uint64_t seed, uint32_t count,
                                                    double seconds, int rateHz, int channels);
 

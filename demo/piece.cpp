@@ -62,7 +62,7 @@ class Composer {
         const double barSeconds = beatSeconds_ * kBeatsPerBar;
         const double end = static_cast<double>(left_.size()) / rateHz_;
         for (int bar = 0; bar * barSeconds < end; ++bar) {
-            if (bar % 8 == 7) harmony_[static_cast<size_t>(dice_.below(8))] = dice_.below(7); // it moves on
+            if (bar % 8 == 7) harmony_[static_cast<size_t>(dice_.below(8))] = dice_.below(7); // the harmony changes
             playBar(bar * barSeconds, harmony_[static_cast<size_t>(bar % 8)], bar);
         }
     }
@@ -117,7 +117,7 @@ class Composer {
             const double at = start + eighth * beatSeconds_ / 2;
             if (dice_.chance(0.55)) {
                 melody_ = std::clamp(melody_ + dice_.below(5) - 2, 0, 13);
-                // On the beat the melody keeps to the chord.
+                // On the beat the melody plays a note of the chord.
                 const int degree = eighth % 4 == 0 ? root + 2 * dice_.below(3) : melody_;
                 playNote(kMelody, hertz(degree, 2), at, beatSeconds_ * dice_.between(0.4, 1.2));
             }
@@ -134,7 +134,7 @@ class Composer {
         for (size_t p = 0; p < voice.partials.size(); ++p) {
             const double partial = frequency * static_cast<double>(p + 1);
             if (partial > 0.45 * rateHz_) break;
-            // A rotating vector: one multiplication a sample in place of a sine.
+            // A rotating vector: one multiplication for each sample instead of a sine.
             const double step = kTurn * partial / rateHz_;
             double sine = 0;
             double cosine = 1;
@@ -204,7 +204,7 @@ server::Tags tagsOfPiece(uint64_t seed, uint32_t index) {
     const uint32_t album = index / kPiecesPerAlbum;
     const auto word = static_cast<uint32_t>(index + seed);
     server::Tags tags;
-    // Two cycles of 12 words, the second shifted at each turn: 144 titles before one comes again.
+    // Two cycles of 12 words, the second shifted at each turn, give 144 titles before one is repeated.
     tags.title = std::string(kFirstWords[word % kFirstWords.size()]) + " " +
                  kSecondWords[(word + word / kFirstWords.size()) % kSecondWords.size()];
     tags.artist = tags.albumArtist = kPlayers[album % kPlayers.size()];

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library's memory hooks for programs that run millions of times: blocks are cut from one piece of memory, never
-// used twice within a run, and everything around and behind them is poisoned for the address sanitizer. A tenth of what
-// the sanitizer's own allocator costs.
+// The library's memory hooks for programs that run millions of times. Blocks are cut from one piece of memory and never
+// reused within a run, and the memory around them is poisoned for the address sanitizer. This costs a tenth of the
+// sanitizer's own allocator.
 #pragma once
 
 #include "core/handle.h"
@@ -16,7 +16,7 @@
 
 namespace fuzz {
 
-// While one lives, KVXMalloc and KVXFree go through it; one at a time. Its end takes all blocks back.
+// While one exists, KVXMalloc and KVXFree use it; one at a time. Its destructor releases all blocks.
 class ArenaHooks {
   public:
     ArenaHooks() {
@@ -36,7 +36,7 @@ class ArenaHooks {
 
     // Blocks taken and not yet returned.
     size_t live() const { return theArena().live; }
-    // Returned blocks that are not live: always a fault.
+    // Returned blocks that were not taken, or returned before: always a fault.
     size_t strayFrees() const { return theArena().strayFrees; }
 
   private:
@@ -52,22 +52,22 @@ class ArenaHooks {
             ASAN_POISON_MEMORY_REGION(bytes, kSlots * kSlotBytes);
         }
         uint8_t* bytes;
-        // By the slot at which a block begins: its size and 1; kNoBlock where none does.
+        // For the slot at which a block begins: its size plus 1; kNoBlock for any other.
         std::unique_ptr<uint32_t[]> sizes = std::make_unique<uint32_t[]>(kSlots);
         size_t usedSlots = 0;
         size_t live = 0;
         size_t strayFrees = 0;
     };
     static Arena& theArena() {
-        static Arena& arena = *new Arena; // for as long as the process lives
+        static Arena& arena = *new Arena; // never destroyed
         return arena;
     }
 
     static void* allocate(size_t size) {
         Arena& arena = theArena();
-        // A slot at least lies between two blocks.
+        // At least one slot lies between two blocks.
         const size_t slots = size / kSlotBytes + 2;
-        REQUIRE(slots < kSlots - arena.usedSlots); // an input cannot want that much
+        REQUIRE(slots < kSlots - arena.usedSlots); // no input needs that much
         uint8_t* block = arena.bytes + arena.usedSlots * kSlotBytes;
         arena.sizes[arena.usedSlots] = static_cast<uint32_t>(size) + 1;
         arena.usedSlots += slots;
@@ -90,8 +90,8 @@ class ArenaHooks {
     }
 };
 
-// A handle with the plainest methods of signing and a device identity. Its host name is the system's: it goes back
-// there past the hooks.
+// A handle with the simplest methods of signing and a device identity. Its host name comes from the system's allocator
+// and goes back there, not through the hooks.
 struct HandleShutdown {
     void operator()(KVXHandle* handle) const { KVXShutdown(&handle); }
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What every fuzz target shares. A target states what must hold with REQUIRE, which ends the run in every build type.
+// Shared by all fuzz targets. A target states what must hold with REQUIRE, which ends the run in every build type.
 #pragma once
 
 #include <cstddef>

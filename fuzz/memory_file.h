@@ -14,13 +14,13 @@ namespace fuzz {
 class MemoryFile {
   public:
     MemoryFile() : descriptor_(memfd_create("input", MFD_CLOEXEC)) {
-        if (descriptor_ < 0) throw std::runtime_error("no file in memory");
+        if (descriptor_ < 0) throw std::runtime_error("a file in memory cannot be created");
     }
     ~MemoryFile() { close(descriptor_); }
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
 
-    // The file's whole content from now on.
+    // Replaces the file's content.
     void hold(std::span<const uint8_t> bytes) {
         if (ftruncate(descriptor_, 0) != 0 ||
             pwrite(descriptor_, bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {

@@ -14,7 +14,7 @@ constexpr int kNoSystem = 71; // EX_OSERR
 void openStandardDescriptors() noexcept {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF) continue;
-        // The lowest free number is this one, for those below it are open.
+        // The system gives the lowest free number, which is this one: those below it are open.
         if (open("/dev/null", O_RDWR) != descriptor) _exit(kNoSystem);
     }
 }

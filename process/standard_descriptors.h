@@ -4,9 +4,9 @@
 
 namespace tarn {
 
-// Opens /dev/null in the place of each of the descriptors 0 to 2 that is closed. Otherwise the next file or socket that
-// the program opens would get the number, and what the program prints would go into it. Ends the program with status 71
-// where there is no /dev/null.
+// Opens /dev/null as each of the descriptors 0 to 2 that is closed. Otherwise the next file or socket that the program
+// opens would get that number, and what the program prints would go into it. Ends the program with status 71 if there
+// is no /dev/null.
 void openStandardDescriptors() noexcept;
 
 } // namespace tarn

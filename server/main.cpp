@@ -7,6 +7,7 @@
 #include "commands/state_paths.h"
 #include "commands/transfer.h"
 #include "commands/unknown_command.h"
+#include "http/trusted_proxies.h"
 #include "kvx.h"
 #include "matching/catalogue_recogniser.h"
 #include "standard_descriptors.h"
@@ -58,6 +59,7 @@ class Commands {
         CLI::App* made = command(app_, name, help, std::move(action));
         made->add_option("--catalogue,--catalog", catalogue_,
                          "Catalogue: a folder, or redis://HOST:PORT[,HOST:PORT...]")
+            ->type_name("PLACE")
             ->capture_default_str();
         return made;
     }
@@ -68,14 +70,10 @@ class Commands {
                                              add_.progressBar = ::isatty(STDOUT_FILENO) == 1;
                                              return runAdd(add_, out_, err_);
                                          }));
-        add->add_option("PATH", add_.paths, "Audio files, and folders of them")->required();
-        add->add_option("--workers", add_.workers, "Threads that decode; 0: one for each processor")
-            ->check(CLI::Range(0, 1024))
-            ->capture_default_str();
+        argument(*add, "PATH", add_.paths, "Audio files, and folders of them");
+        addNumber(*add, "--workers", add_.workers, 0, 1024, "Threads that decode; 0: one for each processor");
         addGramLetters(*add, add_.gramLetters, "Letters of a gram in a new catalogue, 5 to 7; 0: as usual");
-        add->add_option("--batch", add_.batchFiles, "Files that are committed together")
-            ->check(CLI::Range(1, 10'000))
-            ->capture_default_str();
+        addNumber(*add, "--batch", add_.batchFiles, 1, 10'000, "Files that are committed together");
     }
 
     void addServe() {
@@ -89,18 +87,24 @@ class Commands {
             const std::jthread warming([&](const std::stop_token& stop) { recogniser.warmUp(stop); });
             return runServe(serve_, setup, recogniser, out_, err_);
         });
-        serve->add_option("--listen", serve_.listen, "ADDRESS:PORT; port 0 picks a free one")->capture_default_str();
-        serve
-            ->add_option("--workers", serve_.limits.workers,
-                         "Threads that ask the catalogue; 0: one for each processor")
-            ->check(CLI::Range(0, 1024))
+        serve->add_option("--listen", serve_.listen, "Where to listen; port 0 picks a free one")
+            ->type_name("HOST:PORT")
             ->capture_default_str();
+        serve
+            ->add_option("--trusted-proxy", serve_.trustedProxies,
+                         "Proxy whose last address in X-Forwarded-For is the client's, for the log")
+            ->type_name("ADDRESS")
+            ->check([](const std::string& text) {
+                return usualAddress(text) ? "" : text + " is not an address; give one as in 127.0.0.1";
+            });
         HttpLimits& limits = serve_.limits;
-        addCount(*serve, "--connections", limits.connections, 1, 100'000, "Connections at once");
-        addCount(*serve, "--connections-per-address", limits.connectionsPerAddress, 0, 100'000,
-                 "Connections at once from one address; 0: no limit");
-        addCount(*serve, "--packet-bytes", limits.packetBytes, 1024, 4 * 1024 * 1024, "Longest packet");
-        addCount(*serve, "--waiting", limits.waiting, 1, 1'000'000, "Admitted requests that wait for a worker");
+        addNumber(*serve, "--workers", limits.workers, 0, 1024,
+                  "Threads that ask the catalogue; 0: one for each processor");
+        addNumber(*serve, "--connections", limits.connections, 1, 100'000, "Connections at once");
+        addNumber(*serve, "--connections-per-address", limits.connectionsPerAddress, 0, 100'000,
+                  "Connections at once from one address; 0: no limit");
+        addNumber(*serve, "--packet-bytes", limits.packetBytes, 1024, 4 * 1024 * 1024, "Bytes of the longest packet");
+        addNumber(*serve, "--waiting", limits.waiting, 1, 1'000'000, "Admitted requests that wait for a worker");
         addSeconds(*serve, "--request-seconds", limits.requestTime, "To send a request, and to take its answer");
         addSeconds(*serve, "--waiting-seconds", limits.waitingTime, "For an admitted request to wait for a worker");
         addSeconds(*serve, "--stopping-seconds", limits.stoppingTime, "For what is in flight when the service ends");
@@ -108,12 +112,26 @@ class Commands {
     }
 
     static void addGramLetters(CLI::App& command, unsigned& value, const char* help) {
-        command.add_option("--gram-letters", value, help)->check(CLI::IsMember({0, 5, 6, 7}))->capture_default_str();
+        command.add_option("--gram-letters", value, help)
+            ->type_name("N")
+            ->check(CLI::IsMember({0, 5, 6, 7}).description(""))
+            ->capture_default_str();
     }
 
-    static void addCount(CLI::App& command, const char* name, size_t& value, size_t least, size_t most,
-                         const char* help) {
-        command.add_option(name, value, help)->check(CLI::Range(least, most))->capture_default_str();
+    // An argument without "--" in front. The name says what it is, so the help shows no type beside it.
+    template <class Value>
+    static void argument(CLI::App& command, const char* name, Value& value, const char* help) {
+        command.add_option(name, value, help)->type_name("")->required();
+    }
+
+    // The help shows the bounds after the text: the validators' own words for them would stand in the option's name.
+    template <class Number>
+    static void addNumber(CLI::App& command, const char* name, Number& value, size_t least, size_t most,
+                          const std::string& help) {
+        command.add_option(name, value, help + " (" + std::to_string(least) + " to " + std::to_string(most) + ")")
+            ->type_name("N")
+            ->check(CLI::Range(least, most).description(""))
+            ->capture_default_str();
     }
 
     static void addSeconds(CLI::App& command, const char* name, std::chrono::milliseconds& value, const char* help) {
@@ -124,7 +142,8 @@ class Commands {
                     value = std::chrono::round<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
                 },
                 help)
-            ->check(CLI::Range(0.01, 3600.0))
+            ->type_name("SECONDS")
+            ->check(CLI::Range(0.01, 3600.0).description(""))
             ->default_str(std::to_string(value.count() / 1000));
     }
 
@@ -134,36 +153,30 @@ class Commands {
             accountAdd_.accounts = accounts_;
             return runAccountAdd(accountAdd_, out_, err_);
         }));
-        add->add_option("--name", accountAdd_.name, "Whose it is");
-        add->add_option("--encryption", accountAdd_.encryptionMethod, "1 none, 2 byte rotation, 3 block cipher")
-            ->check(CLI::Range(1, 3))
-            ->capture_default_str();
-        add->add_option("--checksum", accountAdd_.checksumMethod, "2 byte sum, 3 digest")
-            ->check(CLI::Range(2, 3))
-            ->capture_default_str();
+        add->add_option("--name", accountAdd_.name, "Whose it is")->type_name("NAME");
+        addNumber(*add, "--encryption", accountAdd_.encryptionMethod, 1, 3, "1 none, 2 byte rotation, 3 block cipher");
+        addNumber(*add, "--checksum", accountAdd_.checksumMethod, 2, 3, "2 byte sum, 3 digest");
         addAccountsOption(*add);
         addAccountsOption(*command(*account, "list", "List the accounts, without their keys",
                                    [this] { return runAccountList(accounts_, out_, err_); }));
         CLI::App* remove = command(*account, "remove", "Remove an account",
                                    toTheEnd([this] { return runAccountRemove(accounts_, accountId_, out_, err_); }));
-        remove->add_option("ID", accountId_, "Number of the account")->required();
+        argument(*remove, "ID", accountId_, "Number of the account");
         addAccountsOption(*remove);
     }
 
     void addAccountsOption(CLI::App& command) {
-        command.add_option("--accounts", accounts_, "File of the accounts")->capture_default_str();
+        command.add_option("--accounts", accounts_, "File of the accounts")->type_name("FILE")->capture_default_str();
     }
 
     void addCatalogue() {
         catalogueCommand("list", "List the recordings", [this] { return runList(catalogue_, out_, err_); });
-        catalogueCommand("show", "Show all that is known of a recording",
-                         [this] { return runShow(catalogue_, name_, out_, err_); })
-            ->add_option("ID", name_, "Number or track id")
-            ->required();
-        catalogueCommand("remove", "Remove a recording",
-                         toTheEnd([this] { return runRemove(catalogue_, name_, out_, err_); }))
-            ->add_option("ID", name_, "Number or track id")
-            ->required();
+        argument(*catalogueCommand("show", "Show all that is known of a recording",
+                                   [this] { return runShow(catalogue_, name_, out_, err_); }),
+                 "ID", name_, "Number or track id");
+        argument(*catalogueCommand("remove", "Remove a recording",
+                                   toTheEnd([this] { return runRemove(catalogue_, name_, out_, err_); })),
+                 "ID", name_, "Number or track id");
         catalogueCommand("check", "Look for damage", [this] {
             return runCheck(catalogue_, deep_, out_, err_);
         })->add_flag("--deep", deep_, "Read every list, too, and compare them with the recordings");
@@ -173,24 +186,20 @@ class Commands {
                              toTheEnd([this] { return runCompact(catalogue_, compaction_, out_, err_); }));
         compact->add_flag("--purge", compaction_.anew, "Make the lists anew from the recordings; damaged ones go");
         addGramLetters(*compact, compaction_.gramLetters, "Letters of a gram from now on, 5 to 7; 0: as they are");
-        catalogueCommand("backup", "Copy the catalogue while it is used",
-                         toTheEnd([this] { return runBackup(catalogue_, name_, out_, err_); }))
-            ->add_option("FOLDER", name_, "Where the copy goes: a folder that is new or empty")
-            ->required();
-        catalogueCommand("restore", "Make the catalogue from a backup, where there is none",
-                         toTheEnd([this] { return runRestore(catalogue_, name_, out_, err_); }))
-            ->add_option("FOLDER", name_, "Where the copy lies")
-            ->required();
+        argument(*catalogueCommand("backup", "Copy the catalogue while it is used",
+                                   toTheEnd([this] { return runBackup(catalogue_, name_, out_, err_); })),
+                 "FOLDER", name_, "Where the copy goes: a folder that is new or empty");
+        argument(*catalogueCommand("restore", "Make the catalogue from a backup, where there is none",
+                                   toTheEnd([this] { return runRestore(catalogue_, name_, out_, err_); })),
+                 "FOLDER", name_, "Where the copy lies");
         catalogueCommand("export", "Print every recording as a line of JSON",
                          [this] { return runExport(catalogue_, out_, err_); });
-        catalogueCommand("import", "Add recordings that were exported",
-                         toTheEnd([this] { return runImport(catalogue_, name_, std::cin, out_, err_); }))
-            ->add_option("FILE", name_, "The lines; -: standard input")
-            ->required();
-        catalogueCommand("identify", "Recognise a file without a server, and say why",
-                         [this] { return runIdentify(catalogue_, name_, out_, err_); })
-            ->add_option("FILE", name_, "An audio file")
-            ->required();
+        argument(*catalogueCommand("import", "Add recordings that were exported",
+                                   toTheEnd([this] { return runImport(catalogue_, name_, std::cin, out_, err_); })),
+                 "FILE", name_, "The lines; -: standard input");
+        argument(*catalogueCommand("identify", "Recognise a file without a server, and say why",
+                                   [this] { return runIdentify(catalogue_, name_, out_, err_); }),
+                 "FILE", name_, "An audio file");
     }
 
     CLI::App& app_;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The working half of the accuracy bench (bench/accuracy/run is the other).
+// The part of the accuracy measurement that is C++; bench/accuracy/run calls it.
 //
 //   accuracy_tool index CATALOGUE WAV...   adds recordings; the content hash is the file's name
 //   accuracy_tool code                   reads lines "KEY TAB WAV TAB START TAB LENGTH", in seconds, writes "KEY TAB
@@ -12,9 +12,9 @@
 //                                        the same among COUNT catalogues of SIZE of its recordings, drawn at random:
 //                                        each is asked for what it holds, and for its turn of the rest; then 1 or 0
 //                                        the evidence: whether it holds the piece
-//   accuracy_tool pairs CATALOGUE          reads what code wrote; writes how often letters of a query stand against
-//   letters
-//                                        of its recording, for bench/accuracy/scores
+//   accuracy_tool pairs CATALOGUE          reads what code wrote; writes how often each letter of a query is aligned
+//   with
+//                                          each letter of its recording, for bench/accuracy/scores
 #include "catalogue/catalogue.h"
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
@@ -51,7 +51,7 @@ struct SndClose {
 };
 
 struct Sound {
-    SF_INFO info = {}; // filled by the opening below
+    SF_INFO info = {}; // filled when the file is opened
     std::unique_ptr<SNDFILE, SndClose> file;
     explicit Sound(const std::string& path) : file(sf_open(path.c_str(), SFM_READ, &info)) {
         if (file == nullptr) throw std::runtime_error(path + ": cannot be read");
@@ -59,7 +59,7 @@ struct Sound {
     uint32_t durationMs() const { return static_cast<uint32_t>(info.frames * 1000 / info.samplerate); }
 };
 
-// Interleaved; this many seconds from there on, or what there is of them.
+// Interleaved; this many seconds from there on, or as many as there are.
 std::vector<int16_t> pcmOf(Sound& sound, double start, double length) {
     const auto framesIn = [&](double seconds) {
         return static_cast<sf_count_t>(std::llround(seconds * sound.info.samplerate));
@@ -108,8 +108,8 @@ std::vector<int16_t> headerAsSamples(const SF_INFO& info, size_t sampleCount) {
     return words;
 }
 
-// What a client sends of a WAV file that holds these samples: it takes the header for audio, counts whole seconds, and
-// feeds blocks of 1024 bytes, the last of them filled up with what the one before left there.
+// The query that a client sends for a WAV file with these samples: the client treats the header as audio, counts whole
+// seconds, and feeds blocks of 1024 bytes; the last block is padded with what the one before left there.
 FingerprintQuery codedFile(const Sound& sound, const std::vector<int16_t>& pcm) {
     constexpr size_t kBlock = 512;     // samples
     constexpr size_t kMaxSeconds = 31; // more than is coded
@@ -244,7 +244,7 @@ int judgeAmongFew(const std::string& catalogue, size_t size, size_t count) {
     return 0;
 }
 
-// Which letters of one codebook's strings stand against each other, and which against nothing.
+// Counts which letters of one codebook's strings are aligned with each other, and which with a gap.
 struct PairCounts {
     std::array<std::array<uint64_t, kLetters>, kLetters> pair = {};
     std::array<uint64_t, kLetters> queryAlone = {};
@@ -286,8 +286,8 @@ struct PairCounts {
 };
 
 int countPairs(const std::string& catalogue) {
-    constexpr int64_t kNearMs = 4000;   // so far off a place may be that still is the right one
-    constexpr double kAlignable = 80.0; // bits; below, letters stand where they do by chance
+    constexpr int64_t kNearMs = 4000;   // how far off a right place may be
+    constexpr double kAlignable = 80.0; // bits; with fewer, the alignment may be chance
     constexpr int64_t kMarginFrames = 250;
     std::map<std::string, Recording> recordings;
     CatalogueReader(catalogue).forEach([&](const Recording& r) { recordings[r.contentHash] = r; });

@@ -25,7 +25,7 @@ void print(const std::string& name, double value) { std::printf("%s\t%.4f\n", na
 std::string chromaprintCodes(int rateHz) {
     ChromaprintContext* context = chromaprint_new(CHROMAPRINT_ALGORITHM_DEFAULT);
     quitUnless(chromaprint_start(context, rateHz, bench::kChannels) == 1, "libchromaprint does not start");
-    // Its samples are of 16 bits as well, and a vector's storage is aligned for them.
+    // It takes 16-bit samples too, and a vector's storage is aligned for them.
     const auto* samples = reinterpret_cast<const int16_t*>(static_cast<const void*>(bench::recording(rateHz).data()));
     constexpr size_t kBlock = bench::kBlockBytes / sizeof(int16_t);
     for (size_t at = 0; at + kBlock <= bench::codedBytes(rateHz) / sizeof(int16_t); at += kBlock)
@@ -39,7 +39,7 @@ std::string chromaprintCodes(int rateHz) {
     return codes;
 }
 
-// In turns, so that what else the machine does falls on all alike.
+// In turns, so that other load on the machine affects all equally.
 void compareEngines(int rounds, int rateHz, const std::string& prefix) {
     const kvxtest::Handle handle = kvxtest::makeHandle();
     const auto lanes = kvx::availableLanes();
@@ -70,7 +70,7 @@ void compareEngines(int rounds, int rateHz, const std::string& prefix) {
     print(prefix + "libchromaprint", bench::median(chromaprint));
 }
 
-// Sessions of one thread on a handle of its own; gives their CPU time.
+// Runs the sessions of one thread on a handle of its own; returns their CPU time.
 double codeMany(int sessions) {
     const kvxtest::Handle handle = kvxtest::makeHandle();
     return bench::cpuMsOf(
@@ -89,10 +89,10 @@ double wallMsOf(int threads, int sessions) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - before).count();
 }
 
-// Files per second of two threads in terms of one's: by the clock on the wall, and by CPU time, which also holds on a
-// machine that is busy.
+// Files per second of two threads as a multiple of one thread's: by wall time, and by CPU time, which a busy machine
+// changes less.
 void compareThreads(int rounds) {
-    constexpr int kSessions = 200; // so many that starting the threads is no part of it
+    constexpr int kSessions = 200; // enough that starting the threads does not count
     std::vector<double> wall;
     std::vector<double> cpu;
     for (int i = 0; i < rounds; ++i) {

@@ -17,7 +17,7 @@ using kvxtest::Bytes;
 
 constexpr int32_t kEnglish = 0x656e;
 
-// A text of so many bytes, none of them twice the same in a row.
+// A text of this length in which no two neighbouring bytes are equal.
 std::string textOf(size_t length, size_t number) {
     std::string text(length, ' ');
     for (size_t i = 0; i < length; ++i) text[i] = static_cast<char>('a' + (i * 7 + number) % 26);
@@ -41,7 +41,7 @@ int32_t build(KVXHandle* handle, uint8_t** packet, uint32_t* length) {
     return KVXGenerateFingerprintRequest3(handle, nullptr, 0, &descriptor, 10, kEnglish, packet, length);
 }
 
-// True when the packet ends in what the tests' assembler signs its beginning with.
+// True if the packet ends with the signature that the tests' assembler computes for the rest.
 bool isSigned(const Bytes& packet, const kvxtest::HandleOptions& options) {
     for (const size_t length : {4U, 8U, 16U}) {
         kvxtest::PacketAssembler again;
@@ -81,7 +81,7 @@ Bytes manyTracks(size_t count) {
     return body;
 }
 
-// Parses the answer, reads each record and releases it; false when the first or last is not what was written.
+// Parses the answer, reads each record and releases it; false if the first or last is not what was written.
 bool readAll(KVXHandle* handle, const Bytes& body, size_t count) {
     int32_t records = 0;
     if (KVXParseServerResponse(handle, body.data(), static_cast<int32_t>(body.size()), &records) != 0) return false;

@@ -41,7 +41,7 @@ double msOf(const timeval& time) {
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) * 1e-3;
 }
 
-// Output and errors go into files: reading them would be this process's work, but waiting for it the other's.
+// Output and errors go into files, so that the measured process never waits for this one to read them.
 Cost run(std::vector<std::string> command, const std::string& output, const std::string& errors) {
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
@@ -68,7 +68,7 @@ std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// One process again and again.
+// One program, run again and again.
 struct Subject {
     std::string name;
     std::vector<double> cpuMs = {};
@@ -87,7 +87,7 @@ class Measurement {
   public:
     Measurement()
         : wav_(directory_.file("music.wav")), output_(directory_.file("output")), errors_(directory_.file("errors")) {
-        // By another process: a started program's peak of resident memory begins with that of the one that starts it.
+        // In another process: the peak of resident memory of a program starts with that of the process that starts it.
         const pid_t maker = fork();
         if (maker == 0) {
             kvxtest::writeFile(wav_, kvxtest::wavFile({.channels = 2, .rateHz = 44100, .lengthMs = 31000}));

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// What one account can do to another by asking for as much as a packet can.
+// Measures how much one account can slow another down with the most expensive packets.
 //
 //   fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS]
 //
 // PID, PORT: of a service of CATALOGUE, a folder whose files are where they were added from; CODE, OTHER: access codes
-// of two of its accounts. First each kind of packet is asked alone, and the tool prints the CPU time that it costs the
-// service: the dearest that were thought of beside the usual one, a fingerprint of a recording of the catalogue. Then
-// account OTHER asks the usual one on one connection, with a breath in between, at first alone and then beside
-// CONNECTIONS (20) on which account CODE asks the dearest without a pause.
+// of two of its accounts. First the tool sends each kind of packet alone and prints the CPU time that it costs the
+// service: the usual kind, a fingerprint of a recording of the catalogue, and the most expensive kinds that we know.
+// Then account OTHER sends the usual kind on one connection, with short pauses, at first alone and then while account
+// CODE sends the most expensive kind on CONNECTIONS (20) connections without a pause.
 #include "catalogue/catalogue.h"
 #include "coding/query_coder.h"
 #include "demo/piece.h"
@@ -37,10 +37,10 @@ namespace {
 
 constexpr size_t kUsualFiles = 12;
 constexpr uint32_t kUnknownSeed = 900'000;
-constexpr size_t kAlone = 60; // questions of each kind
+constexpr size_t kAlone = 60; // requests of each kind
 constexpr size_t kMaxIdsAsked = 100;
 constexpr int16_t kMaxAsked = 100;
-constexpr size_t kMaxStringLength = 1292; // what fits a client's buffers; no audio makes this many letters
+constexpr size_t kMaxStringLength = 1292; // what a client's buffers hold; no audio makes this many letters
 constexpr size_t kLettersOfAudio = 417;   // the most that 30 s of audio can make
 constexpr auto kBreath = std::chrono::milliseconds(5);
 
@@ -54,7 +54,7 @@ Handle openClient(const std::string& code) {
     KVXHandle* opened = nullptr;
     const uint8_t device[] = {1, 2, 3};
     if (KVXInit(&opened, code.c_str(), device, 3, nullptr, 0, 'B', 'B', 'S', nullptr, 0) != 0) {
-        throw std::runtime_error("the access code is none");
+        throw std::runtime_error("CODE and OTHER must be access codes of 80 digits");
     }
     return Handle(opened);
 }
@@ -100,7 +100,7 @@ Codes randomLetters(std::mt19937& random, size_t letters) {
     return codes;
 }
 
-// Pieces of three letters of what the catalogue holds, in no order: many grams are found, and none in its place.
+// Pieces of three letters from the catalogue's strings, shuffled: many grams are found, and none in its place.
 Codes shuffled(std::mt19937& random, const Collection& collection, size_t letters) {
     Codes codes;
     for (std::string& code : codes) {
@@ -177,7 +177,7 @@ double cpuMsOf(const std::string& process) {
     return nanoseconds / 1e6;
 }
 
-// Asks in turn until it is stopped.
+// Sends the requests in turn until it is stopped.
 template <class Stop>
 Times ask(uint16_t port, const std::vector<std::string>& requests, std::chrono::milliseconds breath, Stop stop) {
     Times times;

@@ -22,7 +22,7 @@ kvxtest::Bytes answer() {
 
 } // namespace
 
-// What is counted stands in functions of its own, with C names, so that a counter can find them.
+// What is counted is in functions of its own, with C names, so that valgrind can find them.
 extern "C" {
 
 __attribute__((noinline)) bool countedSession(KVXHandle* handle) {

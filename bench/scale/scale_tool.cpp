@@ -29,8 +29,8 @@ using namespace tarn::bench;
 namespace {
 
 constexpr uint32_t kBatch = 500;
-constexpr uint32_t kUnknown = 500'000'000; // numbers from here on are in no catalogue
-constexpr size_t kWarmUps = 50;            // they bring the files into memory
+constexpr uint32_t kUnknown = 500'000'000; // recordings with numbers from here on are in no catalogue
+constexpr size_t kWarmUps = 50;            // to bring the files into memory
 constexpr double kNoise = 2.8;             // brings a query's best map to about 0.4 edits a letter
 
 double cpuMs() {
@@ -45,7 +45,7 @@ int load(const std::string& real, const std::string& location, uint32_t count) {
     CatalogueWriter writer(location);
     const auto present = static_cast<uint32_t>(CatalogueReader(location).recordingCount());
     const uint32_t tenth = std::max((count - std::min(count, present)) / 10, 1U);
-    double spent = 0; // on the catalogue, not on making recordings up
+    double spent = 0; // on the catalogue, not on making up recordings
     double longest = 0;
     for (uint32_t number = present + 1; number <= count; ++number) {
         const Recording recording = music.recording(number);
@@ -94,8 +94,8 @@ void lookUp(CatalogueReader& reader, const SyntheticMusic& music, const Kind& ki
     const auto count = static_cast<uint32_t>(reader.recordingCount());
     Dice dice(kind.known ? 11 : 12);
     std::vector<double> times;
-    std::vector<double> firstStageTimes; // of those that the first stage answered
-    std::vector<double> bits;            // that speak for the right one
+    std::vector<double> firstStageTimes; // of the queries that the first stage answered
+    std::vector<double> bits;            // of the right recording
     size_t accepted = 0;
     size_t candidate = 0;
     for (size_t i = 0; i < asked + kWarmUps; ++i) {
@@ -138,7 +138,8 @@ int lookUps(const std::string& real, const std::string& location, size_t asked) 
     return 0;
 }
 
-// One line a query with everything that judging gave, for a comparison with another catalogue of the same music.
+// Prints one line for each candidate with everything that judging gave, to compare with another catalogue of the same
+// music.
 int answers(const std::string& real, const std::string& location, size_t asked) {
     const SyntheticMusic music(real);
     CatalogueReader reader(location);

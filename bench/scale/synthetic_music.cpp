@@ -21,8 +21,9 @@ namespace {
 
 constexpr double kFramesPerSecond = kEngineRateHz / 512.0;
 constexpr uint32_t kRatesSeed = 5;
-// The parts of a frame phase's edits that a query's three maps have, best first: on real excerpts from odd places the
-// maps are 0.15, 0.21 and 0.26 edits a letter from the nearest phase of the recording, the phases 0.35 from each other.
+// How the edits of a query's three maps compare with those between two frame phases, best map first. On real excerpts
+// from anywhere, the maps are 0.15, 0.21 and 0.26 edits a letter from the nearest phase of the recording, and the two
+// phases are 0.35 from each other.
 constexpr std::array<double, 3> kMapEdits = {0.42, 0.60, 0.74};
 
 std::string withoutRepeats(const Runs& runs) {
@@ -115,7 +116,7 @@ void LetterModel::learn(const Runs& runs, double seconds) {
     seconds_ += seconds;
 }
 
-// A context that no string went on from goes on as any other.
+// After a context that only ever ended a string, any other context continues.
 const Run& LetterModel::after(Dice& dice, const std::string& context) const {
     auto found = next_.find(context);
     while (found == next_.end()) found = next_.find(starts_[dice.below(starts_.size())]);

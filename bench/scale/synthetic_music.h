@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Recordings and queries that are made up after the letter statistics of real ones.
+// Recordings and queries that are made up from the letter statistics of real ones.
 //
-// A synthetic string follows the real ones' chances of a run of a letter after the two letters before it. The other
-// variants are the first one with runs exchanged, added, left out and lengthened as often as between the variants of
-// one real recording, which is drawn for each synthetic one. So are queries, with a part of the edits that a frame
-// phase makes.
+// In a synthetic string, each run of a letter follows the two letters before it as often as in real strings. The other
+// codings are the first one with runs exchanged, added, left out and lengthened as often as between the codings of one
+// real recording, which is drawn for each synthetic one. Queries are made in the same way, with a part of the edits
+// between frame phases.
 #pragma once
 
 #include "model/recogniser.h"
@@ -44,14 +44,15 @@ std::string lettersOf(const Runs& runs);
 // Chances for each run.
 struct EditRates {
     double exchanged = 0;
-    double added = 0; // behind it
+    double added = 0; // after it
     double leftOut = 0;
     double lengthened = 0; // or shortened
 
     EditRates scaled(double factor) const;
 };
 
-// One codebook's letters: every run that followed two letters, so that drawing one copies the chances.
+// The letters of one codebook: for each pair of letters all runs that followed it, so that drawing one of them at
+// random reproduces the probabilities.
 class LetterModel {
   public:
     void learn(const Runs& runs, double seconds);
@@ -73,10 +74,10 @@ class SyntheticMusic {
 
     server::Recording recording(uint32_t number) const;
     // 30 s from a random place of the recording with that number. Each of the three maps has its part of the edits
-    // between frame phases, as real excerpts have them; noise multiplies them.
+    // between frame phases, as in real excerpts; noise multiplies them.
     server::FingerprintQuery query(uint32_t number, Dice& dice, double noise) const;
 
-    // Real against synthetic: edits a letter between variants, different grams a minute.
+    // Prints the same figures for real and synthetic music: edits a letter between codings, different grams a minute.
     void compare() const;
 
   private:

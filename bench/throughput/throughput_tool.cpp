@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// How many look-ups a second a running service answers.
+// Measures how many look-ups a second a running service answers.
 //
 //   throughput_tool PORT CODE REAL COUNT known|unknown keep|fresh CONNECTIONS SECONDS
 //
 // CODE: access code of an account of the service; REAL and COUNT: what scale_tool made the service's catalogue from.
-// keep: one connection a client for all its requests; fresh: a new one for each. The requests are made beforehand, and
-// each one's answer is checked once before the clock starts. From then on every answer's status and length are: one
-// that differs, or does not come, is an error.
+// keep: each client uses one connection for all its requests; fresh: a new one for each request. The requests are made
+// beforehand, and each one's answer is checked once before the clock starts. After that, every answer's status and
+// length are compared with the first: an answer that differs, or does not come, is an error.
 #include "server/http/raw_client.h"
 #include "server/protocol/client.h"
 #include "synthetic_music.h"
@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr size_t kRequests = 400;
-constexpr uint32_t kUnknown = 500'000'000; // numbers from here on are in no catalogue
+constexpr uint32_t kUnknown = 500'000'000; // recordings with numbers from here on are in no catalogue
 
 struct Prepared {
     std::string request;
@@ -42,7 +42,7 @@ std::vector<Prepared> prepare(const SyntheticMusic& music, uint16_t port, const 
     KVXHandle* opened = nullptr;
     const uint8_t device[] = {1, 2, 3};
     if (KVXInit(&opened, code.c_str(), device, 3, nullptr, 0, 'B', 'B', 'S', nullptr, 0) != 0) {
-        throw std::runtime_error("the access code is none");
+        throw std::runtime_error("CODE must be an access code of 80 digits");
     }
     const Handle client(opened);
     Dice dice(known ? 21 : 22);

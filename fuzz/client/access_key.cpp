@@ -3,10 +3,10 @@
 //
 // Holds: decoding is bounded and stays the same when what it gave is encoded and decoded again; every plain text is
 // taken or refused by the rules of the key, which are stated here once more; a text that the tool encrypts decrypts to
-// itself; a code that was taken leaves no plain text behind.
-#include "AccessKey.h"
+// itself; after a code is taken no plain text is left.
+#include "access_key.h"
 #include "fuzz_target.h"
-#include "platform/linux/NettleCipher.h"
+#include "platform/linux/nettle_cipher.h"
 
 #include <algorithm>
 #include <charconv>
@@ -23,7 +23,7 @@ struct Verdict {
     std::string code;
 };
 
-// What the plain text is worth: "time:code" or "code", up to its first zero byte.
+// Whether the plain text is accepted: "time:code" or "code", up to its first zero byte.
 Verdict verdictOn(const std::string& plain) {
     if (plain.size() < kCodeLength) return {"Key Not Correct Length " + std::to_string(plain.size()), {}};
     const std::string padded = plain + std::string(kCodeLength + 1, '\0');
@@ -85,7 +85,7 @@ void cipherAndBack(std::span<const uint8_t> bytes) {
                          plainLength) == tarn::kCipherSuccess);
     REQUIRE(plainLength == bytes.size() && std::equal(bytes.begin(), bytes.end(), plain.begin()));
 
-    // As a cipher text of anybody's making.
+    // As a cipher text that anybody could have made.
     const int32_t foreign =
         cipher.crypt(tarn::CipherOperation::Decrypt, keyBytes, input, bytes.size(), plain, plainLength);
     REQUIRE(foreign == tarn::kCipherSuccess || plainLength == 0);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a server sends for an answer, head and body.
 //
-// Holds: a response, an error or neither, and a body with a response alone; the codes are the transport's own; the
-// outcome does not depend on the pieces in which the bytes come; a connection that dies instead of ending makes either
-// no difference, or its own error.
+// Holds: there is a response, an error or neither, and a body only with a response; the codes are the transport's own;
+// the outcome does not depend on the pieces in which the bytes come; a connection that is lost instead of closed makes
+// either no difference, or an error of its own.
+#include "platform/linux/http_answer.h"
 #include "fuzz_target.h"
-#include "platform/linux/HttpAnswer.h"
 #include "support/guarded_bytes.h"
 
 #include <algorithm>
@@ -45,7 +45,7 @@ void check(const HttpAnswer& answer) {
     if (answer.response) {
         const int status = answer.response->statusCode;
         REQUIRE(status >= 0 && status <= 999);
-        REQUIRE(status / 100 != 1 || status == 101); // interim answers are passed over
+        REQUIRE(status / 100 != 1 || status == 101); // interim answers are skipped
     }
 }
 

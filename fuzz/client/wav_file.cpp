@@ -2,11 +2,11 @@
 // A whole WAV file, header and body, fingerprinted as the tool does it.
 //
 // Holds: a finished session or one of the errors 101 to 108, never both; the same file gives the same outcome again;
-// the library's memory comes back.
-#include "WavSession.h"
+// all memory of the library is returned.
 #include "arena_hooks.h"
 #include "fuzz_target.h"
 #include "memory_file.h"
+#include "wav_session.h"
 
 #include <string>
 

@@ -3,7 +3,7 @@
 //
 // Holds: every field is the little-endian number at its offset; the duration and the seek position are what exact
 // arithmetic gives, within their bounds.
-#include "WavHeader.h"
+#include "wav_header.h"
 #include "fuzz_target.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The search for the body behind an HTTP header, from several starts.
+// The search for the body after an HTTP header, from several starts.
 //
 // Holds: the result is what a plain search gives.
 #include "fuzz_target.h"

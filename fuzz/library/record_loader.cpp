@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // One blob through one record's loader: the program is built once for each record.
 //
-// Holds: the loader gives 0 or -1; what it allocated comes back from the free function, but for the texts that are kept
-// on purpose; a second load gives the same; what was loaded can be measured and written, the writer fills exactly the
-// measured size, and what it wrote loads and is written again to the same bytes.
+// Holds: the loader gives 0 or -1; the free function releases everything that the loader allocated, except the texts
+// that are kept on purpose; a second load gives the same; what was loaded can be measured and written, the writer fills
+// exactly the measured size, and what it wrote can be loaded and written again to the same bytes.
 #include "arena_hooks.h"
 #include "fuzz_target.h"
 #include "records/all_records.h"
@@ -76,8 +76,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (outcome.status == 0) {
         REQUIRE(hooks.live() == outcome.keptBlocks);
     } else {
-        // A loader that fails frees the tracks that it has loaded so far, and the texts that these keep, two blocks
-        // each and in both loads, are then nobody's.
+        // A loader that fails frees the tracks that it has loaded so far, but not the texts that these keep: two blocks
+        // each, in both loads.
         REQUIRE(hooks.live() >= outcome.keptBlocks && (hooks.live() - outcome.keptBlocks) % 4 == 0);
     }
     REQUIRE(hooks.strayFrees() == 0);

@@ -2,8 +2,8 @@
 // An answer in both framings, and the same bytes as the one record of an answer of each type: parsed, walked, every
 // record read with every reader, the identity taken.
 //
-// Holds: known statuses only; a reader hands out a record exactly when it says so; a second parse gives the same; all
-// memory comes back, but for the texts that tracks keep on purpose.
+// Holds: there are only known statuses; a reader hands out a record exactly if its status is 0; a second parse gives
+// the same; all memory is returned, except the texts that tracks keep on purpose.
 #include "arena_hooks.h"
 #include "fuzz_target.h"
 #include "records/all_records.h"
@@ -15,7 +15,7 @@
 
 namespace {
 
-// Reads a record; how many blocks it keeps on purpose.
+// Reads a record; returns how many blocks it keeps on purpose.
 template <class Record>
 size_t readWith(KVXHandle* handle, int32_t index, int32_t (*get)(KVXHandle*, int32_t, Record**),
                 int32_t (*release)(Record**), const kvx::RecordTable& table) {
@@ -36,7 +36,7 @@ void readAll(KVXHandle* handle, int32_t index, const fuzz::ArenaHooks& hooks) {
     kept += readWith(handle, index, &KVXGetTrackToAlbum, &KVXFreeTrackToAlbum, kvx::kTrackToAlbum);
     kept += readWith(handle, index, &KVXGetDVD, &KVXFreeDVD, kvx::kDVD);
     kept += readWith(handle, index, &KVXGetPerformer, &KVXFreePerformer, kvx::kPerformer);
-    // A reader that fails frees its record, and the texts that it keeps, two blocks each, are then nobody's.
+    // A reader that fails frees its record, but not the texts that the record keeps, two blocks each.
     const size_t left = hooks.live() - before;
     REQUIRE(left % 2 == 0 && left >= kept);
 }

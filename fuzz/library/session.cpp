@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // A fingerprint session: the channels, rate and duration of a track, then PCM in blocks of any size.
 //
-// Holds: known statuses only; the code strings are letters; the same audio gives the same strings again; memory comes
-// back.
+// Holds: there are only known statuses; the code strings are letters; the same audio gives the same strings again; all
+// memory is returned.
 #include "arena_hooks.h"
 #include "core/handle.h"
 #include "fingerprint/engine/feature_map.h"

@@ -24,7 +24,7 @@ namespace {
 
 using namespace tarn::server;
 
-// The file in memory under names of every ending: those who read tags go by it.
+// The file in memory under a name with each extension, by which the tag library chooses how to read it.
 class NamedFile {
   public:
     // A name for a file of these bytes.
@@ -63,7 +63,7 @@ void checkRecord(const std::string& bytes, const kvx::Table<Record>& table) {
 
 void checkText(const std::string& text) { REQUIRE(text.size() <= kMaxTextBytes && cleanText(text) == text); }
 
-// Every sample, in one hash; or the reason why not.
+// A hash of all samples, or the reason why there is none.
 std::string readSamples(const std::filesystem::path& path) {
     try {
         AudioFile file(path);

@@ -2,7 +2,7 @@
 // The body of a posted form, as a client sends it.
 //
 // Holds: a packet is handed out only whole, and never above the limit; the outcome does not depend on the pieces in
-// which the body arrives; a body that is put together well gives back its packet.
+// which the body arrives; a well-formed body gives back its packet.
 #include "http/form_body.h"
 
 #include "fuzz_target.h"

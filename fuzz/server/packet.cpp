@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // A request packet from the network, and the same packet with a signature that fits.
 //
-// Holds: a packet is admitted, bad or refused, and the same packet again alike; one that is well put together and
-// signed with its account's key is not refused; with one bit of the signature changed it is.
+// Holds: a packet is admitted, bad or refused, and the same packet gets the same outcome again; a well-formed packet
+// with its account's signature is not refused; with one bit of the signature changed it is.
 #include "fuzz_target.h"
 #include "kvx.h"
 #include "protocol/packet_reader.h"
@@ -19,7 +19,7 @@ namespace {
 using namespace tarn::server;
 using Bytes = std::vector<uint8_t>;
 
-// Accounts of every method, told by the last bits of their numbers; one number in eight is nobody's.
+// The last bits of an account's number select its methods; one number in eight has no account.
 struct Methods {
     int encryption;
     int checksum;
@@ -71,11 +71,11 @@ RequestOutcome admit(std::span<const uint8_t> packet) {
         return outcome;
     }
     REQUIRE(std::get<AdmittedRequest>(admitted).report.accountId.has_value());
-    return RequestOutcome::kNotFound; // stands for: admitted
+    return RequestOutcome::kNotFound; // means: admitted
 }
 
-// The packet with its account's methods in its header and the signature that follows from them; empty where the account
-// signs nothing or there is no packet.
+// The packet with its account's methods in its header and the right signature; empty if the account signs nothing or
+// the packet is not one.
 Bytes signedPacket(const Bytes& bytes) {
     try {
         const Packet packet = readPacket(bytes);

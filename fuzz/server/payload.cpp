@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The payload of a packet whose signature was good, up to the answer; the program is built once for each request. The
-// first byte is the request's, whatever the input says.
+// The payload of a packet with a good signature, up to the answer; the program is built once for each kind of request,
+// which replaces the first byte of the input.
 //
-// Holds: the payload is read or bad; what was read has the bounds that the rest of the server counts on, and where the
-// payload is told by it completely, makes the same payload again; the answer is one that the client's library takes.
+// Holds: the payload is read or bad; what was read is within the bounds that the rest of the server relies on, and
+// makes the same payload again if it describes all of it; the client's library can read the answer.
 #include "fuzz_target.h"
 #include "protocol/request_handler.h"
 #include "server/protocol/fake_catalogue.h"

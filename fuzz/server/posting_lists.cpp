@@ -32,7 +32,8 @@ std::vector<uint32_t> readAsList(std::string_view first, std::string_view second
     REQUIRE(forEachId(one, [&](uint32_t id) { again.push_back(id); }));
     REQUIRE(again == ids);
     REQUIRE(countOf(packed, packed.size()) == ids.size());
-    REQUIRE(countOf(first, first.size()) + countOf(second, second.size()) >= ids.size()); // doubles count there
+    REQUIRE(countOf(first, first.size()) + countOf(second, second.size()) >=
+            ids.size()); // countOf counts duplicates too
     return ids;
 }
 

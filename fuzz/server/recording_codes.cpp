@@ -17,8 +17,8 @@ namespace {
 
 using namespace tarn::server;
 
-constexpr size_t kFormatBytes = 4; // three of the rate, one of the channels
-constexpr size_t kMaxPieces = 64;  // else short pieces are most of what a run costs
+constexpr size_t kFormatBytes = 4; // three for the rate, one for the channels
+constexpr size_t kMaxPieces = 64;  // otherwise short pieces would be most of the cost
 
 bool isSame(const RecordingCodes& one, const RecordingCodes& other) {
     for (size_t coding = 0; coding < one.size(); ++coding) {
@@ -52,7 +52,7 @@ RecordingCodes inPieces(std::span<const int16_t> samples, size_t pieceSamples) {
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < kFormatBytes) return 0;
-    // What the reader of files lets through.
+    // The rates and channel counts that the reader of files accepts.
     const int rateHz = std::clamp(data[0] | data[1] << 8 | data[2] << 16, 11025, 768000);
     const int channels = 1 + data[3] % 2;
     std::vector<int16_t> pcm((size - kFormatBytes) / 2);

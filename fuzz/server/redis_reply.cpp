@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What Redis servers send: the map of their slots, redirections, keys and markers.
 //
-// Holds: whatever is read lies within its limits, and what is written from it is read as the same again.
+// Holds: whatever is read lies within its limits, and reads the same after it is written.
 #include "catalogue/redis/keys.h"
 #include "catalogue/redis/markers.h"
 #include "catalogue/redis/replies.h"
@@ -20,7 +20,7 @@ void checkAddress(const Address& address) {
     REQUIRE(addressIn(toText(address)) == address);
 }
 
-// The protocol's library takes memory for as many items as an answer announces: of such there is nothing to see here.
+// The protocol's library allocates as many items as an answer announces; such answers are not what this target tests.
 bool announcesMuch(std::string_view text) {
     for (size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '*' && text.find_first_not_of("0123456789+", i + 1) - i > 5) return true;

@@ -34,7 +34,7 @@ void AccountBook::take() {
 }
 
 void AccountBook::refresh() {
-    // The stamp is taken before the file is read: a change in between is seen the next time.
+    // The stamp is taken before the file is read, so a change in between is noticed the next time.
     const Stamp now = stampNow();
     if (now == stamp_) return;
     stamp_ = now;

@@ -13,9 +13,9 @@ namespace tarn::server {
 
 class AccountBook {
   public:
-    // complain hears once of each state of the file that cannot be used; the accounts known before it stay.
+    // complain gets one message for each state of the file that cannot be used; the accounts known before stay.
     using Complaint = std::function<void(const std::string&)>;
-    // Throws AccountError when the file cannot be used at the start.
+    // Throws AccountError if the file cannot be used at the start.
     AccountBook(std::filesystem::path file, Complaint complain);
 
     // The access code of an account.
@@ -23,7 +23,7 @@ class AccountBook {
     size_t size();
 
   private:
-    // What tells one state of the file from another.
+    // Differs between two states of the file.
     struct Stamp {
         bool exists = false;
         dev_t device = 0;

@@ -94,7 +94,7 @@ class Parser {
         rest_.remove_prefix(end + 1);
         return text;
     }
-    // Off the end of the last line.
+    // Takes the checksum off the end of the last line.
     void takeCheck(std::string_view& line) const {
         if (line.size() <= kCheckDigits) damaged("expected the end: the number of accounts and a checksum");
         const std::string_view check = line.substr(line.size() - kCheckDigits);

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// The file of the accounts. It holds their keys, so it is its owner's alone, and it is only ever replaced whole.
+// The file of the accounts. It holds their keys, so only its owner may read it, and every change replaces the whole
+// file.
 //
-//   tarn-accounts 2 NEXT                        NEXT: id of the next account; no id is given twice
-//   CODE YYYY-MM-DDThh:mm:ssZ NAME              one line an account: access code, when it was made, a name or nothing
-//   end COUNT CHECK                             COUNT: of accounts; CHECK: the first 16 hexadecimal digits of the
+//   tarn-accounts 2 NEXT                        NEXT: id of the next account; no id is used twice
+//   CODE YYYY-MM-DDThh:mm:ssZ NAME              one line for each account: access code, when it was made, a name or
+//   nothing end COUNT CHECK                             COUNT: of accounts; CHECK: the first 16 hexadecimal digits of
+//   the
 //                                               SHA-256 of everything before it
 //
 // Format 1 has no CHECK. It is still read, and becomes format 2 with the next change.
@@ -46,11 +48,11 @@ class AccountError : public std::runtime_error {
 
 // A file that does not exist holds no account. Throws AccountError, also for a file that others can read.
 AccountList loadAccounts(const std::filesystem::path& file);
-// Written beside it, synced, renamed over it; mode 0600; made by root it belongs to the owner of its folder, so that a
-// service that runs as that user can read it.
+// Writes a new file, syncs it and renames it over the old one; mode 0600. If root makes it, it belongs to the owner of
+// its folder, so that a service that runs as that user can read it.
 void saveAccounts(const std::filesystem::path& file, const AccountList& list);
 
-// Held while the file is read, changed and written, so that two commands at once lose nothing.
+// Hold it while the file is read, changed and written, so that two commands at once lose nothing.
 class AccountFileLock {
   public:
     // Waits for it. Throws AccountError.

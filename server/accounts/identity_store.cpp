@@ -21,7 +21,7 @@ namespace {
 constexpr size_t kIdBytes = sizeof(uint32_t);
 constexpr int64_t kEntryBytes = kIdBytes + sizeof(DeviceIdentity);
 
-// bytes: as many as an identity has.
+// bytes: of an identity.
 DeviceIdentity identityOf(std::string_view bytes) {
     DeviceIdentity identity{};
     std::copy_n(bytes.begin(), identity.size(), identity.begin());

@@ -20,22 +20,21 @@ namespace tarn::server {
 
 class IdentityStore {
   public:
-    // An account whose devices ask for more gets none: the file must not grow without end.
+    // The most that an account is given, so that the file does not grow without end.
     static constexpr size_t kMaxPerAccount = 100'000;
 
-    // Needs nothing of the file yet: a service that is never asked for an identity never opens it.
+    // Does not open the file: a service that is never asked for an identity needs none.
     explicit IdentityStore(std::filesystem::path file, size_t mostPerAccount = kMaxPerAccount);
 
-    // Opens the file, and makes it where there is none; throws std::runtime_error. An entry that was cut off is
-    // dropped.
+    // Opens the file, or makes it if there is none; throws std::runtime_error. Drops an entry that was cut off.
     void open();
-    // The presented one if it was given to this account, else a new one, on disk before it is returned; nothing when
-    // the account has had its share. Throws std::runtime_error when it cannot be kept.
+    // The presented one if it was given to this account, else a new one, which is on disk before it is returned;
+    // nothing if the account already has its share. Throws std::runtime_error if it cannot be written.
     std::optional<DeviceIdentity> identityFor(uint32_t accountId, const std::string& presented);
 
   private:
     void openIfClosed(); // these two under the mutex
-    void readMore();     // entries added since, by whomever
+    void readMore();     // entries added since, by any process
 
     const std::filesystem::path path_;
     const size_t mostPerAccount_;
@@ -45,7 +44,7 @@ class IdentityStore {
     std::unordered_map<uint32_t, std::set<DeviceIdentity>> known_;
 };
 
-// From the system's source of random bytes.
+// Random bytes of the system.
 std::string randomBytes(size_t count);
 
 } // namespace tarn::server

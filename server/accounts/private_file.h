@@ -10,10 +10,10 @@
 namespace tarn::server {
 
 // Both throw std::runtime_error with an errnoText().
-// Under another name first, synced, then renamed over the file, and the folder synced: at any moment the file is the
-// old one or the new one. Mode 0600; a file made by root belongs to the owner of its folder.
+// Writes under another name, syncs, renames over the file, and syncs the folder: at any moment the file is the old one
+// or the new one. Mode 0600; a file made by root belongs to the owner of its folder.
 void replacePrivateFile(const std::filesystem::path& file, const std::string& bytes);
-// Root hands what it made to the owner of the folder.
+// If this is root, gives the file to the owner of its folder.
 void giveToFolderOwner(const FileDescriptor& descriptor, const std::filesystem::path& file);
 
 } // namespace tarn::server

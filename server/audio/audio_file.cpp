@@ -11,7 +11,7 @@ namespace tarn::server {
 
 namespace {
 
-constexpr size_t kPieceSamples = 16384; // of all channels together, at most
+constexpr size_t kPieceSamples = 16384; // at most, of all channels together
 constexpr sf_count_t kMinPieceFrames = 1024;
 
 struct Close {
@@ -34,10 +34,11 @@ bool isFloating(int format) {
     }
 }
 
-// Of other containers the length is only estimated, or taken from what is there.
+// For other containers the library estimates the length, or takes it from the bytes that are there.
 bool statesItsLength(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
 
-// Why the library has not opened a file. Of a file that is there, it says so too where its last guess, MP3, fails.
+// Why the library has not opened a file. If its last guess, MP3, fails, it says "File does not exist" of a file that
+// exists.
 std::string reasonNotOpened() {
     const std::string reason = sf_strerror(nullptr);
     return reason.starts_with("File does not exist") ? "Format not recognised." : reason;
@@ -57,10 +58,10 @@ struct AudioFile::Impl {
     size_t fileChannels = 0;
     uint64_t framesRead = 0;
     sf_count_t pieceFrames = 0;
-    std::vector<float> floats;    // a piece, where the decoder gives floating values
+    std::vector<float> floats;    // a piece, if the decoder gives floating-point values
     std::vector<int16_t> samples; // a piece
 
-    // Room for a piece: all of a short file, as far as its length is known.
+    // Room for a piece, or for all of a file that is known to be shorter.
     void makeRoom() {
         const auto most = static_cast<sf_count_t>(std::max<size_t>(1, kPieceSamples / fileChannels));
         pieceFrames = std::clamp(info.frames, std::min(kMinPieceFrames, most), most);
@@ -68,7 +69,7 @@ struct AudioFile::Impl {
         if (floating) floats.resize(samples.size());
     }
 
-    // The frames of the next piece, which lie in samples then.
+    // Reads the next piece into samples; returns its number of frames.
     size_t decode() {
         const sf_count_t got = floating ? sf_readf_float(file.get(), floats.data(), pieceFrames)
                                         : sf_readf_short(file.get(), samples.data(), pieceFrames);

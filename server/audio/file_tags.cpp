@@ -12,7 +12,7 @@ namespace tarn::server {
 
 namespace {
 
-constexpr uint32_t kMaxNumber = 65535; // larger ones are rubbish
+constexpr uint32_t kMaxNumber = 65535; // anything larger is rubbish
 
 std::string text(const TagLib::String& value) { return cleanText(value.to8Bit(true)); }
 

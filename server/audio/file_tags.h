@@ -8,9 +8,9 @@
 
 namespace tarn::server {
 
-// Title: the file's name without its extension where no tag gives one. Everything else stays empty where no tag does.
-// A file without tags, or with damaged ones, is no error; one that cannot be read is an AudioError. The tag library
-// takes whatever memory a file makes it take: see TagProcess.
+// Without a title tag, the title is the file's name without its extension. Everything else stays empty without its tag.
+// Missing or damaged tags are no error; a file that cannot be read is an AudioError. The tag library has no bound on
+// the memory that a file can make it take: see TagProcess.
 Tags readTags(const std::filesystem::path& path);
 
 } // namespace tarn::server

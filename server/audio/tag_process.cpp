@@ -26,7 +26,7 @@ namespace tarn::server {
 
 namespace {
 
-// An answer: this, then a text a line, none of which holds a line feed; or the other, then a reason.
+// An answer is kTags, then one text in each line, none of which holds a line feed; or kProblem, then a reason.
 constexpr char kTags = 't';
 constexpr char kProblem = 'p';
 constexpr int kNoMemory = 3; // exit status
@@ -50,7 +50,7 @@ bool tell(int socket, const std::string& message) {
     return ::send(socket, message.data(), message.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(message.size());
 }
 
-// Nothing where the other side has gone.
+// Nothing if the other side has gone.
 std::optional<std::string> heard(int socket) {
     std::vector<char> bytes(kMaxMessage);
     ssize_t count = 0;
@@ -59,7 +59,7 @@ std::optional<std::string> heard(int socket) {
     return std::string(bytes.data(), static_cast<size_t>(count));
 }
 
-// More memory than the process has now, and time.
+// Bounds memory, beyond what the process has now, and time.
 void limit() {
     uint64_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
@@ -95,11 +95,11 @@ std::string problemOf(int status) {
     return "its tags take more than " + std::to_string(TagProcess::kMaxBytes >> 20) + " MiB of memory to read";
 }
 
-// A process that has only ever had this thread, and can therefore be copied for each file.
+// The process that reads tags. It has only ever had this thread, so it can be forked for each file.
 [[noreturn]] void serve(int socket) {
     constexpr int kPlace = 3;
     ::dup2(socket, kPlace);
-    ::close_range(kPlace + 1, ~0U, 0); // above all the sockets of other such processes
+    ::close_range(kPlace + 1, ~0U, 0); // most of all, the sockets of the other tag processes
     while (const std::optional<std::string> path = heard(kPlace)) {
         const pid_t child = ::fork();
         if (child == 0) {

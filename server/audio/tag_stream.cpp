@@ -30,7 +30,7 @@ void TagStream::expectGood() const {
 }
 
 TagLib::ByteVector TagStream::readBlock(unsigned long length) {
-    // A length comes from the file, and may be any.
+    // The length comes from the file and may be anything.
     const auto rest = static_cast<unsigned long>(std::max(0L, length_ - place_));
     TagLib::ByteVector block(static_cast<unsigned>(std::min({length, rest, 1UL << 31})), 0);
     unsigned filled = 0;

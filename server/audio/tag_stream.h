@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A file as the tag library reads it. That library takes a file which it cannot read for one without tags; this stream
-// knows the difference.
+// The stream through which the tag library reads a file. The library treats a file that it cannot read as one without
+// tags; this stream knows the difference.
 #pragma once
 
 #include "base/file_descriptor.h"
@@ -14,10 +14,10 @@ namespace tarn::server {
 
 class TagStream final : public TagLib::IOStream {
   public:
-    // Throws AudioError where the file cannot be opened.
+    // Throws AudioError if the file cannot be opened.
     explicit TagStream(const std::filesystem::path& path);
 
-    // Throws AudioError where a reading has failed.
+    // Throws AudioError if a read has failed.
     void expectGood() const;
 
     TagLib::FileName name() const override { return path_.c_str(); }
@@ -38,7 +38,7 @@ class TagStream final : public TagLib::IOStream {
     FileDescriptor file_;
     long length_ = 0;
     long place_ = 0;
-    int error_ = 0; // of the first reading that failed
+    int error_ = 0; // of the first read that failed
 };
 
 } // namespace tarn::server

@@ -14,7 +14,7 @@ namespace tarn::server {
 namespace {
 
 constexpr size_t kLettersPerTime = 16;
-constexpr uint32_t kMaxRun = 10; // letters that one byte stands for
+constexpr uint32_t kMaxRun = 10; // letters in one byte
 
 void appendLetters(std::string& out, std::string_view letters) {
     for (size_t i = 0; i < letters.size();) {
@@ -25,10 +25,10 @@ void appendLetters(std::string& out, std::string_view letters) {
     }
 }
 
-// What a byte stands for.
+// The run of letters in a byte.
 struct Run {
-    uint64_t letters = 0;                                   // eight, of which there may be fewer or more
-    size_t length = std::numeric_limits<size_t>::max() / 2; // more than any string has: no run begins so
+    uint64_t letters = 0;                                   // eight copies; the run may have fewer or more
+    size_t length = std::numeric_limits<size_t>::max() / 2; // of a byte that is not a run: more than any string has
 };
 
 constexpr std::array<Run, 256> makeRuns() {
@@ -51,7 +51,7 @@ bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
     while (taken < count) {
         if (from == end) return false;
         const Run& run = kRuns[static_cast<unsigned char>(*from++)];
-        // Of a fixed length, which is quicker than the run's own.
+        // Copies a fixed number of bytes, which is quicker than the run's own number.
         std::memcpy(to + taken, &run.letters, sizeof run.letters);
         std::memcpy(to + taken + sizeof run.letters, &run.letters, sizeof run.letters);
         taken += run.length;
@@ -62,11 +62,11 @@ bool takeLetters(std::string_view& bytes, size_t count, std::string& out) {
     return true;
 }
 
-// Index of the letter whose frame is stored after that of letter `index`.
+// The index of the next letter after `index` whose frame is stored.
 size_t nextTimed(size_t index, size_t count) { return std::min(index + kLettersPerTime, count - 1); }
 
-// The frames of kLettersPerTime letters, the first of which is known, as is the difference to that of the letter after
-// them. The difference is small enough to be multiplied.
+// Interpolates the frames of kLettersPerTime letters from the first frame and its difference to the frame of the letter
+// after them. The difference must be small enough that the product does not overflow.
 void interpolateWhole(uint32_t* out, uint32_t frame, uint32_t difference) {
     using Four = uint32_t __attribute__((vector_size(4 * sizeof(uint32_t))));
     Four part = {0, difference, 2 * difference, 3 * difference};
@@ -77,7 +77,7 @@ void interpolateWhole(uint32_t* out, uint32_t frame, uint32_t difference) {
     }
 }
 
-// The same of any number of letters.
+// The same for any number of letters.
 void interpolate(uint32_t* out, uint64_t count, uint32_t frame, uint64_t difference) {
     for (uint64_t i = 0; i < count; ++i) out[i] = static_cast<uint32_t>(frame + difference * i / count);
 }

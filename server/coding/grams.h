@@ -14,7 +14,7 @@
 
 namespace tarn::server {
 
-// How many different grams of that length there are: of 13 letters at most.
+// The number of different grams of that length, 13 letters at most.
 constexpr uint64_t gramCount(unsigned letters) {
     uint64_t count = 1;
     for (; letters > 0; --letters) count *= kLetters;
@@ -48,7 +48,7 @@ void forEachGram(std::string_view string, unsigned letters, Visit visit) {
     }
 }
 
-// Those that place a query in a recording.
+// The length of the grams by which a query is placed in a recording.
 constexpr unsigned kGramLetters = 5;
 constexpr auto kGramCount = static_cast<uint32_t>(gramCount(kGramLetters));
 
@@ -57,18 +57,18 @@ struct Gram {
     uint32_t index; // of its first letter in the string with repeats
 };
 
-// The grams of kGramLetters, several times as fast.
+// The grams of kGramLetters; several times as fast as the general form.
 template <class Visit>
 void forEachGram(std::string_view letters, Visit visit) {
     static_assert(kGramLetters == 5);
     constexpr size_t kBlock = 512;
-    // No processor foretells which letters repeat the one before. So a block's repeats are removed without a branch.
+    // Whether a letter repeats the one before is unpredictable, so a block's repeats are removed without a branch.
     std::array<uint8_t, kBlock> numbers;
-    std::array<uint32_t, kGramLetters - 1 + kBlock> starts{}; // those of the block before come first
+    std::array<uint32_t, kGramLetters - 1 + kBlock> starts{}; // preceded by the last ones of the block before
     uint8_t previous = UINT8_MAX;
     size_t held = 0;                              // letters since the last break
     uint32_t last = 0;                            // letter
-    uint32_t pairs[kGramLetters - 2] = {0, 0, 0}; // of letters that end with the last one, the one before it, ...
+    uint32_t pairs[kGramLetters - 2] = {0, 0, 0}; // that end with the last letter, the one before it, and so on
     for (size_t begin = 0; begin < letters.size(); begin += kBlock) {
         const std::string_view block = letters.substr(begin, kBlock);
         size_t count = 0;
@@ -95,7 +95,7 @@ void forEachGram(std::string_view letters, Visit visit) {
 
 std::vector<Gram> gramsOf(std::string_view letters);
 
-// How many different letters there are.
+// The number of different letters in the text.
 size_t distinctLetters(std::string_view letters);
 
 } // namespace tarn::server

@@ -13,8 +13,8 @@ struct HandleShutdown {
 };
 using LibraryHandle = std::unique_ptr<KVXHandle, HandleShutdown>;
 
-// A handle wants an access code and, for requests, a device identity. This one's say nothing: account 0, no
-// encryption, a byte sum, a key and an identity of zeros. Throws std::bad_alloc.
+// A handle needs an access code and, for requests, a device identity. Here they are dummies: account 0, no encryption,
+// a byte sum, a key and an identity of zeros. Throws std::bad_alloc.
 LibraryHandle makeLibraryHandle();
 
 } // namespace tarn::server

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kMinRateHz = 1000;
 
-// The mean of each frame of one channel or more, rounded toward minus infinity, as the library rounds pairs.
+// The mean of each frame's channels, rounded toward minus infinity, as the library rounds pairs.
 void mixMany(const int16_t* pcm, size_t frames, size_t channels, int16_t* mono) {
     const auto divisor = static_cast<int64_t>(std::max<size_t>(channels, 1));
     for (size_t i = 0; i < frames; ++i) {
@@ -30,7 +30,7 @@ PcmPreparation::PcmPreparation(int rateHz, int channels) : rateHz_(rateHz), chan
     if (rateHz < kMinRateHz) throw std::invalid_argument("PCM must have a rate of 1000 Hz or more");
     if (channels < 1) throw std::invalid_argument("PCM must have a channel or more");
     if (rateHz == kEngineRateHz) return;
-    resampler_ = makeLibraryHandle(); // where the library keeps a resampler
+    resampler_ = makeLibraryHandle(); // the library keeps a resampler in its handle
     KVXResamplerInit(resampler_.get(), rateHz, kEngineRateHz);
 }
 

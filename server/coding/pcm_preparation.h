@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// PCM of any rate and channel count to what the engine codes: mono at 22050 Hz, prepared as a client's session does.
+// Converts PCM of any rate and channel count to mono at 22050 Hz, as a client's session does.
 #pragma once
 
 #include "coding/library_handle.h"
@@ -15,7 +15,7 @@ class PcmPreparation {
     // channels at least 1, rateHz at least 1000; otherwise std::invalid_argument.
     PcmPreparation(int rateHz, int channels);
 
-    // pcm: interleaved, whole frames (what is left of a broken one is ignored). The result is valid until the next
+    // pcm: interleaved, whole frames (an incomplete last one is ignored). The result is valid until the next
     // call.
     std::span<const int16_t> prepare(std::span<const int16_t> pcm);
 

@@ -18,7 +18,7 @@ namespace {
 
 constexpr int32_t kTooShort = -2;
 
-// The session's answer: where to start, or why there is none.
+// Where to start reading, or kTooShort.
 int32_t openSession(KVXHandle* handle, uint32_t durationMs) {
     constexpr uint32_t kMaxDurationMs = std::numeric_limits<int32_t>::max();
     const int32_t start =
@@ -27,9 +27,9 @@ int32_t openSession(KVXHandle* handle, uint32_t durationMs) {
     return start;
 }
 
-// Is the session finished?
+// Whether the session is finished.
 bool feed(KVXHandle* handle, std::span<const int16_t> samples) {
-    constexpr size_t kPieceSamples = 32768; // a session takes samples two by two
+    constexpr size_t kPieceSamples = 32768; // even: a session takes a multiple of 4 bytes
     int32_t status = KVX_MORE_AUDIO_WANTED;
     while (status == KVX_MORE_AUDIO_WANTED && samples.size() >= 2) {
         const auto piece = samples.first(std::min(samples.size() / 2 * 2, kPieceSamples));

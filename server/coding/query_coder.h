@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The six strings that a client would send for an excerpt: a client's session, and the request that it makes, read as
-// any other request is.
+// The six strings that a client would send for an excerpt. They come from a client's session: its request is read like
+// any other.
 #pragma once
 
 #include "model/query.h"

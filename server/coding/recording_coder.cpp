@@ -9,13 +9,13 @@ namespace {
 
 static_assert(kCodebooks == kvx::kStreamCodebooks);
 
-// Rounded to the nearest, as a quiet copy's samples are.
+// Rounded to the nearest, as the samples of a quiet copy would be.
 int16_t halved(int16_t sample, int times) {
     const int half = 1 << (times - 1);
     return static_cast<int16_t>((sample + half) >> times);
 }
 
-// Where a stream puts its letters.
+// What a stream calls with its letters: appends them to codes.
 auto appendTo(std::array<CodeString, kCodebooks>& codes) {
     return [&codes](const kvx::StreamLetters& letters) {
         for (size_t c = 0; c < kCodebooks; ++c) {

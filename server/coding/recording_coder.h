@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whole recordings to code strings, piece by piece.
+// Codes whole recordings, piece by piece.
 #pragma once
 
 #include "fingerprint/letter_stream.h"
@@ -11,7 +11,7 @@
 
 namespace tarn::server {
 
-// One stream of letters per coding. Memory stays the same however long the recording is, but for the letters.
+// One stream of letters per coding. Only the letters take memory that grows with the recording.
 class RecordingCoder {
   public:
     RecordingCoder();
@@ -28,7 +28,7 @@ class RecordingCoder {
     };
     void start();
 
-    std::array<Stream, kCodings.size()> streams_; // as in kCodings
+    std::array<Stream, kCodings.size()> streams_; // in the order of kCodings
     RecordingCodes codes_;
 };
 

@@ -4,11 +4,13 @@
 #include "accounts/account_book.h"
 #include "accounts/identity_store.h"
 #include "commands/descriptor_stream.h"
-#include "commands/log_writer.h"
+#include "commands/service_log.h"
 #include "http/http_server.h"
+#include "kvx.h"
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <ostream>
 #include <spdlog/logger.h>
 #include <sys/resource.h>
@@ -21,12 +23,6 @@ namespace {
 // For ending when the time for what is in flight is over; then the process ends whatever hangs.
 constexpr auto kEnding = std::chrono::seconds(2);
 
-std::shared_ptr<spdlog::logger> makeLog() {
-    auto log = std::make_shared<spdlog::logger>("tarn-server", std::make_shared<LogWriter>(STDERR_FILENO));
-    log->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %l %v", spdlog::pattern_time_type::utc);
-    return log;
-}
-
 // Every connection is a descriptor.
 void raiseDescriptorLimit() {
     rlimit limit{};
@@ -37,7 +33,9 @@ void raiseDescriptorLimit() {
 
 } // namespace
 
-ServiceSetup::ServiceSetup() : log(makeLog()) {
+ServiceSetup::ServiceSetup()
+    : toJournal(isJournal(STDERR_FILENO, std::getenv("JOURNAL_STREAM"))),
+      log(makeServiceLog(STDERR_FILENO, toJournal)) {
     std::signal(SIGPIPE, SIG_IGN); // a client that goes is a failed write
     raiseDescriptorLimit();
 }
@@ -45,6 +43,7 @@ ServiceSetup::ServiceSetup() : log(makeLog()) {
 int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recogniser, std::ostream& out,
              std::ostream& err) {
     const std::shared_ptr<spdlog::logger> log = setup.log;
+    log->info("tarn-server {}, catalogue {}, accounts {}", KVX_VERSION, options.catalogue, options.accounts.string());
     try {
         setup.endSignal.watch(options.limits.stoppingTime + kEnding, [log] {
             log->error("something hangs, perhaps the disk of the catalogue; the service ends without waiting for it");
@@ -65,17 +64,18 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
             [&](uint32_t id, const std::string& presented) { return identities.identityFor(id, presented); },
             recogniser);
         HttpServer server(options.listen, options.limits,
-                          {handler, recogniser, options.catalogue, [&] { return accounts.size(); }, log});
+                          {handler, recogniser, options.catalogue, [&] { return accounts.size(); }, log,
+                           TrustedProxies(options.trustedProxies)});
         out << "listening on " << server.address() << std::endl;
         if (!out) return kOutputLost; // who started the service does not learn its address
-        log->info("listening on {}, {} accounts", server.address(), accounts.size());
+        log->info("listening on {} (--listen {}), {} accounts", server.address(), options.listen, accounts.size());
         const int signal = setup.endSignal.wait();
         log->info("signal {}, finishing what is in flight", signal);
         server.stop();
         log->info("stopped");
         return 0;
     } catch (const std::exception& error) {
-        err << error.what() << '\n';
+        err << errorPrefix(setup.toJournal) << error.what() << '\n';
         return 1;
     }
 }

@@ -11,14 +11,16 @@
 #include <memory>
 #include <spdlog/logger.h>
 #include <string>
+#include <vector>
 
 namespace tarn::server {
 
 struct ServeOptions {
     std::string listen = "127.0.0.1:8080";
-    std::string catalogue;            // where it is, for the log
-    std::filesystem::path accounts;   // see defaultAccountsFile()
-    std::filesystem::path identities; // empty: "identities" beside the accounts
+    std::string catalogue;                   // where it is, for the log
+    std::filesystem::path accounts;          // see defaultAccountsFile()
+    std::filesystem::path identities;        // empty: "identities" beside the accounts
+    std::vector<std::string> trustedProxies; // addresses; see http/trusted_proxies.h
     HttpLimits limits;
 };
 
@@ -27,6 +29,7 @@ struct ServiceSetup {
     ServiceSetup();
 
     EndSignal endSignal;
+    const bool toJournal;                // whether standard error is the system's journal
     std::shared_ptr<spdlog::logger> log; // to standard error
 };
 

@@ -49,11 +49,10 @@ void addBest(Line& line, const std::optional<RequestReport::Best>& best) {
 
 } // namespace
 
-void logAnswered(spdlog::logger& log, const std::string& peer, const Exchange& exchange,
-                 std::chrono::nanoseconds total) {
+void logAnswered(spdlog::logger& log, const Exchange& exchange, std::chrono::nanoseconds total) {
     const RequestReport& report = exchange.reply.report;
     Line line;
-    line.add("peer", peer).add("kind", kindName(report.kind)).add("status", exchange.reply.status);
+    line.add("peer", exchange.client).add("kind", kindName(report.kind)).add("status", exchange.reply.status);
     line.add("outcome", outcomeName(report.outcome));
     line.addText("account", report.accountId ? std::to_string(*report.accountId) : "");
     line.addText("language", report.language).addText("client", report.clientKind);
@@ -65,10 +64,10 @@ void logAnswered(spdlog::logger& log, const std::string& peer, const Exchange& e
     line.writeTo(log);
 }
 
-void logDropped(spdlog::logger& log, const std::string& peer, const Exchange& exchange,
-                std::chrono::nanoseconds total) {
+void logDropped(spdlog::logger& log, const Exchange& exchange, std::chrono::nanoseconds total) {
     Line line;
-    line.add("peer", peer).add("outcome", "dropped").add("bodyBytes", exchange.bodyBytes).addMs("totalMs", total);
+    line.add("peer", exchange.client).add("outcome", "dropped").add("bodyBytes", exchange.bodyBytes);
+    line.addMs("totalMs", total);
     line.writeTo(log);
 }
 

@@ -6,14 +6,12 @@
 
 #include <chrono>
 #include <spdlog/logger.h>
-#include <string>
 
 namespace tarn::server {
 
 // total: from the request's header to the last byte of its answer.
-void logAnswered(spdlog::logger& log, const std::string& peer, const Exchange& exchange,
-                 std::chrono::nanoseconds total);
+void logAnswered(spdlog::logger& log, const Exchange& exchange, std::chrono::nanoseconds total);
 // The client went before its answer.
-void logDropped(spdlog::logger& log, const std::string& peer, const Exchange& exchange, std::chrono::nanoseconds total);
+void logDropped(spdlog::logger& log, const Exchange& exchange, std::chrono::nanoseconds total);
 
 } // namespace tarn::server

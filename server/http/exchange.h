@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <variant>
 
 struct MHD_Connection;
@@ -31,6 +32,7 @@ struct Exchange {
 
     Stage stage = Stage::kReading;
     Clock::time_point start = Clock::now();
+    std::string client;             // its address, for the log; of a recognition request
     std::unique_ptr<FormBody> form; // of a recognition request
     uint64_t bodyBytes = 0;
     AdmittedRequest request; // while it is queued

@@ -15,6 +15,7 @@
 #include <microhttpd.h>
 #include <optional>
 #include <string_view>
+#include <strings.h>
 #include <system_error>
 
 namespace tarn::server {
@@ -38,6 +39,17 @@ Connection& connectionOf(MHD_Connection* connection) {
 std::string peerOf(MHD_Connection* connection) {
     const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
     return addressText(info == nullptr ? nullptr : info->client_addr);
+}
+
+// Of several headers X-Forwarded-For, the last one; empty: there is none.
+std::string_view forwardedFor(MHD_Connection* connection) {
+    std::string_view last;
+    const auto keepLast = [](void* kept, MHD_ValueKind, const char* name, const char* value) -> MHD_Result {
+        if (value != nullptr && strcasecmp(name, "X-Forwarded-For") == 0) *static_cast<std::string_view*>(kept) = value;
+        return MHD_YES;
+    };
+    MHD_get_connection_values(connection, MHD_HEADER_KIND, keepLast, &last);
+    return last;
 }
 
 HttpResponse responseOf(const Reply& reply) {
@@ -141,6 +153,7 @@ MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, const Endpoint* e
     *slot = &exchange;
     if (endpoint != nullptr && endpoint->takesRequests() && endpoint->allows(method)) {
         exchange.form = std::make_unique<FormBody>(connection, limits_.packetBytes);
+        exchange.client = backend_.trustedProxies.clientOf(peerOf(connection), forwardedFor(connection));
     }
     connections_.beginRequest(connectionOf(connection));
     const char* fault = framingFault(connection, version);
@@ -186,10 +199,10 @@ void HttpServer::Impl::end(MHD_Connection* connection, const Exchange& exchange,
         const std::chrono::nanoseconds total = Clock::now() - exchange.start;
         if (exchange.stage == Exchange::Stage::kReplied && sent) {
             metrics_.request(exchange.reply.report, exchange.waiting, total);
-            logAnswered(*backend_.log, peerOf(connection), exchange, total);
+            logAnswered(*backend_.log, exchange, total);
         } else {
             metrics_.dropped();
-            logDropped(*backend_.log, peerOf(connection), exchange, total);
+            logDropped(*backend_.log, exchange, total);
         }
     }
     connections_.endRequest(connectionOf(connection));

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "http/http_limits.h"
+#include "http/trusted_proxies.h"
 #include "protocol/request_handler.h"
 
 #include <cstdint>
@@ -26,6 +27,7 @@ class HttpServer {
         std::string catalogue;  // where it is, for the log
         std::function<size_t()> accountCount;
         std::shared_ptr<spdlog::logger> log;
+        TrustedProxies trustedProxies = TrustedProxies({});
     };
 
     // Looks at the catalogue, then listens. Throws ListenError.

@@ -51,33 +51,56 @@ sockaddr_storage nameOf(const FileDescriptor& socket) {
     return name;
 }
 
+using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
+
+AddressList resolve(const std::string& address, const HostAndPort& parts) {
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    const int status =
+        getaddrinfo(parts.host.empty() ? nullptr : parts.host.c_str(), parts.port.c_str(), &hints, &found);
+    if (status != 0) {
+        const char* reason = status == EAI_SYSTEM ? std::strerror(errno) : gai_strerror(status);
+        throw ListenError(address + ": no address of " + parts.host + " is known (" + reason +
+                          "); give an address of this machine, as in 127.0.0.1:" + parts.port +
+                          " or [::1]:" + parts.port);
+    }
+    return {found, freeaddrinfo};
+}
+
+// Not open: it failed, and errno has the reason.
+FileDescriptor tryToListen(const addrinfo& address) {
+    FileDescriptor made(socket(address.ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, address.ai_protocol));
+    const int on = 1;
+    if (made.isOpen() && setsockopt(made.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0 &&
+        bind(made.get(), address.ai_addr, address.ai_addrlen) == 0 && listen(made.get(), SOMAXCONN) == 0) {
+        return made;
+    }
+    const int error = errno; // closing may change it
+    made = FileDescriptor();
+    errno = error;
+    return made;
+}
+
 } // namespace
 
 FileDescriptor listenOn(const std::string& address) {
     const std::optional<HostAndPort> parts = split(address);
     if (!parts)
-        throw ListenError('"' + address + "\" is not an address to listen on; give ADDRESS:PORT, as in 127.0.0.1:8080");
-    addrinfo hints{};
-    hints.ai_family = AF_UNSPEC;
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_PASSIVE | AI_NUMERICHOST | AI_NUMERICSERV;
-    addrinfo* found = nullptr;
-    const int status =
-        getaddrinfo(parts->host.empty() ? nullptr : parts->host.c_str(), parts->port.c_str(), &hints, &found);
-    if (status == EAI_NONAME) {
-        throw ListenError(address + ": " + parts->host + " is a name: give an address, as in 127.0.0.1:" + parts->port +
-                          " or [::1]:" + parts->port);
+        throw ListenError('"' + address + "\" is not an address to listen on; give HOST:PORT, as in 127.0.0.1:8080");
+    const AddressList found = resolve(address, *parts);
+    int error = EADDRNOTAVAIL;
+    for (const addrinfo* candidate = found.get(); candidate != nullptr; candidate = candidate->ai_next) {
+        FileDescriptor socket = tryToListen(*candidate);
+        if (socket.isOpen()) return socket;
+        error = errno;
+        // A name may have an address of a family that this machine does not use. Any other failure is the answer: the
+        // service must not move to another address because the port of the first one is taken.
+        if (error != EADDRNOTAVAIL && error != EAFNOSUPPORT) break;
     }
-    if (status != 0) throw ListenError(address + ": " + gai_strerror(status));
-    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> list(found, freeaddrinfo);
-
-    FileDescriptor descriptor(socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, found->ai_protocol));
-    const int on = 1;
-    if (!descriptor.isOpen() || setsockopt(descriptor.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0 ||
-        bind(descriptor.get(), found->ai_addr, found->ai_addrlen) != 0 || listen(descriptor.get(), SOMAXCONN) != 0) {
-        throw ListenError(address + ": cannot listen: " + std::strerror(errno) + remedyFor(errno));
-    }
-    return descriptor;
+    throw ListenError(address + ": cannot listen: " + std::strerror(error) + remedyFor(error));
 }
 
 uint16_t boundPort(const FileDescriptor& socket) {

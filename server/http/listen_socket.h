@@ -16,7 +16,8 @@ class ListenError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// "127.0.0.1:8080", "[::1]:8080", ":8080" (every address). Port 0: the system picks one. Throws ListenError.
+// "127.0.0.1:8080", "[::1]:8080", "localhost:8080", ":8080" (every address). Of a name's addresses, the first that this
+// machine has. Port 0: the system picks one. Throws ListenError.
 FileDescriptor listenOn(const std::string& address);
 // What it is bound to, in the same form.
 std::string boundAddress(const FileDescriptor& socket);

@@ -11,6 +11,8 @@ namespace {
 const std::vector<double> kSeconds = {0.0001, 0.00025, 0.0005, 0.001, 0.0025, 0.005, 0.01, 0.025,
                                       0.05,   0.1,     0.25,   0.5,   1,      2.5,   5,    10};
 const std::vector<double> kCandidateCounts = {0, 1, 2, 5, 10, 20, 50, 100, 200, 500, 1000};
+// Every status that the service itself sends. A series that is there from zero on shows its first event to rate().
+constexpr int kStatuses[] = {200, 400, 403, 404, 405, 413, 500, 503};
 constexpr const char* kStageNames[] = {"verify", "wait", "recognise", "write", "total"};
 
 double seconds(std::chrono::nanoseconds time) { return std::chrono::duration<double>(time).count(); }
@@ -47,7 +49,9 @@ void Histogram::write(std::string& out, const std::string& name, const std::stri
     out += fmt::format("{}_sum{} {}\n{}_count{} {}\n", name, braced, sum_, name, braced, upTo);
 }
 
-Metrics::Metrics() : stages_(kStages, Histogram(kSeconds)), candidates_(kCandidateCounts) {}
+Metrics::Metrics() : stages_(kStages, Histogram(kSeconds)), candidates_(kCandidateCounts) {
+    for (const int status : kStatuses) responses_[status] = 0;
+}
 
 void Metrics::request(const RequestReport& report, std::chrono::nanoseconds waiting, std::chrono::nanoseconds total) {
     const std::lock_guard lock(mutex_);
@@ -79,7 +83,6 @@ std::string Metrics::text(const Gauges& gauges) const {
     for (size_t kind = 0; kind < kRequestKinds; ++kind) {
         for (size_t outcome = 0; outcome < kRequestOutcomes; ++outcome) {
             const uint64_t count = requests_[kind][outcome];
-            if (count == 0) continue;
             out += fmt::format("tarn_requests_total{{kind=\"{}\",outcome=\"{}\"}} {}\n",
                                kindName(static_cast<RequestKind>(kind)),
                                outcomeName(static_cast<RequestOutcome>(outcome)), count);

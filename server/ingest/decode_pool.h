@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Files to recordings on several threads.
+// Decodes files to recordings on several threads.
 #pragma once
 
 #include "audio/tag_process.h"
@@ -20,20 +20,20 @@ namespace tarn::server {
 
 struct DecodedFile {
     const FoundFile* file = nullptr;
-    Recording recording; // meant only without a problem
+    Recording recording; // valid only without a problem
     std::string problem;
 };
 
 class DecodePool {
   public:
-    // A thread for each of the processes that read tags. files and processes must stay until the pool ends. Recordings
+    // Starts a thread for each of the processes that read tags. files and processes must outlive the pool. Recordings
     // wait in a short queue: a slow taker slows the threads down.
     DecodePool(const std::vector<FoundFile>& files, std::span<TagProcess> tags);
     ~DecodePool(); // ends the threads as soon as each is done with its file
     DecodePool(const DecodePool&) = delete;
     DecodePool& operator=(const DecodePool&) = delete;
 
-    // The next file that is done, in any order; nothing when the time is over first.
+    // The next file that is done, in any order; nothing if none is done in time.
     std::optional<DecodedFile> take(std::chrono::steady_clock::time_point until);
 
   private:

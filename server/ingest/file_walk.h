@@ -10,10 +10,10 @@
 namespace tarn::server {
 
 struct FoundFile {
-    std::filesystem::path path; // canonical: the same file has one, whatever leads to it
+    std::filesystem::path path; // canonical: one for each file, whichever path leads to it
     uint64_t bytes = 0;
     int64_t modifiedNs = 0;
-    bool named = false; // by itself, not found in a folder
+    bool named = false; // on the command line, not found in a folder
 };
 
 struct FoundProblem {
@@ -23,12 +23,12 @@ struct FoundProblem {
 
 struct FoundFiles {
     std::vector<FoundFile> files;       // each once, folders in the order given, names within them sorted by bytes
-    std::vector<FoundProblem> problems; // paths that are not there or cannot be looked at
+    std::vector<FoundProblem> problems; // paths that do not exist or cannot be read
 };
 
 // A path that names a file is taken, whatever its extension. Folders are searched at any depth for the extensions of
-// audio files, also of formats that nothing here decodes, so that these files are reported and not skipped silently.
-// Hidden files and folders are left out. Links are followed, each folder is entered once.
+// audio files, including formats that we cannot decode, so that such files are reported rather than skipped silently.
+// Hidden files and folders are left out. Links are followed; each folder is entered once.
 FoundFiles findFiles(const std::vector<std::string>& paths);
 
 } // namespace tarn::server

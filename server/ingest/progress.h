@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How far a run has come.
+// The progress of a run as a line of text.
 #pragma once
 
 #include <chrono>

@@ -14,7 +14,7 @@ constexpr size_t kIdDigits = 16;
 
 const std::string& albumArtistOf(const Tags& tags) { return tags.albumArtist.empty() ? tags.artist : tags.albumArtist; }
 
-// A text of a record that is only written: it lies in the string, which must stay, and is absent when empty.
+// A text of a record that is only written. It points into the string, which must outlive it; an empty text is absent.
 class BorrowedText {
   public:
     explicit BorrowedText(const std::string& text)

@@ -9,7 +9,7 @@
 namespace tarn::server {
 
 std::string trackIdOf(const std::string& contentHash);
-// From the title and the album artist (the artist where there is none). Empty without an album.
+// From the album and the album artist (or the artist, if there is none). Empty without an album.
 std::string albumIdOf(const Tags& tags);
 
 // Fills trackId, albumId, trackBlob and albumBlob from contentHash and tags.

@@ -15,13 +15,13 @@ namespace tarn::server {
 
 namespace {
 
-constexpr uint64_t kQueryMs = 31000; // 30 s are coded, from three starts
+constexpr uint64_t kQueryMs = 31000; // 30 s are coded from each of three starts
 
 uint32_t durationMsOf(const AudioFile& file) {
     return static_cast<uint32_t>(file.framesRead() * 1000 / static_cast<uint64_t>(file.rateHz()));
 }
 
-// Keeps samples of one part of the recording, in ms from its start.
+// Keeps the samples of one part of the recording.
 class Excerpt {
   public:
     explicit Excerpt(uint64_t startMs)
@@ -69,7 +69,7 @@ Recording readRecording(const std::filesystem::path& path, const TagReading& tag
 FingerprintQuery readQuery(const std::filesystem::path& path) {
     AudioFile file(path);
     PcmPreparation preparation(file.rateHz(), file.channels());
-    // Where a client starts to read depends on the duration, which is known at the end.
+    // Where a client starts to read depends on the duration, which is known only at the end.
     Excerpt fromStart(0);
     Excerpt fromInside(clientStartMs(UINT32_MAX));
     uint64_t position = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// From a file to what the catalogue stores of it, and to what a client would ask about it.
+// Reads a file: as the recording that the catalogue stores, or as the query that a client would send.
 #pragma once
 
 #include "audio/audio_file.h"
@@ -11,7 +11,7 @@
 
 namespace tarn::server {
 
-// Everything but the id. tags: what reads them; first of all, so that a file whose tags are refused is not decoded.
+// Everything but the id. tags: what reads them; called first, so that a file whose tags are refused is not decoded.
 // Throws AudioError.
 using TagReading = std::function<Tags(const std::filesystem::path&)>;
 Recording readRecording(const std::filesystem::path& path, const TagReading& tags);

@@ -10,16 +10,16 @@ namespace tarn::server {
 
 namespace {
 
-// Votes for a place are counted in bins of about two seconds. The letters of a query carry no times and are taken as
-// evenly spread, so that a vote may be off by a bin: neighbours count too.
+// Votes for a place are counted in bins of about two seconds. The letters of a query carry no times and are assumed to
+// be evenly spread, so a vote may be off by a bin: neighbouring bins count too.
 constexpr uint32_t kVoteBinFrames = 86;
-// How much more than the voted place is searched, on either side.
+// How far the search goes beyond the voted place, on either side.
 constexpr uint32_t kMarginFrames = 250;
-// Places that are tried. Music that repeats, and damaged letters, may bring the right one second.
+// Places to try: where music repeats or letters are damaged, the right place may not have the most votes.
 constexpr size_t kMaxPlaces = 3;
 // How late the refined start is in the middle, measured on real music: runs are written when they have ended.
 constexpr int64_t kLateFrames = 8;
-// What a query is taken to last when it does not say.
+// The length of a query that does not state it.
 constexpr uint32_t kUsualFrames = 1292;
 
 uint32_t framesOf(const PreparedQuery& query) { return query.frames != 0 ? query.frames : kUsualFrames; }
@@ -35,7 +35,7 @@ class Votes {
         if (bin < bins_.size()) ++bins_[bin];
     }
 
-    // The places of most votes that lie apart from each other, the first of them best; fewer where there are no more.
+    // At most `most` places that lie apart from each other, those with the most votes first.
     std::vector<int64_t> places(size_t most) const {
         std::vector<int64_t> frames;
         std::vector<bool> taken(bins_.size(), false);
@@ -123,7 +123,7 @@ Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look lo
     Alignment best;
     const auto map = std::find_if(query.maps.begin(), query.maps.end(), [](const QueryMap& m) { return m.usable; });
     if (map == query.maps.end()) return best;
-    // All codings at the likeliest place, the first at others: they show the place as well as all do.
+    // All codings at the likeliest place, the first coding at the others: it shows the place as well as all of them do.
     size_t codings = look == Look::kGlance ? 1 : kCodings.size();
     for (const int64_t startFrame : places(query, codes, look == Look::kGlance ? 1 : kMaxPlaces)) {
         Alignment here;
@@ -144,7 +144,7 @@ Alignment align(const PreparedQuery& query, const RecordingCodes& codes, Look lo
 }
 
 void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment& alignment) {
-    // Of each map against the coding that it fits best.
+    // Each map with the coding that it fits best.
     struct Fit {
         int32_t units = 0;
         size_t coding = 0;
@@ -174,9 +174,10 @@ void measure(const PreparedQuery& query, const RecordingCodes& codes, Alignment&
     if (maps > 0) alignment.bits = static_cast<double>(sum) / static_cast<double>(maps * ScoredString::kUnitsPerBit);
 }
 
-// The frame at which the query starts: its ends are known in the recording's letters, whose frames are known, and in
-// the query, which is coded from kFirstCodedFrame to its last frame. A run's letters are written at its end, so each
-// end lies between two letters. The median of what the strings say.
+// Each string gives two estimates of the frame at which the query starts, one from either end: where that end lies
+// among the recording's letters, whose frames are known, and where it lies in the query, which is coded from
+// kFirstCodedFrame to its last frame. The engine writes the letters of a run when the run ends, so an end lies between
+// two letters. The median of all estimates counts.
 void refineStart(const PreparedQuery& query, const RecordingCodes& codes, Alignment& alignment) {
     const int64_t from = alignment.startFrame - kMarginFrames;
     const int64_t to = alignment.startFrame + framesOf(query) + kMarginFrames;

@@ -113,7 +113,7 @@ void CatalogueRecogniser::warmUp(const std::stop_token& stop) {
             return true;
         });
     } catch (const Unavailable&) {
-        return; // the service says why
+        return; // the log of the service says why
     }
 }
 

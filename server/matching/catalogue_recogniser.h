@@ -20,7 +20,7 @@ class CatalogueRecogniser : public Recogniser {
   public:
     // Gets one line for each damaged recording that look-ups go on without.
     using Log = std::function<void(const std::string&)>;
-    // Needs nothing of the location yet: a catalogue may be made, or a shard come up, later.
+    // Does not open the catalogue yet: it may be made later.
     explicit CatalogueRecogniser(std::string location, Log log = {})
         : location_(std::move(location)), log_(std::move(log)) {}
 
@@ -31,7 +31,7 @@ class CatalogueRecogniser : public Recogniser {
     void warmUp(const std::stop_token& stop);
 
   private:
-    // Gives a reader that sees every commit, for the time of the work.
+    // Calls work with a reader that sees every commit so far.
     template <class Work>
     auto withReader(Work work);
 

@@ -9,11 +9,11 @@ namespace {
 
 constexpr size_t kBits = 64;
 
-// The matrix of edit distances between a query and a target that grows by a letter at a time, kept as Myers does: of
-// its last column only whether each number is one more or one less than the one above it, a bit for each.
+// The matrix of edit distances between a query and a target that grows by one letter at a time, by Myers' algorithm: of
+// the last column it keeps only whether each number is one more or one less than the number above it, a bit for each.
 class Column {
   public:
-    // The letters of the query, first to last or last to first.
+    // letters: of the query, in either direction.
     template <class Iterator>
     Column(Iterator letters, size_t count)
         : words_((count + kBits - 1) / kBits), lastBit_((count - 1) % kBits), holds_(256 * words_),
@@ -23,7 +23,7 @@ class Column {
         }
     }
 
-    // One letter more. atStart: the query has to begin where the target does.
+    // Adds a letter of the target. atStart: the query must begin where the target does.
     void append(char letter, bool atStart) {
         const uint64_t* const holds = holds_.data() + static_cast<unsigned char>(letter) * words_;
         uint64_t carry = 0;
@@ -53,13 +53,13 @@ class Column {
         distance_ -= lessRight >> lastBit_ & 1;
     }
 
-    // Of the whole query from a stretch that ends with the last letter.
+    // Between the whole query and the best stretch that ends with the last letter.
     size_t distance() const { return distance_; }
 
   private:
     size_t words_;
     size_t lastBit_;
-    std::vector<uint64_t> holds_; // [letter][word]: where the query has it
+    std::vector<uint64_t> holds_; // [letter][word]: where the query has that letter
     std::vector<uint64_t> more_;
     std::vector<uint64_t> less_;
     size_t distance_;

@@ -12,15 +12,15 @@ namespace tarn::server {
 
 struct Edits {
     size_t count = 0;
-    size_t begin = 0; // of the stretch of target that fits, and its last letter
-    size_t last = 0;
+    size_t begin = 0; // first letter of the stretch of target that fits
+    size_t last = 0;  // and its last letter
 };
 
 enum class Find { kCount, kStretch }; // kCount leaves begin at 0, and is twice as fast
 
-// The whole of query somewhere in target: of several stretches that take the fewest edits the one that ends first, and
-// of those the longest. Never more edits than the query has letters; then the stretch is the first letter. Nothing when
-// one of them is empty.
+// Finds the stretch of target that takes the fewest edits to become the whole query: if there are several, the one that
+// ends first, and of those the longest. There are never more edits than the query has letters; with that many, the
+// stretch is the first letter. Nothing if either text is empty.
 std::optional<Edits> editsWithin(std::string_view query, std::string_view target, Find find);
 
 } // namespace tarn::server

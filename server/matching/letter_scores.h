@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What two letters that stand against each other say, in hundredths of a bit: how much likelier the pair is between
-// copies of one recording than between letters that met by chance.
+// The score of two letters that an alignment pairs, in hundredths of a bit: how much likelier the pair is in copies of
+// one recording than between random letters.
 #pragma once
 
 #include "model/alphabet.h"
@@ -14,7 +14,7 @@ namespace tarn::server {
 
 struct LetterScores {
     std::array<std::array<int16_t, kLetters>, kLetters> pair; // [the query's][the recording's]
-    std::array<int16_t, kLetters> queryAlone;                 // the recording has nothing there
+    std::array<int16_t, kLetters> queryAlone;                 // the recording has no letter there
     std::array<int16_t, kLetters> recordingAlone;
     std::array<int16_t, kLetters> rarity; // -log2 of a letter's share, repeats counted
 };

@@ -11,17 +11,18 @@ namespace {
 
 // Hundredths of a bit.
 constexpr int16_t kMaxForRepeat = 70;
-constexpr int16_t kMinForPair = 20; // of a pair that speaks for a copy, however expected it is
+constexpr int16_t kMinForPair = 20; // of a pair that is evidence for a copy, however predictable it is
 // The share of a copy's letters that is assumed to be destroyed, in stretches, and replaced by random ones.
 constexpr double kLost = 0.5;
 constexpr int16_t kMaxForLetter = 1000; // of any score
 constexpr int16_t kRepeatAlone = -50;
 
-// How many letters of a usual string are mixed into a query's own shares of letters, and of letters after a letter.
+// How many letters of an average string are mixed into a query's own statistics: of letters, and of letters after a
+// given letter.
 constexpr double kUsualLetters = 5.0;
 constexpr double kUsualFollowers = 3.0;
 
-// Letters as numbers, and those alone that do not repeat the one before.
+// Letters as numbers, with repeats and without.
 struct Numbers {
     std::vector<uint8_t> all;
     std::vector<uint8_t> repeats; // 1 or 0
@@ -38,7 +39,7 @@ struct Numbers {
     }
 };
 
-// How much less than its usual rarity a run's letter surprises in this query, in hundredths of a bit.
+// For each run's letter: its usual rarity minus its surprise in this query, in hundredths of a bit; 0 at least.
 std::vector<int16_t> foretold(const Numbers& query, const LetterScores& scores) {
     std::array<double, kLetters> usual{};
     std::array<double, kLetters> share{};
@@ -57,7 +58,7 @@ std::vector<int16_t> foretold(const Numbers& query, const LetterScores& scores) 
     for (size_t i = 0; i < query.runs.size(); ++i) {
         const uint8_t letter = query.runs[i];
         double chance = share[letter];
-        if (i > 0) { // without this occurrence itself
+        if (i > 0) { // this occurrence itself does not count
             const uint8_t before = query.runs[i - 1];
             chance = std::max(chance, (followers[before][letter] - 1.0 + kUsualFollowers * share[letter]) /
                                           (followed[before] - 1.0 + kUsualFollowers));
@@ -68,7 +69,7 @@ std::vector<int16_t> foretold(const Numbers& query, const LetterScores& scores) 
     return result;
 }
 
-// The score of a pair in a copy that lost a share of kLost, from the score in an undamaged one.
+// The score of a pair in a copy that lost a share of kLost, computed from its score in an undamaged copy.
 class Tempered {
   public:
     Tempered() {
@@ -94,11 +95,11 @@ constexpr int32_t units(int32_t hundredths) {
     return (hundredths * ScoredString::kUnitsPerBit + half) / 100;
 }
 
-// No pair scores less than a letter of chance.
+// No pair scores less than a random letter.
 static_assert(kLost == 0.5 && kScoreBias == ScoredString::kUnitsPerBit);
 static_assert(kNoColumn == 2 * kLetters);
 
-// The first half of the costs and the second by turns, that many of each.
+// Interleaves the first half of the costs with the second, this many of each at a time.
 template <class Number>
 void appendHalves(std::vector<Number>& out, const std::vector<uint8_t>& costs, size_t count) {
     const auto half = costs.begin() + static_cast<std::ptrdiff_t>(costs.size() / 2);
@@ -109,10 +110,10 @@ void appendHalves(std::vector<Number>& out, const std::vector<uint8_t>& costs, s
     }
 }
 
-// Of a letter that the query does not foretell at all, as a ScoreTable has it.
+// The scores of a pair whose letter the query does not predict at all, as a ScoreTable has them.
 struct Scores {
     uint8_t full = 0;
-    uint8_t repeated = 0; // where the query or the recording repeats the letter before
+    uint8_t repeated = 0; // if the query or the recording repeats the letter before
 
     Scores() = default;
     explicit Scores(int16_t tempered) : full(biased(tempered)), repeated(biased(std::min(tempered, kMaxForRepeat))) {}
@@ -126,8 +127,8 @@ const Tempered& tempered() {
     return function;
 }
 
-// The scores of all pairs of one codebook in a query that foretells nothing, and which of them a query that does
-// foretell lowers.
+// The scores of all pairs of one codebook in a query that predicts nothing, and which of them are lower in a query that
+// predicts some of its letters.
 struct UsualScores {
     std::array<std::array<Scores, kLetters>, kLetters> of; // [the query's][the recording's]
     std::array<std::vector<uint8_t>, kLetters> positive;   // [the query's]: the recording's
@@ -171,7 +172,7 @@ ScoredString::ScoredString(size_t codebook, std::string_view letters) {
     const size_t length = std::min(query.all.size(), kMaxScored);
     stride_ = (length + kScoreStep - 1) / kScoreStep * kScoreStep;
     score_.resize(kColumns * stride_);
-    std::array<std::vector<uint8_t>, 3> alone; // of one, two and four letters
+    std::array<std::vector<uint8_t>, 3> alone; // for gaps of one, two and four letters
     for (std::vector<uint8_t>& costs : alone) costs.resize(stride_, UINT8_MAX);
     auto& [one, two, four] = alone;
     static const std::array<UsualScores, kCodebooks> kUsual = {UsualScores(kLetterScores[0]),

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How much speaks for two strings of letters being copies of one stretch of music: the best sum of letter scores over a
-// stretch of each, in order, with gaps. Strings that met by chance reach a few dozen bits, copies several hundred.
+// The evidence that two strings of letters are copies of one stretch of music: the best sum of letter scores over a
+// stretch of each, in order, with gaps. Unrelated strings reach a few dozen bits, copies several hundred.
 #pragma once
 
 #include "matching/letter_scores.h"
@@ -21,9 +21,9 @@ void toColumns(std::string_view letters, ScoreColumns& columns);
 
 // A query's string with what each of its letters may score.
 //
-// A letter that the query is full of, or that its neighbour foretells, says little: silence and drones write the same
-// few letters in every recording. So a letter scores no more than its surprise in the query itself. Repeats of a letter
-// tell how long a sound lasted and score little too.
+// A letter says little if the query is full of it or if the letter before it predicts it: silence and drones write the
+// same few letters in every recording. So a letter's score is capped by how surprising it is within the query. Repeats
+// of a letter show how long a sound lasted, and score little too.
 class ScoredString {
   public:
     static constexpr int32_t kUnitsPerBit = 8;
@@ -32,10 +32,10 @@ class ScoredString {
     // Letters other than 'a' to 'x' are left out, and those after kMaxScored.
     ScoredString(size_t codebook, std::string_view letters);
 
-    // The best local score in units; 0: nothing fits. At most 7 letters of the query in a row stand against nothing.
+    // The best local score in units; 0: nothing fits. A gap spans at most 7 letters of the query in a row.
     int32_t against(std::span<const uint8_t> columns, const ScoreLanes& lanes = *availableScoreLanes().back()) const;
 
-    // The same against the letters that it was made of.
+    // The score against the letters that it was made of.
     int32_t againstItself(std::string_view letters) const;
 
   private:
@@ -47,7 +47,7 @@ class ScoredString {
     std::vector<uint8_t> alone_;
     std::vector<uint16_t> wideAlone_;
     std::array<uint8_t, kColumns> columnAlone_ = {};
-    // Where nothing scores more against a letter than the letter itself, no alignment beats that of each with itself.
+    // If no letter has a higher score than with itself, the alignment of each letter with itself is the best.
     std::optional<int32_t> againstItself_;
 };
 

@@ -13,8 +13,8 @@ namespace {
 
 constexpr size_t kMaxCandidates = 20;
 constexpr size_t kRarestGrams = 160;
-// What a stage reads of the catalogue at most, in postings: the commonest grams say the least and cost the most, and in
-// a large catalogue all of a query's would be millions. kMinGrams of the rarest are read all the same.
+// How many postings a stage reads at most. The commonest grams say the least and cost the most, and in a large
+// catalogue a query's grams have millions of postings together. The kMinGrams rarest grams are read whatever they cost.
 constexpr uint64_t kFirstPostings = 20'000;
 constexpr uint64_t kMaxPostings = 200'000;
 constexpr size_t kMinGrams = 40;
@@ -24,26 +24,26 @@ constexpr uint64_t kCommonGram = 2200;
 // the best. Known recordings nearly always pass, and unknown music skips a stage that would find nothing.
 constexpr size_t kBehind = 5;
 constexpr uint32_t kStandsOutPercent = 140;
-// In a small catalogue a look at more of them costs no more than finding them in a large one.
+// In a small catalogue, comparing more candidates costs no more than finding them costs in a large one.
 constexpr uint64_t kSmallCatalogue = 1000;
 constexpr size_t kMaxOfSmall = 100;
-// When this many were judged and one of them has this many bits, the others are not looked at.
+// When this many candidates have been compared and one of them has this many bits, the others are skipped.
 constexpr size_t kClearCandidates = 4;
 constexpr double kClearBits = 150.0;
-// How many are measured whole, and how many when one of them is clear.
+// How many candidates are measured with all maps, and how many if one of them is clear.
 constexpr size_t kMaxMeasured = 8;
 constexpr size_t kMaxMeasuredOfClear = 2;
-// Two candidates nearer to each other than this, where the query lies, are the same recording.
+// Two candidates that differ by fewer edits per letter than this, where the query lies, are the same recording.
 constexpr double kSameRecording = 0.35;
 
-// Information that a gram carries, in hundredths of a bit.
+// The information in a gram, in hundredths of a bit.
 uint32_t weightOf(uint64_t frequency, uint64_t recordings) {
     const double share =
         static_cast<double>(frequency) / static_cast<double>(std::max<uint64_t>(recordings, frequency));
     return static_cast<uint32_t>(std::lround(-100.0 * std::log2(share))) + 1;
 }
 
-// The grams that some recordings hold, and not all too many, by their place in the look-up, rarest first.
+// The positions in the look-up of the grams that at least one recording holds and that are not common, rarest first.
 std::vector<size_t> heldGrams(const Lookup& lookup) {
     std::vector<size_t> held;
     for (size_t gram = 0; gram < lookup.size(); ++gram) {
@@ -55,7 +55,7 @@ std::vector<size_t> heldGrams(const Lookup& lookup) {
     return held;
 }
 
-// How many of the grams, rarest first, have no more postings than that together.
+// How many of the grams, rarest first, have at most this many postings together.
 size_t gramsWithin(const Lookup& lookup, const std::vector<size_t>& grams, uint64_t postings) {
     size_t count = 0;
     uint64_t sum = 0;
@@ -78,7 +78,7 @@ bool standsOut(const std::vector<ScoredRecording>& scored) {
     return uint64_t{scored.front().score} * 100 >= uint64_t{scored[kBehind].score} * kStandsOutPercent;
 }
 
-// Measures the likeliest and orders all by what speaks for them.
+// Measures the likeliest candidates and sorts all by their bits.
 void measureBest(const PreparedQuery& query, std::vector<Candidate>& candidates) {
     const auto higher = [](const Candidate& a, const Candidate& b) { return a.alignment.bits > b.alignment.bits; };
     std::stable_sort(candidates.begin(), candidates.end(), higher);
@@ -151,7 +151,7 @@ Examination examine(CatalogueReader& reader, const FingerprintQuery& query) {
     const size_t mostOfAll = recordings <= kSmallCatalogue ? kMaxOfSmall : kMaxCandidates;
     const size_t rarest = std::min(kRarestGrams, gramsWithin(lookup, grams, kFirstPostings));
     const size_t all = gramsWithin(lookup, grams, kMaxPostings);
-    // Adds up the first `count` grams, those of the stage before excepted.
+    // Adds the weights of the first `count` grams, without those that the stage before added.
     const auto addStage = [&](size_t count) {
         addUp(lookup, std::span(grams).subspan(result.grams, count - result.grams), recordings);
         result.grams = count;

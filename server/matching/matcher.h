@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A query against the catalogue: candidates by the weight of the grams that they share with it, rarest grams first; a
-// judgement by alignment.
+// Compares a query with the catalogue: finds candidates by the weight of the grams that they share with the query, the
+// rarest grams first, and judges them by alignment.
 #pragma once
 
 #include "catalogue/catalogue.h"
@@ -19,17 +19,18 @@ struct Candidate {
     uint32_t score = 0; // sum of its grams' weights
     Alignment alignment;
     std::optional<uint32_t> sameAs; // the better candidate that holds the same recording
-    double chance = 0;              // of the best alone; what it was judged by is in evidence
+    double chance = 0;              // of the best candidate only; evidence has what it was judged by
     Evidence evidence;
     bool accepted = false;
     Recording recording;
 };
 
 struct Examination {
-    std::string refusal;               // why the query was not looked up; empty: it was
-    int stages = 0;                    // 1: the rarest grams sufficed; 2: more were needed
-    size_t grams = 0;                  // looked up
-    bool complete = true;              // false: what was not found may be in the catalogue all the same
+    std::string refusal; // why the query was not looked up; empty: it was
+    int stages = 0;      // 1: the rarest grams were enough; 2: more were needed
+    size_t grams = 0;    // looked up
+    bool complete =
+        true; // false: a part of the catalogue did not answer, so a recording that was not found may be there
     std::vector<Candidate> candidates; // best first
 };
 

@@ -11,18 +11,18 @@ namespace tarn::server {
 
 namespace {
 
-// A client's coder starts and stops in the middle of the music, where its normalising window is cut: the letters of
-// both ends differ from those of the whole recording. This many are dropped from each end, and a sixth of them at most.
+// A client's coder starts and stops in the middle of the music, where its normalising window is cut, so the letters at
+// both ends differ from those of the whole recording. This many letters are dropped at each end, a sixth at most.
 constexpr size_t kEndLetters = 25;
 constexpr size_t kEndPart = 6;
 
-// Letters carry no times in a query: they are taken as evenly spread.
+// The letters of a query carry no times: they are assumed to be evenly spread.
 uint32_t frameOf(const Gram& gram, size_t letters, uint32_t frames) {
     if (frames <= kFirstCodedFrame) return 0;
     return kFirstCodedFrame + static_cast<uint32_t>(uint64_t{frames - kFirstCodedFrame} * gram.index / letters);
 }
 
-// A client codes 50 ms less than the recording, and 30 s at most.
+// A client codes the recording without its last 50 ms, and 30 s at most.
 uint32_t codedFrames(uint32_t durationMs) {
     if (durationMs <= 50) return 0;
     return static_cast<uint32_t>(KVX_GetFeatureSize(std::min<uint32_t>(durationMs - 50, 30000)));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A query's six strings, made ready to be looked for.
+// A query's six strings, prepared for the look-up.
 #pragma once
 
 #include "catalogue/catalogue.h"
@@ -17,12 +17,12 @@
 
 namespace tarn::server {
 
-// Less than this can tell no recording from others: letters in each of a map's strings, and different ones in both
-// together.
+// With less than this, no recording can be distinguished from others: letters in each of a map's strings, and distinct
+// letters in both together.
 constexpr size_t kMinLetters = 12;
 constexpr size_t kMinDistinctLetters = 10;
-// No audio makes more: 30 s are 1292 frames, of which the last 1252 are coded, and a letter takes three of them; only
-// the first may take two. Longer strings are made by hand, and cost the most to look for.
+// No audio makes more letters: 30 s are 1292 frames, of which the last 1252 are coded, and each letter takes three of
+// them, except the first, which may take two. Longer strings are forged, and would cost the most to look up.
 constexpr size_t kMaxLetters = 1 + (1252 - 2) / 3;
 
 struct QueryString {
@@ -37,7 +37,7 @@ class GramPlaces {
   public:
     struct Place {
         uint32_t value; // of the gram
-        uint32_t frame; // about where, from the query's start
+        uint32_t frame; // from the query's start, approximately
     };
     GramPlaces() = default;
     explicit GramPlaces(const std::vector<Place>& places);
@@ -59,7 +59,7 @@ class GramPlaces {
     // By Knuth: 2^32 times the golden ratio.
     static uint32_t hashOf(uint32_t value) { return value * 2654435761U; }
 
-    std::bitset<1U << kFilterBits> filter_;                     // the hashes that there are: most questions end here
+    std::bitset<1U << kFilterBits> filter_;                     // which hashes occur: most calls end here
     std::array<uint16_t, (1U << kSlotBits) + 1> firstOfSlot_{}; // in places_
     std::vector<Place> places_;                                 // by hash
 };
@@ -75,7 +75,7 @@ struct PreparedQuery {
     PreparedQuery& operator=(const PreparedQuery&) = delete;
 
     bool usable() const;
-    // That would speak for an exact copy: of both codebooks, the mean of the usable maps.
+    // The bits of an exact copy: summed over both codebooks, the mean of the usable maps.
     double bits() const;
     // The lists of the usable maps' grams, rising, each once.
     std::vector<ListNumber> lists(unsigned gramLetters) const;

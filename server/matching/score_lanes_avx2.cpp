@@ -9,7 +9,7 @@
 #include <cstring>
 #include <immintrin.h>
 
-// From here on, so that the standard library's inline functions are compiled for every processor.
+// After the includes, so that the standard library's inline functions are compiled for every processor.
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
 #else
@@ -20,7 +20,7 @@ namespace tarn::server {
 
 namespace {
 
-// v moved up by that many bytes within each half, the last of before coming in below.
+// v moved up by that many bytes within each half; the last bytes of `before` fill the gap.
 template <int kBytes, class Vector>
 inline Vector movedUpBytes(Vector before, Vector v) {
     return reinterpret_cast<Vector>(
@@ -57,7 +57,7 @@ struct ByteLanes {
         return reinterpret_cast<Vector>(
             _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(high), reinterpret_cast<const __m128i*>(low)));
     }
-    // A sum that has stopped at the end of its bytes; the bias is taken off after that.
+    // Whether a sum has saturated at the largest byte, before its bias is subtracted.
     static bool reachesEnd(Vector sums) {
         const auto ended = sums == Vector{} + uint8_t{UINT8_MAX - kScoreBias};
         return _mm256_movemask_epi8(reinterpret_cast<__m256i>(ended)) != 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What every x86-64 processor has; elsewhere, what the compiler makes of it.
+// The kernel for every x86-64 processor; for other architectures, whatever the compiler makes of the vector types.
 #include "matching/score_lanes.h"
 
 #include <algorithm>
@@ -43,7 +43,7 @@ Words difference(Words a, Words b) {
 #endif
 }
 
-// v moved up by that many bytes, the last of before coming in below.
+// v moved up by that many bytes; the last bytes of `before` fill the gap.
 template <int kBytes, class Half>
 Half moved(Half before, Half v) {
 #if defined(__x86_64__)
@@ -87,7 +87,7 @@ struct ByteLanes : Lanes<Bytes> {
         std::memcpy(&v.high, high, sizeof v.high);
         return v;
     }
-    // A sum that has stopped at the end of its bytes; the bias is taken off after that.
+    // Whether a sum has saturated at the largest byte, before its bias is subtracted.
     static bool reachesEnd(Vector sums) {
         const Bytes end = Bytes{} + uint8_t{UINT8_MAX - kScoreBias};
         const auto ended = (sums.low == end) | (sums.high == end);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Taking an access key apart.
-#include "AccessKey.h"
+#include "access_key.h"
 #include "support/access_keys.h"
 #include "support/hex.h"
 

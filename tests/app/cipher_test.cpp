@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The cipher service, against published vectors for AES-256 in CBC mode.
-#include "platform/linux/NettleCipher.h"
+#include "platform/linux/nettle_cipher.h"
 #include "support/access_keys.h"
 #include "support/hex.h"
 

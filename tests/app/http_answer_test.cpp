@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // An answer as bytes from anywhere: what it is does not depend on the pieces in which it comes.
-#include "platform/linux/HttpAnswer.h"
+#include "platform/linux/http_answer.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The HTTP client against a scripted server: what it sends, and what it makes of every kind of answer.
 #include "NSMutableURLRequest_MultipartFormRequest.h"
-#include "platform/linux/HttpClient.h"
+#include "platform/linux/http_client.h"
 #include "support/answers.h"
 #include "support/loopback_server.h"
 

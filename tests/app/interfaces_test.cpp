@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Display names and addresses of network interfaces, on trees like those of real machines.
-#include "platform/linux/SystemInterfaces.h"
+#include "platform/linux/system_interfaces.h"
 #include "support/hex.h"
 #include "support/temporary_directory.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The form of a log line.
 #include "app/scripted_services.h"
-#include "platform/linux/DescriptorOutput.h"
-#include "platform/linux/LineLog.h"
+#include "platform/linux/descriptor_output.h"
+#include "platform/linux/line_log.h"
 
 #include <cerrno>
 #include <cstdlib>

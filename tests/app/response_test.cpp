@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What an answer's records say in the log, on standard output, and as matches.
-#include "ResponseInterpretation.h"
 #include "app/clients.h"
+#include "response_interpretation.h"
 #include "support/answers.h"
 #include "support/counting_hooks.h"
 

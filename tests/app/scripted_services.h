@@ -2,8 +2,8 @@
 // Services for tests: they keep what they are told and say what a test wants to hear.
 #pragma once
 
-#include "platform/Services.h"
-#include "platform/linux/NettleCipher.h"
+#include "platform/linux/nettle_cipher.h"
+#include "platform/services.h"
 #include "support/hex.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The exchange over byte streams.
 #include "TarnSocketHandler.h"
+#include "app/descriptor_streams.h"
 #include "app/scripted_services.h"
-#include "platform/linux/DescriptorStreams.h"
 #include "support/hex.h"
 
 #include <gtest/gtest.h>

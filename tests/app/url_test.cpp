@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/Url.h"
+#include "platform/url.h"
 
 #include <gtest/gtest.h>
 #include <string>

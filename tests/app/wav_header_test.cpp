@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the tool takes from the header of a WAV file.
-#include "WavHeader.h"
 #include "support/wav_maker.h"
+#include "wav_header.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 #include "NSMutableURLRequest_MultipartFormRequest.h"
 #include "app/clients.h"
 #include "e2e/tool.h"
-#include "platform/linux/HttpClient.h"
+#include "platform/linux/http_client.h"
 #include "run.h"
 #include "support/answers.h"
 #include "support/fault_proxy.h"

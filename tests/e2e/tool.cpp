@@ -2,7 +2,7 @@
 #include "e2e/tool.h"
 
 #include "TarnInterface.h"
-#include "platform/linux/SystemServices.h"
+#include "platform/linux/system_services.h"
 #include "support/access_keys.h"
 #include "support/handles.h"
 #include "support/temporary_directory.h"

@@ -3,8 +3,8 @@
 // arguments, as the library makes them or, when built with TARN_PLAIN_ENGINE, as the plain engine does. The library's
 // packets follow, signed with every pair of methods in turn. Builds that differ in one rounding differ in their output.
 // Music is coded with every instruction set of the processor, which must agree.
-#include "WavHeader.h"
 #include "support/audio.h"
+#include "wav_header.h"
 
 #ifdef TARN_PLAIN_ENGINE
 #include "fingerprint/plain_engine.h"

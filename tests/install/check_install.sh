@@ -52,6 +52,7 @@ use() {
         [ "$kind" != static ] || flags=$(echo "$flags" | sed "s|-lkvx|-l:libkvx.a|")
         cc -std=c11 -Wall -Wextra -Werror "$source/tests/install/consumer/consumer.c" $flags -o "$programs/pkgconfig_c"
         cc -std=c11 "$source/tests/core/c_api_test.c" $flags -o "$programs/whole_recognition"
+        cc -std=c11 -Wall -Wextra -Werror "$source/examples/recognise.c" $flags -o "$programs/recognise"
         c++ -std=c++20 -Wall -Wextra -Werror "$source/tests/install/consumer/consumer.cpp" $flags \
             -o "$programs/pkgconfig_cpp"
     }
@@ -61,6 +62,7 @@ use() {
         -DCMAKE_PREFIX_PATH="$prefix" -DKVX_TARGET="$target" -DKVX_WANTED="$version"
     logged consumer.log cmake --build "$programs/cmake"
     "$programs/whole_recognition" || failed "a whole recognition in C, $1, $kind"
+    "$programs/recognise" 2>&1 | grep -q '^usage: ' || failed "the example, $1, $kind"
     for program in pkgconfig_c pkgconfig_cpp cmake/consumer_c cmake/consumer_cpp; do
         same "$1, $kind, $program" "$expected" "$("$programs/$program")"
         loads=no

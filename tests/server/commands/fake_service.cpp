@@ -18,6 +18,7 @@ int main(int count, char** arguments) {
     const fs::path folder = arguments[3];
     tarn::server::ServeOptions options;
     options.listen = arguments[1];
+    options.catalogue = "in memory";
     options.accounts = arguments[2];
     if (count == 5) options.limits.stoppingTime = std::chrono::milliseconds(std::stoi(arguments[4]));
     servertest::FakeCatalogue catalogue;

@@ -3,6 +3,7 @@
 #include "commands/serve.h"
 
 #include "commands/account.h"
+#include "kvx.h"
 #include "server/accounts/private_files.h"
 #include "server/http/raw_client.h"
 #include "server/http/service_process.h"
@@ -10,6 +11,7 @@
 #include <chrono>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <sys/stat.h>
 #include <thread>
 
 using namespace servertest;
@@ -165,6 +167,50 @@ TEST(Serve, StartsWithoutItsCatalogueAndOpensItWhenItCan) {
     EXPECT_NE(service.log().find("catalogue: closed on purpose"), std::string::npos);
 }
 
+TEST(Serve, LogsItsVersionAndWhereItsStateIs) {
+    const TemporaryDirectory folder;
+    FakeService service("127.0.0.1:0", folder / "accounts", folder);
+    service.terminate();
+    EXPECT_EQ(service.wait(), 0);
+    const std::string log = service.log();
+    EXPECT_NE(log.find("Z info tarn-server " KVX_VERSION ", catalogue in memory, accounts " +
+                       (folder / "accounts").string() + "\n"),
+              std::string::npos)
+        << log;
+    EXPECT_NE(log.find("catalogue: open, 42 recordings in in memory\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("(--listen 127.0.0.1:0), 0 accounts\n"), std::string::npos) << log;
+}
+
+// The journal's socket is known by its device and inode; here the log's file plays its part.
+TEST(Serve, LogsPrioritiesToTheJournalAlone) {
+    const TemporaryDirectory folder;
+    writePrivate(folder / "log", "");
+    writePrivate(folder / "closed", "");
+    struct stat status {};
+    ASSERT_EQ(stat((folder / "log").c_str(), &status), 0);
+    const std::string device = std::to_string(status.st_dev) + ":";
+    for (const bool journal : {true, false}) {
+        SCOPED_TRACE(journal);
+        const std::string stream = device + std::to_string(status.st_ino + (journal ? 0 : 1));
+        ServiceProcess service({"/usr/bin/env", "JOURNAL_STREAM=" + stream, FAKE_SERVICE, "127.0.0.1:0",
+                                (folder / "accounts").string(), folder.path().string()},
+                               folder / "log");
+        service.terminate();
+        EXPECT_EQ(service.wait(), 0);
+        const std::string log = service.log();
+        EXPECT_EQ(log.starts_with("<6>info tarn-server "), journal) << log;
+        EXPECT_EQ(log.find("\n<3>error catalogue: closed on purpose") != std::string::npos, journal) << log;
+        EXPECT_EQ(log.find("Z error catalogue: closed on purpose") == std::string::npos, journal) << log;
+
+        ServiceProcess failing({"/usr/bin/env", "JOURNAL_STREAM=" + stream, FAKE_SERVICE, "nowhere",
+                                (folder / "accounts").string(), folder.path().string()},
+                               folder / "log");
+        EXPECT_EQ(failing.wait(), 1);
+        EXPECT_EQ(failing.log().find("<3>\"nowhere\" is not an address") != std::string::npos, journal)
+            << failing.log();
+    }
+}
+
 TEST(Serve, SaysWhyItCannotStart) {
     const TemporaryDirectory folder;
     FakeService running("127.0.0.1:0", folder / "accounts", folder);
@@ -177,7 +223,7 @@ TEST(Serve, SaysWhyItCannotStart) {
         const char* text;
     } cases[] = {
         {"a taken port", taken, "accounts", "cannot listen: Address already in use"},
-        {"no address", "nowhere", "accounts", "\"nowhere\" is not an address to listen on; give ADDRESS:PORT"},
+        {"no address", "nowhere", "accounts", "\"nowhere\" is not an address to listen on; give HOST:PORT"},
         {"a damaged account file", "127.0.0.1:0", "damaged", "damaged: line 1: expected \"tarn-accounts\""},
     };
     for (const auto& c : cases) {

@@ -71,13 +71,18 @@ TEST(ServeTool, FindsARecordingFromItsCommitOn) {
 TEST(ServeTool, TakesItsLimitsFromTheCommandLine) {
     const TemporaryDirectory folder;
     const Handle client = clientOf(addAccount(folder / "accounts"));
-    const ToolService service(folder, {"--packet-bytes", "1024", "--request-seconds", "0.5", "--connections", "10",
-                                       "--waiting", "3", "--waiting-seconds", "2", "--stopping-seconds", "3"});
+    ToolService service(folder, {"--packet-bytes", "1024", "--request-seconds", "0.5", "--connections", "10",
+                                 "--waiting", "3", "--waiting-seconds", "2", "--stopping-seconds", "3",
+                                 "--trusted-proxy", "127.0.0.1", "--trusted-proxy", "::1"});
     EXPECT_EQ(exchange(service.port(), postOf(Bytes(1024))).status, 400); // no packet, but not too long
     EXPECT_EQ(exchange(service.port(), postOf(Bytes(1025))).status, 413);
     RawClient silent(service.port());
     ASSERT_TRUE(silent.send("POST /sdkrequest HTTP/1.1\r\n"));
     EXPECT_EQ(silent.readToEnd(), ""); // returns when the client's time is over
+    exchange(service.port(), postOf(formOf(part("data", "x")), "X-Forwarded-For: 192.0.2.7\r\n"));
+    service.terminate();
+    EXPECT_EQ(service.wait(), 0);
+    EXPECT_NE(service.log().find(" peer=192.0.2.7 "), std::string::npos) << service.log();
 }
 
 TEST(ServeTool, TakesSoManyConnectionsFromOneAddress) {
@@ -98,7 +103,7 @@ TEST(ServeTool, RefusesLimitsThatMakeNoSense) {
     const char* const cases[][2] = {
         {"--connections", "0"},       {"--connections-per-address", "-1"}, {"--packet-bytes", "10"},
         {"--waiting", "0"},           {"--request-seconds", "0"},          {"--waiting-seconds", "-2"},
-        {"--stopping-seconds", "1d"},
+        {"--stopping-seconds", "1d"}, {"--trusted-proxy", "example"},
     };
     for (const auto& [option, value] : cases) {
         SCOPED_TRACE(option);

@@ -42,6 +42,22 @@ TEST(Metrics, CountRequestsByKindAndOutcome) {
     EXPECT_NE(text.find("tarn_request_seconds_count{stage=\"total\"} 3\n"), std::string::npos);
 }
 
+TEST(Metrics, HaveEverySeriesFromZeroOn) {
+    const std::string text = Metrics().text({});
+    for (const char* kind : {"fingerprint", "identity", "items", "unknown"}) {
+        for (const char* outcome :
+             {"matched", "not_found", "bad_packet", "refused", "too_large", "failed", "overload", "unavailable"}) {
+            const std::string series =
+                std::string("tarn_requests_total{kind=\"") + kind + "\",outcome=\"" + outcome + "\"} 0\n";
+            EXPECT_NE(text.find(series), std::string::npos) << series;
+        }
+    }
+    for (const char* status : {"200", "400", "403", "404", "405", "413", "500", "503"}) {
+        const std::string series = std::string("tarn_http_responses_total{code=\"") + status + "\"} 0\n";
+        EXPECT_NE(text.find(series), std::string::npos) << series;
+    }
+}
+
 TEST(Metrics, KeepQuietAboutACatalogueThatCannotBeAsked) {
     const Metrics metrics;
     EXPECT_EQ(metrics.text({}).find("tarn_catalogue_recordings"), std::string::npos);

@@ -13,6 +13,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace servertest {
 
@@ -25,7 +26,8 @@ class TestService {
 
     explicit TestService(
         const tarn::server::HttpLimits& limits = {},
-        const std::function<void(FakeCatalogue&)>& prepare = [](FakeCatalogue&) {})
+        const std::function<void(FakeCatalogue&)>& prepare = [](FakeCatalogue&) {},
+        const std::vector<std::string>& trustedProxies = {})
         : catalogue(prepare), handler_(
                                   [this](uint32_t id) -> std::optional<std::string> {
                                       beforeAccount();
@@ -38,7 +40,8 @@ class TestService {
                                   catalogue),
           server_("127.0.0.1:0", limits,
                   {handler_, catalogue, "in memory", [] { return size_t{1}; },
-                   std::make_shared<spdlog::logger>("test", std::make_shared<spdlog::sinks::ostream_sink_mt>(log))}) {}
+                   std::make_shared<spdlog::logger>("test", std::make_shared<spdlog::sinks::ostream_sink_mt>(log)),
+                   tarn::server::TrustedProxies(trustedProxies)}) {}
 
     uint16_t port() const { return server_.port(); }
     std::string address() const { return server_.address(); }
