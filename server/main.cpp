@@ -57,7 +57,7 @@ class Commands {
 
     CLI::App* catalogueCommand(const char* name, const char* help, std::function<int()> action) {
         CLI::App* made = command(app_, name, help, std::move(action));
-        made->add_option("--catalogue,--catalog", catalogue_,
+        made->add_option("--catalogue,--catalogue", catalogue_,
                          "Catalogue: a folder, or redis://HOST:PORT[,HOST:PORT...]")
             ->type_name("PLACE")
             ->capture_default_str();
