@@ -2,11 +2,11 @@
 #include "commands/account.h"
 #include "commands/add.h"
 #include "commands/catalogue.h"
+#include "commands/command_line_errors.h"
 #include "commands/descriptor_stream.h"
 #include "commands/serve.h"
 #include "commands/state_paths.h"
 #include "commands/transfer.h"
-#include "commands/unknown_command.h"
 #include "http/trusted_proxies.h"
 #include "kvx.h"
 #include "matching/catalogue_recogniser.h"
@@ -18,6 +18,7 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <limits>
 #include <thread>
 #include <unistd.h>
 
@@ -161,7 +162,8 @@ class Commands {
                                    [this] { return runAccountList(accounts_, out_, err_); }));
         CLI::App* remove = command(*account, "remove", "Remove an account",
                                    toTheEnd([this] { return runAccountRemove(accounts_, accountId_, out_, err_); }));
-        argument(*remove, "ID", accountId_, "Number of the account");
+        argument(*remove, "ID", accountId_, "Number of the account")
+            ->check(CLI::Range(uint32_t{1}, std::numeric_limits<uint32_t>::max()));
         addAccountsOption(*remove);
     }
 
@@ -222,7 +224,6 @@ int run(int argc, char** argv, std::ostream& out, std::ostream& err) {
         CLI::App app("Recognises recordings of your own collection.", "tarn-server");
         app.require_subcommand(1);
         app.set_version_flag("--version", "tarn-server " KVX_VERSION);
-        app.failure_message(CLI::FailureMessage::help);
         Commands commands(app, out, err);
         try {
             app.parse(argc, argv);
@@ -231,7 +232,9 @@ int run(int argc, char** argv, std::ostream& out, std::ostream& err) {
                 err << *answer << '\n';
                 return kUsageStatus;
             }
-            return app.exit(error, out, err) == 0 ? 0 : kUsageStatus;
+            if (error.get_exit_code() == 0) return app.exit(error, out, err); // --help, --version
+            err << answerToUsageError(app, error) << '\n';
+            return kUsageStatus;
         }
         return commands.run();
     } catch (const std::exception& error) {

@@ -60,7 +60,7 @@ void session(State& state) {
     if (!lanes.usable()) return;
     const kvxtest::Handle handle = kvxtest::makeHandle();
     bench::codeRecording(handle.get());
-    static const plain::CodeStrings expected = bench::plainCodes();
+    static const kvxtest::plain::CodeStrings expected = bench::plainCodes();
     if (kvxtest::codeStringsOf(*handle) != expected) return state.SkipWithError("other strings than the plain engine");
     while (state.KeepRunning()) bench::codeRecording(handle.get());
 }
@@ -72,7 +72,8 @@ void featuresOfAGroup(State& state) {
     std::vector<kvx::FeatureVector> features = groupFeatures();
     for (size_t i = 0; i < features.size(); ++i) {
         const std::span frame = std::span(monoSamples()).subspan(i * kvx::kFrameSamples, kvx::kFrameSamples);
-        if (features[i] != plain::featureOf(frame)) return state.SkipWithError("other features than the plain engine");
+        if (features[i] != kvxtest::plain::featureOf(frame))
+            return state.SkipWithError("other features than the plain engine");
     }
     while (state.KeepRunning()) {
         kvx::featuresOfGroup(kvxtest::framesAt(monoSamples().data()), features.data());
@@ -90,7 +91,8 @@ void nearestRowsOfAGroup(State& state) {
     int32_t rows[kvx::kGroupFrames];
     kvx::nearestRows(kvx::marsyas_codebook1, group, rows);
     for (size_t i = 0; i < vectors.size(); ++i)
-        if (rows[i] != plain::nearestRow(1, vectors[i])) return state.SkipWithError("other rows than the plain engine");
+        if (rows[i] != kvxtest::plain::nearestRow(1, vectors[i]))
+            return state.SkipWithError("other rows than the plain engine");
     while (state.KeepRunning()) {
         kvx::nearestRows(kvx::marsyas_codebook1, group, rows);
         benchmark::DoNotOptimize(rows);
@@ -102,9 +104,9 @@ BENCHMARK(nearestRowsOfAGroup)->Apply(everyLanes);
 // Mean, normalisation and smoothing of one vector after the other.
 void stages(State& state) {
     FeatureMap* map = fmap_create(1000);
-    plain::MeanStage mean;
-    plain::NormStage norm;
-    plain::SmoothStage smooth;
+    kvxtest::plain::MeanStage mean;
+    kvxtest::plain::NormStage norm;
+    kvxtest::plain::SmoothStage smooth;
     const std::vector<kvx::FeatureVector> vectors = groupFeatures();
     const auto tick = [&](size_t i) -> const kvx::FeatureVector* {
         const kvx::FeatureVector* vector = fmap_norm_tick(map, fmap_mean_tick(map, &vectors[i % vectors.size()]));
@@ -139,9 +141,9 @@ void mixAndResample(State& state) {
         return kvx::mixAndResample(*handle, work.data(), frames, output.data(), static_cast<uint32_t>(output.size()));
     };
     const uint32_t written = run();
-    plain::Resampler expected(rateHz, kvx::kEngineRateHz);
+    kvxtest::plain::Resampler expected(rateHz, kvx::kEngineRateHz);
     if (std::vector<int16_t>(output.begin(), output.begin() + written) !=
-        expected.resample(plain::mixedToMono(input), output.size()))
+        expected.resample(kvxtest::plain::mixedToMono(input), output.size()))
         return state.SkipWithError("other samples than the plain engine");
     while (state.KeepRunning()) benchmark::DoNotOptimize(run());
     state.SetItemsProcessed(state.iterations() * frames);

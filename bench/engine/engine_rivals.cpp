@@ -43,7 +43,7 @@ std::string chromaprintCodes(int rateHz) {
 void compareEngines(int rounds, int rateHz, const std::string& prefix) {
     const kvxtest::Handle handle = kvxtest::makeHandle();
     const auto lanes = kvx::availableLanes();
-    const plain::CodeStrings expected = bench::plainCodes(rateHz);
+    const kvxtest::plain::CodeStrings expected = bench::plainCodes(rateHz);
     for (const kvx::LaneKernels* each : lanes) {
         kvx::useLanes(each);
         bench::codeRecording(handle.get(), rateHz);

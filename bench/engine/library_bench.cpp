@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Requests and answers: signing, packets, records. Results are checked before they are timed.
-#include "core/packet_assembler.h"
 #include "fingerprint/engine/feature_map.h"
 #include "support/answers.h"
 #include "support/handles.h"
+#include "support/packet_assembler.h"
 
 #include <benchmark/benchmark.h>
 #include <cstring>

@@ -3,8 +3,8 @@
 // given.
 #pragma once
 
-#include "fingerprint/sessions.h"
 #include "support/audio.h"
+#include "support/sessions.h"
 
 #include <cstdint>
 #include <map>
@@ -36,8 +36,8 @@ inline void codeRecording(KVXHandle* handle, int rateHz = kRateHz) {
         throw std::runtime_error("the session did not finish");
 }
 
-inline plain::CodeStrings plainCodes(int rateHz = kRateHz) {
-    return plain::codeStrings(recording(rateHz), kChannels, rateHz, kDurationMs, kBlockBytes);
+inline kvxtest::plain::CodeStrings plainCodes(int rateHz = kRateHz) {
+    return kvxtest::plain::codeStrings(recording(rateHz), kChannels, rateHz, kDurationMs, kBlockBytes);
 }
 
 } // namespace bench

@@ -12,8 +12,8 @@
 #include "coding/query_coder.h"
 #include "demo/piece.h"
 #include "ingest/recording_reader.h"
-#include "server/http/raw_client.h"
-#include "server/protocol/client.h"
+#include "support/protocol_client.h"
+#include "support/raw_client.h"
 
 #include <algorithm>
 #include <atomic>
@@ -29,7 +29,7 @@
 #include <thread>
 #include <vector>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 using Clock = std::chrono::steady_clock;
 

@@ -7,8 +7,8 @@
 // keep: each client uses one connection for all its requests; fresh: a new one for each request. The requests are made
 // beforehand, and each one's answer is checked once before the clock starts. After that, every answer's status and
 // length are compared with the first: an answer that differs, or does not come, is an error.
-#include "server/http/raw_client.h"
-#include "server/protocol/client.h"
+#include "support/protocol_client.h"
+#include "support/raw_client.h"
 #include "synthetic_music.h"
 
 #include <algorithm>
@@ -22,7 +22,7 @@
 #include <thread>
 #include <vector>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 using namespace tarn::bench;
 using Clock = std::chrono::steady_clock;
@@ -52,7 +52,7 @@ std::vector<Prepared> prepare(const SyntheticMusic& music, uint16_t port, const 
         const auto number = known ? static_cast<uint32_t>(dice.below(count)) + 1 : kUnknown + static_cast<uint32_t>(i);
         const FingerprintQuery query = music.query(number, dice, 1.0);
         Prepared one{postOf(fingerprintPacket(client.get(), 10, query.codes))};
-        const HttpAnswer answer = servertest::exchange(port, one.request);
+        const HttpAnswer answer = kvxtest::exchange(port, one.request);
         if (answer.status != 200) throw std::runtime_error("status " + std::to_string(answer.status));
         const std::optional<Records> records = recordsOf(client.get(), answer.body);
         const bool right = known

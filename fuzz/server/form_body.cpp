@@ -6,8 +6,8 @@
 #include "http/form_body.h"
 
 #include "fuzz_target.h"
-#include "server/http/form_connection.h"
 #include "support/guarded_bytes.h"
+#include "support/server/form_connection.h"
 
 #include <algorithm>
 #include <string>
@@ -26,7 +26,7 @@ struct Outcome {
 };
 
 Outcome outcomeOf(std::string_view body, size_t pieceBytes) {
-    FormBody form(servertest::formConnection(), kMaxPacketBytes);
+    FormBody form(kvxtest::formConnection(), kMaxPacketBytes);
     while (!body.empty()) {
         const size_t count = std::min(pieceBytes, body.size());
         form.add(body.data(), count);
@@ -46,7 +46,7 @@ void readWhole(std::span<const uint8_t> bytes) {
 
 // The bytes as the packet of a well-formed body.
 void readAsPacket(std::string_view packet) {
-    const std::string delimiter = std::string("\r\n--") + servertest::kFormBoundary;
+    const std::string delimiter = std::string("\r\n--") + kvxtest::kFormBoundary;
     if (packet.find(delimiter) != std::string_view::npos) return;
     const std::string body = delimiter.substr(2) + "\r\nContent-Disposition: form-data; name=\"data\"\r\n\r\n" +
                              std::string(packet) + delimiter + "--\r\n";

@@ -6,9 +6,9 @@
 // makes the same payload again if it describes all of it; the client's library can read the answer.
 #include "fuzz_target.h"
 #include "protocol/request_handler.h"
-#include "server/protocol/fake_catalogue.h"
 #include "support/guarded_bytes.h"
 #include "support/handles.h"
+#include "support/server/fake_catalogue.h"
 
 #include <string>
 #include <vector>
@@ -47,10 +47,10 @@ void check(const ItemsRequest& request, const std::string& payload) {
 }
 
 const RequestHandler& handler() {
-    static servertest::FakeCatalogue catalogue;
+    static kvxtest::FakeCatalogue catalogue;
     static const bool filled = [] {
-        catalogue.matches = {servertest::match("one", 99), servertest::match("two", 80)};
-        catalogue.byId["A-one"] = {servertest::match("one", 100)};
+        catalogue.matches = {kvxtest::match("one", 99), kvxtest::match("two", 80)};
+        catalogue.byId["A-one"] = {kvxtest::match("one", 100)};
         return true;
     }();
     (void)filled;

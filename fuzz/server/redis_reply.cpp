@@ -56,7 +56,11 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (const auto address = addressIn(text); address && !address->host.empty()) checkAddress(*address);
     const Keys keys("t");
     REQUIRE(slotOf(text) < kSlots);
-    if (const auto key = keys.listIn(text)) REQUIRE(keys.list(key->table, key->number) == text);
+    if (const auto key = keys.listIn(text)) {
+        const std::string made =
+            key->isBlock ? keys.block(key->table, key->number) : keys.longList(key->table, key->number);
+        REQUIRE(made == text);
+    }
     if (const auto marker = markerIn(text)) {
         const Marker made = makeMarker(marker->written, marker->confirmed, marker->writer);
         const auto again = markerIn(made.text);

@@ -123,6 +123,16 @@ const Account* AccountList::find(uint32_t id) const {
     return found == accounts.end() ? nullptr : &*found;
 }
 
+void makeFolderOf(const std::filesystem::path& file) {
+    if (!file.has_parent_path()) return;
+    std::error_code error;
+    std::filesystem::create_directories(file.parent_path(), error);
+    if (error) {
+        throw AccountError(file.parent_path().string() + ": the folder cannot be made: " + error.message() +
+                           "; give another place with --accounts");
+    }
+}
+
 AccountList loadAccounts(const std::filesystem::path& file) {
     const FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor.isOpen()) {

@@ -46,6 +46,8 @@ class AccountError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The folder that the file lies in, where there is none. Throws AccountError.
+void makeFolderOf(const std::filesystem::path& file);
 // A file that does not exist holds no account. Throws AccountError, also for a file that others can read.
 AccountList loadAccounts(const std::filesystem::path& file);
 // Writes a new file, syncs it and renames it over the old one; mode 0600. If root makes it, it belongs to the owner of

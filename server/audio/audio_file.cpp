@@ -40,8 +40,10 @@ bool statesItsLength(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FO
 // Why the library has not opened a file. If its last guess, MP3, fails, it says "File does not exist" of a file that
 // exists.
 std::string reasonNotOpened() {
-    const std::string reason = sf_strerror(nullptr);
-    return reason.starts_with("File does not exist") ? "Format not recognised." : reason;
+    std::string reason = sf_strerror(nullptr);
+    if (reason.starts_with("File does not exist")) reason = "Format not recognised.";
+    while (reason.ends_with('.')) reason.pop_back(); // more may follow
+    return reason;
 }
 
 inline int16_t clipped(float value) {

@@ -26,6 +26,9 @@ std::string remedyFor(int error) {
     case ENOSPC:
     case EDQUOT:
         return "make room and run this again";
+    case ENOTDIR:
+    case EEXIST:
+        return "name a folder, or a place where one can be made";
     case EFBIG: // a limit, or a damaged table that names a block far beyond its end
         return "raise the limit of file sizes (ulimit -f) if there is one; " + checkFirst();
     default:

@@ -43,9 +43,7 @@ int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostr
             throw AccountError("the encryption must be 1, 2 or 3, the checksum 2 or 3");
         }
         expectName(options.name);
-        if (options.accounts.has_parent_path()) {
-            std::filesystem::create_directories(options.accounts.parent_path());
-        }
+        makeFolderOf(options.accounts);
         const AccountFileLock lock(options.accounts);
         AccountList list = loadAccounts(options.accounts);
         if (list.nextId == std::numeric_limits<uint32_t>::max())

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/catalogue.h"
 
+#include "audio/audio_file.h"
 #include "base/text.h"
 #include "catalogue/catalogue.h"
 #include "commands/identify.h"
@@ -78,6 +79,14 @@ void show(const Recording& recording, std::ostream& out) {
             line("letters", fmt::format("{} (phase {}, {} dB, codebook {})", recording.codes[i][c].letters.size(),
                                         kCodings[i].phaseSamples, -6 * kCodings[i].halvings, c + 1));
         }
+    }
+}
+
+FingerprintQuery queryOf(const fs::path& file) {
+    try {
+        return readQuery(file);
+    } catch (const AudioError& error) {
+        throw AudioError(inOneLine(file.string()) + ": " + error.what() + "; name an audio file");
     }
 }
 
@@ -179,7 +188,7 @@ int runCompact(const std::string& catalogue, const Compaction& how, std::ostream
 int runIdentify(const std::string& catalogue, const fs::path& file, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         TolerantReader reader(catalogue, err);
-        return identify(*reader, readQuery(file), out) ? 0 : 1;
+        return identify(*reader, queryOf(file), out) ? 0 : 1;
     });
 }
 

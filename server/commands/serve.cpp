@@ -2,6 +2,7 @@
 #include "commands/serve.h"
 
 #include "accounts/account_book.h"
+#include "accounts/account_file.h"
 #include "accounts/identity_store.h"
 #include "commands/descriptor_stream.h"
 #include "commands/service_log.h"
@@ -48,7 +49,7 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
         setup.endSignal.watch(options.limits.stoppingTime + kEnding, [log] {
             log->error("something hangs, perhaps the disk of the catalogue; the service ends without waiting for it");
         });
-        if (options.accounts.has_parent_path()) std::filesystem::create_directories(options.accounts.parent_path());
+        makeFolderOf(options.accounts);
         AccountBook accounts(options.accounts, [&](const std::string& text) { log->error("accounts: {}", text); });
         IdentityStore identities(options.identities.empty() ? options.accounts.parent_path() / "identities"
                                                             : options.identities);

@@ -5,6 +5,7 @@
 #include "commands/recording_json.h"
 #include "commands/reporting.h"
 
+#include <exception>
 #include <fstream>
 #include <istream>
 #include <ostream>
@@ -15,6 +16,13 @@ namespace {
 
 constexpr size_t kBatch = 500; // recordings that are committed together
 
+// Without the name that the JSON library gives to a kind of error.
+std::string plainReason(const std::exception& error) {
+    const std::string reason = error.what();
+    const size_t end = reason.starts_with("[json.exception.") ? reason.find("] ") : std::string::npos;
+    return end == std::string::npos ? reason : reason.substr(end + 2);
+}
+
 void importAll(std::istream& lines, const std::string& name, CatalogueWriter& writer, size_t& imported) {
     std::string line;
     for (size_t number = 1; std::getline(lines, line); ++number) {
@@ -23,7 +31,7 @@ void importAll(std::istream& lines, const std::string& name, CatalogueWriter& wr
         try {
             exported = fromJson(line);
         } catch (const std::exception& error) {
-            throw CatalogueError(name + ", line " + std::to_string(number) + ": " + error.what() +
+            throw CatalogueError(name + ", line " + std::to_string(number) + ": " + plainReason(error) +
                                  "; the lines before it are in the catalogue");
         }
         writer.put(exported.recording);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The choice of the interface that identifies the device, and the opening of the session.
-#include "app/clients.h"
 #include "support/answers.h"
+#include "support/clients.h"
 #include "support/counting_hooks.h"
 
 #include <gtest/gtest.h>

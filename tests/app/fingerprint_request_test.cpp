@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // From a WAV file to the bytes of a fingerprint request.
-#include "app/clients.h"
+#include "support/clients.h"
 #include "support/counting_hooks.h"
 #include "support/temporary_directory.h"
 #include "support/wav_maker.h"

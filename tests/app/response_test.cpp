@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What an answer's records say in the log, on standard output, and as matches.
-#include "app/clients.h"
 #include "response_interpretation.h"
 #include "support/answers.h"
+#include "support/clients.h"
 #include "support/counting_hooks.h"
 
 #include <gtest/gtest.h>

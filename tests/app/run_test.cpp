@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The order of a run, with services that say what a real network cannot be made to say on demand.
-#include "app/clients.h"
 #include "run.h"
 #include "support/answers.h"
+#include "support/clients.h"
 #include "support/counting_hooks.h"
 #include "support/temporary_directory.h"
 #include "support/wav_maker.h"

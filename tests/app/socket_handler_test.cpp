@@ -2,8 +2,8 @@
 // The exchange over byte streams.
 #include "TarnSocketHandler.h"
 #include "app/descriptor_streams.h"
-#include "app/scripted_services.h"
 #include "support/hex.h"
+#include "support/scripted_services.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/packet_assembler.h"
 #include "fingerprint/engine/feature_map.h"
 #include "support/annotated_dump.h"
 #include "support/counting_hooks.h"
+#include "support/packet_assembler.h"
 
 #include <array>
 #include <cstring>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/packet_assembler.h"
 #include "support/annotated_dump.h"
 #include "support/counting_hooks.h"
+#include "support/packet_assembler.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/packet_assembler.h"
 #include "support/annotated_dump.h"
 #include "support/counting_hooks.h"
 #include "support/guarded_bytes.h"
+#include "support/packet_assembler.h"
 
 #include <gtest/gtest.h>
 #include <optional>

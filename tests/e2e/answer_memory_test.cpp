@@ -16,7 +16,7 @@ constexpr size_t kMegabyte = 1'000'000;
 constexpr size_t kLongBytes = 8 * kMegabyte;
 
 struct MeasuredRun {
-    ToolResult result;
+    Ended result;
     size_t peakBytes = 0;
 };
 
@@ -57,7 +57,7 @@ TEST(AnswerMemory, IsThreeTimesALongAnswerAtMost) {
         {"no records", httpAnswer(200, text), "", 3},
     };
     const MeasuredRun usual = recogniseMeasured({answering(shortTrack), answering(shortAlbum)});
-    ASSERT_EQ(usual.result.exitStatus, 0) << usual.result.errors;
+    ASSERT_EQ(usual.result.status, 0) << usual.result.err;
     ASSERT_GT(usual.peakBytes, 0U);
     EXPECT_LT(usual.peakBytes, 2 * kMegabyte);
     for (const Case& c : cases) {
@@ -72,7 +72,7 @@ TEST(AnswerMemory, IsThreeTimesALongAnswerAtMost) {
 TEST(AnswerMemory, IsNothingForALengthThatIsOnlyAnnounced) {
     const std::string announced = "HTTP/1.1 200 OK\r\nContent-Length: 60000000\r\n\r\nfew bytes";
     const MeasuredRun run = recogniseMeasured({answering(announced)});
-    EXPECT_EQ(run.result.exitStatus, 252);
+    EXPECT_EQ(run.result.status, 252);
     ASSERT_GT(run.peakBytes, 0U);
     EXPECT_LT(run.peakBytes, 2 * kMegabyte);
 }

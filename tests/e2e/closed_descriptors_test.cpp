@@ -20,10 +20,11 @@ TEST(ClosedDescriptors, ChangeNothingOfARequestOrOfTheStatus) {
     for (const char* closed : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"}) {
         SCOPED_TRACE(closed);
         LoopbackServer server({answering(httpAnswer(200, body))});
-        const std::string command = std::string(TARN_TOOL) + " " + freshKey() + " " + server.host() + " " +
-                                    soundFile() + " >/dev/null 2>/dev/null " + closed;
-        const int status = std::system(command.c_str());
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+        const std::string command = std::string("exec \"$0\" \"$@\" >/dev/null 2>/dev/null ") + closed;
+        std::vector<std::string> words = {"/bin/sh", "-c", command};
+        const std::vector<std::string> tool = toolWords({freshKey(), server.host(), soundFile()});
+        words.insert(words.end(), tool.begin(), tool.end());
+        EXPECT_EQ(runProgram(words).status, 0);
         ASSERT_EQ(server.requests().size(), 1U);
         const std::string request = textOf(server.requests().at(0));
         EXPECT_EQ(request.substr(0, 5), "POST ");
@@ -35,27 +36,19 @@ TEST(ClosedDescriptors, ChangeNothingOfARequestOrOfTheStatus) {
 // Looked at while it waits for its answer, when files and a connection are open.
 TEST(ClosedDescriptors, AreOpenedOnNothing) {
     LoopbackServer server({{receiveRequest(), awaitClose()}});
-    const std::string key = freshKey();
-    const std::string host = server.host();
-    const std::string sound = soundFile();
-    const pid_t tool = fork();
-    if (tool == 0) {
+    const Process tool(toolWords({freshKey(), server.host(), soundFile()}), {}, [] {
         for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(descriptor);
-        execl(TARN_TOOL, TARN_TOOL, key.c_str(), host.c_str(), sound.c_str(), nullptr);
-        _exit(127);
-    }
+    });
     const auto hasAsked = [&] {
         const std::vector<Bytes> requests = server.requests();
         return !requests.empty() && isWholeRequest(viewOf(requests.front()));
     };
     while (!hasAsked()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    const std::filesystem::path descriptors = "/proc/" + std::to_string(tool) + "/fd";
+    const std::filesystem::path descriptors = "/proc/" + std::to_string(tool.id()) + "/fd";
     for (const char* descriptor : {"0", "1", "2"}) {
         std::error_code error;
         EXPECT_EQ(std::filesystem::read_symlink(descriptors / descriptor, error), "/dev/null") << descriptor;
     }
-    kill(tool, SIGKILL);
-    waitpid(tool, nullptr, 0);
 }
 
 } // namespace

@@ -56,7 +56,7 @@ class Variable {
 };
 
 struct FailingRun {
-    ToolResult result;
+    Ended result;
     std::map<std::string, long> allocations; // by kind; empty: the run did not come to its end
 };
 
@@ -95,8 +95,8 @@ size_t failEach(const Way& way, Run run, IsWanted isWanted) {
 }
 
 // Of the log; empty where there is none.
-std::string lastText(const ToolResult& result) {
-    const auto texts = logTexts(result.errors);
+std::string lastText(const Ended& result) {
+    const auto texts = logTexts(result.err);
     return texts.empty() ? std::string() : texts.back();
 }
 
@@ -109,9 +109,9 @@ TEST(FailingMemory, PrintsTheUsageAllTheSame) {
             way,
             [&](long failing) {
                 FailingRun run = runFailing({"key"}, way, failing);
-                EXPECT_EQ(run.result.exitStatus, 255);
-                EXPECT_EQ(run.result.output, "");
-                EXPECT_EQ(logTexts(run.result.errors).size(), 1U);
+                EXPECT_EQ(run.result.status, 255);
+                EXPECT_EQ(run.result.out, "");
+                EXPECT_EQ(logTexts(run.result.err).size(), 1U);
                 EXPECT_TRUE(lastText(run.result).starts_with("tarn [-e rawsac] s"));
                 return run;
             },
@@ -123,7 +123,7 @@ TEST(FailingMemory, PrintsTheUsageAllTheSame) {
 
 TEST(FailingMemory, MakesAKeyWholeOrSaysThatItCannot) {
     const std::vector<std::string> arguments = {"-e", "a text of more than one block"};
-    const std::string whole = logTexts(runTool(arguments).errors).at(1);
+    const std::string whole = logTexts(runTool(arguments).err).at(1);
     for (const Way& way : kWays) {
         SCOPED_TRACE(way.name);
         size_t refused = 0;
@@ -131,12 +131,12 @@ TEST(FailingMemory, MakesAKeyWholeOrSaysThatItCannot) {
             way,
             [&](long failing) {
                 FailingRun run = runFailing(arguments, way, failing);
-                EXPECT_EQ(run.result.output, "");
+                EXPECT_EQ(run.result.out, "");
                 const std::string last = lastText(run.result);
-                if (run.result.exitStatus == 0) {
+                if (run.result.status == 0) {
                     EXPECT_EQ(last, whole);
                 } else {
-                    EXPECT_EQ(run.result.exitStatus, 254);
+                    EXPECT_EQ(run.result.status, 254);
                     EXPECT_EQ(last, "Out of memory");
                     ++refused;
                 }
@@ -163,24 +163,24 @@ FailingRun recogniseFailing(const Way& way, long failing) {
 }
 
 // Once the first answer has been read, its match is reported, come what may.
-void expectAnEndOfItsOwn(const ToolResult& result) {
-    const auto log = logTexts(result.errors);
+void expectAnEndOfItsOwn(const Ended& result) {
+    const auto log = logTexts(result.err);
     const bool isMatchKnown = std::find(log.begin(), log.end(), "Response 1: Artist: Artist") != log.end();
-    EXPECT_TRUE(!isMatchKnown || result.exitStatus == 0) << result.errors;
-    if (result.exitStatus == 0) {
-        EXPECT_TRUE(result.output == kReport || result.output == kWithoutAlbum) << result.output;
+    EXPECT_TRUE(!isMatchKnown || result.status == 0) << result.err;
+    if (result.status == 0) {
+        EXPECT_TRUE(result.out == kReport || result.out == kWithoutAlbum) << result.out;
         return;
     }
-    EXPECT_GE(result.exitStatus, 250); // -1: a signal
-    EXPECT_LE(result.exitStatus, 254);
-    EXPECT_EQ(result.output, "");
+    EXPECT_GE(result.status, 250); // -1: a signal
+    EXPECT_LE(result.status, 254);
+    EXPECT_EQ(result.out, "");
     const std::string last = lastText(result);
     EXPECT_TRUE(last == "Out of memory" || last.starts_with("Error ")) << last;
 }
 
 TEST(FailingMemory, EndsARecognitionWithAStatusAndALine) {
     const FailingRun whole = recogniseFailing(kWays[0], -1);
-    ASSERT_EQ(whole.result.output, kReport) << whole.result.errors;
+    ASSERT_EQ(whole.result.out, kReport) << whole.result.err;
     const long hooks = whole.allocations.at("HOOK");
     ASSERT_GT(hooks, 256); // a block of memory for each of audio
     for (const Way& way : kWays) {
@@ -195,11 +195,11 @@ TEST(FailingMemory, EndsARecognitionWithAStatusAndALine) {
                 const auto allocations = run.allocations.find(way.kind);
                 const bool isPoint = allocations != run.allocations.end() && allocations->second > failing;
                 if (isPoint) {
-                    ++statuses[run.result.exitStatus];
+                    ++statuses[run.result.status];
                 } else {
-                    EXPECT_EQ(run.result.output, kReport);
+                    EXPECT_EQ(run.result.out, kReport);
                 }
-                if (run.result.output == kWithoutAlbum) ++withoutAlbum;
+                if (run.result.out == kWithoutAlbum) ++withoutAlbum;
                 return run;
             },
             [&](long failing) {

@@ -3,11 +3,11 @@
 // happens, the run ends with a status and a line that say so, and the report is whole or absent. An answer that frames
 // itself by its length meets every fault in the built tool; the other framings, in a run in this process.
 #include "NSMutableURLRequest_MultipartFormRequest.h"
-#include "app/clients.h"
 #include "e2e/tool.h"
 #include "platform/linux/http_client.h"
 #include "run.h"
 #include "support/answers.h"
+#include "support/clients.h"
 #include "support/fault_proxy.h"
 
 #include <chrono>
@@ -92,9 +92,9 @@ std::string answerOf(Exchange exchange, Framing framing) {
 std::string shortSound() { return soundFile({.rateHz = 11025, .lengthMs = 7000}); }
 
 Outcome runOfTool(const std::string& host) {
-    const ToolResult result = runTool({freshKey(), host, shortSound()});
-    const auto log = logTexts(result.errors);
-    return {result.exitStatus, result.output, log.empty() ? "" : log.back()};
+    const Ended result = runTool({freshKey(), host, shortSound()});
+    const auto log = logTexts(result.err);
+    return {result.status, result.out, log.empty() ? "" : log.back()};
 }
 
 constexpr std::chrono::milliseconds kPatience(20'000); // far more than any step takes

@@ -64,12 +64,16 @@ std::string lastTextIn(const std::string& path) {
     return logTexts({bytes.begin(), bytes.end()}).back();
 }
 
+int statusOfRun(const std::string& host, int output, int errors) {
+    return Process(toolWords({freshKey(), host, soundFile()}), {output, errors}).wait();
+}
+
 TEST(Output, ArrivesWholeOnANonBlockingPipeThatIsReadLate) {
     const std::string title(300'000, 'x');
     const LoopbackServer server(knowing(title));
     Pipe output(O_NONBLOCK);
     const Descriptor errors = scratchDescriptor(scratchFile("errors"));
-    const pid_t tool = startTool({freshKey(), server.host(), soundFile()}, output.writer.number(), errors.number());
+    Process tool(toolWords({freshKey(), server.host(), soundFile()}), {output.writer.number(), errors.number()});
     output.writer.closeNow();
     const int capacity = fcntl(output.reader.number(), F_GETPIPE_SZ);
     for (int waiting = 0; waiting < capacity;) { // nothing is read before the pipe is full
@@ -82,7 +86,7 @@ TEST(Output, ArrivesWholeOnANonBlockingPipeThatIsReadLate) {
     for (ssize_t count = 0; (count = read(output.reader.number(), buffer, sizeof buffer)) > 0;) {
         report.append(buffer, static_cast<size_t>(count));
     }
-    EXPECT_EQ(exitStatusOf(tool), 0);
+    EXPECT_EQ(tool.wait(), 0);
     EXPECT_TRUE(report == reportOf(title)) << report.size();
 }
 
@@ -92,8 +96,7 @@ TEST(Output, ThatCannotBeWrittenEndsTheRunWith249AndALine) {
         const LoopbackServer server(knowing("Title"));
         const Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
         const Descriptor errors = scratchDescriptor(path);
-        EXPECT_EQ(exitStatusOf(startTool({freshKey(), server.host(), soundFile()}, full.number(), errors.number())),
-                  249);
+        EXPECT_EQ(statusOfRun(server.host(), full.number(), errors.number()), 249);
         EXPECT_EQ(lastTextIn(path), "Error Writing Standard Output 28 - No space left on device");
     }
     {
@@ -101,9 +104,7 @@ TEST(Output, ThatCannotBeWrittenEndsTheRunWith249AndALine) {
         Pipe output;
         output.reader.closeNow();
         const Descriptor errors = scratchDescriptor(path);
-        EXPECT_EQ(
-            exitStatusOf(startTool({freshKey(), server.host(), soundFile()}, output.writer.number(), errors.number())),
-            249);
+        EXPECT_EQ(statusOfRun(server.host(), output.writer.number(), errors.number()), 249);
         EXPECT_EQ(lastTextIn(path), "Error Writing Standard Output 32 - Broken pipe");
     }
 }
@@ -114,8 +115,7 @@ TEST(Output, ALogThatNobodyReadsDoesNotEndTheRun) {
     const Descriptor output = scratchDescriptor(path);
     Pipe errors;
     errors.reader.closeNow();
-    EXPECT_EQ(
-        exitStatusOf(startTool({freshKey(), server.host(), soundFile()}, output.number(), errors.writer.number())), 0);
+    EXPECT_EQ(statusOfRun(server.host(), output.number(), errors.writer.number()), 0);
     const Bytes report = readFile(path);
     EXPECT_EQ(std::string(report.begin(), report.end()), reportOf("Title"));
 }

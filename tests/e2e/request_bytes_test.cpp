@@ -2,11 +2,11 @@
 // The requests, byte for byte: HTTP head, form, packet, code strings, signature. What is expected is put together here
 // field by field; the code strings come from the engine that is written for reading, the signature from another
 // library.
-#include "core/packet_assembler.h"
 #include "e2e/tool.h"
-#include "fingerprint/plain_engine.h"
 #include "support/answers.h"
 #include "support/audio.h"
+#include "support/packet_assembler.h"
+#include "support/plain_engine.h"
 
 #include <gtest/gtest.h>
 
@@ -94,7 +94,7 @@ TEST(RequestBytes, OfAFingerprintAndOfItsAlbumLookup) {
         const Recognition run = recognise({answering(httpAnswer(200, record('T', trackBlob("track-1", "Title", {})))),
                                            answering(httpAnswer(200, record('A', albumBlob("a", "Album", {}, 1))))},
                                           path);
-        EXPECT_EQ(run.result.exitStatus, 0) << run.result.errors;
+        EXPECT_EQ(run.result.status, 0) << run.result.err;
         ASSERT_EQ(run.requests.size(), 2U);
         const auto strings = stringsOf(readFile(path), c.startByte, c.options, c.durationMs);
         for (const std::string& codes : strings) EXPECT_FALSE(codes.empty());
@@ -114,7 +114,7 @@ TEST(RequestBytes, AreSignedAsTheKeySays) {
     for (const Case& c : {Case{1, 2}, Case{2, 2}, Case{3, 2}, Case{1, 3}, Case{2, 3}}) {
         SCOPED_TRACE(c.encryptionMethod * 10 + c.checksumMethod);
         LoopbackServer server({answering(httpAnswer(200, notFound()))});
-        EXPECT_EQ(runTool({freshKey(c.encryptionMethod, c.checksumMethod), server.host(), path}).exitStatus, 0);
+        EXPECT_EQ(runTool({freshKey(c.encryptionMethod, c.checksumMethod), server.host(), path}).status, 0);
         ASSERT_EQ(server.requests().size(), 1U);
         const Bytes expected =
             fingerprintPacket(toolOptions(c.encryptionMethod, c.checksumMethod), 8000, path, strings);
@@ -137,7 +137,7 @@ TEST(RequestBytes, AShortLastReadCompletesTheFingerprint) {
     const std::string path = scratchFile("short-read.wav");
     writeFile(path, file); // its header still announces 8 whole seconds
     const Recognition run = recognise({answering(httpAnswer(200, notFound()))}, path);
-    EXPECT_EQ(run.result.exitStatus, 0) << run.result.errors;
+    EXPECT_EQ(run.result.status, 0) << run.result.err;
     ASSERT_EQ(run.requests.size(), 1U);
 
     Bytes fed = file;

@@ -31,6 +31,13 @@ SecretKey secretKey() {
     return key;
 }
 
+// Of the tool under test, which is not built under the key of the others.
+Bytes releaseKey() { return fromHex(TARN_RELEASE_KEY_1 TARN_RELEASE_KEY_2); }
+std::string keyOf(const std::string& plainText) { return accessKeyOf(plainText, releaseKey()); }
+std::string keyFor(const std::string& code, int64_t secondsOld = 0) {
+    return accessKeyFor(code, secondsOld, releaseKey());
+}
+
 std::string code(int encryptionMethod = 3) { return accessCode(encryptionMethod, 3, secretKey()); }
 
 // Any piece of a secret so long counts as the secret.
@@ -71,7 +78,7 @@ Memory asMemory(const std::string& text) { return {{"text", false, bytesOf(text)
 // to the key, and so does any two.
 Bytes schedule(void (*expand)(aes256_ctx*, const uint8_t*)) {
     aes256_ctx context;
-    expand(&context, cipherKey().data());
+    expand(&context, releaseKey().data());
     Bytes bytes(sizeof context.keys);
     std::memcpy(bytes.data(), context.keys, bytes.size());
     return bytes;
@@ -83,7 +90,7 @@ struct Secret {
 };
 
 std::vector<Secret> cipherSecrets() {
-    return {{"the cipher key", cipherKey()},
+    return {{"the cipher key", releaseKey()},
             {"the schedule for enciphering", schedule(aes256_set_encrypt_key)},
             {"the schedule for deciphering", schedule(aes256_set_decrypt_key)}};
 }
@@ -94,8 +101,8 @@ Bytes codeDigits() { return bytesOf(code().substr(16)); }
 // ":" and the code's beginning, which is no secret, but in this form only the plain text has it.
 Bytes plainText() { return bytesOf(":" + code().substr(0, 16)); }
 
-const Secret kKeyHalves[] = {{"the first half's text", bytesOf(TARN_CIPHER_KEY_1)},
-                             {"the second half's text", bytesOf(TARN_CIPHER_KEY_2)}};
+const Secret kKeyHalves[] = {{"the first half's text", bytesOf(TARN_RELEASE_KEY_1)},
+                             {"the second half's text", bytesOf(TARN_RELEASE_KEY_2)}};
 
 Bytes handleSecret() {
     const SecretKey key = secretKey();
@@ -116,7 +123,8 @@ void expectClean(const Memory& memory, size_t openHandles) {
 
 // Runs the release tool; what it prints is kept in two files.
 struct ToolRun {
-    explicit ToolRun(const std::vector<std::string>& arguments) : tool(TARN_TOOL, arguments, outputFile, errorsFile) {}
+    explicit ToolRun(const std::vector<std::string>& arguments)
+        : tool(TARN_RELEASE_TOOL, arguments, outputFile, errorsFile) {}
     std::string printed() const { return textOf(readFile(outputFile)) + textOf(readFile(errorsFile)); }
 
     std::string outputFile = scratchFile("output");
@@ -124,7 +132,7 @@ struct ToolRun {
     TracedTool tool;
 };
 
-std::string goodKey() { return accessKeyFor(code()); }
+std::string goodKey() { return keyFor(code()); }
 
 const std::string kTrackAnswer = httpAnswer(200, golden("answer_track.bin"));
 const std::string kAlbumAnswer = httpAnswer(200, golden("answer_album.bin"));
@@ -149,7 +157,7 @@ TEST(Secrets, AreFoundWhereTheyHaveToBe) {
     EXPECT_THAT(copiesIn(memory, "[heap]", bytesOf(key)), Not(IsEmpty())) << "in the client";
     EXPECT_THAT(copiesIn(memory, "[heap]", handleSecret()), SizeIs(1U)) << "in the handle";
     for (const Secret& half : kKeyHalves) {
-        EXPECT_THAT(copiesIn(memory, TARN_TOOL, half.bytes), SizeIs(1U)) << half.name << " in the program file";
+        EXPECT_THAT(copiesIn(memory, TARN_RELEASE_TOOL, half.bytes), SizeIs(1U)) << half.name << " in the program file";
     }
 }
 
@@ -171,13 +179,13 @@ TEST(Secrets, AreGoneWhileTheToolWaitsForAnAnswer) {
 }
 
 TEST(Secrets, AreGoneAtTheEndOfEveryRunAndNeverPrinted) {
-    const std::string early = accessKeyFor(code(), 3600);
+    const std::string early = keyFor(code(), 3600);
     const std::string noWav = scratchFile("no.wav");
     writeFile(noWav, bytesOf("RIFF"));
     // A changed key could, once in 256 times, be deciphered to good padding: this one never is.
     Bytes plain = padded(std::to_string(std::time(nullptr)) + ":" + code());
     plain.back() = 0;
-    const std::string badPadding = upperHex(aesEncrypt(cipherKey(), plain));
+    const std::string badPadding = upperHex(aesEncrypt(releaseKey(), plain));
     const std::string unparsable = httpAnswer(200, "<html></html>");
     struct Case {
         const char* name;
@@ -189,12 +197,7 @@ TEST(Secrets, AreGoneAtTheEndOfEveryRunAndNeverPrinted) {
     };
     const Case cases[] = {
         {"a match with its album", goodKey(), {answering(kTrackAnswer), answering(kAlbumAnswer)}, soundFile(), 0, 0},
-        {"a key without a time",
-         accessKeyOf(code()),
-         {answering(kTrackAnswer), answering(kAlbumAnswer)},
-         soundFile(),
-         0,
-         0},
+        {"a key without a time", keyOf(code()), {answering(kTrackAnswer), answering(kAlbumAnswer)}, soundFile(), 0, 0},
         {"no match", goodKey(), {answering(httpAnswer(200, notFound()))}, soundFile(), 0, 0},
         {"no album", goodKey(), {answering(kTrackAnswer), answering(unparsable)}, soundFile(), 0, 0},
         {"the album's server gone",
@@ -209,12 +212,12 @@ TEST(Secrets, AreGoneAtTheEndOfEveryRunAndNeverPrinted) {
         {"no file", goodKey(), {}, scratchFile("nothing.wav"), 253, 1},
         {"no WAV file", goodKey(), {}, noWav, 253, 1},
         {"an old key", early, {}, soundFile(), 254, 0},
-        {"a key of an unknown method", accessKeyFor(code(4)), {}, soundFile(), 254, 0},
+        {"a key of an unknown method", keyFor(code(4)), {}, soundFile(), 254, 0},
         {"a key with bad padding", badPadding, {}, soundFile(), 254, 0},
         {"a key that is cut", goodKey().substr(0, 190), {}, soundFile(), 254, 0},
-        {"a key of a short code", accessKeyOf(code().substr(1)), {}, soundFile(), 254, 0},
+        {"a key of a short code", keyOf(code().substr(1)), {}, soundFile(), 254, 0},
         {"a key of a code with too little behind the colon",
-         accessKeyOf("12345:" + code().substr(2)),
+         keyOf("12345:" + code().substr(2)),
          {},
          soundFile(),
          254,
@@ -242,7 +245,7 @@ TEST(Secrets, OfEncodingAreGoneAtItsEnd) {
     for (const Secret& secret : cipherSecrets()) EXPECT_THAT(copies(memory, secret.bytes), IsEmpty()) << secret.name;
     EXPECT_THAT(copies(memory, handleSecret()), IsEmpty());
     EXPECT_THAT(copies(memory, codeDigits()), SizeIs(1U)) << "on the command line";
-    EXPECT_THAT(run.printed(), testing::HasSubstr("Encoded Key " + accessKeyOf("1234567890:" + code())));
+    EXPECT_THAT(run.printed(), testing::HasSubstr("Encoded Key " + keyOf("1234567890:" + code())));
     EXPECT_THAT(copies(asMemory(run.printed()), codeDigits()), IsEmpty());
 }
 

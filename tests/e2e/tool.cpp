@@ -7,61 +7,12 @@
 #include "support/handles.h"
 #include "support/temporary_directory.h"
 
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <map>
-#include <poll.h>
-#include <spawn.h>
-#include <stdexcept>
-#include <sys/wait.h>
 #include <tuple>
-#include <unistd.h>
 
 namespace kvxtest {
 namespace {
-
-constexpr int kPatienceMs = 90'000; // longer than the tool itself waits for a silent server
-
-struct Pipe {
-    Pipe() {
-        if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
-    }
-    ~Pipe() {
-        closeEnd(0);
-        closeEnd(1);
-    }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-    void closeEnd(int which) {
-        if (ends[which] >= 0) close(ends[which]);
-        ends[which] = -1;
-    }
-    int ends[2];
-};
-
-// Appends what is there; false at the end.
-bool drain(int descriptor, std::string& text) {
-    char buffer[4096];
-    const ssize_t count = read(descriptor, buffer, sizeof buffer);
-    if (count > 0) text.append(buffer, static_cast<size_t>(count));
-    return count > 0 || (count < 0 && errno == EINTR);
-}
-
-// Reads both until both end; false when that takes too long.
-bool readBoth(Pipe& output, Pipe& errors, ToolResult& result) {
-    bool outputOpen = true;
-    bool errorsOpen = true;
-    while (outputOpen || errorsOpen) {
-        pollfd ready[] = {{outputOpen ? output.ends[0] : -1, POLLIN, 0}, {errorsOpen ? errors.ends[0] : -1, POLLIN, 0}};
-        if (poll(ready, 2, kPatienceMs) == 0) return false;
-        if (ready[0].revents != 0) outputOpen = drain(output.ends[0], result.output);
-        if (ready[1].revents != 0) errorsOpen = drain(errors.ends[0], result.errors);
-    }
-    return true;
-}
 
 TemporaryDirectory& scratch() {
     static TemporaryDirectory directory;
@@ -82,49 +33,14 @@ class NeedsAnIdentity : public ::testing::Environment {
 
 } // namespace
 
-ToolResult runTool(const std::vector<std::string>& arguments, const std::string& otherProgram) {
-    Pipe output;
-    Pipe errors;
-    const pid_t process = startTool(arguments, output.ends[1], errors.ends[1], otherProgram);
-    output.closeEnd(1);
-    errors.closeEnd(1);
-
-    ToolResult result;
-    if (!readBoth(output, errors, result)) kill(process, SIGKILL);
-    result.exitStatus = exitStatusOf(process);
-    return result;
+std::vector<std::string> toolWords(const std::vector<std::string>& arguments, const std::string& program) {
+    std::vector<std::string> words = {program.empty() ? TARN_TOOL : program};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
 }
 
-pid_t startTool(const std::vector<std::string>& arguments, int output, int errors, const std::string& otherProgram) {
-    std::string program = otherProgram.empty() ? TARN_TOOL : otherProgram;
-    std::vector<std::string> copies = arguments;
-    std::vector<char*> pointers = {program.data()};
-    for (std::string& argument : copies) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t ordinary;
-    sigemptyset(&ordinary);
-    sigaddset(&ordinary, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &ordinary);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    pid_t process = 0;
-    const int status = posix_spawn(&process, program.c_str(), &actions, &attributes, pointers.data(), environ);
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    if (status != 0) throw std::runtime_error("cannot start " + program);
-    return process;
-}
-
-int exitStatusOf(pid_t process) {
-    int ended = 0;
-    while (waitpid(process, &ended, 0) < 0 && errno == EINTR) continue;
-    return WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
+Ended runTool(const std::vector<std::string>& arguments, const std::string& program) {
+    return runProgram(toolWords(arguments, program));
 }
 
 namespace {
@@ -199,7 +115,7 @@ Recognition recognise(std::vector<Script> scripts, const std::string& path) {
     Recognition recognition;
     recognition.host = server.host();
     recognition.result = runTool({freshKey(), server.host(), path});
-    recognition.log = logTexts(recognition.result.errors);
+    recognition.log = logTexts(recognition.result.err);
     recognition.requests = server.requests();
     return recognition;
 }

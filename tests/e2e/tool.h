@@ -4,29 +4,18 @@
 
 #include "support/hex.h"
 #include "support/loopback_server.h"
+#include "support/process.h"
 #include "support/wav_maker.h"
 
 #include <optional>
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace kvxtest {
 
-struct ToolResult {
-    int exitStatus = -1; // -1: ended by a signal, or not in time
-    std::string output;
-    std::string errors;
-};
-
-// Waits for the tool's end, within reason. program: another build of the tool; empty for the one that is installed.
-ToolResult runTool(const std::vector<std::string>& arguments, const std::string& program = {});
-
-// Starts the tool with these descriptors as standard output and standard error; its end is waited for apart. A signal
-// of a closed reader ends it, unless it says otherwise.
-pid_t startTool(const std::vector<std::string>& arguments, int output, int errors, const std::string& program = {});
-// Waits without end. -1: ended by a signal.
-int exitStatusOf(pid_t process);
+// The words of its command line. program: another build of the tool; empty for the one that is installed.
+std::vector<std::string> toolWords(const std::vector<std::string>& arguments, const std::string& program = {});
+Ended runTool(const std::vector<std::string>& arguments, const std::string& program = {});
 
 // The texts of the log lines in what the tool wrote to standard error. A test failure where a line does not begin as a
 // log line must; lines that continue an entry are part of its text.
@@ -48,7 +37,7 @@ Script answering(const std::string& answer);
 
 // Recognises the default sound file at a server of these scripts.
 struct Recognition {
-    ToolResult result;
+    Ended result;
     std::vector<std::string> log;
     std::vector<Bytes> requests;
     std::string host;

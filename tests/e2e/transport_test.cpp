@@ -44,8 +44,8 @@ TEST(Transport, BringsTheSameReportByEveryWay) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const Recognition run = recognise({c.script});
-        EXPECT_EQ(run.result.exitStatus, 0);
-        EXPECT_EQ(run.result.output, kReport);
+        EXPECT_EQ(run.result.status, 0);
+        EXPECT_EQ(run.result.out, kReport);
     }
 }
 
@@ -71,8 +71,8 @@ TEST(Transport, EndsWith252WhenTheExchangeFails) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const Recognition run = recognise({c.script});
-        EXPECT_EQ(run.result.exitStatus, 252);
-        EXPECT_EQ(run.result.output, "");
+        EXPECT_EQ(run.result.status, 252);
+        EXPECT_EQ(run.result.out, "");
         EXPECT_EQ(run.log, Texts{"Error sending fingerprint request " + c.text});
     }
 }
@@ -102,10 +102,10 @@ TEST(Transport, EndsWith252WhenThereIsNoServer) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        const ToolResult result = runTool({freshKey(), c.host, soundFile()});
-        EXPECT_EQ(result.exitStatus, 252);
-        EXPECT_EQ(result.output, "");
-        EXPECT_EQ(logTexts(result.errors), Texts{std::string("Error sending fingerprint request ") + c.text});
+        const Ended result = runTool({freshKey(), c.host, soundFile()});
+        EXPECT_EQ(result.status, 252);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(logTexts(result.err), Texts{std::string("Error sending fingerprint request ") + c.text});
     }
 }
 
@@ -129,8 +129,8 @@ TEST(Transport, EndsWith251ForAnyOtherAnswer) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         const Recognition run = recognise({answering(c.answer)});
-        EXPECT_EQ(run.result.exitStatus, 251);
-        EXPECT_EQ(run.result.output, "");
+        EXPECT_EQ(run.result.status, 251);
+        EXPECT_EQ(run.result.out, "");
         EXPECT_EQ(run.log, Texts{c.text});
     }
 }
@@ -138,14 +138,14 @@ TEST(Transport, EndsWith251ForAnyOtherAnswer) {
 TEST(Transport, ReachesANamedHost) {
     if (!localhostResolves()) GTEST_SKIP() << kLocalhostIsMissing;
     const LoopbackServer server({answering(httpAnswer(200, kBody))});
-    const ToolResult result = runTool({freshKey(), "localhost:" + std::to_string(server.port()), soundFile()});
-    EXPECT_EQ(result.output, kReport) << result.errors;
+    const Ended result = runTool({freshKey(), "localhost:" + std::to_string(server.port()), soundFile()});
+    EXPECT_EQ(result.out, kReport) << result.err;
 }
 
 TEST(Transport, ReachesAnIPv6Address) {
     const LoopbackServer server({answering(httpAnswer(200, kBody))}, LoopbackServer::Family::kIPv6);
-    const ToolResult result = runTool({freshKey(), server.host(), soundFile()});
-    EXPECT_EQ(result.output, kReport) << result.errors;
+    const Ended result = runTool({freshKey(), server.host(), soundFile()});
+    EXPECT_EQ(result.out, kReport) << result.err;
 }
 
 } // namespace

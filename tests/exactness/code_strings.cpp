@@ -7,7 +7,7 @@
 #include "wav_header.h"
 
 #ifdef TARN_PLAIN_ENGINE
-#include "fingerprint/plain_engine.h"
+#include "support/plain_engine.h"
 #else
 #include "fingerprint/engine/lanes.h"
 #include "fingerprint/session.h"
@@ -84,9 +84,9 @@ Recording fileOf(const std::string& path) {
 #ifdef TARN_PLAIN_ENGINE
 
 CodeStrings codeStrings(const Recording& recording) {
-    const plain::Session session(recording.channels, recording.rateHz, recording.durationMs);
-    return plain::codeStrings(recording.pcmFrom(session.startOffsetMs()), recording.channels, recording.rateHz,
-                              recording.durationMs, kChunkBytes);
+    const kvxtest::plain::Session session(recording.channels, recording.rateHz, recording.durationMs);
+    return kvxtest::plain::codeStrings(recording.pcmFrom(session.startOffsetMs()), recording.channels, recording.rateHz,
+                                       recording.durationMs, kChunkBytes);
 }
 
 void printPacket(const Recording&) {}

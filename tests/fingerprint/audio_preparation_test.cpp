@@ -2,15 +2,17 @@
 #include "fingerprint/audio.h"
 
 #include "core/handle.h"
-#include "fingerprint/plain_engine.h"
 #include "support/audio.h"
 #include "support/handles.h"
 #include "support/hex.h"
+#include "support/plain_engine.h"
 
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <limits>
+
+namespace plain = kvxtest::plain;
 
 namespace {
 

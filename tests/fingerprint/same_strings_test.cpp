@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The library gives the strings of the plain engine, letter for letter.
-#include "fingerprint/sessions.h"
 #include "support/audio.h"
+#include "support/sessions.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
+
+namespace plain = kvxtest::plain;
 
 using kvxtest::Audio;
 using kvxtest::audioBytes;

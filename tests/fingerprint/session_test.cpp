@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fingerprint/session.h"
 
-#include "fingerprint/sessions.h"
 #include "support/audio.h"
 #include "support/counting_hooks.h"
 #include "support/guarded_bytes.h"
+#include "support/sessions.h"
 
 #include <cstring>
 
 #include <gtest/gtest.h>
+
+namespace plain = kvxtest::plain;
 
 using kvxtest::Audio;
 using kvxtest::audioBytes;

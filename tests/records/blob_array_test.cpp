@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Arrays: nested blobs whose fields are the elements.
-#include "blob_assembler.h"
 #include "record_support.h"
+#include "support/blob_assembler.h"
 #include "support/counting_hooks.h"
 
 namespace kvxtest {

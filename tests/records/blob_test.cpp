@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Fields of a blob: locating, reading and writing texts and numbers.
-#include "blob_assembler.h"
 #include "record_support.h"
+#include "support/blob_assembler.h"
 #include "support/counting_hooks.h"
 
 #include <algorithm>

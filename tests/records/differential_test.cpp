@@ -3,9 +3,9 @@
 // directions, damaged blobs, failing memory.
 #include "golden_records.h"
 #include "library_records.h"
-#include "plain_codec.h"
 #include "support/counting_hooks.h"
 #include "support/figures.h"
+#include "support/plain_codec.h"
 #include "support/rounds.h"
 
 #include <gtest/gtest.h>

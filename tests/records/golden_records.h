@@ -5,8 +5,8 @@
 // 1000 + its field index. A member that is filled from the wrong field shows at once.
 #pragma once
 
-#include "blob_assembler.h"
 #include "records/all_records.h"
+#include "support/blob_assembler.h"
 
 #include <string>
 #include <vector>

@@ -2,7 +2,7 @@
 // Every record through the functions of kvx.h alone, behind one shape, in terms of the plain codec's records.
 #pragma once
 
-#include "records/plain_codec.h"
+#include "support/plain_codec.h"
 
 #include <functional>
 #include <optional>

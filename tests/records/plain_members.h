@@ -4,7 +4,7 @@
 #pragma once
 
 #include "kvx.h"
-#include "records/plain_codec.h"
+#include "support/plain_codec.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -44,14 +44,14 @@ inline std::string upperHex(const Bytes& bytes) {
 
 inline Bytes cipherKey() { return fromHex(TARN_CIPHER_KEY_1 TARN_CIPHER_KEY_2); }
 
-// The key that hands over this plain text.
-inline std::string accessKeyOf(std::string_view plainText) {
-    return upperHex(aesEncrypt(cipherKey(), padded(plainText)));
+// The access key that hands over this plain text, under the cipher key.
+inline std::string accessKeyOf(std::string_view plainText, const Bytes& key = cipherKey()) {
+    return upperHex(aesEncrypt(key, padded(plainText)));
 }
 
-// The key for an access code, issued so many seconds ago.
-inline std::string accessKeyFor(const std::string& code, int64_t secondsOld = 0) {
-    return accessKeyOf(std::to_string(std::time(nullptr) - secondsOld) + ":" + code);
+// The access key for an access code, issued so many seconds ago.
+inline std::string accessKeyFor(const std::string& code, int64_t secondsOld = 0, const Bytes& key = cipherKey()) {
+    return accessKeyOf(std::to_string(std::time(nullptr) - secondsOld) + ":" + code, key);
 }
 
 } // namespace kvxtest

@@ -2,7 +2,7 @@
 // Answers of a recognition server, put together byte by byte: HTTP around records around blobs.
 #pragma once
 
-#include "records/blob_assembler.h"
+#include "support/blob_assembler.h"
 #include "support/hex.h"
 
 #include <cstdint>

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_book.h"
 
-#include "server/accounts/private_files.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 
 using namespace tarn::server;
-using servertest::contents;
-using servertest::TemporaryDirectory;
-using servertest::writePrivate;
+using kvxtest::contents;
+using kvxtest::TemporaryDirectory;
+using kvxtest::writePrivate;
 
 namespace {
 

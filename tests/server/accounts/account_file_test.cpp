@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/account_file.h"
 
-#include "server/accounts/private_files.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -11,9 +11,9 @@
 #include <unistd.h>
 
 using namespace tarn::server;
-using servertest::contents;
-using servertest::TemporaryDirectory;
-using servertest::writePrivate;
+using kvxtest::contents;
+using kvxtest::TemporaryDirectory;
+using kvxtest::writePrivate;
 namespace fs = std::filesystem;
 
 namespace {

@@ -2,7 +2,7 @@
 // The examples of docs/formats/accounts.md are files that this server reads, and writes so.
 #include "accounts/account_file.h"
 #include "accounts/identity_store.h"
-#include "server/accounts/private_files.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 
@@ -10,9 +10,9 @@
 #include <vector>
 
 using namespace tarn::server;
-using servertest::contents;
-using servertest::TemporaryDirectory;
-using servertest::writePrivate;
+using kvxtest::contents;
+using kvxtest::TemporaryDirectory;
+using kvxtest::writePrivate;
 
 namespace {
 

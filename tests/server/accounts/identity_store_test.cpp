@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "accounts/identity_store.h"
 
-#include "server/accounts/private_files.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 #include <set>
@@ -9,8 +9,8 @@
 #include <thread>
 
 using namespace tarn::server;
-using servertest::contents;
-using servertest::TemporaryDirectory;
+using kvxtest::contents;
+using kvxtest::TemporaryDirectory;
 
 namespace {
 

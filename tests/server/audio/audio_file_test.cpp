@@ -2,7 +2,7 @@
 #include "audio/audio_file.h"
 
 #include "demo/audio_writer.h"
-#include "server/accounts/private_files.h"
+#include "support/files.h"
 
 #include <gmock/gmock.h>
 #include <sndfile.h>
@@ -21,7 +21,7 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:vorbis_info_
 
 namespace {
 
-using servertest::TemporaryDirectory;
+using kvxtest::TemporaryDirectory;
 using tarn::demo::FileFormat;
 using tarn::demo::Sound;
 using tarn::server::AudioError;
@@ -146,19 +146,19 @@ TEST(AudioFile, RefusesWhatIsNoAudioFileWithAText) {
     EXPECT_EQ(complaint(folder.path()), "it is not a regular file");
     ASSERT_EQ(mkfifo((folder / "pipe.wav").c_str(), 0600), 0);
     EXPECT_EQ(complaint(folder / "pipe.wav"), "it is not a regular file");
-    servertest::writePrivate(folder / "empty.wav", "");
+    kvxtest::writePrivate(folder / "empty.wav", "");
     EXPECT_EQ(complaint(folder / "empty.wav"), "the file is empty");
-    servertest::writePrivate(folder / "text.wav", "To be, or not to be, that is the question.");
-    EXPECT_EQ(complaint(folder / "text.wav"), "not readable as audio: Format not recognised.");
-    servertest::writePrivate(folder / "noise.mp3", std::string(3000, '\x11'));
-    EXPECT_EQ(complaint(folder / "noise.mp3"), "not readable as audio: Format not recognised.");
+    kvxtest::writePrivate(folder / "text.wav", "To be, or not to be, that is the question.");
+    EXPECT_EQ(complaint(folder / "text.wav"), "not readable as audio: Format not recognised");
+    kvxtest::writePrivate(folder / "noise.mp3", std::string(3000, '\x11'));
+    EXPECT_EQ(complaint(folder / "noise.mp3"), "not readable as audio: Format not recognised");
 }
 
 TEST(AudioFile, SaysThatAFlacFileEndsEarly) {
     const TemporaryDirectory folder;
     writeSound(folder / "whole.flac", tarn::demo::renderPiece(5, 4, 22050, 1), FileFormat::kFlac);
-    const std::string bytes = servertest::contents(folder / "whole.flac");
-    servertest::writePrivate(folder / "half.flac", bytes.substr(0, bytes.size() / 2));
+    const std::string bytes = kvxtest::contents(folder / "whole.flac");
+    kvxtest::writePrivate(folder / "half.flac", bytes.substr(0, bytes.size() / 2));
     EXPECT_THAT(complaint(folder / "half.flac"), testing::HasSubstr("damaged"));
 }
 
@@ -166,11 +166,11 @@ TEST(AudioFile, SaysThatAFlacFileEndsEarly) {
 TEST(AudioFile, ReadsOnlyWhatIsThereOfAFileThatPromisesMore) {
     const TemporaryDirectory folder;
     writeSound(folder / "small.wav", ramp(44100, 2, 1000), FileFormat::kWav);
-    std::string bytes = servertest::contents(folder / "small.wav");
+    std::string bytes = kvxtest::contents(folder / "small.wav");
     constexpr size_t kDataLengthOffset = 40;
     constexpr uint32_t kHuge = 0xFFFFFFF0U;
     std::memcpy(bytes.data() + kDataLengthOffset, &kHuge, sizeof kHuge);
-    servertest::writePrivate(folder / "huge.wav", bytes);
+    kvxtest::writePrivate(folder / "huge.wav", bytes);
     AudioFile file(folder / "huge.wav");
     uint64_t samples = 0;
     try {
@@ -188,7 +188,7 @@ TEST(AudioFile, EndsOnEveryDamagedFile) {
     std::mt19937 random(20);
     for (const FileFormat format : {FileFormat::kWav, FileFormat::kFlac, FileFormat::kOgg}) {
         writeSound(folder / "good", sound, format);
-        const std::string good = servertest::contents(folder / "good");
+        const std::string good = kvxtest::contents(folder / "good");
         size_t refused = 0;
         for (int round = 0; round < 150; ++round) {
             SCOPED_TRACE("format " + std::to_string(static_cast<int>(format)) + ", round " + std::to_string(round));
@@ -199,7 +199,7 @@ TEST(AudioFile, EndsOnEveryDamagedFile) {
             for (int flips = 0; reach > 0 && flips <= round % 8; ++flips) {
                 bytes[static_cast<size_t>(random()) % reach] = static_cast<char>(random());
             }
-            servertest::writePrivate(folder / "damaged", bytes);
+            kvxtest::writePrivate(folder / "damaged", bytes);
             if (!complaint(folder / "damaged").empty()) ++refused;
         }
         EXPECT_GT(refused, 20U);

@@ -3,8 +3,8 @@
 
 #include "audio/audio_file.h"
 #include "demo/audio_writer.h"
-#include "server/accounts/private_files.h"
 #include "server/audio/make_tags.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@
 
 namespace {
 
-using servertest::makeTags;
-using servertest::TemporaryDirectory;
+using kvxtest::makeTags;
+using kvxtest::TemporaryDirectory;
 using tarn::demo::FileFormat;
 using tarn::demo::writeTags;
 using tarn::server::AudioError;
@@ -104,7 +104,7 @@ TEST(FileTags, OfDamagedFilesNeverFail) {
                    : std::string(name) == "a.flac" ? FileFormat::kFlac
                                                    : FileFormat::kOgg);
         writeTags(folder / name, makeTags("title", "artist", "album"));
-        const std::string good = servertest::contents(folder / name);
+        const std::string good = kvxtest::contents(folder / name);
         for (int round = 0; round < 100; ++round) {
             SCOPED_TRACE(std::string(name) + ", round " + std::to_string(round));
             std::string bytes = good;
@@ -113,7 +113,7 @@ TEST(FileTags, OfDamagedFilesNeverFail) {
                 bytes[static_cast<size_t>(random()) % std::min<size_t>(bytes.size(), 400)] =
                     static_cast<char>(random());
             }
-            servertest::writePrivate(folder / name, bytes);
+            kvxtest::writePrivate(folder / name, bytes);
             EXPECT_FALSE(readTags(folder / name).title.empty());
         }
     }

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-namespace servertest {
+namespace kvxtest {
 
 inline tarn::server::Tags makeTags(const std::string& title, const std::string& artist = "",
                                    const std::string& album = "", const std::string& albumArtist = "",
@@ -22,4 +22,4 @@ inline tarn::server::Tags makeTags(const std::string& title, const std::string& 
     return tags;
 }
 
-} // namespace servertest
+} // namespace kvxtest

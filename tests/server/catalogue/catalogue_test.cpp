@@ -2,8 +2,8 @@
 // What a catalogue does, whichever engine stores it.
 #include "catalogue/catalogue.h"
 #include "catalogue/gram_lists.h"
-#include "engines.h"
-#include "sample_recording.h"
+#include "server/catalogue/engines.h"
+#include "support/server/sample_recording.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -47,15 +47,15 @@ Recording withLetters(uint32_t number, const std::string& letters) {
     return recording;
 }
 
-class Catalogue : public ::testing::TestWithParam<cataloguetest::Engine> {
+class Catalogue : public ::testing::TestWithParam<kvxtest::Engine> {
   protected:
     std::string location() const { return place_->location(); }
 
   private:
-    std::unique_ptr<cataloguetest::Place> place_ = GetParam().newPlace();
+    std::unique_ptr<kvxtest::Place> place_ = GetParam().newPlace();
 };
 
-INSTANTIATE_TEST_SUITE_P(In, Catalogue, ::testing::ValuesIn(cataloguetest::engines()), cataloguetest::nameOfEngine);
+INSTANTIATE_TEST_SUITE_P(In, Catalogue, ::testing::ValuesIn(kvxtest::engines()), kvxtest::nameOfEngine);
 
 } // namespace
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A writer killed at any point loses nothing that it reported, and leaves nothing half there.
 #include "catalogue/catalogue.h"
-#include "sample_recording.h"
+#include "support/server/sample_recording.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace cataloguetest {
+namespace kvxtest {
 
 // Where there is nothing yet.
 class Place {
@@ -30,4 +30,4 @@ std::vector<Engine> engines();
 
 inline std::string nameOfEngine(const ::testing::TestParamInfo<Engine>& info) { return info.param.name; }
 
-} // namespace cataloguetest
+} // namespace kvxtest

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalogue/recording_packing.h"
-#include "sample_recording.h"
+#include "support/server/sample_recording.h"
 
 #include <gtest/gtest.h>
 

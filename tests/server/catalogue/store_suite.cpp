@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "store_suite.h"
+#include "server/catalogue/store_suite.h"
 
 #include "catalogue/posting_list.h"
 

@@ -3,7 +3,7 @@
 
 #include "accounts/account_file.h"
 #include "kvx.h"
-#include "server/accounts/private_files.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 #include <set>
@@ -11,9 +11,9 @@
 #include <thread>
 
 using namespace tarn::server;
-using servertest::contents;
-using servertest::TemporaryDirectory;
-using servertest::writePrivate;
+using kvxtest::contents;
+using kvxtest::TemporaryDirectory;
+using kvxtest::writePrivate;
 
 namespace {
 

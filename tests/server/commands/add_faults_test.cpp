@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // The tool at work when it is killed, or when the disk is full.
-#include "server/accounts/private_files.h"
-#include "server/commands/small_collection.h"
+#include "support/files.h"
+#include "support/process.h"
+#include "support/server/small_collection.h"
 
 #include <gmock/gmock.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <fcntl.h>
 #include <functional>
 #include <sstream>
 #include <thread>
@@ -20,57 +18,38 @@
 namespace {
 
 namespace fs = std::filesystem;
-using servertest::linesWith;
-using servertest::recordingsIn;
-using servertest::TemporaryDirectory;
+using kvxtest::Ended;
+using kvxtest::linesWith;
+using kvxtest::recordingsIn;
+using kvxtest::TemporaryDirectory;
 
-struct Ended {
-    int status = 0; // as waitpid gives it
-    std::string out;
-    std::string err;
-};
-
+// It runs beside the test.
 class Tool {
   public:
     // prepare runs in the child before the tool starts.
-    Tool(
-        const std::vector<std::string>& arguments, const TemporaryDirectory& folder,
-        const std::function<void()>& prepare = [] {})
-        : outPath_(folder / "stdout"), errPath_(folder / "stderr") {
-        std::vector<std::string> words = {TARN_SERVER_TOOL};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        std::vector<char*> pointers;
-        for (std::string& word : words) pointers.push_back(word.data());
-        pointers.push_back(nullptr);
-        // Of the tool before, should this one be killed before it begins.
-        fs::remove(outPath_);
-        fs::remove(errPath_);
-        child_ = fork();
-        if (child_ != 0) return;
-        constexpr int kMode = 0600;
-        dup2(open(outPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kMode), STDOUT_FILENO);
-        dup2(open(errPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kMode), STDERR_FILENO);
-        prepare();
-        execv(pointers[0], pointers.data());
-        _exit(127);
-    }
+    explicit Tool(
+        const std::vector<std::string>& arguments, const std::function<void()>& prepare = [] {})
+        : process_(wordsOf(arguments), {out_.descriptor(), err_.descriptor()}, prepare) {}
 
-    void kill() const { ::kill(child_, SIGKILL); }
+    void kill() const { process_.signal(SIGKILL); }
 
     Ended wait() {
-        Ended ended;
-        waitpid(child_, &ended.status, 0);
-        ended.out = servertest::contents(outPath_);
-        ended.err = servertest::contents(errPath_);
-        return ended;
+        const int status = process_.wait();
+        return {status, out_.text(), err_.text(), process_.residentKib()};
     }
 
-    size_t reported() const { return linesWith(servertest::contents(outPath_), "added "); }
+    size_t reported() const { return linesWith(out_.text(), "added "); }
 
   private:
-    fs::path outPath_;
-    fs::path errPath_;
-    pid_t child_ = -1;
+    static std::vector<std::string> wordsOf(const std::vector<std::string>& arguments) {
+        std::vector<std::string> words = {TARN_SERVER_TOOL};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        return words;
+    }
+
+    kvxtest::OutputFile out_;
+    kvxtest::OutputFile err_;
+    kvxtest::Process process_;
 };
 
 std::vector<std::string> addArguments(const fs::path& catalogue, const fs::path& music) {
@@ -108,13 +87,13 @@ bool isCatalogue(const fs::path& path) {
 TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
     const TemporaryDirectory folder;
     constexpr size_t kPieces = 16;
-    servertest::writeSmallCollection(folder / "music", kPieces);
+    kvxtest::writeSmallCollection(folder / "music", kPieces);
     const char* wanted = std::getenv("TARN_KILL_POINTS"); // NOLINT(concurrency-mt-unsafe)
     const int points = wanted == nullptr ? 20 : std::atoi(wanted);
     ASSERT_GT(points, 0);
 
     const auto start = std::chrono::steady_clock::now();
-    Tool whole(addArguments(folder / "whole", folder / "music"), folder);
+    Tool whole(addArguments(folder / "whole", folder / "music"));
     const Ended undisturbed = whole.wait();
     ASSERT_EQ(undisturbed.status, 0) << undisturbed.err;
     ASSERT_EQ(linesWith(undisturbed.out, "added "), kPieces);
@@ -125,11 +104,11 @@ TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
     for (int point = 0; point < points; ++point) {
         SCOPED_TRACE("point " + std::to_string(point) + " of " + std::to_string(points));
         const fs::path catalogue = folder / ("catalogue" + std::to_string(point));
-        Tool tool(addArguments(catalogue, folder / "music"), folder);
+        Tool tool(addArguments(catalogue, folder / "music"));
         std::this_thread::sleep_for(wholeTime * point / points);
         tool.kill();
         const Ended killed = tool.wait();
-        if (WIFSIGNALED(killed.status)) ++cutOff;
+        if (killed.status < 0) ++cutOff;
         const size_t reported = linesWith(killed.out, "added ");
         if (reported > 0 && reported < kPieces) ++cutInTheMiddle;
         if (reported > 0 || isCatalogue(catalogue)) {
@@ -137,7 +116,7 @@ TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
             expectClean(catalogue);
         }
 
-        Tool next(addArguments(catalogue, folder / "music"), folder);
+        Tool next(addArguments(catalogue, folder / "music"));
         const Ended finished = next.wait();
         EXPECT_EQ(finished.status, 0) << finished.err;
         // It goes on where the other was: what that one told is known.
@@ -155,11 +134,11 @@ TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
 TEST(AddFaults, KilledBehindAReportLosesNothingThatWasReported) {
     const TemporaryDirectory folder;
     constexpr size_t kPieces = 9;
-    servertest::writeSmallCollection(folder / "music", kPieces);
+    kvxtest::writeSmallCollection(folder / "music", kPieces);
     for (const size_t lines : {1U, 4U, 7U}) {
         SCOPED_TRACE(lines);
         const fs::path catalogue = folder / ("catalogue" + std::to_string(lines));
-        Tool tool(addArguments(catalogue, folder / "music"), folder);
+        Tool tool(addArguments(catalogue, folder / "music"));
         while (tool.reported() < lines) std::this_thread::yield();
         tool.kill();
         const Ended killed = tool.wait();
@@ -196,15 +175,14 @@ void limitFileSize() {
 }
 
 void expectFailureThatCanBeMended(const Ended& ended, const fs::path& catalogue, const fs::path& music,
-                                  const std::function<void()>& mend, const TemporaryDirectory& folder) {
-    ASSERT_TRUE(WIFEXITED(ended.status));
-    EXPECT_EQ(WEXITSTATUS(ended.status), tarn::server::kAddFailed) << ended.out << ended.err;
+                                  const std::function<void()>& mend) {
+    EXPECT_EQ(ended.status, tarn::server::kAddFailed) << ended.out << ended.err;
     EXPECT_NE(ended.err, "");
     EXPECT_THAT(ended.out, testing::HasSubstr(" added, 0 updated"));
     expectReportedIsThere(ended.out, catalogue);
     expectClean(catalogue);
     mend();
-    Tool next(addArguments(catalogue, music), folder);
+    Tool next(addArguments(catalogue, music));
     const Ended finished = next.wait();
     EXPECT_EQ(finished.status, 0) << finished.err;
     EXPECT_EQ(recordingsIn(catalogue).size(), 60U);
@@ -212,52 +190,31 @@ void expectFailureThatCanBeMended(const Ended& ended, const fs::path& catalogue,
 
 TEST(AddFaults, OnAFullDiskSaysSoAndKeepsWhatWasReported) {
     const TemporaryDirectory folder;
-    servertest::writeSmallCollection(folder / "music", 60);
+    kvxtest::writeSmallCollection(folder / "music", 60);
     const SmallDisk disk(folder / "disk");
     const fs::path catalogue = folder / "disk/catalogue";
-    Tool tool(addArguments(catalogue, folder / "music"), folder, disk.mounted() ? [] {} : limitFileSize);
-    expectFailureThatCanBeMended(
-        tool.wait(), catalogue, folder / "music",
-        [&] {
-            if (disk.mounted()) mount("tmpfs", (folder / "disk").c_str(), "tmpfs", MS_REMOUNT, "size=64m");
-        },
-        folder);
+    Tool tool(addArguments(catalogue, folder / "music"), disk.mounted() ? [] {} : limitFileSize);
+    expectFailureThatCanBeMended(tool.wait(), catalogue, folder / "music", [&] {
+        if (disk.mounted()) mount("tmpfs", (folder / "disk").c_str(), "tmpfs", MS_REMOUNT, "size=64m");
+    });
 }
 
 TEST(AddFaults, WithFilesThatMayNotGrowSaysSoAndKeepsWhatWasReported) {
     const TemporaryDirectory folder;
-    servertest::writeSmallCollection(folder / "music", 60);
+    kvxtest::writeSmallCollection(folder / "music", 60);
     const fs::path catalogue = folder / "catalogue";
-    Tool tool(addArguments(catalogue, folder / "music"), folder, limitFileSize);
-    expectFailureThatCanBeMended(
-        tool.wait(), catalogue, folder / "music", [] {}, folder);
+    Tool tool(addArguments(catalogue, folder / "music"), limitFileSize);
+    expectFailureThatCanBeMended(tool.wait(), catalogue, folder / "music", [] {});
 }
 
 TEST(AddFaults, ASecondWriterIsRefused) {
     const TemporaryDirectory folder;
-    servertest::writeSmallCollection(folder / "music", 2);
+    kvxtest::writeSmallCollection(folder / "music", 2);
     const tarn::server::CatalogueWriter first((folder / "catalogue").string());
-    Tool second(addArguments(folder / "catalogue", folder / "music"), folder);
+    Tool second(addArguments(folder / "catalogue", folder / "music"));
     const Ended ended = second.wait();
-    ASSERT_TRUE(WIFEXITED(ended.status));
-    EXPECT_EQ(WEXITSTATUS(ended.status), tarn::server::kAddFailed);
+    EXPECT_EQ(ended.status, tarn::server::kAddFailed);
     EXPECT_THAT(ended.err, testing::HasSubstr("is being written by another process"));
-}
-
-TEST(CommandLine, WithoutSenseGivesTheHelpAndTheUsageStatus) {
-    const TemporaryDirectory folder;
-    for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{}, {"add"}, {"--nonsense"}, {"add", "--batch", "0", "x"}, {"account"}, {"show"}}) {
-        Tool tool(arguments, folder);
-        const Ended ended = tool.wait();
-        ASSERT_TRUE(WIFEXITED(ended.status));
-        EXPECT_EQ(WEXITSTATUS(ended.status), 64);
-        EXPECT_THAT(ended.err, testing::HasSubstr("Usage: tarn-server"));
-    }
-    Tool help({"--help"}, folder);
-    const Ended ended = help.wait();
-    EXPECT_EQ(ended.status, 0);
-    EXPECT_THAT(ended.out, testing::HasSubstr("identify"));
 }
 
 } // namespace

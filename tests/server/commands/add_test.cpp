@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "server/accounts/private_files.h"
-#include "server/commands/small_collection.h"
+#include "support/files.h"
+#include "support/server/small_collection.h"
 
 #include "base/reason.h"
 #include "commands/add.h"
@@ -12,12 +12,12 @@
 namespace {
 
 namespace fs = std::filesystem;
-using servertest::Added;
-using servertest::addTo;
-using servertest::linesWith;
-using servertest::recordingsIn;
-using servertest::TemporaryDirectory;
-using servertest::writeSmallCollection;
+using kvxtest::Added;
+using kvxtest::addTo;
+using kvxtest::linesWith;
+using kvxtest::recordingsIn;
+using kvxtest::TemporaryDirectory;
+using kvxtest::writeSmallCollection;
 
 TEST(Add, PutsEveryFileIntoTheCatalogueWithItsTags) {
     const TemporaryDirectory folder;
@@ -95,9 +95,9 @@ TEST(Add, StoresTheSameAudioTwiceInOneRunOnce) {
 TEST(Add, NamesBadFilesAndGoesOn) {
     const TemporaryDirectory folder;
     writeSmallCollection(folder / "music", 3);
-    servertest::writePrivate(folder / "music/empty.flac", "");
-    servertest::writePrivate(folder / "music/text.mp3", std::string(5000, 'x'));
-    servertest::writePrivate(folder / "music/cover.jpg", "not counted");
+    kvxtest::writePrivate(folder / "music/empty.flac", "");
+    kvxtest::writePrivate(folder / "music/text.mp3", std::string(5000, 'x'));
+    kvxtest::writePrivate(folder / "music/cover.jpg", "not counted");
     const Added added = addTo(folder / "catalogue", {(folder / "missing").string(), (folder / "music").string()});
     EXPECT_EQ(added.status, tarn::server::kFilesSkipped);
     EXPECT_THAT(added.out, testing::HasSubstr("3 added, 0 updated, 0 unchanged, 3 skipped"));

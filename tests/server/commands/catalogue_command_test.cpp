@@ -2,8 +2,8 @@
 #include "commands/catalogue.h"
 #include "commands/transfer.h"
 
-#include "server/accounts/private_files.h"
-#include "server/commands/small_collection.h"
+#include "support/files.h"
+#include "support/server/small_collection.h"
 
 #include <gmock/gmock.h>
 
@@ -12,16 +12,16 @@
 namespace {
 
 namespace fs = std::filesystem;
-using servertest::addTo;
-using servertest::recordingsIn;
-using servertest::TemporaryDirectory;
+using kvxtest::addTo;
+using kvxtest::recordingsIn;
+using kvxtest::TemporaryDirectory;
 using tarn::server::Recording;
 using testing::HasSubstr;
 
 class CatalogueCommands : public testing::Test {
   protected:
     CatalogueCommands() {
-        servertest::writeSmallCollection(folder_ / "music", 3);
+        kvxtest::writeSmallCollection(folder_ / "music", 3);
         EXPECT_EQ(addTo(catalogue_, {(folder_ / "music").string()}).status, 0);
     }
 

@@ -3,7 +3,7 @@
 //   FOLDER/closed   while it exists, the catalogue cannot be asked
 //   FOLDER/hold     while it exists, an answer waits; FOLDER/held is made when one does
 #include "commands/serve.h"
-#include "server/protocol/fake_catalogue.h"
+#include "support/server/fake_catalogue.h"
 
 #include <chrono>
 #include <filesystem>
@@ -21,8 +21,8 @@ int main(int count, char** arguments) {
     options.catalogue = "in memory";
     options.accounts = arguments[2];
     if (count == 5) options.limits.stoppingTime = std::chrono::milliseconds(std::stoi(arguments[4]));
-    servertest::FakeCatalogue catalogue;
-    catalogue.matches = {servertest::match("a", 93)};
+    kvxtest::FakeCatalogue catalogue;
+    catalogue.matches = {kvxtest::match("a", 93)};
     catalogue.beforeCount = [folder] {
         if (fs::exists(folder / "closed")) throw tarn::server::Unavailable("closed on purpose");
     };

@@ -3,10 +3,11 @@
 #include "accounts/account_file.h"
 #include "commands/account.h"
 #include "commands/descriptor_stream.h"
-#include "server/accounts/private_files.h"
-#include "server/commands/small_collection.h"
-#include "server/http/raw_client.h"
-#include "server/http/service_process.h"
+#include "support/files.h"
+#include "support/raw_client.h"
+#include "support/server/accounts.h"
+#include "support/server/small_collection.h"
+#include "support/service_process.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -19,7 +20,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 struct Pipe {
@@ -130,13 +131,11 @@ TEST_F(Output, WhoseReaderHasGoneDoesNotEndWhatChangesTheCatalogue) {
 // went into the file of the identities.
 TEST_F(Output, OfClosedDescriptorsGoesIntoNoFile) {
     const Handle client = clientOf(addAccount(folder_ / "accounts"));
-    const TemporaryDirectory log;
     for (const char* closed : {"2>&-", "<&- 2>&-", "<&- 2>&- 3>&-"}) {
         SCOPED_TRACE(closed);
         ServiceProcess service({"/bin/sh", "-c", std::string("exec \"$0\" \"$@\" ") + closed, TARN_SERVER_TOOL, "serve",
                                 "--listen", "127.0.0.1:0", "--catalogue", (folder_ / "catalogue").string(),
-                                "--accounts", (folder_ / "accounts").string()},
-                               log / "log");
+                                "--accounts", (folder_ / "accounts").string()});
         ASSERT_NE(service.firstLine(), "");
         EXPECT_EQ(exchange(service.port(), postOf(identityPacket(client.get()))).status, 200);
         service.terminate();

@@ -4,17 +4,19 @@
 
 #include "commands/account.h"
 #include "kvx.h"
-#include "server/accounts/private_files.h"
-#include "server/http/raw_client.h"
-#include "server/http/service_process.h"
+#include "support/files.h"
+#include "support/raw_client.h"
+#include "support/server/accounts.h"
+#include "support/service_process.h"
 
 #include <chrono>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <sys/stat.h>
 #include <thread>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 namespace {
@@ -23,7 +25,7 @@ namespace {
 class FakeService : public ServiceProcess {
   public:
     FakeService(const std::string& listen, const std::filesystem::path& accounts, const TemporaryDirectory& folder)
-        : ServiceProcess({FAKE_SERVICE, listen, accounts.string(), folder.path().string()}, folder / "log") {}
+        : ServiceProcess({FAKE_SERVICE, listen, accounts.string(), folder.path().string()}) {}
 };
 
 } // namespace
@@ -91,8 +93,8 @@ TEST(Serve, FinishesItsRequestOnASignal) {
 TEST(Serve, EndsWithinItsLimitWhateverHangs) {
     const TemporaryDirectory folder;
     const Handle client = clientOf(addAccount(folder / "accounts"));
-    ServiceProcess service({FAKE_SERVICE, "127.0.0.1:0", (folder / "accounts").string(), folder.path().string(), "100"},
-                           folder / "log");
+    ServiceProcess service(
+        {FAKE_SERVICE, "127.0.0.1:0", (folder / "accounts").string(), folder.path().string(), "100"});
     writePrivate(folder / "hold", "");
     RawClient connection(service.port());
     ASSERT_TRUE(connection.send(postOf(fingerprintPacket(client.get()))));
@@ -116,8 +118,7 @@ TEST(Serve, EndsOnASignalThoughNobodyReadsItsLog) {
         ASSERT_EQ(fcntl(ends[1], F_SETFL, 0), 0);
         ServiceProcess service({"/bin/sh", "-c", "exec \"$0\" \"$@\" 2>&" + std::to_string(ends[1]) + redirections,
                                 FAKE_SERVICE, "127.0.0.1:0", (folder / "accounts").string(), folder.path().string(),
-                                "100"},
-                               folder / "log");
+                                "100"});
         const bool toldItsAddress = *redirections == '\0';
         if (toldItsAddress) {
             for (int i = 0; i < 20; ++i) {

@@ -5,12 +5,14 @@
 #include "coding/recording_coder.h"
 #include "demo/piece.h"
 #include "ingest/record_builder.h"
-#include "server/http/raw_client.h"
-#include "server/http/service_process.h"
+#include "support/files.h"
+#include "support/raw_client.h"
+#include "support/server/accounts.h"
+#include "support/service_process.h"
 
 #include <gtest/gtest.h>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 namespace {
@@ -18,7 +20,7 @@ namespace {
 class ToolService : public ServiceProcess {
   public:
     ToolService(const TemporaryDirectory& folder, const std::vector<std::string>& options)
-        : ServiceProcess(wordsOf(folder, options), folder / "log") {}
+        : ServiceProcess(wordsOf(folder, options)) {}
 
   private:
     static std::vector<std::string> wordsOf(const TemporaryDirectory& folder, const std::vector<std::string>& options) {

@@ -5,7 +5,7 @@
 #include "coding/code_packing.h"
 #include "commands/catalogue.h"
 #include "commands/recording_json.h"
-#include "server/commands/small_collection.h"
+#include "support/server/small_collection.h"
 #include "support/temporary_directory.h"
 
 #include <gmock/gmock.h>
@@ -17,15 +17,15 @@
 namespace {
 
 using namespace tarn::server;
+using kvxtest::addTo;
+using kvxtest::recordingsIn;
 using kvxtest::TemporaryDirectory;
-using servertest::addTo;
-using servertest::recordingsIn;
 using testing::HasSubstr;
 
 class Transfer : public testing::Test {
   protected:
     Transfer() {
-        servertest::writeSmallCollection(folder_ / "music", 3);
+        kvxtest::writeSmallCollection(folder_ / "music", 3);
         EXPECT_EQ(addTo(catalogue_, {(folder_ / "music").string()}).status, 0);
     }
 

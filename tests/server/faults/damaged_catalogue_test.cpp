@@ -2,8 +2,8 @@
 // One file of a catalogue is missing, cannot be read, is cut or has a wrong byte; then every command. None may take
 // what it cannot read for nothing, delete what is still good, or crash; each says what is wrong and what to do. How a
 // catalogue lies on the disk does not matter here: everything under its folder is damaged in turn.
-#include "server/faults/known_catalogue.h"
 #include "support/rounds.h"
+#include "support/server/known_catalogue.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using namespace servertest;
+using namespace kvxtest;
 using testing::HasSubstr;
 
 constexpr uid_t kNobody = 65534;

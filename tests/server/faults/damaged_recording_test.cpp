@@ -3,14 +3,14 @@
 // of the ways mends it.
 #include "catalogue/catalogue.h"
 #include "catalogue/recording_packing.h"
-#include "server/faults/known_catalogue.h"
+#include "support/server/known_catalogue.h"
 
 #include <gmock/gmock.h>
 
 namespace {
 
 namespace fs = std::filesystem;
-using namespace servertest;
+using namespace kvxtest;
 using testing::HasSubstr;
 
 constexpr uint32_t kDamaged = 3; // piece 2

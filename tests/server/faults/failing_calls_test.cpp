@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every system call of add, compact and serve fails in turn: an error of the disk, no descriptor left, no room left.
 // Nothing that was acknowledged is lost, nothing is deleted, and what cannot be read is never taken for nothing.
-#include "server/faults/known_catalogue.h"
 #include "support/rounds.h"
+#include "support/server/known_catalogue.h"
 
 #include <array>
 #include <cerrno>
@@ -12,7 +12,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using namespace servertest;
+using namespace kvxtest;
 
 struct Error {
     const char* name;

@@ -2,7 +2,9 @@
 // Files of a few megabytes whose tags unpack to gigabytes, or to millions of pieces. Each costs itself: it is named,
 // and the files beside it go in.
 #include "demo/audio_writer.h"
-#include "server/faults/program.h"
+#include "support/files.h"
+#include "support/process.h"
+#include "support/server/server_program.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +16,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using namespace servertest;
+using namespace kvxtest;
 using testing::HasSubstr;
 
 constexpr size_t kMegabyte = size_t{1} << 20;
@@ -167,8 +169,7 @@ TEST(HostileTags, CostTheirFileAndBoundedMemory) {
     writeSound(folder / "music/good.wav", tarn::demo::renderPiece(1, 4, 22050, 1), tarn::demo::FileFormat::kWav);
     const auto add = [&](const std::string& catalogue) {
         return runProgram(
-            {serverProgram(), "add", "--workers", "2", "--catalogue", folder.file(catalogue), folder.file("music")},
-            folder.path());
+            {serverProgram(), "add", "--workers", "2", "--catalogue", folder.file(catalogue), folder.file("music")});
     };
     const Ended without = add("without");
     ASSERT_EQ(without.status, 0) << without.err;
@@ -206,8 +207,8 @@ TEST(HostileTags, OfAnUsualSizeAreRead) {
     const std::string frames = "TIT2" + syncSafe(packed.size()) + std::string("\0\x09", 2) + packed + "APIC" +
                                syncSafe(picture.size()) + std::string("\0\0", 2) + picture;
     writePrivate(folder / "music/a.mp3", std::string("ID3\x04\0\0", 6) + syncSafe(frames.size()) + frames + mp3());
-    const Ended ended = runProgram(
-        {serverProgram(), "add", "--catalogue", folder.file("catalogue"), folder.file("music")}, folder.path());
+    const Ended ended =
+        runProgram({serverProgram(), "add", "--catalogue", folder.file("catalogue"), folder.file("music")});
     EXPECT_EQ(ended.status, 0) << ended.err;
     EXPECT_THAT(ended.out, HasSubstr(", Title\n"));
 }

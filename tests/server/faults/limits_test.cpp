@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 // Too few descriptors and too little room are reported, and never taken for anything else.
-#include "server/faults/known_catalogue.h"
 #include "support/rounds.h"
+#include "support/server/known_catalogue.h"
 
 #include <array>
 #include <csignal>
 #include <gmock/gmock.h>
 #include <memory>
 #include <optional>
+#include <sys/resource.h>
 
 namespace {
 
 namespace fs = std::filesystem;
-using namespace servertest;
+using namespace kvxtest;
 using testing::HasSubstr;
 
 uintmax_t bytesIn(const fs::path& folder) {

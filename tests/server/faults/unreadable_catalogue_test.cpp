@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A catalogue that is not there, is there no longer, may only be read, or of which one recording is damaged: what each
 // command and the service make of it.
-#include "server/faults/known_catalogue.h"
+#include "support/server/known_catalogue.h"
 
 #include <gmock/gmock.h>
 
@@ -12,7 +12,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using namespace servertest;
+using namespace kvxtest;
 using testing::HasSubstr;
 
 // The service's own look at its catalogue comes once a second: waits until it says so.

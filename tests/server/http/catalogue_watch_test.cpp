@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/catalogue_watch.h"
 
-#include "server/protocol/fake_catalogue.h"
+#include "support/server/fake_catalogue.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 namespace {

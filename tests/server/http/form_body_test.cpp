@@ -2,12 +2,12 @@
 // The form around a packet, in any pieces.
 #include "http/form_body.h"
 
-#include "server/http/form_connection.h"
+#include "support/server/form_connection.h"
 
 #include <gtest/gtest.h>
 #include <string>
 
-namespace servertest {
+namespace kvxtest {
 namespace {
 
 using tarn::server::FormBody;
@@ -69,4 +69,4 @@ TEST(FormBody, IsTheSameInAnyPieces) {
 }
 
 } // namespace
-} // namespace servertest
+} // namespace kvxtest

@@ -7,7 +7,7 @@
 #include <random>
 #include <sys/resource.h>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 namespace {

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <latch>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 namespace {

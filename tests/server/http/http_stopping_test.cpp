@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 #include <latch>
 
-using namespace servertest;
+using namespace kvxtest;
 
 // Whoever could connect is answered, also those that the service has not come to yet.
 TEST(HttpServerThatStops, AnswersWhoWaitsInTheSystemsQueue) {

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace servertest;
+using namespace kvxtest;
 
 // A proxy in front may see the end of such a request elsewhere. What follows is a second request in one of the
 // readings; it must not be answered.

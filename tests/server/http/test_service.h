@@ -3,9 +3,9 @@
 #pragma once
 
 #include "http/http_server.h"
-#include "server/http/raw_client.h"
-#include "server/protocol/client.h"
-#include "server/protocol/fake_catalogue.h"
+#include "support/protocol_client.h"
+#include "support/raw_client.h"
+#include "support/server/fake_catalogue.h"
 
 #include <functional>
 #include <memory>
@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-namespace servertest {
+namespace kvxtest {
 
 class TestService {
   public:
@@ -65,4 +65,4 @@ class TestService {
     tarn::server::HttpServer server_;
 };
 
-} // namespace servertest
+} // namespace kvxtest

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ingest/file_walk.h"
 
-#include "server/accounts/private_files.h"
+#include "support/files.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -9,13 +9,13 @@
 namespace {
 
 namespace fs = std::filesystem;
-using servertest::TemporaryDirectory;
+using kvxtest::TemporaryDirectory;
 using tarn::server::findFiles;
 using tarn::server::FoundFiles;
 
 void touch(const fs::path& path) {
     fs::create_directories(path.parent_path());
-    servertest::writePrivate(path, "12345");
+    kvxtest::writePrivate(path, "12345");
 }
 
 std::vector<std::string> namesIn(const FoundFiles& found, const fs::path& root) {

@@ -10,7 +10,7 @@
 
 namespace {
 
-using servertest::makeTags;
+using kvxtest::makeTags;
 using tarn::server::albumIdOf;
 using tarn::server::fillRecords;
 using tarn::server::Recording;

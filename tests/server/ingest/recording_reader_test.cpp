@@ -6,14 +6,14 @@
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "demo/audio_writer.h"
-#include "server/accounts/private_files.h"
 #include "server/audio/make_tags.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using servertest::TemporaryDirectory;
+using kvxtest::TemporaryDirectory;
 using tarn::demo::FileFormat;
 using tarn::demo::renderPiece;
 using tarn::demo::Sound;
@@ -45,7 +45,7 @@ TEST(RecordingReader, NamesARecordingByItsAudioAlone) {
     Sound sound = renderPiece(12, 3, 22050, 2);
     writeSound(folder / "a.wav", sound, FileFormat::kWav);
     writeSound(folder / "b.flac", sound, FileFormat::kFlac);
-    tarn::demo::writeTags(folder / "b.flac", servertest::makeTags("Another Title"));
+    tarn::demo::writeTags(folder / "b.flac", kvxtest::makeTags("Another Title"));
     const Recording a = readRecording(folder / "a.wav", readTags);
     const Recording b = readRecording(folder / "b.flac", readTags);
     EXPECT_EQ(a.contentHash, b.contentHash);

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "../catalogue/sample_recording.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "commands/identify.h"
@@ -7,6 +6,7 @@
 #include "matching/matcher.h"
 #include "model/frames.h"
 #include "support/melody.h"
+#include "support/server/sample_recording.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/packet_reader.h"
 
-#include "core/packet_assembler.h"
 #include "protocol/signature.h"
-#include "server/protocol/client.h"
 #include "support/guarded_bytes.h"
+#include "support/packet_assembler.h"
+#include "support/protocol_client.h"
 
 #include <gtest/gtest.h>
 
-using namespace servertest;
+using namespace kvxtest;
 using tarn::server::BadPacket;
 using tarn::server::isSignedWith;
 using tarn::server::Packet;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/record_filter.h"
 
-#include "server/protocol/client.h"
-#include "server/protocol/fake_catalogue.h"
+#include "support/protocol_client.h"
+#include "support/server/fake_catalogue.h"
 
 #include <gtest/gtest.h>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 namespace {

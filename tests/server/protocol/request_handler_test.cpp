@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/request_handler.h"
 
-#include "core/packet_assembler.h"
-#include "server/protocol/client.h"
-#include "server/protocol/fake_catalogue.h"
 #include "support/guarded_bytes.h"
+#include "support/packet_assembler.h"
+#include "support/protocol_client.h"
+#include "support/server/fake_catalogue.h"
 
 #include <gtest/gtest.h>
 #include <set>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 namespace {
