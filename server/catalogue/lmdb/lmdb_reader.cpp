@@ -87,12 +87,10 @@ void Reader::warmUp(ListTable table, const std::stop_token& stop) {
     for (const std::vector<ListRun>& runs : runs_) {
         for (const ListRun& run : runs) {
             if (stop.stop_requested()) return;
-            // Whole pages around the run. Where the system cannot do it, look-ups wait for each page as they come to
-            // it.
-            const auto begin = reinterpret_cast<uintptr_t>(run.bytes().data());
-            const uintptr_t page = begin / pageBytes * pageBytes;
-            void* const first = reinterpret_cast<void*>(page);
-            const size_t size = begin + run.bytes().size() - page;
+            // Whole pages around the run. Where the system cannot do it, look-ups wait for each page as they come to it.
+            const size_t before = reinterpret_cast<uintptr_t>(run.bytes().data()) % pageBytes;
+            void* const first = const_cast<char*>(run.bytes().data()) - before;
+            const size_t size = before + run.bytes().size();
             ::madvise(first, size, MADV_WILLNEED); // in few large readings
             ::madvise(first, size, MADV_POPULATE_READ);
         }

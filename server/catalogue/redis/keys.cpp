@@ -96,7 +96,8 @@ std::optional<ListKey> Keys::listIn(std::string_view key) const {
         key.remove_prefix(1 + tag.size());
     }
     if (key.empty() || (static_cast<uint8_t>(key.front()) < kListKind) != found.isBlock) return std::nullopt;
-    found.table = static_cast<uint8_t>(key.front()) & (kListKind - 1);
+    // cppcheck-suppress containerOutOfBounds
+    found.table = static_cast<uint8_t>(key.front()) & (kListKind - 1); // an empty key was refused
     key.remove_prefix(1);
     if (key.size() > kNumberBytes || (!key.empty() && key.front() == 0)) return std::nullopt;
     for (const char byte : key) found.number = found.number << 8 | static_cast<uint8_t>(byte);

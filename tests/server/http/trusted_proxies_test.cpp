@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 
-using namespace servertest;
+using namespace kvxtest;
 using namespace tarn::server;
 
 TEST(TrustedProxies, NameTheClientOfARequest) {

@@ -4,8 +4,8 @@
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "matching/catalogue_recogniser.h"
-#include "redis_cluster.h"
-#include "sample_recording.h"
+#include "support/server/redis_cluster.h"
+#include "support/server/sample_recording.h"
 #include "support/melody.h"
 
 #include <gtest/gtest.h>
