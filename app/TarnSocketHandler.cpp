@@ -38,8 +38,8 @@ void TarnSocketHandler::handleEvent(Stream& stream, uint32_t code) {
     default:
         break;
     }
-    // The retain that makes the error the handler's own happens again on every later event. Deliberate: an error that
-    // n events have seen outlives the handler with n - 1 retains on it.
+    // The handler retains its error again on every later event, on purpose: an error that n events have seen outlives
+    // the handler with n - 1 retains.
     if (error_ != nullptr) error_->retain();
 }
 
@@ -61,7 +61,7 @@ void TarnSocketHandler::writeSome() {
         fail(*os_);
         return;
     }
-    // By the chunk, also after a short write: the rest of such a chunk is never sent.
+    // By the whole chunk, even after a short write: the rest of that chunk is never sent.
     writepos_ += static_cast<uint32_t>(chunk);
 }
 

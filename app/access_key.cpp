@@ -25,8 +25,8 @@ uint8_t byteOfPair(char first, char second) {
     return static_cast<uint8_t>(std::strtol(pair, nullptr, 16) & 0xff);
 }
 
-// The text's characters as single chars. A character of several UTF-8 bytes counts once; its first byte stands for
-// it, which is no digit either.
+// The text's characters as single chars. A character of several UTF-8 bytes counts once, as its first byte,
+// which is not a digit either.
 std::string charactersOf(std::string_view text) {
     std::string characters;
     std::copy_if(text.begin(), text.end(), std::back_inserter(characters),
@@ -65,7 +65,7 @@ std::optional<std::string> takeAccessCode(PlainText& plain, size_t plainLength, 
     if (plainLength < kAccessCodeLength) return "Key Not Correct Length " + std::to_string(plainLength);
     plain[plainLength] = 0;
     const char* const text = plain.text();
-    const char* codeText = text; // without a time, a key never goes stale
+    const char* codeText = text; // without a time, a key never expires
     if (const char* colon = std::strchr(text, ':')) {
         const auto timeLength = static_cast<size_t>(colon - text);
         // The colon is counted with the code, on purpose: 79 characters after it are enough, and the code's last

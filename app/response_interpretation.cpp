@@ -13,7 +13,7 @@
 namespace tarn {
 namespace {
 
-// A record's text up to its terminating zero; "(null)", as a missing text prints, for none.
+// A record's text up to its terminating zero; "(null)" for a missing text.
 std::string_view terminated(const KVXValueLength* text) {
     return text != nullptr && text->data != nullptr ? std::string_view(text->data) : std::string_view("(null)");
 }
@@ -24,7 +24,7 @@ std::string_view counted(const KVXValueLength* text) {
     return {text->data, strnlen(text->data, text->length)};
 }
 
-// What a match keeps of a text: all of it up to the terminating zero, whatever its length says.
+// The part of a text that a match keeps: up to the terminating zero, whatever its length is.
 std::optional<std::string> kept(const KVXValueLength* text) {
     if (text == nullptr || text->data == nullptr) return std::nullopt;
     return std::string(text->data);
@@ -33,7 +33,7 @@ std::optional<std::string> kept(const KVXValueLength* text) {
 // "Response 1: "
 std::string lead(int32_t number) { return "Response " + std::to_string(number) + ": "; }
 
-// Texts are as long as the server pleases: no line copies one.
+// A server's texts may be long, so no line copies one.
 class LineWriter {
   public:
     LineWriter(int32_t number, Log& log) : lead_(lead(number)), log_(log) {}
@@ -126,7 +126,7 @@ MusicLookupResponse interpretAlbum(const Album& album, int32_t number, Log& log)
 
 MusicLookupResponse interpretTrackToAlbum(const TrackToAlbum& record, int32_t number, Log& log) {
     MusicLookupResponse match;
-    if (record.album == nullptr) return match; // a match even so
+    if (record.album == nullptr) return match; // it counts as a match even without an album
     LineWriter lines(number, log);
     lines.ifPresentCounted("AlbumTitle", record.album->title);
     // Shown as a signed number here, unlike an album's own: 40000 reads as -25536.

@@ -34,8 +34,8 @@ Block allocateBlock() {
     return block;
 }
 
-// The library's last word: KVX_MORE_AUDIO_WANTED when the file ended first. A short read leaves what the read before
-// left in the rest of the block, and the whole block is fed.
+// Returns the library's last status: KVX_MORE_AUDIO_WANTED if the file ended first. After a short read, the rest of the
+// block still holds bytes of the read before, and the whole block is fed.
 int32_t feedSession(KVXHandle* handle, std::FILE* file, uint8_t* block) {
     for (;;) {
         const size_t count = std::fread(block, 1, kBlockBytes, file);
@@ -78,7 +78,7 @@ bool fingerprintWavFile(KVXHandle* handle, const std::string& path, ErrorSlot& e
 
     const Block block = allocateBlock();
     if (!block) {
-        // Not the end, on purpose: the session is opened all the same, and the closed file then fails as one that
+        // Does not return, on purpose: the session is opened anyway, and the closed file then fails as one that
         // cannot be read at its offset.
         file.reset();
         error = tarnError(105, "Cannot allocate buffer memory " + std::to_string(kBlockBytes) + " bytes");

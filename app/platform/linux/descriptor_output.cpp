@@ -24,7 +24,7 @@ void advance(std::span<iovec>& parts, size_t written) {
 
 void waitForSpace(int descriptor) {
     pollfd space = {descriptor, POLLOUT, 0};
-    poll(&space, 1, -1); // whatever it says, the next write says it better
+    poll(&space, 1, -1); // its result does not matter: the next write reports any failure
 }
 
 } // namespace

@@ -45,7 +45,7 @@ struct GrowingBody {
 using Parser = http::response_parser<GrowingBody>;
 
 constexpr size_t kReadSizeBytes = size_t{16} << 10;
-// What may wait for the rest of its line or section: more belongs to a server that never ends one.
+// The most that is kept while the rest of a line or section is missing, since a server may never end it.
 constexpr size_t kUnparsedLimitBytes = 2 * kHttpHeadLimitBytes;
 constexpr int kInterimAnswerLimit = 100;
 // Every answer begins with this, whatever its minor version.
@@ -60,8 +60,8 @@ HttpAnswer connectionLost() {
     return failed(transportError(kUrlErrorConnectionLost, "The network connection was lost."));
 }
 
-// Keeps the chunks of a body within the bound. The parser's own limit counts a chunk again for each piece that its line
-// comes in, where that has an extension without end.
+// Keeps the chunks of a body within the bound. If a chunk's line has an endless extension, the parser's own limit
+// counts the chunk again for each piece in which that line arrives.
 class ChunkLimit {
   public:
     void operator()(uint64_t chunkBytes, beast::string_view, error_code& status) {
@@ -116,7 +116,7 @@ class MessageReader {
         return count == 0 || std::memcmp(buffer_.data().data(), kAnswerBeginning.data(), count) == 0;
     }
 
-    // Or too long. The parser might find fault with a part of a head, or not, as it happens to arrive.
+    // Or too long. The parser gets whole heads only: whether it rejects a part of one depends on how it arrives.
     bool isHeadWhole() {
         const std::string_view text(static_cast<const char*>(buffer_.data().data()), buffer_.size());
         const size_t end = text.find(kHeadEnd, searched_);
@@ -132,7 +132,7 @@ class MessageReader {
         return parser_.is_header_done() ? unparsable() : HttpAnswer();
     }
 
-    // Nothing when more has come; else the outcome that the connection's end makes.
+    // Nothing if more bytes came; otherwise the outcome of the connection's end.
     std::optional<HttpAnswer> receiveMore() {
         if (buffer_.size() > kUnparsedLimitBytes) return unparsable();
         const auto room = buffer_.prepare(kReadSizeBytes);

@@ -28,12 +28,12 @@ std::string requestHead(const MutableURLRequest& request) {
     return head;
 }
 
-// A connection whose every step is given up after the idle limit.
+// A connection on which every step may take the idle limit at most.
 class Connection {
   public:
     explicit Connection(std::chrono::milliseconds idleLimit) : idleLimit_(idleLimit) {}
 
-    // Tries the host's addresses in turn; what the last one said counts.
+    // Tries the host's addresses in turn; if all fail, the last failure counts.
     ErrorSlot open(const Url& url) {
         error_code status;
         asio::ip::tcp::resolver resolver(context_);
@@ -52,8 +52,8 @@ class Connection {
         return transportError(kUrlErrorCannotConnect, "Could not connect to the server.");
     }
 
-    // A server that answers before it has read everything may close early. So a failure to send is none yet: the
-    // answer, or its lack, tells. Only a server that takes nothing for too long ends the exchange here.
+    // A server that answers before it has read everything may close early. So a failure to send does not end the
+    // exchange: the answer, or its absence, decides. Only a server that takes nothing for too long ends it here.
     ErrorSlot send(std::string_view head, const Bytes& body) {
         beast::buffers_suffix bytes(std::array{asio::buffer(head), asio::buffer(body)});
         error_code status;

@@ -38,7 +38,7 @@ struct ListedInterface : NetworkInterface {
     std::optional<std::string> address;
 };
 
-// What a link hangs on; read from sysfs, whose absence makes every link a virtual one.
+// The device of a link, from sysfs; without sysfs every link counts as virtual.
 struct Attachment {
     bool physical = false;
     bool wireless = false;
@@ -63,7 +63,7 @@ Attachment readAttachment(const fs::path& sysfsRoot, const std::string& link) {
 std::string displayName(const KernelLink& link, const Attachment& attachment, bool machineHasPhysicalLinks) {
     if (link.hardwareType != ARPHRD_ETHER) return kOtherLink;
     if (!attachment.physical) {
-        // A container sees nothing but virtual links; its eth0 is then the best there is.
+        // A container has only virtual links, so its eth0 counts as Ethernet.
         return machineHasPhysicalLinks ? kVirtualLink : kEthernet;
     }
     if (attachment.wireless) return kWiFi;

@@ -43,7 +43,7 @@ void wipe(void* memory, size_t length) { explicit_bzero(memory, length); }
 
 [[gnu::noinline]] void wipeTraces() {
     wipeVectorRegisters();                        // first: the call below may save them once more
-    std::array<uint8_t, kStackTracesBytes> below; // lies where the frames of the functions called before lay
+    std::array<uint8_t, kStackTracesBytes> below; // overlaps the stack frames of the functions called before
     wipe(below.data(), below.size());
 }
 
