@@ -87,7 +87,8 @@ void Reader::warmUp(ListTable table, const std::stop_token& stop) {
     for (const std::vector<ListRun>& runs : runs_) {
         for (const ListRun& run : runs) {
             if (stop.stop_requested()) return;
-            // Whole pages around the run. Where the system cannot do it, look-ups wait for each page as they come to it.
+            // Whole pages around the run. Where the system cannot do it, look-ups wait for each page as they come to
+            // it.
             const size_t before = reinterpret_cast<uintptr_t>(run.bytes().data()) % pageBytes;
             void* const first = const_cast<char*>(run.bytes().data()) - before;
             const size_t size = before + run.bytes().size();

@@ -4,9 +4,9 @@
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "matching/catalogue_recogniser.h"
+#include "support/melody.h"
 #include "support/server/redis_cluster.h"
 #include "support/server/sample_recording.h"
-#include "support/melody.h"
 
 #include <gtest/gtest.h>
 
