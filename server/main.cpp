@@ -121,8 +121,8 @@ class Commands {
 
     // An argument without "--" in front. The name says what it is, so the help shows no type beside it.
     template <class Value>
-    static void argument(CLI::App& command, const char* name, Value& value, const char* help) {
-        command.add_option(name, value, help)->type_name("")->required();
+    static CLI::Option* argument(CLI::App& command, const char* name, Value& value, const char* help) {
+        return command.add_option(name, value, help)->type_name("")->required();
     }
 
     // The help shows the bounds after the text: the validators' own words for them would stand in the option's name.
@@ -163,7 +163,7 @@ class Commands {
         CLI::App* remove = command(*account, "remove", "Remove an account",
                                    toTheEnd([this] { return runAccountRemove(accounts_, accountId_, out_, err_); }));
         argument(*remove, "ID", accountId_, "Number of the account")
-            ->check(CLI::Range(uint32_t{1}, std::numeric_limits<uint32_t>::max()));
+            ->check(CLI::Range(uint32_t{1}, std::numeric_limits<uint32_t>::max()).description(""));
         addAccountsOption(*remove);
     }
 

@@ -18,11 +18,11 @@ std::string codeFile() {
     return path;
 }
 
-ToolResult runExample(const std::string& port, const std::string& code, const std::string& path) {
+Ended runExample(const std::string& port, const std::string& code, const std::string& path) {
     return runTool({"localhost", port, code, path}, RECOGNISE_EXAMPLE);
 }
 
-ToolResult recognised(const LoopbackServer& server, const std::string& path = soundFile()) {
+Ended recognised(const LoopbackServer& server, const std::string& path = soundFile()) {
     return runExample(std::to_string(server.port()), codeFile(), path);
 }
 
@@ -65,10 +65,10 @@ TEST(Example, PrintsTheMatchesOfAnAnswer) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const LoopbackServer server({answering(httpAnswer(200, joined(c.records)))});
-        const ToolResult result = recognised(server);
-        EXPECT_EQ(result.output, c.output);
-        EXPECT_EQ(result.errors, "");
-        EXPECT_EQ(result.exitStatus, 0);
+        const Ended result = recognised(server);
+        EXPECT_EQ(result.out, c.output);
+        EXPECT_EQ(result.err, "");
+        EXPECT_EQ(result.status, 0);
     }
 }
 
@@ -81,7 +81,7 @@ TEST(Example, PostsThePacketOfTheWholeFile) {
     for (const WavOptions& options : cases) {
         SCOPED_TRACE(options.lengthMs);
         LoopbackServer server({answering(httpAnswer(200, notFound()))});
-        EXPECT_EQ(recognised(server, soundFile(options)).exitStatus, 0);
+        EXPECT_EQ(recognised(server, soundFile(options)).status, 0);
         ASSERT_EQ(server.requests().size(), 1U);
         const std::string form = "--KVX\r\nContent-Disposition: form-data; name=\"data\"\r\n"
                                  "Content-Type: application/octet-stream\r\n\r\n" +
@@ -128,10 +128,10 @@ TEST(Example, SaysWhatIsWrong) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const LoopbackServer server({answering(c.answer)});
-        const ToolResult result = runExample(std::to_string(server.port()), c.code, c.path);
-        EXPECT_EQ(result.exitStatus, 1);
-        EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "recognise: " + c.errors + "\n");
+        const Ended result = runExample(std::to_string(server.port()), c.code, c.path);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, "recognise: " + c.errors + "\n");
     }
 }
 

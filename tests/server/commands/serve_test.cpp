@@ -193,22 +193,30 @@ TEST(Serve, LogsPrioritiesToTheJournalAlone) {
     for (const bool journal : {true, false}) {
         SCOPED_TRACE(journal);
         const std::string stream = device + std::to_string(status.st_ino + (journal ? 0 : 1));
-        ServiceProcess service({"/usr/bin/env", "JOURNAL_STREAM=" + stream, FAKE_SERVICE, "127.0.0.1:0",
-                                (folder / "accounts").string(), folder.path().string()},
-                               folder / "log");
+        const auto words = [&](const std::string& listen) -> std::vector<std::string> {
+            return {"/bin/sh",
+                    "-c",
+                    "exec \"$@\" 2>\"$0\"",
+                    (folder / "log").string(),
+                    "/usr/bin/env",
+                    "JOURNAL_STREAM=" + stream,
+                    FAKE_SERVICE,
+                    listen,
+                    (folder / "accounts").string(),
+                    folder.path().string()};
+        };
+        ServiceProcess service(words("127.0.0.1:0"));
         service.terminate();
         EXPECT_EQ(service.wait(), 0);
-        const std::string log = service.log();
+        const std::string log = contents(folder / "log");
         EXPECT_EQ(log.starts_with("<6>info tarn-server "), journal) << log;
         EXPECT_EQ(log.find("\n<3>error catalogue: closed on purpose") != std::string::npos, journal) << log;
         EXPECT_EQ(log.find("Z error catalogue: closed on purpose") == std::string::npos, journal) << log;
 
-        ServiceProcess failing({"/usr/bin/env", "JOURNAL_STREAM=" + stream, FAKE_SERVICE, "nowhere",
-                                (folder / "accounts").string(), folder.path().string()},
-                               folder / "log");
+        ServiceProcess failing(words("nowhere"));
         EXPECT_EQ(failing.wait(), 1);
-        EXPECT_EQ(failing.log().find("<3>\"nowhere\" is not an address") != std::string::npos, journal)
-            << failing.log();
+        const std::string reason = contents(folder / "log");
+        EXPECT_EQ(reason.find("<3>\"nowhere\" is not an address") != std::string::npos, journal) << reason;
     }
 }
 

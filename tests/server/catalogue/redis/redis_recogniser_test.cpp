@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Recognition from a catalogue in a cluster of which a node is missing.
+// PiecesAsked from a catalogue in a cluster of which a node is missing.
 #include "catalogue/catalogue.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
@@ -41,9 +41,9 @@ struct Answers {
     bool operator==(const Answers&) const = default;
 };
 
-class Recognition {
+class PiecesAsked {
   public:
-    explicit Recognition(const std::string& location) : recogniser_(location) {
+    explicit PiecesAsked(const std::string& location) : recogniser_(location) {
         CatalogueWriter writer(location);
         for (uint32_t piece = 1; piece <= kPieces; ++piece) {
             Recording recording = kvxtest::sampleRecording(piece);
@@ -62,7 +62,7 @@ class Recognition {
         Answers answers;
         for (uint32_t i = 0; i < kPieces; ++i) {
             try {
-                const std::vector<Match> matches = recogniser_.recognise(queries_[first + i], 1);
+                const std::vector<Match> matches = recogniser_.recognise(queries_[first + i], 1).matches;
                 const bool right = !matches.empty() && matches[0].recordingId == first + i + 1;
                 ++(right ? answers.right : answers.nothing);
             } catch (const Unavailable&) {
@@ -83,7 +83,7 @@ constexpr Answers kNoneThere = {0, 0, kPieces};
 
 TEST(RedisRecogniser, AnswersAllTheTimeWhileReplicasTakeOver) {
     RedisCluster cluster(3, 3);
-    Recognition recognition(cluster.location() + "?timeout=300&cache=0");
+    PiecesAsked recognition(cluster.location() + "?timeout=300&cache=0");
     ASSERT_EQ(recognition.known(), kAllRight);
     ASSERT_EQ(recognition.unknown(), kNoneThere);
     cluster.master(0).kill();
@@ -102,7 +102,7 @@ TEST(RedisRecogniser, AnswersAllTheTimeWhileReplicasTakeOver) {
 
 TEST(RedisRecogniser, NeverSaysThatAPieceIsUnknownWhileANodeWithoutAReplicaIsMissing) {
     RedisCluster cluster(3);
-    Recognition recognition(cluster.location() + "?timeout=300&cache=0");
+    PiecesAsked recognition(cluster.location() + "?timeout=300&cache=0");
     ASSERT_EQ(recognition.known(), kAllRight);
     cluster.master(1).freeze();
     for (int round = 0; round < 2; ++round) {
