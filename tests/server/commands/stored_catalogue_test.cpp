@@ -55,7 +55,7 @@ TEST_F(StoredCatalogue, HoldsItsRecordings) {
 
 TEST_F(StoredCatalogue, Grows) {
     std::string third = contents(kStored / "recordings.ndjson");
-    third = third.substr(0, third.find('\n') + 1);
+    third.resize(third.find('\n') + 1);
     const size_t hash = third.find("0001\"");
     ASSERT_NE(hash, std::string::npos);
     third[hash] = '9'; // of a recording of its own
