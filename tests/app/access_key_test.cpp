@@ -28,7 +28,7 @@ struct Taken {
 
 Taken take(const std::string& plainText, int64_t now = kNow) {
     tarn::PlainText plain;
-    // What lies behind the text must not matter.
+    // What lies after the text must not matter.
     std::memset(plain.data(), 'x', plain.size());
     std::memcpy(plain.data(), plainText.data(), plainText.size());
     tarn::AccessCode code;
@@ -58,14 +58,14 @@ TEST(AccessKey, IsTakenOrRefusedByItsPlainText) {
         {"further than a number goes", "99999999999999999999:" + codeText(), nullptr},
         {"further back than a number goes", "-9999999999999999999:" + codeText(), kNotValid},
         {"bare code", codeText(), nullptr},
-        {"bare code with more behind it", codeText(95), nullptr},
+        {"bare code with more after it", codeText(95), nullptr},
         {"79 characters", codeText(79), "Key Not Correct Length 79"},
         {"nothing", "", "Key Not Correct Length 0"},
         {"79 characters with a colon", "1800000000:" + codeText(68), "Key Not Correct Length 79"},
         {"three characters before the colon", "999:" + codeText(), kNotValid},
         {"no character before the colon", ":" + codeText(), kNotValid},
-        {"79 characters behind the colon", timed(kNow, 79), nullptr},
-        {"78 characters behind the colon", timed(kNow, 78), kNotValid},
+        {"79 characters after the colon", timed(kNow, 79), nullptr},
+        {"78 characters after the colon", timed(kNow, 78), kNotValid},
         {"no number before the colon", "abcd:" + codeText(), kNotValid},
         {"white space and a sign", " \t+1800000000:" + codeText(), nullptr},
         {"a number up to the first other character", "1800000000abc:" + codeText(), nullptr},

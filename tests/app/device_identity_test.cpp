@@ -107,9 +107,9 @@ std::string hostInRequests(const std::string& host) {
     if (!request) return describe(error);
     const std::string text(request->begin(), request->end());
     const std::string before = "POST http://";
-    const std::string behind = "/sdkrequest HTTP/1.1\r\n";
+    const std::string after = "/sdkrequest HTTP/1.1\r\n";
     EXPECT_EQ(text.substr(0, before.size()), before);
-    return text.substr(before.size(), text.find(behind) - before.size());
+    return text.substr(before.size(), text.find(after) - before.size());
 }
 
 TEST(Session, GivesTheLibraryItsHost) { EXPECT_EQ(hostInRequests("recog.example:8080"), "recog.example:8080"); }
@@ -178,7 +178,7 @@ TEST(Session, OpensWithAGoodKeyAndFailsWithAnyOther) {
         {"30 seconds old", aged(30), "TARN 100 Key Not Valid"},
         {"bare code", accessKeyOf(code), "no error"},
         {"79 characters", accessKeyOf(code.substr(1)), "TARN 100 Key Not Correct Length 79"},
-        {"79 characters behind the colon", accessKeyOf(now + ":" + code.substr(0, 79)), "no error"},
+        {"79 characters after the colon", accessKeyOf(now + ":" + code.substr(0, 79)), "no error"},
         {"empty", "", "TARN 100 Key Not Correct Format -4304"},
         {"one character", "5", "TARN 100 Key Not Correct Format -4304"},
         {"half a block", good.substr(0, 16), "TARN 100 Key Not Correct Format -4303"},

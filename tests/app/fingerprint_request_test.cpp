@@ -101,7 +101,7 @@ TEST(FingerprintRequest, ADirectoryOpensAndHasNoHeader) {
 TEST(FingerprintRequest, CarriesAnAsciiNameAndNoOther) {
     const TemporaryDirectory directory;
     const Bytes file = wavFile({});
-    // The first text stands behind header, payload length, type, permissions and three numbers.
+    // The first text comes after header, payload length, type, permissions and three numbers.
     constexpr size_t kTextLengthOffset = 52 + 4 + 1 + 21 + 12;
     const auto textOf = [&](const std::string& name) {
         const std::string path = directory.file(name);
@@ -121,7 +121,7 @@ TEST(FingerprintRequest, CarriesAnAsciiNameAndNoOther) {
 TEST(FingerprintRequest, Says44100WhateverTheRate) {
     const TemporaryDirectory directory;
     const std::string path = directory.file("sound.wav");
-    constexpr size_t kValueOffset = 52 + 4 + 1 + 21 + 4; // behind the duration
+    constexpr size_t kValueOffset = 52 + 4 + 1 + 21 + 4; // after the duration
     for (const int rateHz : {11025, 22050, 48000}) {
         SCOPED_TRACE(rateHz);
         writeFile(path, wavFile({.rateHz = rateHz}));

@@ -38,7 +38,7 @@ TEST(MultipartForm, CarriesTheDataAsItsOneField) {
 
 TEST(MultipartForm, WithoutDataIsItsFramingAlone) {
     const auto request = formOf({});
-    // 46 + 45 + 42 bytes before the data, 50 behind it.
+    // 46 + 45 + 42 bytes before the data, 50 after it.
     EXPECT_EQ(request.body.size(), 183U);
     EXPECT_EQ(request.headers.at(1).second, "183");
 }
@@ -56,7 +56,7 @@ TEST(MultipartForm, DoesNotLookForItsBoundaryInTheData) {
     const std::string data = "\r\n--" + boundary + "--\r\n";
     const auto request = formOf(bytesOf(data));
     const std::string body(request.body.begin(), request.body.end());
-    EXPECT_EQ(body.substr(133), data + "\r\n--" + boundary + "--\r\n"); // unchanged, behind 46 + 45 + 42 bytes
+    EXPECT_EQ(body.substr(133), data + "\r\n--" + boundary + "--\r\n"); // unchanged, after 46 + 45 + 42 bytes
     EXPECT_EQ(request.headers.at(0).second, "multipart/form-data; boundary=" + boundary);
 }
 

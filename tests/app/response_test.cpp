@@ -194,7 +194,7 @@ TEST(Response, ARecordThatCannotBeReadEndsItWithoutMatches) {
         const Outcome outcome = parse({track, track, record(c.type, broken), notFound()});
         EXPECT_FALSE(outcome.matches);
         EXPECT_EQ(outcome.error, c.error);
-        // What was read before it has been logged; what stands behind it has not.
+        // What was read before it has been logged; what comes after it has not.
         EXPECT_EQ(outcome.log.size(), 5U);
         EXPECT_EQ(outcome.log.back(), "Response 2: Title: Title\n");
         EXPECT_EQ(hooks.forgetBlocksOf(kHostCopyBytes), 1U);

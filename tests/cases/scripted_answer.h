@@ -7,7 +7,7 @@
 
 namespace kvxtest {
 
-// head: the words behind "answer"; records: the indented lines below, each the words of a record.
+// head: the words after "answer"; records: the indented lines below, each the words of a record.
 //
 //   answer 200           with the records as body    T id=t1 title=Title by=Artist by=Another
 //   answer 500 "text"    a status and a body         A id=a1 title=Album by=Artist confidence=87

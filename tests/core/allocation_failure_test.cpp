@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every allocation of the handle's calls fails in turn: the documented status, nothing left behind, and a handle that
+// Every allocation of the handle's calls fails in turn: the documented status, nothing left over, and a handle that
 // then does the same work to the same bytes.
 #include "core/answer_readers.h"
 #include "support/answers.h"

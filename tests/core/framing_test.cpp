@@ -52,7 +52,7 @@ TEST(BinHeader, StandsWhereThePositionPoints) {
                                                         "75736572 000000000000000000000000" // user id, padded
                                                         "0300 0200 48"                      // methods, 'H'
                                                         "656e 0b0a 53"                      // language, option, 'S'
-                                                        "aaaaaaaa")));                      // behind
+                                                        "aaaaaaaa")));                      // after
 }
 
 TEST(BinHeader, WritesTheLanguageCodeEnAsTheBytes6E65) {
@@ -228,14 +228,14 @@ TEST(HttpData, BeginsBehindTheFirstEmptyLine) {
     const std::string status = "HTTP/1.1 200 OK\r\n\r\n";
     const Case kCases[] = {
         {"status line alone", status, 0, 19},
-        {"body behind it", status + "body", 0, 19},
+        {"body after it", status + "body", 0, 19},
         {"the first of two", "a\r\n\r\nb\r\n\r\nc", 0, 5},
         {"from the start that is given", "a\r\n\r\nb\r\n\r\nc", 2, 10},
         {"at the start itself", "\r\n\r\n", 0, 4},
         {"none", "HTTP/1.1 200 OK\r\n\r", 0, 19},
         {"line feeds alone are none", "a\n\n\n\nb", 0, 7},
         {"start three before the end", "abcde\r\n", 4, 8},
-        {"start behind the end", "abc", 9, 13},
+        {"start after the end", "abc", 9, 13},
         {"no data", "", 0, 4},
         {"three bytes", "\r\n\r", 0, 4},
     };

@@ -137,7 +137,7 @@ TEST(IntegerHooks, TakeTheIntegersOfAFingerprintRequest) {
 }
 
 TEST(IntegerHooks, TakeTheIntegersOfAnAccessCode) {
-    // Account and methods as the hook finds them; the secret key behind them is bytes.
+    // Account and methods as the hook finds them; the secret key after them is bytes.
     const std::string code = "FEFDFCFB" // 0x04030201, marked
                              "FCFF"     // 3
                              "FCFF" +

@@ -61,10 +61,10 @@ TEST(Response, IsAnExactSequenceOfRecords) {
         {"a record of length 0", kvxtest::fromHex("4e 00000000"), kRefused},
         {"one record", kvxtest::fromHex("4e 01000000 00"), 1},
         {"two records", kvxtest::fromHex("54 03000000 010203 41 02000000 0405"), 2},
-        {"a record of length 0 behind a good one", kvxtest::fromHex("4e 01000000 00 4e 00000000"), kRefused},
+        {"a record of length 0 after a good one", kvxtest::fromHex("4e 01000000 00 4e 00000000"), kRefused},
         {"cut inside the data", kvxtest::fromHex("54 03000000 0102"), kRefused},
         {"cut inside the second frame", kvxtest::fromHex("4e 01000000 00 4e 010000"), kRefused},
-        {"a byte behind the last record", kvxtest::fromHex("4e 01000000 00 00"), kRefused},
+        {"a byte after the last record", kvxtest::fromHex("4e 01000000 00 00"), kRefused},
         {"a length beyond all bounds", kvxtest::fromHex("4e ffffffff 00"), kRefused},
         {"a length that would wrap", kvxtest::fromHex("4e fbffffff 00"), kRefused},
         {"types are not looked at", kvxtest::fromHex("00 01000000 00"), 1},
@@ -246,7 +246,7 @@ TEST(ServerError, IsAlwaysMinusOne) { EXPECT_EQ(KVXGetServerError(), -1); }
 
 namespace {
 
-// The five readers behind one shape: load record index and free it again.
+// The five readers in one shape: load record index and free it again.
 struct Reader {
     char type;
     size_t fields; // of the record's blob

@@ -148,7 +148,7 @@ class Tally {
 Outcome expectedOfCut(Exchange exchange, Framing framing, bool isReset, size_t position) {
     const std::string answer = answerOf(exchange, framing);
     if (framing != Framing::kEndOfConnection) return position == answer.size() ? whole() : failed(exchange, kLost);
-    // A reset is no end. A close behind the head is, so the records are all that tells whether the answer is whole.
+    // A reset is no end. A close after the head is, so the records are all that tells whether the answer is whole.
     const size_t head = headEnd(answer);
     if (isReset || position < head) return failed(exchange, kLost);
     if (position == answer.size()) return whole();
@@ -168,7 +168,7 @@ void cutAtEveryByte(Run run, Framing framing, Fault::Kind kind) {
         for (size_t position = 0; position <= size; ++position) {
             const Outcome outcome = runWith(run, {kind, position}, exchange, framing);
             tally.count(outcome);
-            ASSERT_EQ(outcome, expectedOfCut(exchange, framing, isReset, position)) << "behind byte " << position;
+            ASSERT_EQ(outcome, expectedOfCut(exchange, framing, isReset, position)) << "after byte " << position;
         }
     }
 }
@@ -208,7 +208,7 @@ TEST(NetworkFault, AnAnswerThatStallsAndGoesOnIsTaken) {
             for (const size_t position :
                  {size_t{0}, size_t{1}, head - 1, head, head + 1, (head + size) / 2, size - 1}) {
                 EXPECT_EQ(runWith(runOfTool, {Fault::Kind::kStallAnswer, position}, exchange, framing), whole())
-                    << nameOf(framing) << ", behind byte " << position;
+                    << nameOf(framing) << ", after byte " << position;
             }
         }
     }
@@ -245,9 +245,9 @@ TEST(NetworkFault, AConnectionThatEndsInsideTheRequestFailsTheExchange) {
                 tally.count(outcome);
                 // A reset that comes at once may be met while still connecting.
                 EXPECT_THAT(outcome, testing::AnyOf(failed(exchange, kLost), failed(exchange, kNotConnected)))
-                    << "behind byte " << position;
+                    << "after byte " << position;
                 if (position != 0 || kind == Fault::Kind::kCloseRequest) {
-                    EXPECT_EQ(outcome, failed(exchange, kLost)) << "behind byte " << position;
+                    EXPECT_EQ(outcome, failed(exchange, kLost)) << "after byte " << position;
                 }
             }
         }
@@ -267,12 +267,12 @@ TEST(NetworkFault, AConnectionThatEndsInsideALongUploadIsLost) {
             tarn::ErrorSlot error;
             EXPECT_FALSE(tarn::HttpClient(kPatience).sendSynchronousRequest(request, response, error));
             EXPECT_FALSE(response);
-            EXPECT_EQ(error ? error->code : 0, tarn::kUrlErrorConnectionLost) << "behind byte " << position;
+            EXPECT_EQ(error ? error->code : 0, tarn::kUrlErrorConnectionLost) << "after byte " << position;
         }
     }
 }
 
-// The server says nothing more behind so many bytes of the exchange's answer, and keeps the connection open.
+// The server says nothing more after that many bytes of the exchange's answer, and keeps the connection open.
 Outcome runAtSilentServer(Exchange exchange, size_t position, std::chrono::milliseconds idleLimit) {
     const std::string answer = answerOf(exchange, Framing::kLength);
     std::vector<Script> scripts;
@@ -291,7 +291,7 @@ TEST(NetworkFault, AServerThatFallsSilentIsGivenUp) {
     for (const auto& [exchange, limit] : limits) {
         for (const size_t position : {size_t{0}, size_t{20}, size_t{100}}) {
             EXPECT_EQ(runAtSilentServer(exchange, position, limit), failed(exchange, kTimedOut))
-                << "behind byte " << position;
+                << "after byte " << position;
         }
     }
 }

@@ -216,7 +216,7 @@ TEST(Secrets, AreGoneAtTheEndOfEveryRunAndNeverPrinted) {
         {"a key with bad padding", badPadding, {}, soundFile(), 254, 0},
         {"a key that is cut", goodKey().substr(0, 190), {}, soundFile(), 254, 0},
         {"a key of a short code", keyOf(code().substr(1)), {}, soundFile(), 254, 0},
-        {"a key of a code with too little behind the colon",
+        {"a key of a code with too little after the colon",
          keyOf("12345:" + code().substr(2)),
          {},
          soundFile(),

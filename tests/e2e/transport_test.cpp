@@ -63,7 +63,7 @@ TEST(Transport, EndsWith252WhenTheExchangeFails) {
         {"closed without an answer", answering(""), lost},
         {"closed inside the head", answering("HTTP/1.1 200 OK\r\nConte"), lost},
         {"a body one byte short", answering(announced), lost},
-        {"reset behind half a body", {receiveRequest(), send(announced), pauseMs(50), reset()}, lost},
+        {"reset after half a body", {receiveRequest(), send(announced), pauseMs(50), reset()}, lost},
         {"closed between chunks", answering(std::string(kChunkedHead) + "1\r\nT\r\n"), lost},
         {"a chunk of another size", answering(std::string(kChunkedHead) + "1\r\n" + kBody + "\r\n0\r\n\r\n"), unparsed},
         {"no chunks", answering(std::string(kChunkedHead) + kBody + "\r\n"), unparsed},

@@ -246,7 +246,7 @@ TEST(ArrayWriters, WriteACountOf256AsNoElementsWhileTheSizesCountAll) {
     const uint32_t textsBytes = KVXGetValueLengthArrayBlobSize(texts.data(), 256);
     EXPECT_EQ(numbersBytes, 4 * 256 + 5 + 256 * kNumberBlobBytes);
     EXPECT_EQ(textsBytes, 4U * 256 + 5);
-    // Count byte 0 and a position behind a header for none; its one offset is left as the buffer holds it.
+    // Count byte 0 and a position after a header for none; its one offset is left as the buffer holds it.
     const Bytes expected = rawBlob(2, {0xCCCCCCCC, 18, 23}, fromHex("00 cc cc cc cc 00 cc cc cc cc"));
     Bytes buffer(13 + numbersBytes + textsBytes, 0xCC);
     buffer[0] = 2;

@@ -64,7 +64,7 @@ TEST(FieldLocation, FindsEveryField) {
 }
 
 TEST(FieldLocation, AcceptsAnIndexEqualToTheCount) {
-    // One field, "....": its bytes are also the word behind the table, the end of field 1; field 1 starts at 13.
+    // One field, "....": its bytes are also the word after the table, the end of field 1; field 1 starts at 13.
     const Bytes end17 = rawBlob(1, {9, 13}, bytesOf(std::string("\x11\0\0\0tail", 8)));
     const GuardedBlob blob(end17);
     const Located located = locate(blob.cursor(), 1);
@@ -91,7 +91,7 @@ TEST(FieldLocation, AcceptsIndex255OfABlobOf255Fields) {
 }
 
 TEST(FieldLocation, HasNoBytesForTheIndexBehindAnEmptyLastWord) {
-    // All fields empty: the word behind the table, which index 1 needs, lies beyond the blob.
+    // All fields empty: the word after the table, which index 1 needs, lies beyond the blob.
     const GuardedBlob blob(assemble({{}}));
     const Located located = locate(blob.cursor(), 1);
     EXPECT_EQ(located.status, -1);
@@ -157,7 +157,7 @@ TEST(FieldLocation, RefusesWhatDoesNotLieInsideTheBlob) {
         {"longest", 0, 0xFFFFFFFFU, -1},
         {"wrapped to one byte", 0xFFFFFFFFU, 0, -1},
         {"wrapped beyond", 0xFFFFFFF0U, 10, -1},
-        {"behind the blob, short enough for what a wrapped remainder would allow", 4000000000U, 4000000010U, -1},
+        {"after the blob, short enough for what a wrapped remainder would allow", 4000000000U, 4000000010U, -1},
     };
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.name);

@@ -116,7 +116,7 @@ TEST(DvdRecord, FailsLaterWith2To4Fields) {
     for (size_t count = 2; count <= 4; ++count) {
         SCOPED_TRACE(count);
         CountingHooks hooks;
-        // Field 0 holds the end of the index behind the last field, so that the failure is the index beyond the count.
+        // Field 0 holds the end of the index after the last field, so that the failure is the index beyond the count.
         Fields fields(count);
         fields[0] = intBytes(static_cast<uint32_t>(4 * count + 5 + 4));
         EXPECT_EQ(loadDvd(fields, -1), nullptr);

@@ -28,7 +28,7 @@ Struct* zeroed() {
     return record;
 }
 
-// At the end of a page: a read behind the blob is a fault.
+// At the end of a page: a read after the blob is a fault.
 struct Cursor {
     explicit Cursor(const Bytes& bytes)
         : guarded(bytes), blob{guarded.data(), 0, static_cast<uint32_t>(bytes.size())} {}

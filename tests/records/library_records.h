@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Every record through the functions of kvx.h alone, behind one shape, in terms of the plain codec's records.
+// Every record through the functions of kvx.h alone, in one shape, in terms of the plain codec's records.
 #pragma once
 
 #include "support/plain_codec.h"

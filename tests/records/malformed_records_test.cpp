@@ -51,7 +51,7 @@ TEST(Record, FailsOnANullCursor) {
     }
 }
 
-// A loader that allocates, with its free function, behind one shape.
+// A loader that allocates, with its free function, in one shape.
 struct NewLoader {
     const char* name;
     const kvx::RecordTable* table;

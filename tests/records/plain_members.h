@@ -261,7 +261,7 @@ class MemberReader {
         EXPECT_TRUE(text == nullptr || text->length != 0);
         values_.emplace_back(text == nullptr ? std::string() : textOf(*text));
     }
-    // An element behind a failed one has no bytes at all.
+    // An element after a failed one has no bytes at all.
     static std::string textOf(const KVXValueLength& text) {
         if (text.data == nullptr) {
             EXPECT_EQ(text.length, 0U);

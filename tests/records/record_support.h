@@ -32,7 +32,7 @@ class GuardedBlob {
     KVXBlob cursor_;
 };
 
-// "(null)" for none; fails the test when the zero byte behind the text is missing.
+// "(null)" for none; fails the test when the zero byte after the text is missing.
 inline std::string textOf(const KVXValueLength* value) {
     if (value == nullptr) return "(null)";
     EXPECT_EQ(value->data[value->length], 0);

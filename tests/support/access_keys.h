@@ -49,7 +49,7 @@ inline std::string accessKeyOf(std::string_view plainText, const Bytes& key = ci
     return upperHex(aesEncrypt(key, padded(plainText)));
 }
 
-// The access key for an access code, issued so many seconds ago.
+// The access key for an access code, issued that many seconds ago.
 inline std::string accessKeyFor(const std::string& code, int64_t secondsOld = 0, const Bytes& key = cipherKey()) {
     return accessKeyOf(std::to_string(std::time(nullptr) - secondsOld) + ":" + code, key);
 }

@@ -29,7 +29,7 @@ struct Client {
     tarn::TarnInterface client;
 };
 
-// The library's copy of a client's host name, which it returns to the system behind the memory hooks' back, and nothing
+// The library's copy of a client's host name, which it returns to the system without the memory hooks' knowledge, and nothing
 // else: what a counter must show after shutdown.
 constexpr size_t kHostCopyBytes = 2; // "h"
 

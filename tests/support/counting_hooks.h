@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A counting allocator behind the library's memory hooks, for one test at a time.
+// A counting allocator for the library's memory hooks, for one test at a time.
 #pragma once
 
 #include "kvx.h"

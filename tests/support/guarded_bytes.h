@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Bytes whose end is the end of a page, with an unreadable page behind them: a read one byte too far is a fault.
+// Bytes whose end is the end of a page, with an unreadable page after them: a read one byte too far is a fault.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 
 namespace kvxtest {
 
-// Pages that can be read and written, and behind them one that cannot.
+// Pages that can be read and written, and after them one that cannot.
 class GuardedPages {
   public:
     GuardedPages() = default;

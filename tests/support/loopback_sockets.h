@@ -52,7 +52,7 @@ class StoppableIo {
     std::array<int, 2> ends_{-1, -1}; // of a pipe: the first is readable once all is to end
 };
 
-// The position behind a request's head; npos while the head is incomplete.
+// The position after a request's head; npos while the head is incomplete.
 size_t headEnd(std::string_view bytes);
 // True when bytes hold a head and as much body as it announces.
 bool isWholeRequest(std::string_view bytes);

@@ -62,7 +62,7 @@ class PacketAssembler {
         if (options.encryptionMethod == 2) {
             for (uint8_t& byte : sign) byte = static_cast<uint8_t>(byte + 13);
         } else if (options.encryptionMethod == 3) {
-            sign.resize((sign.size() + 7) / 8 * 8); // zeros behind a 4-byte sum
+            sign.resize((sign.size() + 7) / 8 * 8); // zeros after a 4-byte sum
             blowfish_ctx context;
             blowfish_set_key(&context, options.secret.size(), options.secret.data());
             swapWords(sign);

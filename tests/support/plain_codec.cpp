@@ -212,7 +212,7 @@ struct Reading {
     bool lacksMemory() const { return failing != kNever && allocations > failing; }
 };
 
-// Reads field by field. Behind the first failure every field is blank.
+// Reads field by field. After the first failure every field is blank.
 class Decoder final : public FieldVisitor {
   public:
     Decoder(std::span<const uint8_t> blob, Reading& reading, bool isGood)

@@ -88,7 +88,7 @@ constexpr long kNever = -1;
 
 struct Decoded {
     bool isWhole = false;
-    Record record;         // what could be read; blank behind the first failure
+    Record record;         // what could be read; blank after the first failure
     size_t keptBlocks = 0; // of memory that freeing leaves: two for every text18
     long allocations = 0;  // that reading takes, the record itself being the first
 };

@@ -90,7 +90,7 @@ class SmoothStage {
     std::optional<Vector6> tick(const std::optional<Vector6>& input);
 
   private:
-    std::vector<Vector6> inputs_; // zeros behind the last while draining
+    std::vector<Vector6> inputs_; // zeros after the last while draining
     int fill_ = 0;
 };
 

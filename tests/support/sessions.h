@@ -22,7 +22,7 @@ inline plain::CodeStrings codeStringsOf(const KVXHandle& handle) {
     return strings;
 }
 
-// The frames of a group that lie one behind the other.
+// The frames of a group that lie one after the other.
 inline kvx::GroupFrames framesAt(const int16_t* samples) {
     kvx::GroupFrames frames;
     for (size_t i = 0; i < frames.size(); ++i) frames[i] = samples + i * kvx::kFrameSamples;

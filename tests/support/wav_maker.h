@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// WAV files for tests: generated music behind the canonical 44-byte header.
+// WAV files for tests: generated music after the canonical 44-byte header.
 #pragma once
 
 #include "support/hex.h"
@@ -19,7 +19,7 @@ struct WavOptions {
 // The header's fields, so that a test can spoil one.
 struct WavFields {
     std::string riff = "RIFF";
-    uint32_t riffSize = 36; // bytes behind this field
+    uint32_t riffSize = 36; // bytes after this field
     std::string wave = "WAVE";
     std::string fmt = "fmt ";
     uint16_t formatTag = 1; // PCM

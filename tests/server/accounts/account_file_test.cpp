@@ -161,7 +161,7 @@ TEST(AccountFile, SaysWhichLineIsDamagedAndNothingOfTheKey) {
          "damaged: line 2: its account id is not below the next one, which line 1 names"},
         {"another count", "tarn-accounts 1 2\n" + line + "end 2\n",
          "damaged: line 3: expected the end: the number of accounts and a checksum"},
-        {"something behind the end", "tarn-accounts 1 2\n" + line + "end 1\n\n",
+        {"something after the end", "tarn-accounts 1 2\n" + line + "end 1\n\n",
          "damaged: line 3: expected the end: the number of accounts and a checksum"},
     };
     for (const auto& c : cases) {

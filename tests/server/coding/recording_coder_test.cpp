@@ -80,16 +80,16 @@ TEST(RecordingCoder, CountsTheFramesUpToEachLetter) {
 }
 
 TEST(RecordingCoder, FramesFollowTheAudio) {
-    // The same music behind 10 s of other music has its letters 430.66 frames later.
+    // The same music after 10 s of other music has its letters 430.66 frames later.
     std::vector<int16_t> later = kvxtest::melody(5, 10);
     const std::vector<int16_t> music = kvxtest::melody(4, 40);
     later.insert(later.end(), music.begin(), music.end());
     const CodeString alone = codeRecording(music)[0][0];
-    const CodeString behind = codeRecording(later)[0][0];
+    const CodeString after = codeRecording(later)[0][0];
     const std::string middle = alone.letters.substr(alone.letters.size() / 2, 12);
-    const size_t at = behind.letters.find(middle);
+    const size_t at = after.letters.find(middle);
     ASSERT_NE(at, std::string::npos);
-    const int64_t difference = int64_t{behind.frames[at]} - alone.frames[alone.letters.size() / 2];
+    const int64_t difference = int64_t{after.frames[at]} - alone.frames[alone.letters.size() / 2];
     EXPECT_NEAR(static_cast<double>(difference), 430.66, 8);
 }
 

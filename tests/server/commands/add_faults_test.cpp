@@ -130,7 +130,7 @@ TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
     EXPECT_GT(cutOff, 0U);
 }
 
-// The same, once for each batch: the kill falls right behind its report.
+// The same, once for each batch: the kill falls right after its report.
 TEST(AddFaults, KilledBehindAReportLosesNothingThatWasReported) {
     const TemporaryDirectory folder;
     constexpr size_t kPieces = 9;

@@ -50,7 +50,7 @@ TEST(FormBody, IsTheSameInAnyPieces) {
         {"a packet", formOf(part("data", "packet")), "complete: packet"},
         {"line ends and dashes", formOf(part("data", "\r\n--\r\n-\r\n--boundar")),
          "complete: \r\n--\r\n-\r\n--boundar"},
-        {"another part before and behind", formOf(part("a", "1") + part("data", "packet") + part("b", "2")),
+        {"another part before and after", formOf(part("a", "1") + part("data", "packet") + part("b", "2")),
          "complete: packet"},
         {"no part of the name", formOf(part("a", "packet")), "no packet"},
         {"the most", formOf(part("data", std::string(kMaxBytes, 'x'))), "complete: " + std::string(kMaxBytes, 'x')},

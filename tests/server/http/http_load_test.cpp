@@ -171,7 +171,7 @@ TEST(HttpLoad, NoticesAClientThatGoesInTheMiddle) {
     service.waitForMetric("tarn_requests_dropped_total", "1");
 }
 
-// A client that ends its sending side behind its request still waits for the answer.
+// A client that ends its sending side after its request still waits for the answer.
 TEST(HttpLoad, AnswersAClientThatHasEndedItsSendingSide) {
     TestService service;
     service.catalogue.beforeAnswer = [] { std::this_thread::sleep_for(std::chrono::milliseconds(400)); };
@@ -237,7 +237,7 @@ TEST(HttpLoad, OutlivesRubbish) {
     EXPECT_EQ(service.ask(request).status, 200);
 }
 
-// A client's connection is reset behind every byte of its request, all of it included. The request is dropped, or
+// A client's connection is reset after every byte of its request, all of it included. The request is dropped, or
 // refused, and the next client is served.
 TEST(HttpLoad, OutlivesAResetBehindEveryByte) {
     TestService service({.connectionsPerAddress = 0}); // it may be slower to notice than the client is to come again
@@ -246,11 +246,11 @@ TEST(HttpLoad, OutlivesAResetBehindEveryByte) {
     const std::string request = postOf(fingerprintPacket(handle.get()));
     for (size_t position = 0; position <= request.size(); ++position) {
         RawClient client(service.port());
-        ASSERT_TRUE(client.connected()) << "behind byte " << position;
+        ASSERT_TRUE(client.connected()) << "after byte " << position;
         ASSERT_TRUE(client.send(request.substr(0, position)));
         client.reset();
         if (position % 64 == 0) {
-            EXPECT_EQ(service.ask(request).status, 200) << "behind byte " << position;
+            EXPECT_EQ(service.ask(request).status, 200) << "after byte " << position;
         }
     }
     EXPECT_EQ(service.ask(request).status, 200);
@@ -287,7 +287,7 @@ TEST(HttpLoad, AnswersARequestThatStallsAndGoesOn) {
         ASSERT_TRUE(client.send(request.substr(0, position)));
         std::this_thread::sleep_for(std::chrono::milliseconds(40));
         ASSERT_TRUE(client.send(request.substr(position)));
-        EXPECT_EQ(client.read().value_or(HttpAnswer{}).status, 200) << "behind byte " << position;
+        EXPECT_EQ(client.read().value_or(HttpAnswer{}).status, 200) << "after byte " << position;
     }
 }
 

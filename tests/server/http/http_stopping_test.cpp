@@ -71,7 +71,7 @@ TEST(HttpServerThatStops, FinishesWhatIsInFlight) {
 
     std::future<void> stopped = std::async(std::launch::async, [&] { service.stop(); });
     // Not listening any more, but not ended either. A question may be looked at just before the stop and answered just
-    // behind it.
+    // after it.
     HttpAnswer health;
     do {
         ASSERT_TRUE(idle.send(getOf("/health")));

@@ -97,7 +97,7 @@ TEST(PayloadReader, RefusesWhatIsMalformed) {
         {"nothing", {}, "it ends within the payload"},
         {"another request", kvxtest::bytesOf("X"), "its request is of an unknown kind"},
         {"three permission groups", PacketAssembler().raw("F").u8(3).bytes, "it does not have 4 groups of permissions"},
-        {"a byte behind the payload", longer, "bytes follow the request in its payload"},
+        {"a byte after the payload", longer, "bytes follow the request in its payload"},
         {"an identity request that does not begin with 0", PacketAssembler().raw("G").u8(1).u32(0).bytes,
          "its identity request does not begin with 0"},
         {"an identity beyond the end", PacketAssembler().raw("G").u8(0).u32(0xffffffff).bytes,
@@ -134,7 +134,7 @@ TEST(PayloadReader, ReadsOrRefusesEveryChangedByte) {
             for (const unsigned change : {1U, 0x80U, 0xffU}) {
                 Bytes changed = payload;
                 changed[i] = static_cast<uint8_t>(changed[i] ^ change);
-                if (reasonOf(changed) != "read") ++refused; // the guard page behind the bytes is the assertion here
+                if (reasonOf(changed) != "read") ++refused; // the guard page after the bytes is the assertion here
             }
         }
     }

@@ -34,7 +34,7 @@ TEST(HttpAnswer, IsTheSameInAnyPieces) {
     } cases[] = {
         {"with a length", "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc", "200 abc"},
         {"up to the end", "HTTP/1.0 200 OK\r\n\r\nabc", "200 abc"},
-        {"behind an interim one", "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 404 Not Found\r\n\r\n", "404"},
+        {"after an interim one", "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 404 Not Found\r\n\r\n", "404"},
         {"in chunks", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n2;x\r\nbc\r\n0\r\n\r\n",
          "200 abc"},
         {"nothing", "", "error -1005"},

@@ -89,7 +89,7 @@ TEST(HttpClient, TakesEveryKindOfAnswer) {
     const Case cases[] = {
         {"a length", {send(httpAnswer(200, "body"))}, "200 'body'"},
         {"a length, and the connection left open", {send(httpAnswer(200, "body")), awaitClose()}, "200 'body'"},
-        {"a length, and more behind it", {send(httpAnswer(200, "body") + "more")}, "200 'body'"},
+        {"a length, and more after it", {send(httpAnswer(200, "body") + "more")}, "200 'body'"},
         {"the end of the connection", {send(kOk + "\r\nbody")}, "200 'body'"},
         {"HTTP/1.0", {send("HTTP/1.0 200 OK\r\n\r\nbody")}, "200 'body'"},
         {"one chunk", {send(std::string(kChunkedHead) + inChunks("body", 9))}, "200 'body'"},
