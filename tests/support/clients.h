@@ -29,8 +29,8 @@ struct Client {
     tarn::TarnInterface client;
 };
 
-// The library's copy of a client's host name, which it returns to the system without the memory hooks' knowledge, and nothing
-// else: what a counter must show after shutdown.
+// The library's copy of a client's host name, which it returns to the system without the memory hooks' knowledge, and
+// nothing else: what a counter must show after shutdown.
 constexpr size_t kHostCopyBytes = 2; // "h"
 
 inline std::string describe(const tarn::ErrorSlot& error) {
