@@ -8,6 +8,7 @@ Shares no code with the server: LMDB's own tool takes the file apart, and what i
 """
 import base64
 import json
+import shutil
 import struct
 import subprocess
 import sys
@@ -20,7 +21,9 @@ MIX = 0x9E3779B97F4A7C15
 
 
 def entries(path):
-    dump = subprocess.run(["mdb_dump", "-n", path], check=True, capture_output=True, text=True).stdout
+    with tempfile.TemporaryDirectory() as folder:  # LMDB makes a lock beside the file that it reads
+        copy = shutil.copy(path, folder)
+        dump = subprocess.run(["mdb_dump", "-n", copy], check=True, capture_output=True, text=True).stdout
     lines = [line[1:] for line in dump.splitlines() if line.startswith(" ")]
     return {bytes.fromhex(key): bytes.fromhex(value) for key, value in zip(lines[::2], lines[1::2], strict=True)}
 
