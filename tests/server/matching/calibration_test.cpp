@@ -71,7 +71,7 @@ TEST(Chance, IsHighFarAboveWhatOtherMusicReachesWhateverTheRival) {
     EXPECT_GE(chanceOf(evidence(178, 175)), kMinChance);
     EXPECT_GE(chanceOf(evidence(100, 100)), kMinChance);
     EXPECT_LT(chanceOf(evidence(84, 83)), kMinChance);
-    EXPECT_LT(chanceOf(evidence(100, 100, 100000)), kMinChance); // so many recordings reach further
+    EXPECT_LT(chanceOf(evidence(100, 100, 100000)), kMinChance); // chance reaches further in a large catalogue
     EXPECT_GE(chanceOf(evidence(178, 175, 1000000)), kMinChance);
 }
 
