@@ -13,6 +13,7 @@ struct LogWriter::Shared {
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<std::string> lines;
+    bool writing = false; // a line that is no longer in lines
     bool ending = false;
     bool ended = false;
 
@@ -26,9 +27,12 @@ void LogWriter::Shared::write(int descriptor) {
         if (lines.empty()) break;
         const std::string line = std::move(lines.front());
         lines.pop_front();
+        writing = true;
         lock.unlock();
         writeAll(descriptor, line); // a line that cannot be written is lost: there is no one to tell
         lock.lock();
+        writing = false;
+        if (lines.empty()) changed.notify_all();
     }
     ended = true;
     changed.notify_all();
@@ -58,6 +62,11 @@ void LogWriter::sink_it_(const spdlog::details::log_msg& message) {
     if (shared_->lines.size() >= mostWaiting_) shared_->lines.pop_front();
     shared_->lines.emplace_back(text.data(), text.size());
     shared_->changed.notify_all();
+}
+
+void LogWriter::flush_() {
+    std::unique_lock lock(shared_->mutex);
+    shared_->changed.wait_for(lock, lastLines_, [this] { return shared_->lines.empty() && !shared_->writing; });
 }
 
 } // namespace tarn::server

@@ -25,7 +25,8 @@ class LogWriter final : public spdlog::sinks::base_sink<std::mutex> {
 
   protected:
     void sink_it_(const spdlog::details::log_msg& message) override;
-    void flush_() override {}
+    // Waits until what was logged before is written, at most for the time of lastLines.
+    void flush_() override;
 
   private:
     struct Shared;

@@ -76,6 +76,7 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
         log->info("stopped");
         return 0;
     } catch (const std::exception& error) {
+        log->flush(); // the lines before come before
         err << errorPrefix(setup.toJournal) << error.what() << '\n';
         return 1;
     }
