@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // make-excerpt IN OUT.wav START SECONDS: a part of a recording, through a lossy encoder at its lowest quality and back.
-#include "audio/audio_file.h"
+#include "audio/sndfile_decoder.h"
 #include "demo/audio_writer.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 using tarn::demo::Sound;
 
 Sound readPart(const fs::path& path, double startSeconds, double seconds) {
-    tarn::server::AudioFile file(path);
+    tarn::server::SndfileDecoder file(path);
     Sound sound{file.rateHz(), file.channels(), {}};
     const auto channels = static_cast<uint64_t>(file.channels());
     const uint64_t begin = static_cast<uint64_t>(startSeconds * file.rateHz()) * channels;

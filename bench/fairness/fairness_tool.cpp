@@ -68,10 +68,12 @@ struct Collection {
 };
 
 Collection read(const std::string& catalogue) {
+    MediaProcess process;
     Collection collection;
     std::set<std::string> albums;
     CatalogueReader(catalogue).forEach([&](const Recording& recording) {
-        if (collection.queries.size() < kUsualFiles) collection.queries.push_back(readQuery(recording.path).codes);
+        if (collection.queries.size() < kUsualFiles)
+            collection.queries.push_back(readQuery(recording.path, process).codes);
         collection.trackIds.push_back(recording.trackId);
         if (!recording.albumId.empty()) albums.insert(recording.albumId);
         collection.allLetters.push_back(recording.codes[0][0].letters);

@@ -20,9 +20,9 @@ uint32_t number(unsigned value) { return value <= kMaxNumber ? value : 0; }
 
 } // namespace
 
-Tags readTags(const std::filesystem::path& path) {
+Tags readTags(int descriptor, const std::string& name) {
     Tags tags;
-    TagStream stream(path);
+    TagStream stream(descriptor, name);
     const TagLib::FileRef file(&stream, false);
     if (!file.isNull() && file.tag() != nullptr) {
         const TagLib::Tag& tag = *file.tag();
@@ -38,7 +38,6 @@ Tags readTags(const std::filesystem::path& path) {
         tags.year = number(tag.year());
     }
     stream.expectGood();
-    if (tags.title.empty()) tags.title = cleanText(path.stem().string());
     return tags;
 }
 

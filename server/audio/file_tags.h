@@ -4,13 +4,13 @@
 
 #include "model/recording.h"
 
-#include <filesystem>
+#include <string>
 
 namespace tarn::server {
 
-// Without a title tag, the title is the file's name without its extension. Everything else stays empty without its tag.
+// name: the file's, by whose extension the tag library knows the format. Everything stays empty without its tag.
 // Missing or damaged tags are no error; a file that cannot be read is an AudioError. The tag library has no bound on
-// the memory that a file can make it take: see TagProcess.
-Tags readTags(const std::filesystem::path& path);
+// the memory that a file can make it take: see MediaProcess. The descriptor stays the caller's.
+Tags readTags(int file, const std::string& name);
 
 } // namespace tarn::server

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "audio/tag_stream.h"
 
-#include "audio/audio_file.h"
+#include "audio/audio_error.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,10 +17,9 @@ AudioError unreadable(int error) { return AudioError(std::string("its tags canno
 
 } // namespace
 
-TagStream::TagStream(const std::filesystem::path& path)
-    : path_(path.string()), file_(::open(path_.c_str(), O_RDONLY | O_CLOEXEC)) {
+TagStream::TagStream(int file, const std::string& name) : name_(name), file_(file) {
     struct stat about {};
-    if (!file_.isOpen() || ::fstat(file_.get(), &about) != 0) throw unreadable(errno);
+    if (::fstat(file_, &about) != 0) throw unreadable(errno);
     length_ = about.st_size;
 }
 
@@ -35,7 +33,7 @@ TagLib::ByteVector TagStream::readBlock(unsigned long length) {
     TagLib::ByteVector block(static_cast<unsigned>(std::min({length, rest, 1UL << 31})), 0);
     unsigned filled = 0;
     while (filled < block.size()) {
-        const ssize_t count = ::pread(file_.get(), block.data() + filled, block.size() - filled, place_);
+        const ssize_t count = ::pread(file_, block.data() + filled, block.size() - filled, place_);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0 && error_ == 0) error_ = errno;
         if (count <= 0) break;

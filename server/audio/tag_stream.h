@@ -3,24 +3,21 @@
 // tags; this stream knows the difference.
 #pragma once
 
-#include "base/file_descriptor.h"
-
 #include <taglib/tiostream.h>
 
-#include <filesystem>
 #include <string>
 
 namespace tarn::server {
 
 class TagStream final : public TagLib::IOStream {
   public:
-    // Throws AudioError if the file cannot be opened.
-    explicit TagStream(const std::filesystem::path& path);
+    // The descriptor stays the caller's. Throws AudioError if it is of no file.
+    TagStream(int file, const std::string& name);
 
     // Throws AudioError if a read has failed.
     void expectGood() const;
 
-    TagLib::FileName name() const override { return path_.c_str(); }
+    TagLib::FileName name() const override { return name_.c_str(); }
     TagLib::ByteVector readBlock(unsigned long length) override;
     bool readOnly() const override { return true; }
     bool isOpen() const override { return true; }
@@ -34,8 +31,8 @@ class TagStream final : public TagLib::IOStream {
     void truncate(long length) override;
 
   private:
-    std::string path_;
-    FileDescriptor file_;
+    std::string name_;
+    int file_;
     long length_ = 0;
     long place_ = 0;
     int error_ = 0; // of the first read that failed

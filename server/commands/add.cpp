@@ -46,7 +46,7 @@ class AddRun {
   public:
     AddRun(const AddOptions& options, std::ostream& out, std::ostream& err)
         : options_(options), out_(out), err_(err),
-          tags_(options.workers == 0 ? std::max(1U, std::thread::hardware_concurrency()) : options.workers),
+          readers_(options.workers == 0 ? std::max(1U, std::thread::hardware_concurrency()) : options.workers),
           writer_(options.catalogue, options.gramLetters) {}
 
     int run() {
@@ -79,7 +79,7 @@ class AddRun {
 
   private:
     void addAll(const std::vector<FoundFile>& files) {
-        DecodePool pool(files, tags_);
+        DecodePool pool(files, readers_);
         batchEnds_ = Clock::now() + options_.batchTime;
         while (progress_.filesDone < files.size()) {
             Clock::time_point until = batchEnds_;
@@ -141,7 +141,7 @@ class AddRun {
     std::ostream& out_;
     std::ostream& err_;
     const Clock::time_point start_ = Clock::now();
-    std::vector<TagProcess> tags_; // before the writer, whose files they are not to hold
+    std::vector<MediaProcess> readers_; // before the writer, whose files they are not to hold
     CatalogueWriter writer_;
     Clock::time_point batchEnds_;
     Clock::time_point drawn_;

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/catalogue.h"
 
-#include "audio/audio_file.h"
+#include "audio/audio_error.h"
+#include "audio/media_process.h"
 #include "base/text.h"
 #include "catalogue/catalogue.h"
 #include "commands/identify.h"
@@ -82,9 +83,9 @@ void show(const Recording& recording, std::ostream& out) {
     }
 }
 
-FingerprintQuery queryOf(const fs::path& file) {
+FingerprintQuery queryOf(const fs::path& file, MediaProcess& process) {
     try {
-        return readQuery(file);
+        return readQuery(file, process);
     } catch (const AudioError& error) {
         throw AudioError(inOneLine(file.string()) + ": " + error.what() + "; name an audio file");
     }
@@ -187,8 +188,9 @@ int runCompact(const std::string& catalogue, const Compaction& how, std::ostream
 
 int runIdentify(const std::string& catalogue, const fs::path& file, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
+        MediaProcess process; // before the reader, whose files it is not to hold
         TolerantReader reader(catalogue, err);
-        return identify(*reader, queryOf(file), out) ? 0 : 1;
+        return identify(*reader, queryOf(file, process), out) ? 0 : 1;
     });
 }
 

@@ -10,11 +10,11 @@ namespace tarn::server {
 
 namespace {
 
-DecodedFile decode(const FoundFile& file, TagProcess& tags) {
+DecodedFile decode(const FoundFile& file, MediaProcess& process) {
     DecodedFile decoded;
     decoded.file = &file;
     try {
-        decoded.recording = readRecording(file.path, [&](const auto& path) { return tags.read(path); });
+        decoded.recording = readRecording(file.path, process);
     } catch (const std::exception& error) {
         decoded.problem = reasonOf(error);
     }
@@ -23,10 +23,11 @@ DecodedFile decode(const FoundFile& file, TagProcess& tags) {
 
 } // namespace
 
-DecodePool::DecodePool(const std::vector<FoundFile>& files, std::span<TagProcess> tags)
-    : files_(files), workers_(std::min(tags.size(), files.size())) {
+DecodePool::DecodePool(const std::vector<FoundFile>& files, std::span<MediaProcess> processes)
+    : files_(files), workers_(std::min(processes.size(), files.size())) {
     try {
-        for (TagProcess& process : tags.first(workers_)) threads_.emplace_back([this, &process] { work(process); });
+        for (MediaProcess& process : processes.first(workers_))
+            threads_.emplace_back([this, &process] { work(process); });
     } catch (...) {
         end();
         throw;
@@ -54,12 +55,12 @@ std::optional<DecodedFile> DecodePool::take(std::chrono::steady_clock::time_poin
     return file;
 }
 
-void DecodePool::work(TagProcess& tags) {
+void DecodePool::work(MediaProcess& process) {
     std::unique_lock lock(mutex_);
     while (!ending_ && next_ < files_.size()) {
         const FoundFile& file = files_[next_++];
         lock.unlock();
-        DecodedFile decoded = decode(file, tags);
+        DecodedFile decoded = decode(file, process);
         lock.lock();
         room_.wait(lock, [&] { return ending_ || queue_.size() < workers_ * kQueuePerWorker; });
         queue_.push_back(std::move(decoded));

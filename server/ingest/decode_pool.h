@@ -2,7 +2,7 @@
 // Decodes files to recordings on several threads.
 #pragma once
 
-#include "audio/tag_process.h"
+#include "audio/media_process.h"
 #include "ingest/file_walk.h"
 #include "model/recording.h"
 
@@ -26,9 +26,9 @@ struct DecodedFile {
 
 class DecodePool {
   public:
-    // Starts a thread for each of the processes that read tags. files and processes must outlive the pool. Recordings
+    // Starts a thread for each of the processes that read files. files and processes must outlive the pool. Recordings
     // wait in a short queue: a slow taker slows the threads down.
-    DecodePool(const std::vector<FoundFile>& files, std::span<TagProcess> tags);
+    DecodePool(const std::vector<FoundFile>& files, std::span<MediaProcess> processes);
     ~DecodePool(); // ends the threads as soon as each is done with its file
     DecodePool(const DecodePool&) = delete;
     DecodePool& operator=(const DecodePool&) = delete;
@@ -37,7 +37,7 @@ class DecodePool {
     std::optional<DecodedFile> take(std::chrono::steady_clock::time_point until);
 
   private:
-    void work(TagProcess& tags);
+    void work(MediaProcess& process);
     void end();
 
     static constexpr size_t kQueuePerWorker = 4;

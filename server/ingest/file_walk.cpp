@@ -15,10 +15,12 @@ namespace tarn::server {
 
 namespace {
 
-constexpr std::array<std::string_view, 35> kExtensions = {
-    "8svx", "aac", "ac3", "aif", "aifc", "aiff", "amr", "ape", "au",   "avr", "caf", "dsf",
-    "flac", "gsm", "iff", "m4a", "m4b",  "mp1",  "mp2", "mp3", "mpc",  "oga", "ogg", "opus",
-    "rf64", "sd2", "snd", "spx", "tta",  "voc",  "w64", "wav", "wave", "wma", "wv"};
+// Of audio alone: a film is taken only where it is named.
+constexpr std::array<std::string_view, 49> kExtensions = {
+    "8svx", "aac",    "ac3",  "aif",  "aifc", "aiff", "amr",  "ape",  "asf", "au",  "avr", "caf", "dff",
+    "dsf",  "dts",    "eac3", "flac", "gsm",  "iff",  "m4a",  "m4b",  "m4r", "mka", "mlp", "mp1", "mp2",
+    "mp3",  "mpc",    "oga",  "ogg",  "oma",  "opus", "ra",   "rf64", "rm",  "sd2", "snd", "spx", "tak",
+    "thd",  "truehd", "tta",  "voc",  "w64",  "wav",  "wave", "weba", "wma", "wv"};
 
 bool looksLikeAudio(const fs::path& path) {
     std::string extension = path.extension().string();

@@ -17,7 +17,7 @@ namespace {
 
 constexpr uint64_t kQueryMs = 31000; // 30 s are coded from each of three starts
 
-uint32_t durationMsOf(const AudioFile& file) {
+uint32_t durationMsOf(const MediaFile& file) {
     return static_cast<uint32_t>(file.framesRead() * 1000 / static_cast<uint64_t>(file.rateHz()));
 }
 
@@ -43,11 +43,13 @@ class Excerpt {
 
 } // namespace
 
-Recording readRecording(const std::filesystem::path& path, const TagReading& tags) {
-    expectFile(path);
+Recording readRecording(const std::filesystem::path& path, MediaProcess& process) {
+    MediaFile::Wanted wanted;
+    wanted.tags = true;
+    wanted.samples = true;
+    MediaFile file(process, path, wanted);
     Recording recording;
-    recording.tags = tags(path);
-    AudioFile file(path);
+    recording.tags = file.tags();
     PcmPreparation preparation(file.rateHz(), file.channels());
     RecordingCoder coder;
     Digest hash;
@@ -66,8 +68,10 @@ Recording readRecording(const std::filesystem::path& path, const TagReading& tag
     return recording;
 }
 
-FingerprintQuery readQuery(const std::filesystem::path& path) {
-    AudioFile file(path);
+FingerprintQuery readQuery(const std::filesystem::path& path, MediaProcess& process) {
+    MediaFile::Wanted wanted;
+    wanted.samples = true;
+    MediaFile file(process, path, wanted);
     PcmPreparation preparation(file.rateHz(), file.channels());
     // Where a client starts to read depends on the duration, which is known only at the end.
     Excerpt fromStart(0);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "audio/file_tags.h"
+#include "audio/media_process.h"
 
-#include "audio/audio_file.h"
+#include "audio/audio_error.h"
+
 #include "demo/audio_writer.h"
 #include "server/audio/make_tags.h"
 #include "support/files.h"
@@ -32,7 +33,12 @@ void expectEqual(const Tags& tags, const Tags& expected) {
     EXPECT_EQ(tags.year, expected.year);
 }
 
-TEST(FileTags, AreReadFromEveryKindOfFile) {
+class FileTags : public testing::Test {
+  protected:
+    tarn::server::MediaProcess process_;
+};
+
+TEST_F(FileTags, AreReadFromEveryKindOfFile) {
     const TemporaryDirectory folder;
     const Tags tags = makeTags("Gr\xC3\xBC\xC3\x9F"
                                "e \xE2\x99\xAB",
@@ -45,57 +51,57 @@ TEST(FileTags, AreReadFromEveryKindOfFile) {
         SCOPED_TRACE(c.name);
         writeSound(folder / c.name, kSound, c.format);
         writeTags(folder / c.name, tags);
-        expectEqual(readTags(folder / c.name), tags);
+        expectEqual(readTags(process_, folder / c.name), tags);
     }
 }
 
-TEST(FileTags, AreTheNameOfAFileThatHasNone) {
+TEST_F(FileTags, AreTheNameOfAFileThatHasNone) {
     const TemporaryDirectory folder;
     writeSound(folder / "03 Slow Ferry.live.wav", kSound, FileFormat::kWav);
-    expectEqual(readTags(folder / "03 Slow Ferry.live.wav"), makeTags("03 Slow Ferry.live"));
+    expectEqual(readTags(process_, folder / "03 Slow Ferry.live.wav"), makeTags("03 Slow Ferry.live"));
 }
 
-TEST(FileTags, ThatCannotBeReadAreNoneThatAreAbsent) {
+TEST_F(FileTags, ThatCannotBeReadAreNoneThatAreAbsent) {
     const TemporaryDirectory folder;
-    EXPECT_THROW(readTags(folder / "missing.wav"), AudioError);
-    EXPECT_THROW(readTags(folder.path()), AudioError); // it opens, and then every reading fails
+    EXPECT_THROW(readTags(process_, folder / "missing.wav"), AudioError);
+    EXPECT_THROW(readTags(process_, folder.path()), AudioError); // it opens, and then every reading fails
     writeSound(folder / "a.flac", kSound, FileFormat::kFlac);
     writeTags(folder / "a.flac", makeTags("title", "artist"));
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none{0, before.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    EXPECT_THROW(readTags(folder / "a.flac"), AudioError);
+    EXPECT_THROW(readTags(process_, folder / "a.flac"), AudioError);
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-    EXPECT_EQ(readTags(folder / "a.flac").artist, "artist");
+    EXPECT_EQ(readTags(process_, folder / "a.flac").artist, "artist");
 }
 
-TEST(FileTags, OfAFileNameThatIsNoUtf8AreUtf8) {
+TEST_F(FileTags, OfAFileNameThatIsNoUtf8AreUtf8) {
     const TemporaryDirectory folder;
     writeSound(folder / "caf\xE9.wav", kSound, FileFormat::kWav);
-    EXPECT_EQ(readTags(folder / "caf\xE9.wav").title, "caf\xEF\xBF\xBD");
+    EXPECT_EQ(readTags(process_, folder / "caf\xE9.wav").title, "caf\xEF\xBF\xBD");
 }
 
-TEST(FileTags, KeepToOneLineAndABoundedLength) {
+TEST_F(FileTags, KeepToOneLineAndABoundedLength) {
     const TemporaryDirectory folder;
     writeSound(folder / "a.flac", kSound, FileFormat::kFlac);
     writeTags(folder / "a.flac", makeTags("one\ntwo", std::string(100'000, 'x')));
-    const Tags tags = readTags(folder / "a.flac");
+    const Tags tags = readTags(process_, folder / "a.flac");
     EXPECT_EQ(tags.title, "one two");
     EXPECT_EQ(tags.artist, std::string(1000, 'x'));
 }
 
-TEST(FileTags, HaveNoNumberWhereTheTagsIsBeyondReason) {
+TEST_F(FileTags, HaveNoNumberWhereTheTagsIsBeyondReason) {
     const TemporaryDirectory folder;
     writeSound(folder / "a.flac", kSound, FileFormat::kFlac);
     writeTags(folder / "a.flac", makeTags("a", "", "", "", 65536, 4'000'000));
-    const Tags tags = readTags(folder / "a.flac");
+    const Tags tags = readTags(process_, folder / "a.flac");
     EXPECT_EQ(tags.number, 0U);
     EXPECT_EQ(tags.year, 0U);
 }
 
 // Every reading ends, and a title is always there.
-TEST(FileTags, OfDamagedFilesNeverFail) {
+TEST_F(FileTags, OfDamagedFilesNeverFail) {
     const TemporaryDirectory folder;
     std::mt19937 random(4);
     for (const char* name : {"a.wav", "a.flac", "a.ogg"}) {
@@ -114,7 +120,7 @@ TEST(FileTags, OfDamagedFilesNeverFail) {
                     static_cast<char>(random());
             }
             kvxtest::writePrivate(folder / name, bytes);
-            EXPECT_FALSE(readTags(folder / name).title.empty());
+            EXPECT_FALSE(readTags(process_, folder / name).title.empty());
         }
     }
 }

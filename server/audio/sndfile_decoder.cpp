@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "audio/audio_file.h"
+#include "audio/sndfile_decoder.h"
+
+#include "audio/channels.h"
 
 #include <sndfile.h>
 
@@ -46,19 +48,15 @@ std::string reasonNotOpened() {
     return reason;
 }
 
-inline int16_t clipped(float value) {
-    if (std::isnan(value)) return 0;
-    return static_cast<int16_t>(std::lrint(std::clamp(value * 32768.0F, -32768.0F, 32767.0F)));
-}
-
 } // namespace
 
-struct AudioFile::Impl {
+struct SndfileDecoder::Impl {
+    FileDescriptor descriptor; // outlives the file that reads it
     std::unique_ptr<SNDFILE, Close> file;
     SF_INFO info{};
     bool floating = false;
     size_t fileChannels = 0;
-    uint64_t framesRead = 0;
+    uint64_t position = 0; // frames
     sf_count_t pieceFrames = 0;
     std::vector<float> floats;    // a piece, if the decoder gives floating-point values
     std::vector<int16_t> samples; // a piece
@@ -82,72 +80,54 @@ struct AudioFile::Impl {
         for (size_t i = 0; i < converted; ++i) to[i] = clipped(from[i]);
         return count;
     }
-
-    void mixToStereo(size_t frames) {
-        const auto evens = static_cast<int32_t>((fileChannels + 1) / 2);
-        const auto odds = static_cast<int32_t>(fileChannels / 2);
-        for (size_t i = 0; i < frames; ++i) {
-            int32_t sums[2] = {0, 0};
-            for (size_t c = 0; c < fileChannels; ++c) sums[c % 2] += samples[i * fileChannels + c];
-            samples[2 * i] = static_cast<int16_t>(sums[0] / evens);
-            samples[2 * i + 1] = static_cast<int16_t>(sums[1] / odds);
-        }
-    }
 };
 
-void expectFile(const std::filesystem::path& path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (status.type() == std::filesystem::file_type::not_found) throw AudioError("there is no such file");
-    if (error) throw AudioError(error.message());
-    if (!std::filesystem::is_regular_file(status)) throw AudioError("it is not a regular file");
-    if (std::filesystem::file_size(path, error) == 0 && !error) throw AudioError("the file is empty");
-}
-
-AudioFile::AudioFile(const std::filesystem::path& path) : impl_(std::make_unique<Impl>()) {
-    expectFile(path);
-    impl_->file.reset(sf_open(path.c_str(), SFM_READ, &impl_->info));
-    if (!impl_->file) throw AudioError("not readable as audio: " + reasonNotOpened());
-    const SF_INFO& info = impl_->info;
-    if (info.samplerate < kMinRateHz) {
-        throw AudioError("its rate of " + std::to_string(info.samplerate) + " Hz is below the " +
-                         std::to_string(kMinRateHz) + " Hz that recognition needs");
-    }
-    if (info.samplerate > kMaxRateHz) {
-        throw AudioError("its rate of " + std::to_string(info.samplerate) + " Hz is above the " +
-                         std::to_string(kMaxRateHz) + " Hz that audio may have");
-    }
+SndfileDecoder::SndfileDecoder(FileDescriptor file) : impl_(std::make_unique<Impl>()) {
+    SF_INFO& info = impl_->info;
+    impl_->file.reset(sf_open_fd(file.get(), SFM_READ, &info, SF_FALSE));
+    if (!impl_->file) throw UnknownFormat("not readable as audio: " + reasonNotOpened());
+    impl_->descriptor = std::move(file);
+    expectRate(info.samplerate);
     if (info.channels < 1) throw AudioError("it has no channels");
     impl_->fileChannels = static_cast<size_t>(info.channels);
     impl_->floating = isFloating(info.format);
     impl_->makeRoom();
 }
 
-AudioFile::~AudioFile() = default;
+SndfileDecoder::~SndfileDecoder() = default;
 
-int AudioFile::rateHz() const { return impl_->info.samplerate; }
-int AudioFile::channels() const { return std::min(impl_->info.channels, 2); }
-uint64_t AudioFile::framesRead() const { return impl_->framesRead; }
+int SndfileDecoder::rateHz() const { return impl_->info.samplerate; }
+int SndfileDecoder::channels() const { return std::min(impl_->info.channels, 2); }
 
-std::span<const int16_t> AudioFile::read() {
+uint64_t SndfileDecoder::statedMs() const {
+    const SF_INFO& info = impl_->info;
+    if (info.frames <= 0 || info.frames == SF_COUNT_MAX) return 0;
+    return static_cast<uint64_t>(static_cast<double>(info.frames) * 1000 / info.samplerate);
+}
+
+void SndfileDecoder::startAt(uint64_t ms) {
+    const auto frame = static_cast<sf_count_t>(ms * static_cast<uint64_t>(rateHz()) / 1000);
+    const sf_count_t place = impl_->info.seekable != 0 ? sf_seek(impl_->file.get(), frame, SEEK_SET) : -1;
+    if (place < 0) throw AudioError("it cannot be read from its middle");
+    impl_->position = static_cast<uint64_t>(place);
+}
+
+std::span<const int16_t> SndfileDecoder::read() {
     Impl& state = *impl_;
     const size_t frames = state.decode();
-    state.framesRead += frames;
-    if (state.framesRead > kMaxSeconds * static_cast<uint64_t>(rateHz()))
-        throw AudioError("it is longer than a day, the most that a recording may last");
+    state.position += frames;
     if (frames == 0) {
         if (sf_error(state.file.get()) != SF_ERR_NO_ERROR) {
             throw AudioError(std::string("damaged: ") + sf_strerror(state.file.get()));
         }
         const auto stated = static_cast<uint64_t>(std::max<sf_count_t>(state.info.frames, 0));
-        if (statesItsLength(state.info.format) && state.info.frames < SF_COUNT_MAX && state.framesRead < stated) {
-            throw AudioError("damaged: it ends after " + std::to_string(state.framesRead) + " of " +
+        if (statesItsLength(state.info.format) && state.info.frames < SF_COUNT_MAX && state.position < stated) {
+            throw AudioError("damaged: it ends after " + std::to_string(state.position) + " of " +
                              std::to_string(stated) + " frames");
         }
         return {};
     }
-    if (state.fileChannels > 2) state.mixToStereo(frames);
-    return {state.samples.data(), frames * static_cast<size_t>(channels())};
+    return mixed({state.samples.data(), frames * state.fileChannels}, state.fileChannels);
 }
 
 } // namespace tarn::server

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "audio/audio_file.h"
+#include "audio/sndfile_decoder.h"
 
 #include "demo/audio_writer.h"
 #include "support/files.h"
@@ -25,7 +25,7 @@ using kvxtest::TemporaryDirectory;
 using tarn::demo::FileFormat;
 using tarn::demo::Sound;
 using tarn::server::AudioError;
-using tarn::server::AudioFile;
+using tarn::server::SndfileDecoder;
 
 Sound ramp(int rateHz, int channels, size_t frames) {
     Sound sound{rateHz, channels, {}};
@@ -36,7 +36,7 @@ Sound ramp(int rateHz, int channels, size_t frames) {
 }
 
 Sound readWhole(const std::filesystem::path& path) {
-    AudioFile file(path);
+    SndfileDecoder file(path);
     Sound sound{file.rateHz(), file.channels(), {}};
     for (auto piece = file.read(); !piece.empty(); piece = file.read()) {
         sound.samples.insert(sound.samples.end(), piece.begin(), piece.end());
@@ -72,7 +72,7 @@ std::string complaint(const std::filesystem::path& path) {
     }
 }
 
-TEST(AudioFile, GivesTheSamplesOfALosslessFileUnchanged) {
+TEST(SndfileDecoder, GivesTheSamplesOfALosslessFileUnchanged) {
     const TemporaryDirectory folder;
     struct Case {
         const char* name;
@@ -94,7 +94,7 @@ TEST(AudioFile, GivesTheSamplesOfALosslessFileUnchanged) {
     }
 }
 
-TEST(AudioFile, GivesALossyFileNearlyUnchanged) {
+TEST(SndfileDecoder, GivesALossyFileNearlyUnchanged) {
     const TemporaryDirectory folder;
     const Sound sound = tarn::demo::renderPiece(3, 4, 44100, 2);
     writeSound(folder / "piece.ogg", sound, FileFormat::kOgg, 0.9);
@@ -109,7 +109,7 @@ TEST(AudioFile, GivesALossyFileNearlyUnchanged) {
     EXPECT_LT(error, power / 100); // 20 dB
 }
 
-TEST(AudioFile, ClipsFloatingValuesAndReadsWhatIsNoNumberAsZero) {
+TEST(SndfileDecoder, ClipsFloatingValuesAndReadsWhatIsNoNumberAsZero) {
     const TemporaryDirectory folder;
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const float infinite = std::numeric_limits<float>::infinity();
@@ -119,7 +119,7 @@ TEST(AudioFile, ClipsFloatingValuesAndReadsWhatIsNoNumberAsZero) {
                 testing::ElementsAre(0, 16384, -16384, 32767, -32768, 32767, -32768, 0, 32767, -32768, 1));
 }
 
-TEST(AudioFile, AveragesEvenChannelsToTheLeftAndOddOnesToTheRight) {
+TEST(SndfileDecoder, AveragesEvenChannelsToTheLeftAndOddOnesToTheRight) {
     const TemporaryDirectory folder;
     writeValues<int16_t>(folder / "three.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 48000, 3,
                          {100, 7, 300, -32768, 32767, -32768});
@@ -130,7 +130,7 @@ TEST(AudioFile, AveragesEvenChannelsToTheLeftAndOddOnesToTheRight) {
     EXPECT_THAT(readWhole(folder / "six.wav").samples, testing::ElementsAre(60, 2));
 }
 
-TEST(AudioFile, RefusesRatesThatNoClientRecognises) {
+TEST(SndfileDecoder, RefusesRatesThatNoClientRecognises) {
     const TemporaryDirectory folder;
     writeSound(folder / "low.wav", ramp(11024, 1, 1000), FileFormat::kWav);
     EXPECT_THAT(complaint(folder / "low.wav"), testing::HasSubstr("11024 Hz is below the 11025 Hz"));
@@ -140,7 +140,7 @@ TEST(AudioFile, RefusesRatesThatNoClientRecognises) {
     EXPECT_THAT(complaint(folder / "high.wav"), testing::HasSubstr("Hz is above the 768000 Hz that audio may have"));
 }
 
-TEST(AudioFile, RefusesWhatIsNoAudioFileWithAText) {
+TEST(SndfileDecoder, RefusesWhatIsNoAudioFileWithAText) {
     const TemporaryDirectory folder;
     EXPECT_EQ(complaint(folder / "missing.wav"), "there is no such file");
     EXPECT_EQ(complaint(folder.path()), "it is not a regular file");
@@ -154,7 +154,7 @@ TEST(AudioFile, RefusesWhatIsNoAudioFileWithAText) {
     EXPECT_EQ(complaint(folder / "noise.mp3"), "not readable as audio: Format not recognised");
 }
 
-TEST(AudioFile, SaysThatAFlacFileEndsEarly) {
+TEST(SndfileDecoder, SaysThatAFlacFileEndsEarly) {
     const TemporaryDirectory folder;
     writeSound(folder / "whole.flac", tarn::demo::renderPiece(5, 4, 22050, 1), FileFormat::kFlac);
     const std::string bytes = kvxtest::contents(folder / "whole.flac");
@@ -163,7 +163,7 @@ TEST(AudioFile, SaysThatAFlacFileEndsEarly) {
 }
 
 // A WAV header that promises 4 GB: what is there is read, and nothing is taken for what is not.
-TEST(AudioFile, ReadsOnlyWhatIsThereOfAFileThatPromisesMore) {
+TEST(SndfileDecoder, ReadsOnlyWhatIsThereOfAFileThatPromisesMore) {
     const TemporaryDirectory folder;
     writeSound(folder / "small.wav", ramp(44100, 2, 1000), FileFormat::kWav);
     std::string bytes = kvxtest::contents(folder / "small.wav");
@@ -171,7 +171,7 @@ TEST(AudioFile, ReadsOnlyWhatIsThereOfAFileThatPromisesMore) {
     constexpr uint32_t kHuge = 0xFFFFFFF0U;
     std::memcpy(bytes.data() + kDataLengthOffset, &kHuge, sizeof kHuge);
     kvxtest::writePrivate(folder / "huge.wav", bytes);
-    AudioFile file(folder / "huge.wav");
+    SndfileDecoder file(folder / "huge.wav");
     uint64_t samples = 0;
     try {
         for (auto piece = file.read(); !piece.empty(); piece = file.read()) samples += piece.size();
@@ -182,7 +182,7 @@ TEST(AudioFile, ReadsOnlyWhatIsThereOfAFileThatPromisesMore) {
 }
 
 // Whatever the bytes are, a reading ends, with samples or with a text.
-TEST(AudioFile, EndsOnEveryDamagedFile) {
+TEST(SndfileDecoder, EndsOnEveryDamagedFile) {
     const TemporaryDirectory folder;
     const Sound sound = tarn::demo::renderPiece(7, 0.5, 22050, 2);
     std::mt19937 random(20);
