@@ -4,6 +4,7 @@
 #include "accounts/account_book.h"
 #include "accounts/account_file.h"
 #include "accounts/identity_store.h"
+#include "base/text.h"
 #include "commands/descriptor_stream.h"
 #include "commands/service_log.h"
 #include "http/http_server.h"
@@ -69,7 +70,8 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
                            TrustedProxies(options.trustedProxies)});
         out << "listening on " << server.address() << std::endl;
         if (!out) return kOutputLost; // who started the service does not learn its address
-        log->info("listening on {} (--listen {}), {} accounts", server.address(), options.listen, accounts.size());
+        log->info("listening on {} (--listen {}), {}", server.address(), options.listen,
+                  counted(accounts.size(), "account"));
         const int signal = setup.endSignal.wait();
         log->info("signal {}, finishing what is in flight", signal);
         server.stop();

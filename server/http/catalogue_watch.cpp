@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/catalogue_watch.h"
 
+#include "base/text.h"
+
 #include <utility>
 
 namespace tarn::server {
@@ -33,7 +35,7 @@ void CatalogueWatch::look() {
     }
     if (!count) noteFailure(reason);
     const std::lock_guard lock(mutex_);
-    if (count && becomes(State::kUp)) log_.info("catalogue: open, {} recordings in {}", *count, location_);
+    if (count && becomes(State::kUp)) log_.info("catalogue: open, {} in {}", counted(*count, "recording"), location_);
     recordings_ = count;
     looked_ = true;
     changed_.notify_all();
