@@ -3,6 +3,7 @@
 
 #include "audio/audio_file.h"
 #include "audio/file_tags.h"
+#include "base/end_process.h"
 
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -78,11 +79,11 @@ void limit() {
         limit();
         answer = packed(readTags(path));
     } catch (const std::bad_alloc&) {
-        ::_exit(kNoMemory);
+        endProcess(kNoMemory);
     } catch (const std::exception& error) {
         answer = kProblem + std::string(error.what());
     }
-    ::_exit(tell(socket, answer) ? 0 : 1);
+    endProcess(tell(socket, answer) ? 0 : 1);
 }
 
 std::string problemOf(int status) {
@@ -114,7 +115,7 @@ std::string problemOf(int status) {
         while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
         if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) tell(kPlace, kProblem + problemOf(status));
     }
-    ::_exit(0);
+    endProcess(0);
 }
 
 } // namespace
