@@ -11,7 +11,11 @@
 
 namespace tarn::server::lmdb {
 
-inline std::string tableKeys(ListTable table) { return {'l', static_cast<char>(table)}; }
+// How keys begin, in their order.
+inline constexpr std::string_view kRunKeys = "l";
+inline constexpr std::string_view kValueKeys = "v";
+
+inline std::string tableKeys(ListTable table) { return std::string(kRunKeys) + static_cast<char>(table); }
 inline std::string segmentKeys(ListTable table, uint32_t segment) {
     return tableKeys(table) + static_cast<char>(segment >> 8) + static_cast<char>(segment & 0xff);
 }
