@@ -44,6 +44,7 @@ struct CatalogueWriter::Impl {
         if (const std::optional<CatalogueState> read = readState(store->reader(), location)) {
             state = *read;
             if (store->reader().lostCommits()) mend();
+            finishCommit();
             return;
         }
         if (gramLetters != 0) state.gramLetters = gramLetters;
@@ -71,6 +72,20 @@ struct CatalogueWriter::Impl {
             }
         }
         makeLists(state.gramLetters);
+    }
+
+    // Of a store that cannot commit all at once, the last writer may have died after the recordings and before the
+    // state. What leads to them would lead to those that got their ids next. Their postings are there.
+    void finishCommit() {
+        for (uint32_t id = state.nextId; const std::optional<std::string> bytes = get(recordingKey(id)); ++id) {
+            const std::optional<Recording> recording = unpackRecording(*bytes);
+            if (!recording) return; // it is written over
+            if (const uint32_t known = find(recording->contentHash); known != id) remove(known);
+            changes[hashKey(recording->contentHash)] = packIds({id});
+            link(*recording, id, true);
+            ++state.recordings;
+            state.nextId = id + 1;
+        }
     }
 
     // A value as it will be after the next commit.

@@ -2,6 +2,9 @@
 // What a catalogue does, whichever engine stores it.
 #include "catalogue/catalogue.h"
 #include "catalogue/gram_lists.h"
+#include "catalogue/keys.h"
+#include "catalogue/recording_packing.h"
+#include "catalogue/store.h"
 #include "server/catalogue/engines.h"
 #include "support/server/sample_recording.h"
 
@@ -197,6 +200,30 @@ TEST_P(Catalogue, StaysSoundWhenEverythingIsRemovedAndCompacted) {
     writer.put(sampleRecording(8));
     writer.compact();
     EXPECT_THAT(titlesIn(location()), ElementsAre("Title 8"));
+}
+
+// As a writer leaves it that died between the recordings and the state, where the engine cannot commit all at once.
+TEST_P(Catalogue, FinishesACommitThatWasCutOff) {
+    {
+        CatalogueWriter writer(location());
+        writer.put(sampleRecording(1));
+        writer.commit();
+    }
+    const unsigned letters = CatalogueReader(location()).gramLetters();
+    const Recording cutOff = sampleRecording(2);
+    Batch batch{.table = tableOf(listNumberBits(letters), 0), .postings = {}, .changes = {}};
+    for (const ListNumber list : listsOf(cutOff.codes, letters)) batch.postings.push_back({list, 2});
+    batch.changes.push_back({recordingKey(2), packRecording(cutOff)});
+    batch.changes.push_back({hashKey(cutOff.contentHash), std::string("\0\0\0\2", 4)});
+    openStoreWriter(location(), false)->commit(batch);
+    CatalogueWriter writer(location());
+    for (const uint32_t n : {3U, 2U}) {
+        writer.put(sampleRecording(n));
+        writer.commit();
+    }
+    EXPECT_THAT(titlesIn(location()), ElementsAre("Title 1", "Title 2", "Title 3"));
+    CatalogueReader reader(location());
+    for (uint32_t n = 1; n <= 3; ++n) EXPECT_EQ(nearest(reader, sampleRecording(n), 1).at(0).id, n);
 }
 
 TEST_P(Catalogue, KeepsEverythingThroughManyCommits) {
