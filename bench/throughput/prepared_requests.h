@@ -12,7 +12,7 @@ namespace tarn::bench {
 
 struct Prepared {
     std::string request;
-    std::string answer; // its body
+    std::string answer;      // its body
     bool asExpected = false; // the right recording, or none for music that the catalogue does not hold
 };
 
