@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/catalogue_watch.h"
 
+#include "base/reason.h"
+
 #include <utility>
 
 namespace tarn::server {
@@ -29,7 +31,7 @@ void CatalogueWatch::look() {
     try {
         count = recogniser_.recordingCount();
     } catch (const std::exception& error) {
-        reason = error.what();
+        reason = reasonOf(error);
     }
     if (!count) noteFailure(reason);
     const std::lock_guard lock(mutex_);

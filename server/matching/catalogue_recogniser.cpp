@@ -4,7 +4,7 @@
 #include "matching/matcher.h"
 
 #include <algorithm>
-#include <new>
+#include <exception>
 
 namespace tarn::server {
 
@@ -50,8 +50,6 @@ auto CatalogueRecogniser::withReader(Work work) {
         throw Unavailable(error.what());
     } catch (const CatalogueError& error) {
         throw Unavailable(error.what()); // the reader goes, and the next request opens the catalogue anew
-    } catch (const std::bad_alloc&) {
-        throw Unavailable(location_ + ": there is not enough memory");
     }
 }
 
@@ -112,8 +110,8 @@ void CatalogueRecogniser::warmUp(const std::stop_token& stop) {
             reader.warmUp(stop);
             return true;
         });
-    } catch (const Unavailable&) {
-        return; // the log of the service says why
+    } catch (const std::exception&) {
+        return; // the log of the service says why, at its next look
     }
 }
 

@@ -63,6 +63,12 @@ TEST_F(CatalogueWatchLog, HasALineForEachChangeWithItsReason) {
     EXPECT_EQ(logged(), kDown + kUp + kDown);
 }
 
+TEST_F(CatalogueWatchLog, SaysThatMemoryIsShortInWords) {
+    catalogue.beforeCount = [] { throw std::bad_alloc(); };
+    watch.start(std::chrono::seconds(60));
+    EXPECT_EQ(logged().find("error catalogue: there is not enough memory; until"), 0U);
+}
+
 TEST_F(CatalogueWatchLog, SaysAtOnceWhyARequestFailed) {
     watch.start(std::chrono::seconds(60));
     watch.noteFailure("gone");

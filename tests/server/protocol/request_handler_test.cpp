@@ -7,6 +7,7 @@
 #include "support/server/fake_catalogue.h"
 
 #include <gtest/gtest.h>
+#include <new>
 #include <set>
 
 using namespace kvxtest;
@@ -317,6 +318,7 @@ TEST(RequestHandler, SaysThatItIsUnavailableAndWhyOnlyInTheLog) {
     const Reply withoutMemory = service.ask(fingerprintPacket(service.client.get()));
     EXPECT_EQ(withoutMemory.status, 503);
     EXPECT_EQ(withoutMemory.body, "the service is out of memory\n");
+    EXPECT_EQ(withoutMemory.report.outcome, RequestOutcome::kOverload) << "nothing is wrong with the catalogue";
     service.catalogue.beforeAnswer = [] { throw std::runtime_error("a secret path"); };
     const Reply reply = service.ask(fingerprintPacket(service.client.get()));
     EXPECT_EQ(reply.status, 500);
