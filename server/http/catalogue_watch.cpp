@@ -44,7 +44,7 @@ void CatalogueWatch::look() {
 void CatalogueWatch::noteFailure(const std::string& reason) {
     const std::lock_guard lock(mutex_);
     if (!becomes(State::kDown)) return;
-    log_.error("catalogue: {}; until {} can be read, every answer is 503", reason, location_);
+    log_.error("catalogue: {}; until {} can be read, requests that need it are answered with 503", reason, location_);
 }
 
 bool CatalogueWatch::becomes(State state) { return std::exchange(state_, state) != state; }
