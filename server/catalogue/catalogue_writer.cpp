@@ -33,15 +33,16 @@ bool haveSameLetters(const Recording& a, const Recording& b) {
 } // namespace
 
 struct CatalogueWriter::Impl {
-    std::string location;
+    std::string shown; // the location, for messages
     std::unique_ptr<StoreWriter> store;
     CatalogueState state;
     std::map<std::string, std::optional<std::string>> changes; // not committed yet
     std::vector<Posting> postings;                             // not committed yet
 
-    Impl(const std::string& where, unsigned gramLetters) : location(where), store(openStoreWriter(where, true)) {
+    Impl(const std::string& location, unsigned gramLetters)
+        : shown(shownLocation(location)), store(openStoreWriter(location, true)) {
         store->reader().refresh();
-        if (const std::optional<CatalogueState> read = readState(store->reader(), location)) {
+        if (const std::optional<CatalogueState> read = readState(store->reader(), shown)) {
             state = *read;
             if (store->reader().lostCommits()) mend();
             return;
@@ -53,7 +54,7 @@ struct CatalogueWriter::Impl {
 
     void expectAnswer(const StoredValue& value) const {
         if (value.state != StoredValue::State::kLost) return;
-        throw CatalogueUnavailable(location +
+        throw CatalogueUnavailable(shown +
                                    ": a part of the catalogue does not answer; try again when all of it does");
     }
 
@@ -79,7 +80,7 @@ struct CatalogueWriter::Impl {
         const StoredValue value = store->reader().values({&key, 1}).front();
         expectAnswer(value);
         if (value.state == StoredValue::State::kAbsent) return std::nullopt;
-        if (!key.starts_with('r')) expectIntact(value, location);
+        if (!key.starts_with('r')) expectIntact(value, shown);
         return std::string(value.bytes);
     }
 

@@ -2,9 +2,14 @@
 #include "catalogue/store.h"
 
 #include "catalogue/lmdb/lmdb_store.h"
+#include "catalogue/redis/location.h"
 #include "catalogue/redis/redis_store.h"
 
 namespace tarn::server {
+
+std::string shownLocation(const std::string& location) {
+    return isRedisLocation(location) ? redis::withoutLogin(location) : location;
+}
 
 std::unique_ptr<StoreReader> openStoreReader(const std::string& location) {
     if (isRedisLocation(location)) return openRedisReader(location);

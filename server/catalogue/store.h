@@ -114,6 +114,9 @@ class StoreWriter {
     virtual void compact() = 0;
 };
 
+// The location as logs and messages may show it: without a password.
+std::string shownLocation(const std::string& location);
+
 // location: a folder, or redis://HOST:PORT[,HOST:PORT...]. Throws CatalogueError where there is no catalogue.
 std::unique_ptr<StoreReader> openStoreReader(const std::string& location);
 // make: where there is nothing yet, an empty store is made.

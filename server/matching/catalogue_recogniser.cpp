@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "matching/catalogue_recogniser.h"
 
+#include "catalogue/store.h"
 #include "matching/matcher.h"
 
 #include <algorithm>
@@ -20,8 +21,11 @@ Match matchOf(const Recording& recording) {
 
 } // namespace
 
+CatalogueRecogniser::CatalogueRecogniser(std::string location, Log log)
+    : location_(std::move(location)), shown_(shownLocation(location_)), log_(std::move(log)) {}
+
 CatalogueUnavailable CatalogueRecogniser::notAll() const {
-    return CatalogueUnavailable(location_ + ": a part of the catalogue does not answer");
+    return CatalogueUnavailable(shown_ + ": a part of the catalogue does not answer");
 }
 
 template <class Work>
@@ -64,7 +68,7 @@ void CatalogueRecogniser::passOver(uint32_t id, const std::string& problem) {
         const std::lock_guard lock(mutex_);
         if (!passedOver_.insert(id).second) return;
     }
-    if (log_) log_(location_ + ": passed over: " + problem);
+    if (log_) log_(shown_ + ": passed over: " + problem);
 }
 
 Recognition CatalogueRecogniser::recognise(const FingerprintQuery& query, size_t maxMatches) {

@@ -51,6 +51,12 @@ std::optional<Address> addressIn(std::string_view text) {
     return address;
 }
 
+std::string withoutLogin(std::string_view text) {
+    const size_t end = text.rfind('@');
+    if (!text.starts_with(kScheme) || end == std::string_view::npos) return std::string(text);
+    return std::string(kScheme) + std::string(text.substr(end + 1));
+}
+
 Location locationIn(const std::string& text) {
     Location location;
     std::string_view rest = text;
@@ -60,7 +66,7 @@ Location locationIn(const std::string& text) {
     const size_t end = rest.rfind('@');
     const std::string_view login = end == std::string_view::npos ? std::string_view() : rest.substr(0, end);
     if (end != std::string_view::npos) rest.remove_prefix(end + 1);
-    location.shown = std::string(kScheme) + std::string(rest);
+    location.shown = withoutLogin(text);
     const auto wrong = [&](const std::string& what) { return CatalogueError(location.shown + ": " + what); };
 
     const size_t colon = std::min(login.find(':'), login.size());
