@@ -113,7 +113,10 @@ std::optional<FileEntry> CatalogueReader::file(const std::string& path) {
     return unpackFileEntry(impl_->store->values({&key, 1}).front().bytes);
 }
 std::optional<uint64_t> CatalogueReader::bytesTaken() { return impl_->store->bytesTaken(); }
-void CatalogueReader::backUp(const std::string& destination) { impl_->store->backUp(destination); }
+void CatalogueReader::backUp(const std::string& destination) {
+    expectPlaceForCopy(destination);
+    impl_->store->backUp(destination);
+}
 
 void CatalogueReader::forEach(const std::function<void(const Recording&)>& visit) {
     for (uint32_t first = 1; first < impl_->state.nextId; first += kWave) {

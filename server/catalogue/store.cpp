@@ -11,6 +11,13 @@ std::string shownLocation(const std::string& location) {
     return isRedisLocation(location) ? redis::withoutLogin(location) : location;
 }
 
+void expectPlaceForCopy(const std::string& destination) {
+    if (!isRedisLocation(destination)) return;
+    throw CatalogueError(shownLocation(destination) +
+                         " is no folder, and a copy goes to a folder; to fill Redis servers, run tarn-server export "
+                         "--catalogue FOLDER and give its output to tarn-server import --catalogue redis://HOST:PORT -");
+}
+
 std::unique_ptr<StoreReader> openStoreReader(const std::string& location) {
     if (isRedisLocation(location)) return openRedisReader(location);
     return lmdb::openReader(location);
