@@ -60,9 +60,9 @@ TEST(RecordBlob, ThatIsNoneIsDamaged) {
     for (const std::string& blob :
          {std::string(), std::string(1, '\0'), good.substr(0, 50), good.substr(0, good.size() - 1)}) {
         SCOPED_TRACE(blob.size());
-        EXPECT_THROW(blobFields(blob), DamagedRecord);
+        EXPECT_THROW(blobFields(blob), DamagedBlob);
     }
-    EXPECT_THROW(permittedAlbum(blobOf(std::vector<std::string>(32)), Permissions(), 50), DamagedRecord);
+    EXPECT_THROW(permittedAlbum(blobOf(std::vector<std::string>(32)), Permissions(), 50), DamagedBlob);
 }
 
 TEST(RecordBlob, LosesExactlyTheTrackFieldThatIsNotPermitted) {
