@@ -143,7 +143,11 @@ class Walk {
                            head.upper <= pageBytes_;
         if (!sound) throw Wrong{"page " + std::to_string(number) + " is damaged"};
         const size_t nodes = (head.lower - sizeof head) / sizeof(uint16_t);
-        ++(branch ? seen.branchPages : seen.leafPages);
+        if (branch) {
+            ++seen.branchPages;
+        } else {
+            ++seen.leafPages;
+        }
         expectSideBySide(bytes, head, nodes, branch);
         for (size_t i = 0; i < nodes; ++i) {
             const auto place = partAt<uint16_t>(bytes, sizeof head + i * sizeof(uint16_t));
