@@ -54,8 +54,7 @@ struct CatalogueWriter::Impl {
 
     void expectAnswer(const StoredValue& value) const {
         if (value.state != StoredValue::State::kLost) return;
-        throw CatalogueUnavailable(shown +
-                                   ": a part of the catalogue does not answer; try again when all of it does");
+        throw CatalogueUnavailable(shown + ": a part of the catalogue does not answer; try again when all of it does");
     }
 
     // Commits were lost after they had returned, perhaps that of the state too: no id may be given twice.

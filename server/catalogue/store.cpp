@@ -13,9 +13,10 @@ std::string shownLocation(const std::string& location) {
 
 void expectPlaceForCopy(const std::string& destination) {
     if (!isRedisLocation(destination)) return;
-    throw CatalogueError(shownLocation(destination) +
-                         " is no folder, and a copy goes to a folder; to fill Redis servers, run tarn-server export "
-                         "--catalogue FOLDER and give its output to tarn-server import --catalogue redis://HOST:PORT -");
+    throw CatalogueError(
+        shownLocation(destination) +
+        " is no folder, and a copy goes to a folder; to fill Redis servers, run tarn-server export "
+        "--catalogue FOLDER and give its output to tarn-server import --catalogue redis://HOST:PORT -");
 }
 
 std::unique_ptr<StoreReader> openStoreReader(const std::string& location) {

@@ -39,7 +39,8 @@ class WatchTest : public testing::Test {
 };
 
 const std::string kUp = "info catalogue: open, 42 recordings in some/place\n";
-const std::string kDown = "error catalogue: gone; until some/place can be read, requests that need it are answered with 503\n";
+const std::string kDown =
+    "error catalogue: gone; until some/place can be read, requests that need it are answered with 503\n";
 
 } // namespace
 
