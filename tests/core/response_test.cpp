@@ -87,7 +87,7 @@ TEST(Response, RefusesMissingDataUnusableHandlesAndNegativeLengths) {
     EXPECT_EQ(KVXParseServerResponse(handle.get(), body.data(), 6, &count), -1);
 }
 
-TEST(Response, BeginsBehindTheHttpHeaderInHttpFraming) {
+TEST(Response, BeginsAfterTheHttpHeaderInHttpFraming) {
     struct Case {
         const char* name;
         std::string text;

@@ -160,7 +160,7 @@ TEST(Fingerprint, TakesNoAudioAsNothingHappened) {
     }
 }
 
-TEST(Fingerprint, ReadsNothingBehindItsInput) {
+TEST(Fingerprint, ReadsNothingAfterItsInput) {
     const Handle handle = makeHandle();
     for (const int channels : {1, 2}) {
         for (const int rateHz : {11025, 22050, 32000, 44100}) {

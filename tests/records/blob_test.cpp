@@ -90,7 +90,7 @@ TEST(FieldLocation, AcceptsIndex255OfABlobOf255Fields) {
     EXPECT_EQ(located.length, 0U);
 }
 
-TEST(FieldLocation, HasNoBytesForTheIndexBehindAnEmptyLastWord) {
+TEST(FieldLocation, HasNoBytesForTheIndexAfterAnEmptyLastWord) {
     // All fields empty: the word after the table, which index 1 needs, lies beyond the blob.
     const GuardedBlob blob(assemble({{}}));
     const Located located = locate(blob.cursor(), 1);
@@ -182,7 +182,7 @@ TEST(FieldLocation, FailsWhereTheTableLiesBeyondTheBlob) {
     }
 }
 
-TEST(MetaField, CopiesTheBytesAndAZeroBehind) {
+TEST(MetaField, CopiesTheBytesAndAZeroAfter) {
     CountingHooks hooks;
     const GuardedBlob blob(assemble({bytesOf(std::string("a\0b", 3))}));
     KVXValueLength value{};

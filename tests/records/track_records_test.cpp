@@ -121,7 +121,7 @@ TEST(TrackRecord, FailsLaterWith14To21Fields) {
     }
 }
 
-TEST(TrackRecord, With22FieldsReadsItsLastFieldBehindTheTable) {
+TEST(TrackRecord, With22FieldsReadsItsLastFieldAfterTheTable) {
     // Index 22 of 22 fields is accepted: it starts where field 21 ends and ends at the word that the first four bytes
     // of field 0 make; an empty one reads as a short of 0.
     CountingHooks hooks;

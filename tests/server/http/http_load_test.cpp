@@ -239,7 +239,7 @@ TEST(HttpLoad, OutlivesRubbish) {
 
 // A client's connection is reset after every byte of its request, all of it included. The request is dropped, or
 // refused, and the next client is served.
-TEST(HttpLoad, OutlivesAResetBehindEveryByte) {
+TEST(HttpLoad, OutlivesAResetAfterEveryByte) {
     TestService service({.connectionsPerAddress = 0}); // it may be slower to notice than the client is to come again
     service.catalogue.matches = {match("a", 93)};
     const auto handle = kvxtest::makeHandle();

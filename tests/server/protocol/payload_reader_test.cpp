@@ -48,7 +48,7 @@ PacketAssembler items(const std::string& list) {
 
 } // namespace
 
-TEST(PayloadReader, FindsTheCodeStringsBehindEverythingElse) {
+TEST(PayloadReader, FindsTheCodeStringsAfterEverythingElse) {
     const auto handle = kvxtest::makeHandle();
     const auto request = readAs<FingerprintRequest>(payloadOf(fingerprintPacket(handle.get())));
     EXPECT_EQ(request.query.codes, kCodes);
@@ -179,7 +179,7 @@ TEST(Permissions, ReadTrackEntries3And4InSwappedPlaces) {
     }
 }
 
-TEST(Permissions, DoNotReachTheFieldsBehindTheLastEntry) {
+TEST(Permissions, DoNotReachTheFieldsAfterTheLastEntry) {
     const Bytes block = kvxtest::fromHex("04 04 00000000 03 000000 03 000000 06 000000000000");
     WireReader reader(block);
     const Permissions permissions = Permissions::read(reader);
