@@ -87,8 +87,10 @@ std::array<Head, kHeads> headsOf(const File& file) {
     if (!empty && (even % 2 != 0 || odd % 2 != 1 || (even > odd ? even - odd : odd - even) != 1)) {
         throw Wrong{"its heads do not follow each other"};
     }
-    const Head& latest = even > odd ? heads[0] : heads[1];
-    if (latest.lastPage >= file.size() / pageBytes) throw Wrong{"it is cut short"};
+    // The file never shrinks, so this holds for the older one too, which a reader may still use.
+    for (const Head& head : heads) {
+        if (head.lastPage >= file.size() / pageBytes) throw Wrong{"it is cut short"};
+    }
     return heads;
 }
 
