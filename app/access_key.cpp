@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "access_key.h"
 
+#include "platform/hexadecimal.h"
+
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -53,11 +54,7 @@ Bytes decodeKeyText(std::string_view text) {
 std::string encodeKeyText(const uint8_t* bytes, size_t count) {
     std::string text;
     text.reserve(2 * count);
-    for (size_t i = 0; i < count; ++i) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02X", bytes[i]);
-        text += pair;
-    }
+    for (size_t i = 0; i < count; ++i) appendHexadecimal(text, bytes[i], kUpperDigits);
     return text;
 }
 

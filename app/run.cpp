@@ -91,7 +91,7 @@ int recognise(const std::string& key, const std::string& host, const std::string
 
 int runSteps(std::span<const char* const> arguments, Services& services, int& step) {
     if (arguments.size() < 3) return usageError(services);
-    // Any argument that begins with the option counts as the option.
+    // Any argument that begins with the option counts as the option, on purpose.
     const bool isEncoding = std::string_view(arguments[1]).starts_with(kEncodeOption);
     if (!isEncoding && arguments.size() < 4) return usageError(services);
     step = kRunInitFailed;

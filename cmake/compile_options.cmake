@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# What every target of the project is compiled with: link tarn_options privately.
+# What the project is compiled with. The warnings are in tarn_options, which every target links privately; language,
+# sanitizers, hardening and coverage hold for all targets.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -10,7 +11,7 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
 
-# Warnings are errors only in our presets: a newer compiler, which has more warnings, must not stop a build.
+# Warnings are errors only in the presets for developers: a newer compiler, which has more, must not stop a user's build.
 add_library(tarn_options INTERFACE)
 target_compile_options(tarn_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wformat=2

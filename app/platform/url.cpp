@@ -23,21 +23,21 @@ std::optional<uint16_t> parsePort(std::string_view digits) {
 // Splits "host", "host:port", "[address]" or "[address]:port" into url; false when it is none of them.
 bool splitAuthority(std::string_view authority, Url& url) {
     std::string_view host;
-    std::string_view behindHost;
+    std::string_view afterHost;
     if (authority.starts_with('[')) {
         const size_t bracket = authority.find(']');
         if (bracket == std::string_view::npos) return false;
         host = authority.substr(1, bracket - 1);
-        behindHost = authority.substr(bracket + 1);
+        afterHost = authority.substr(bracket + 1);
     } else {
         const size_t colon = std::min(authority.find(':'), authority.size());
         host = authority.substr(0, colon);
-        behindHost = authority.substr(colon);
+        afterHost = authority.substr(colon);
     }
     if (host.empty()) return false;
-    if (!behindHost.empty()) {
-        if (behindHost.front() != ':') return false;
-        const auto port = parsePort(behindHost.substr(1));
+    if (!afterHost.empty()) {
+        if (afterHost.front() != ':') return false;
+        const auto port = parsePort(afterHost.substr(1));
         if (!port) return false;
         url.port = *port;
     }

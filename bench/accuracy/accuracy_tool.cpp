@@ -13,16 +13,13 @@
 //                                        each is asked for what it holds, and for its turn of the rest; then 1 or 0
 //                                        the evidence: whether it holds the piece
 //   accuracy_tool pairs CATALOGUE          reads what code wrote; writes how often each letter of a query is aligned
-//   with
-//                                          each letter of its recording, for bench/accuracy/scores
+//                                          with each letter of its recording, for bench/accuracy/scores
+#include "accuracy/excerpts.h"
 #include "catalogue/catalogue.h"
-#include "coding/pcm_preparation.h"
-#include "coding/query_coder.h"
 #include "coding/recording_coder.h"
 #include "matching/matcher.h"
 
 #include <edlib.h>
-#include <sndfile.h>
 
 #include <algorithm>
 #include <array>
@@ -32,97 +29,18 @@
 #include <filesystem>
 #include <iostream>
 #include <map>
-#include <memory>
 #include <random>
 #include <set>
-#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <unistd.h>
 
+using namespace bench;
 using namespace tarn::server;
 
 namespace {
-
-struct SndClose {
-    void operator()(SNDFILE* file) const { sf_close(file); }
-};
-
-struct Sound {
-    SF_INFO info = {}; // filled when the file is opened
-    std::unique_ptr<SNDFILE, SndClose> file;
-    explicit Sound(const std::string& path) : file(sf_open(path.c_str(), SFM_READ, &info)) {
-        if (file == nullptr) throw std::runtime_error(path + ": cannot be read");
-    }
-    uint32_t durationMs() const { return static_cast<uint32_t>(info.frames * 1000 / info.samplerate); }
-};
-
-// Interleaved; this many seconds from there on, or as many as there are.
-std::vector<int16_t> pcmOf(Sound& sound, double start, double length) {
-    const auto framesIn = [&](double seconds) {
-        return static_cast<sf_count_t>(std::llround(seconds * sound.info.samplerate));
-    };
-    const sf_count_t first = std::min(framesIn(start), sound.info.frames);
-    sf_seek(sound.file.get(), first, SEEK_SET);
-    const auto channels = static_cast<size_t>(sound.info.channels);
-    std::vector<int16_t> pcm(static_cast<size_t>(std::min(framesIn(length), sound.info.frames - first)) * channels);
-    const sf_count_t got = sf_readf_short(sound.file.get(), pcm.data(), static_cast<sf_count_t>(pcm.size() / channels));
-    pcm.resize(static_cast<size_t>(got) * channels);
-    return pcm;
-}
-
-// Mono at 22050 Hz.
-std::vector<int16_t> prepared(const Sound& sound, std::span<const int16_t> pcm) {
-    PcmPreparation preparation(sound.info.samplerate, sound.info.channels);
-    const std::span<const int16_t> samples = preparation.prepare(pcm);
-    return {samples.begin(), samples.end()};
-}
-
-// The header of a WAV file of 16-bit samples, read as samples.
-std::vector<int16_t> headerAsSamples(const SF_INFO& info, size_t sampleCount) {
-    std::vector<int16_t> words;
-    const auto tag = [&](const char* text) {
-        for (size_t i = 0; i < 4; i += 2) words.push_back(static_cast<int16_t>(text[i] | text[i + 1] << 8));
-    };
-    const auto number = [&](size_t value) {
-        words.push_back(static_cast<int16_t>(value & 0xffff));
-        words.push_back(static_cast<int16_t>(value >> 16 & 0xffff));
-    };
-    const auto rate = static_cast<size_t>(info.samplerate);
-    const auto frameBytes = static_cast<size_t>(info.channels) * 2;
-    tag("RIFF");
-    number(36 + 2 * sampleCount);
-    tag("WAVE");
-    tag("fmt ");
-    number(16);
-    words.push_back(1); // PCM
-    words.push_back(static_cast<int16_t>(info.channels));
-    number(rate);
-    number(rate * frameBytes);
-    words.push_back(static_cast<int16_t>(frameBytes));
-    words.push_back(16);
-    tag("data");
-    number(2 * sampleCount);
-    return words;
-}
-
-// The query that a client sends for a WAV file with these samples: the client treats the header as audio, counts whole
-// seconds, and feeds blocks of 1024 bytes; the last block is padded with what the one before left there.
-FingerprintQuery codedFile(const Sound& sound, const std::vector<int16_t>& pcm) {
-    constexpr size_t kBlock = 512;     // samples
-    constexpr size_t kMaxSeconds = 31; // more than is coded
-    const size_t second = static_cast<size_t>(sound.info.samplerate) * static_cast<size_t>(sound.info.channels);
-    std::vector<int16_t> file = headerAsSamples(sound.info, pcm.size());
-    file.insert(file.end(), pcm.begin(), pcm.end());
-    const auto durationMs = static_cast<uint32_t>((pcm.size() + 4) / second * 1000);
-    const size_t first = std::min(clientStartMs(durationMs) / 1000 * second, file.size());
-    file.erase(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(first));
-    while (file.size() % kBlock != 0) file.push_back(file.size() >= kBlock ? file[file.size() - kBlock] : int16_t{0});
-    file.resize(std::min(file.size(), kMaxSeconds * second));
-    return codeQuery(prepared(sound, file), durationMs);
-}
 
 int indexAll(const std::string& catalogue, const std::vector<std::string>& paths) {
     CatalogueWriter writer(catalogue);

@@ -1,19 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 // Measures how much one account can slow another down with the most expensive packets.
 //
-//   fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS]
+//   fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS [REAL]]
 //
 // PID, PORT: of a service of CATALOGUE, a folder whose files are where they were added from; CODE, OTHER: access codes
-// of two of its accounts. First the tool sends each kind of packet alone and prints the CPU time that it costs the
-// service: the usual kind, a fingerprint of a recording of the catalogue, and the most expensive kinds that we know.
-// Then account OTHER sends the usual kind on one connection, with short pauses, at first alone and then while account
-// CODE sends the most expensive kind on CONNECTIONS (20) connections without a pause.
+// of two of its accounts; REAL: where scale_tool made CATALOGUE, the catalogue of real music that it is modelled on:
+// fingerprints are then made up, as by scale_tool. First the tool sends each kind of packet alone and prints the CPU
+// time that it costs the service: the usual kind, a fingerprint of a recording of the catalogue, and the most expensive
+// kinds that we know. Then account OTHER sends the usual kind on one connection, with short pauses, at first alone and
+// then while account CODE sends the most expensive kind on CONNECTIONS (20) connections without a pause.
 #include "catalogue/catalogue.h"
 #include "coding/query_coder.h"
 #include "demo/piece.h"
 #include "ingest/recording_reader.h"
 #include "support/protocol_client.h"
 #include "support/raw_client.h"
+#include "synthetic_music.h"
 
 #include <algorithm>
 #include <atomic>
@@ -23,6 +25,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
@@ -37,7 +40,8 @@ namespace {
 
 constexpr size_t kUsualFiles = 12;
 constexpr uint32_t kUnknownSeed = 900'000;
-constexpr size_t kAlone = 60; // requests of each kind
+constexpr uint32_t kUnknownNumber = 500'000'000; // made-up recordings from here on are in no catalogue
+constexpr size_t kAlone = 60;                    // requests of each kind
 constexpr size_t kMaxIdsAsked = 100;
 constexpr int16_t kMaxAsked = 100;
 constexpr size_t kMaxStringLength = 1292; // what a client's buffers hold; no audio makes this many letters
@@ -67,19 +71,36 @@ struct Collection {
     std::vector<std::string> allLetters; // of many recordings
 };
 
-Collection read(const std::string& catalogue) {
+Codes madeUp(const tarn::bench::SyntheticMusic& music, uint32_t number, tarn::bench::Dice& dice) {
+    constexpr double kNoise = 1; // as an unchanged excerpt
+    return music.query(number, dice, kNoise).codes;
+}
+
+// real: empty if the music is in the files of the catalogue.
+Collection read(const std::string& catalogue, const std::string& real) {
     MediaProcess process;
     Collection collection;
     std::set<std::string> albums;
     CatalogueReader(catalogue).forEach([&](const Recording& recording) {
-        if (collection.queries.size() < kUsualFiles)
+        if (collection.queries.size() < kUsualFiles && real.empty()) {
             collection.queries.push_back(readQuery(recording.path, process).codes);
+        }
         collection.trackIds.push_back(recording.trackId);
         if (!recording.albumId.empty()) albums.insert(recording.albumId);
         collection.allLetters.push_back(recording.codes[0][0].letters);
     });
-    if (collection.queries.empty()) throw std::runtime_error("the catalogue holds nothing");
+    if (collection.trackIds.empty()) throw std::runtime_error("the catalogue holds nothing");
+    std::optional<tarn::bench::SyntheticMusic> music;
+    if (!real.empty()) music.emplace(real);
+    tarn::bench::Dice dice(11);
+    const auto count = static_cast<uint32_t>(collection.trackIds.size());
     for (uint32_t piece = 0; piece < kUsualFiles; ++piece) {
+        if (music) {
+            const uint32_t number = piece * (count / kUsualFiles) + 1;
+            collection.queries.push_back(madeUp(*music, number, dice));
+            collection.unknown.push_back(madeUp(*music, kUnknownNumber + piece, dice));
+            continue;
+        }
         constexpr int kRateHz = 22050;
         constexpr uint32_t kAskedMs = 31'000;
         const auto music = tarn::demo::renderPiece(kUnknownSeed + piece, 40, kRateHz, 1);
@@ -209,15 +230,15 @@ void print(const std::string& name, const Times& times) {
 
 int main(int argc, char** argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
-    if (words.size() != 5 && words.size() != 7) {
-        std::cerr << "fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS]\n";
+    if (words.size() != 5 && words.size() != 7 && words.size() != 8) {
+        std::cerr << "fairness_tool PID PORT CATALOGUE CODE OTHER [CONNECTIONS SECONDS [REAL]]\n";
         return 2;
     }
     try {
         const auto port = static_cast<uint16_t>(std::stoul(words[1]));
-        const size_t connections = words.size() == 7 ? std::stoul(words[5]) : 20;
-        const auto duration = std::chrono::seconds(words.size() == 7 ? std::stoul(words[6]) : 20);
-        const Collection collection = read(words[2]);
+        const size_t connections = words.size() >= 7 ? std::stoul(words[5]) : 20;
+        const auto duration = std::chrono::seconds(words.size() >= 7 ? std::stoul(words[6]) : 20);
+        const Collection collection = read(words[2], words.size() == 8 ? words[7] : "");
         std::vector<Kind> kinds = kindsOf(collection, words[3]);
         for (Kind& kind : kinds) {
             const double before = cpuMsOf(words[0]);

@@ -7,9 +7,8 @@
 // keep: each client uses one connection for all its requests; fresh: a new one for each request. The requests are made
 // beforehand, and each one's answer is checked once before the clock starts. After that, every answer's status and
 // length are compared with the first: an answer that differs, or does not come, is an error.
-#include "support/protocol_client.h"
+#include "prepared_requests.h"
 #include "support/raw_client.h"
-#include "synthetic_music.h"
 
 #include <algorithm>
 #include <atomic>
@@ -23,49 +22,10 @@
 #include <vector>
 
 using namespace kvxtest;
-using namespace tarn::server;
 using namespace tarn::bench;
 using Clock = std::chrono::steady_clock;
 
 namespace {
-
-constexpr size_t kRequests = 400;
-constexpr uint32_t kUnknown = 500'000'000; // recordings with numbers from here on are in no catalogue
-
-struct Prepared {
-    std::string request;
-    size_t answerBytes = 0;
-};
-
-std::vector<Prepared> prepare(const SyntheticMusic& music, uint16_t port, const std::string& code, uint32_t count,
-                              bool known) {
-    KVXHandle* opened = nullptr;
-    const uint8_t device[] = {1, 2, 3};
-    if (KVXInit(&opened, code.c_str(), device, 3, nullptr, 0, 'B', 'B', 'S', nullptr, 0) != 0) {
-        throw std::runtime_error("CODE must be an access code of 80 digits");
-    }
-    const Handle client(opened);
-    Dice dice(known ? 21 : 22);
-    std::vector<Prepared> prepared;
-    size_t asExpected = 0;
-    for (size_t i = 0; i < kRequests; ++i) {
-        const auto number = known ? static_cast<uint32_t>(dice.below(count)) + 1 : kUnknown + static_cast<uint32_t>(i);
-        const FingerprintQuery query = music.query(number, dice, 1.0);
-        Prepared one{postOf(fingerprintPacket(client.get(), 10, query.codes))};
-        const HttpAnswer answer = kvxtest::exchange(port, one.request);
-        if (answer.status != 200) throw std::runtime_error("status " + std::to_string(answer.status));
-        const std::optional<Records> records = recordsOf(client.get(), answer.body);
-        const bool right = known
-                               ? typesOf(records).starts_with('T') &&
-                                     records->front().second.find(music.recording(number).trackId) != std::string::npos
-                               : typesOf(records) == "N";
-        asExpected += right ? 1 : 0;
-        one.answerBytes = answer.body.size();
-        prepared.push_back(std::move(one));
-    }
-    std::printf("%zu of %zu answers are as expected\n", asExpected, kRequests);
-    return prepared;
-}
 
 struct Counts {
     std::mutex mutex;
@@ -85,7 +45,7 @@ void askUntil(Clock::time_point end, uint16_t port, const std::vector<Prepared>&
         const bool sent = client->connected() && client->send(one.request);
         const HttpAnswer answer = sent ? client->read().value_or(HttpAnswer{}) : HttpAnswer{};
         times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
-        if (answer.status == 200 && answer.body.size() == one.answerBytes) continue;
+        if (answer.status == 200 && answer.body.size() == one.answer.size()) continue;
         ++errors;
         client.reset();
     }

@@ -17,6 +17,7 @@
 #include "support/guarded_bytes.h"
 #include "support/temporary_directory.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <string_view>
 
@@ -87,7 +88,8 @@ std::string readSamples(const std::filesystem::path& path) {
 std::string readRecords(const std::filesystem::path& path, const std::string& hash) {
     Recording recording;
     recording.contentHash = hash;
-    recording.tags = readTags(openAudio(path).get(), path.filename().string());
+    recording.tags =
+        readTags(FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)).get(), path.filename().string());
     for (const std::string& text :
          {recording.tags.title, recording.tags.artist, recording.tags.album, recording.tags.albumArtist}) {
         checkText(text);

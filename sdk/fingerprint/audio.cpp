@@ -110,7 +110,7 @@ class Outputs {
     size_t interpolate(const kvx::LaneKernels& lanes, const int16_t* from, uint32_t fraction, size_t left,
                        int16_t* output) const {
         constexpr uint32_t kMaxSamples = 1024;
-        int16_t samples[kMaxSamples + kvx::kReadBehind];
+        int16_t samples[kMaxSamples + kvx::kReadAfter];
         const size_t count = std::min<size_t>(left, (kMaxSamples - 2) * kOne / step_);
         const size_t needed = static_cast<size_t>((fraction + (count - 1) * step_) / kOne) + 2;
         if (Channels == 2)

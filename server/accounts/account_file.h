@@ -3,9 +3,9 @@
 // file.
 //
 //   tarn-accounts 2 NEXT                        NEXT: id of the next account; no id is used twice
-//   CODE YYYY-MM-DDThh:mm:ssZ NAME              one line for each account: access code, when it was made, a name or
-//   nothing end COUNT CHECK                             COUNT: of accounts; CHECK: the first 16 hexadecimal digits of
-//   the
+//   CODE YYYY-MM-DDThh:mm:ssZ NAME              one line for each account: access code, when it was made, a name,
+//                                               which may be empty
+//   end COUNT CHECK                             COUNT: of accounts; CHECK: the first 16 hexadecimal digits of the
 //                                               SHA-256 of everything before it
 //
 // Format 1 has no CHECK. It is still read, and becomes format 2 with the next change.
@@ -54,7 +54,8 @@ AccountList loadAccounts(const std::filesystem::path& file);
 // its folder, so that a service that runs as that user can read it.
 void saveAccounts(const std::filesystem::path& file, const AccountList& list);
 
-// Hold it while the file is read, changed and written, so that two commands at once lose nothing.
+// Hold it while the file is read, changed and written, so that two commands at once lose nothing. The lock is of a
+// file of its own, FILE.lock, which is empty and stays: the file itself is replaced by each change.
 class AccountFileLock {
   public:
     // Waits for it. Throws AccountError.

@@ -21,13 +21,17 @@ namespace {
 
 // Everything else fails with EPERM: a library that looks for a file it could do without goes on.
 constexpr int kAllowed[] = {
-    SCMP_SYS(read),         SCMP_SYS(pread64),    SCMP_SYS(readv),          SCMP_SYS(write),
-    SCMP_SYS(writev),       SCMP_SYS(lseek),      SCMP_SYS(fstat),          SCMP_SYS(newfstatat),
-    SCMP_SYS(close),        SCMP_SYS(brk),        SCMP_SYS(munmap),         SCMP_SYS(mremap),
-    SCMP_SYS(madvise),      SCMP_SYS(futex),      SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigreturn),
-    SCMP_SYS(sigaltstack),  SCMP_SYS(gettid),     SCMP_SYS(getpid),         SCMP_SYS(clock_gettime),
-    SCMP_SYS(gettimeofday), SCMP_SYS(getrandom),  SCMP_SYS(sched_yield),    SCMP_SYS(setitimer),
-    SCMP_SYS(exit),         SCMP_SYS(exit_group), SCMP_SYS(restart_syscall)};
+    SCMP_SYS(read),         SCMP_SYS(pread64),    SCMP_SYS(readv),           SCMP_SYS(write),
+    SCMP_SYS(writev),       SCMP_SYS(lseek),      SCMP_SYS(fstat),           SCMP_SYS(newfstatat),
+    SCMP_SYS(close),        SCMP_SYS(brk),        SCMP_SYS(munmap),          SCMP_SYS(mremap),
+    SCMP_SYS(madvise),      SCMP_SYS(futex),      SCMP_SYS(rt_sigprocmask),  SCMP_SYS(rt_sigreturn),
+    SCMP_SYS(sigaltstack),  SCMP_SYS(gettid),     SCMP_SYS(getpid),          SCMP_SYS(clock_gettime),
+    SCMP_SYS(gettimeofday), SCMP_SYS(getrandom),  SCMP_SYS(sched_yield),     SCMP_SYS(setitimer),
+    SCMP_SYS(exit),         SCMP_SYS(exit_group), SCMP_SYS(restart_syscall),
+#ifdef __SANITIZE_ADDRESS__ // a sanitizer learns through a pipe whether it can read an address
+    SCMP_SYS(pipe),         SCMP_SYS(pipe2),
+#endif
+};
 
 struct Release {
     void operator()(void* filter) const { ::seccomp_release(filter); }

@@ -43,7 +43,7 @@ struct FfmpegLibrary {
     each(util, av_log_set_level) \
     each(util, av_dict_get)
 // clang-format on
-#define TARN_FFMPEG_POINTER(library, name) decltype(&::name) name = nullptr;
+#define TARN_FFMPEG_POINTER(library, name) decltype(&::name) name = nullptr; // NOLINT: it is a name
     TARN_FFMPEG_FUNCTIONS(TARN_FFMPEG_POINTER)
 #undef TARN_FFMPEG_POINTER
 

@@ -6,6 +6,7 @@
 #include "audio/file_tags.h"
 #include "audio/media_frames.h"
 #include "audio/sndfile_decoder.h"
+#include "base/end_process.h"
 
 #include <unistd.h>
 
@@ -98,9 +99,11 @@ class MediaChild {
 
 void readFile(const MediaRequest& request, const std::string& name, FileDescriptor file, MediaChild& child,
               const FfmpegLibrary* ffmpeg) {
+#ifndef TARN_COVERAGE // whose counters are files that are written at the end
     confineThisProcess(request.samples ? kMaxDecoderBytes : kMaxTagBytes);
+#endif
     startStep();
-    if (request.byFfmpeg) {
+    if (ffmpeg != nullptr) {
         FfmpegDecoder decoder(*ffmpeg, std::move(file));
         child.sendTags(decoder.tags());
         child.sendSamples(decoder);
@@ -121,15 +124,15 @@ void runMediaChild(const MediaRequest& request, const std::string& name, FileDes
     try {
         readFile(request, name, std::move(file), child, ffmpeg);
     } catch (const NobodyReads&) {
-        ::_exit(0);
+        endProcess(0);
     } catch (const UnknownFormat& error) {
         sendFrame(channel, FrameKind::kUnknownFormat, error.what());
     } catch (const std::bad_alloc&) {
-        ::_exit(kChildOutOfMemory);
+        endProcess(kChildOutOfMemory);
     } catch (const std::exception& error) {
         sendFrame(channel, FrameKind::kProblem, error.what());
     }
-    ::_exit(0);
+    endProcess(0);
 }
 
 } // namespace tarn::server

@@ -5,6 +5,7 @@
 #include "audio/reading_server.h"
 #include "base/text.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,8 +23,9 @@ MediaProcess::MediaProcess() {
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "no socket for reading files");
     }
-    process_ = ::fork();
-    if (process_ == 0) serveReading(ends[1], ring_);
+    const FileDescriptor nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
+    if (nothing.isOpen()) process_ = ::fork();
+    if (process_ == 0) serveReading(ends[1], ring_, nothing.get());
     const int error = errno;
     ::close(ends[1]);
     if (process_ < 0) {

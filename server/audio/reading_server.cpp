@@ -2,8 +2,8 @@
 #include "audio/reading_server.h"
 
 #include "audio/confinement.h"
+#include "base/end_process.h"
 
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -108,12 +108,11 @@ Verdict readInAProcess(Request request, int socket, SampleRing& ring) {
 
 // Libraries that decode write what they think to standard error; it is not for users. A sanitizer's report is for
 // developers.
-void silenceLibraries() {
-    const FileDescriptor nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
-    ::dup2(nothing.get(), STDIN_FILENO);
-    ::dup2(nothing.get(), STDOUT_FILENO);
+void silenceLibraries(int nothing) {
+    ::dup2(nothing, STDIN_FILENO);
+    ::dup2(nothing, STDOUT_FILENO);
 #ifndef __SANITIZE_ADDRESS__
-    ::dup2(nothing.get(), STDERR_FILENO);
+    ::dup2(nothing, STDERR_FILENO);
 #endif
 }
 
@@ -159,16 +158,16 @@ std::string problemOf(int status, const MediaRequest& request) {
     return takes + std::to_string(most >> 20) + " MiB of memory to read";
 }
 
-void serveReading(int socket, SampleRing& ring) {
+void serveReading(int socket, SampleRing& ring, int nothing) {
     constexpr int kPlace = 3;
+    silenceLibraries(nothing);
     ::dup2(socket, kPlace);
     ::close_range(kPlace + 1, ~0U, 0); // most of all, the sockets of the other such processes
-    silenceLibraries();
-    std::signal(SIGPIPE, SIG_IGN); // a reader that goes is a failed write
+    std::signal(SIGPIPE, SIG_IGN);     // a reader that goes is a failed write
     while (std::optional<Request> request = receiveRequest(kPlace)) {
         sendVerdict(kPlace, readInAProcess(std::move(*request), kPlace, ring));
     }
-    ::_exit(0);
+    endProcess(0);
 }
 
 } // namespace tarn::server

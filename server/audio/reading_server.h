@@ -31,7 +31,8 @@ std::optional<Verdict> receiveVerdict(int socket);
 // Why a process ended that has not said it itself.
 std::string problemOf(int status, const MediaRequest& request);
 
-// Forks a process for each request until the other side has gone; then ends this process.
-[[noreturn]] void serveReading(int socket, SampleRing& ring);
+// Forks a process for each request until the other side has gone; then ends this process. nothing: the standard streams
+// become it (/dev/null).
+[[noreturn]] void serveReading(int socket, SampleRing& ring, int nothing);
 
 } // namespace tarn::server

@@ -95,6 +95,10 @@ bool isPrintable(std::string_view text) {
                        [](char c) { return static_cast<unsigned char>(c) >= ' ' && c != 127; });
 }
 
+std::string counted(uint64_t count, std::string_view thing) {
+    return fmt::format("{} {}{}", count, thing, count == 1 ? "" : "s");
+}
+
 std::string durationText(uint64_t seconds) {
     const uint64_t hours = seconds / 3600;
     const uint64_t minutes = seconds / 60 % 60;

@@ -22,6 +22,9 @@ std::string inOneLine(std::string_view path);
 // No control character in it.
 bool isPrintable(std::string_view text);
 
+// "1 recording", "2 recordings".
+std::string counted(uint64_t count, std::string_view thing);
+
 // Hours, minutes, seconds, without what is not needed: 1:02:03, 4:05.
 std::string durationText(uint64_t seconds);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalogue/catalogue_check.h"
 
+#include "base/text.h"
 #include "catalogue/gram_lists.h"
 #include "catalogue/keys.h"
 #include "catalogue/posting_list.h"
@@ -25,7 +26,7 @@ void CatalogueCheck::countPostings() {
                 sound;
         if (!sound) ++damaged;
     });
-    if (damaged > 0) problems_.push_back(std::to_string(damaged) + " lists cannot be read; " + kMakeLists);
+    if (damaged > 0) problems_.push_back(counted(damaged, "list") + " cannot be read; " + kMakeLists);
 }
 
 void CatalogueCheck::look(const Recording& recording) {
@@ -47,11 +48,11 @@ void CatalogueCheck::look(const Recording& recording) {
 
 std::vector<std::string> CatalogueCheck::finish() {
     if (recordings_ != state_.recordings) {
-        problems_.push_back("there are " + std::to_string(recordings_) + " recordings where there should be " +
+        problems_.push_back("the catalogue has " + counted(recordings_, "recording") + " where there should be " +
                             std::to_string(state_.recordings) + "; " + kRestore);
     }
     if (missingPostings_ > 0) {
-        problems_.push_back(std::to_string(missingPostings_) + " recordings are missing in lists; " + kMakeLists);
+        problems_.push_back("the lists lack " + counted(missingPostings_, "recording") + "; " + kMakeLists);
     }
     return problems_;
 }

@@ -22,22 +22,23 @@ constexpr uint32_t kNewIds = 20'000;
 } // namespace
 
 struct CatalogueReader::Impl {
-    Impl(std::string where, DamageHandler handler) : location(std::move(where)), onDamage(std::move(handler)) {
+    Impl(const std::string& location, DamageHandler handler)
+        : shown(shownLocation(location)), onDamage(std::move(handler)), store(openStoreReader(location)) {
         store->refresh();
         readStateAnew();
     }
 
-    std::string location;
+    std::string shown; // the location, for messages
     DamageHandler onDamage;
-    std::unique_ptr<StoreReader> store = openStoreReader(location);
+    std::unique_ptr<StoreReader> store;
     RecordingShelf shelf{*store};
     CatalogueState state;
     RecordingScores scores;
     bool complete = true;
 
     void readStateAnew() {
-        const std::optional<CatalogueState> read = readState(*store, location);
-        if (!read) throw CatalogueError("there is no catalogue at " + location + "; tarn-server add makes one");
+        const std::optional<CatalogueState> read = readState(*store, shown);
+        if (!read) throw CatalogueError("there is no catalogue at " + shown + "; tarn-server add makes one");
         state = *read;
     }
 
@@ -55,7 +56,7 @@ struct CatalogueReader::Impl {
             break;
         }
         const std::string problem = damagedRecording(id);
-        if (!onDamage) throw DamagedRecording(location + ": " + problem);
+        if (!onDamage) throw DamagedRecording(shown + ": " + problem);
         onDamage(id, problem);
         return std::nullopt;
     }
@@ -63,7 +64,7 @@ struct CatalogueReader::Impl {
     std::vector<uint32_t> idsUnder(const std::string& key) {
         const StoredValue value = store->values({&key, 1}).front();
         if (value.state == StoredValue::State::kLost) complete = false;
-        expectIntact(value, location);
+        expectIntact(value, shown);
         std::vector<uint32_t> ids = unpackIds(value.bytes);
         std::sort(ids.begin(), ids.end());
         const std::vector<bool> there = shelf.fetch(ids);
@@ -112,7 +113,10 @@ std::optional<FileEntry> CatalogueReader::file(const std::string& path) {
     return unpackFileEntry(impl_->store->values({&key, 1}).front().bytes);
 }
 std::optional<uint64_t> CatalogueReader::bytesTaken() { return impl_->store->bytesTaken(); }
-void CatalogueReader::backUp(const std::string& destination) { impl_->store->backUp(destination); }
+void CatalogueReader::backUp(const std::string& destination) {
+    expectPlaceForCopy(destination);
+    impl_->store->backUp(destination);
+}
 
 void CatalogueReader::forEach(const std::function<void(const Recording&)>& visit) {
     for (uint32_t first = 1; first < impl_->state.nextId; first += kWave) {
@@ -123,7 +127,7 @@ void CatalogueReader::forEach(const std::function<void(const Recording&)>& visit
         for (const uint32_t id : ids) {
             const std::optional<Recording> found = recording(id);
             if (found) visit(*found);
-            if (!impl_->complete) throw CatalogueUnavailable(impl_->location + ": a part of it does not answer");
+            if (!impl_->complete) throw CatalogueUnavailable(impl_->shown + ": a part of it does not answer");
         }
     }
     impl_->shelf.clear();

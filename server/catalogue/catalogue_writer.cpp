@@ -33,17 +33,19 @@ bool haveSameLetters(const Recording& a, const Recording& b) {
 } // namespace
 
 struct CatalogueWriter::Impl {
-    std::string location;
+    std::string shown; // the location, for messages
     std::unique_ptr<StoreWriter> store;
     CatalogueState state;
     std::map<std::string, std::optional<std::string>> changes; // not committed yet
     std::vector<Posting> postings;                             // not committed yet
 
-    Impl(const std::string& where, unsigned gramLetters) : location(where), store(openStoreWriter(where, true)) {
+    Impl(const std::string& location, unsigned gramLetters)
+        : shown(shownLocation(location)), store(openStoreWriter(location, true)) {
         store->reader().refresh();
-        if (const std::optional<CatalogueState> read = readState(store->reader(), location)) {
+        if (const std::optional<CatalogueState> read = readState(store->reader(), shown)) {
             state = *read;
             if (store->reader().lostCommits()) mend();
+            finishCommit();
             return;
         }
         if (gramLetters != 0) state.gramLetters = gramLetters;
@@ -53,8 +55,7 @@ struct CatalogueWriter::Impl {
 
     void expectAnswer(const StoredValue& value) const {
         if (value.state != StoredValue::State::kLost) return;
-        throw CatalogueUnavailable(location +
-                                   ": a part of the catalogue does not answer; try again when all of it does");
+        throw CatalogueUnavailable(shown + ": a part of the catalogue does not answer; try again when all of it does");
     }
 
     // Commits were lost after they had returned, perhaps that of the state too: no id may be given twice.
@@ -73,13 +74,27 @@ struct CatalogueWriter::Impl {
         makeLists(state.gramLetters);
     }
 
+    // Of a store that cannot commit all at once, the last writer may have died after the recordings and before the
+    // state. What leads to them would lead to those that got their ids next. Their postings are there.
+    void finishCommit() {
+        for (uint32_t id = state.nextId; const std::optional<std::string> bytes = get(recordingKey(id)); ++id) {
+            const std::optional<Recording> recording = unpackRecording(*bytes);
+            if (!recording) return; // it is written over
+            if (const uint32_t known = find(recording->contentHash); known != id) remove(known);
+            changes[hashKey(recording->contentHash)] = packIds({id});
+            link(*recording, id, true);
+            ++state.recordings;
+            state.nextId = id + 1;
+        }
+    }
+
     // A value as it will be after the next commit.
     std::optional<std::string> get(const std::string& key) const {
         if (const auto changed = changes.find(key); changed != changes.end()) return changed->second;
         const StoredValue value = store->reader().values({&key, 1}).front();
         expectAnswer(value);
         if (value.state == StoredValue::State::kAbsent) return std::nullopt;
-        if (!key.starts_with('r')) expectIntact(value, location);
+        if (!key.starts_with('r')) expectIntact(value, shown);
         return std::string(value.bytes);
     }
 

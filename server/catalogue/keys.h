@@ -11,6 +11,8 @@
 // Ids take 4 bytes, highest first. Recordings come last: a sorted store packs what is only ever added at its end.
 #pragma once
 
+#include "base/bytes.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -21,13 +23,9 @@ namespace tarn::server {
 inline constexpr char kFormatKey[] = "mformat";
 inline constexpr char kStateKey[] = "mstate";
 
-inline void appendNumber(std::string& out, uint32_t number) {
-    for (const uint32_t shift : {24U, 16U, 8U, 0U}) out.push_back(static_cast<char>(number >> shift & 0xff));
-}
-
 inline std::string recordingKey(uint32_t id) {
     std::string key = "r";
-    appendNumber(key, id);
+    appendBigEndian(key, id);
     return key;
 }
 
@@ -42,18 +40,15 @@ inline std::string albumKey(std::string_view albumId) { return textKey('a', albu
 
 inline std::string packIds(const std::vector<uint32_t>& ids) {
     std::string bytes;
-    for (const uint32_t id : ids) appendNumber(bytes, id);
+    for (const uint32_t id : ids) appendBigEndian(bytes, id);
     return bytes;
 }
 
 // What does not make a whole id is left out.
 inline std::vector<uint32_t> unpackIds(std::string_view bytes) {
     std::vector<uint32_t> ids;
-    for (; bytes.size() >= sizeof(uint32_t); bytes.remove_prefix(sizeof(uint32_t))) {
-        uint32_t id = 0;
-        for (const char c : bytes.substr(0, sizeof(uint32_t))) id = id << 8 | static_cast<uint8_t>(c);
-        ids.push_back(id);
-    }
+    ids.reserve(bytes.size() / sizeof(uint32_t));
+    while (const auto id = takeBigEndian<uint32_t>(bytes)) ids.push_back(*id);
     return ids;
 }
 

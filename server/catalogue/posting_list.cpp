@@ -15,9 +15,7 @@ constexpr size_t kIdBytes = 4;
 
 } // namespace
 
-void appendId(std::string& list, uint32_t id) {
-    for (const uint32_t shift : {24U, 16U, 8U, 0U}) list.push_back(static_cast<char>(id >> shift & 0xff));
-}
+void appendId(std::string& list, uint32_t id) { appendBigEndian(list, id); }
 
 void appendPacked(std::string& list, std::span<const uint32_t> ids) {
     if (ids.empty()) return;

@@ -3,10 +3,7 @@
 //
 //   format (varint, 3); size of what follows, inflated (varint); deflated: duration in ms, track number, year
 //   (varints); track id, album id, content hash, path, title, artist, album, album artist, track blob, album blob (each
-//   its length as a varint, then its bytes); codes (coding/code_packing.h). The id is the document's.
-//
-// A database keeps them as metadata, under a key made of the id: what a document itself can hold the search engine
-// gives out over a socket only from databases with term lists.
+//   its length as a varint, then its bytes); codes (coding/code_packing.h). The id is in the key.
 #pragma once
 
 #include "model/recording.h"

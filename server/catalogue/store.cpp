@@ -2,9 +2,22 @@
 #include "catalogue/store.h"
 
 #include "catalogue/lmdb/lmdb_store.h"
+#include "catalogue/redis/location.h"
 #include "catalogue/redis/redis_store.h"
 
 namespace tarn::server {
+
+std::string shownLocation(const std::string& location) {
+    return isRedisLocation(location) ? redis::withoutLogin(location) : location;
+}
+
+void expectPlaceForCopy(const std::string& destination) {
+    if (!isRedisLocation(destination)) return;
+    throw CatalogueError(
+        shownLocation(destination) +
+        " is no folder, and a copy goes to a folder; to fill Redis servers, run tarn-server export "
+        "--catalogue FOLDER and give its output to tarn-server import --catalogue redis://HOST:PORT -");
+}
 
 std::unique_ptr<StoreReader> openStoreReader(const std::string& location) {
     if (isRedisLocation(location)) return openRedisReader(location);

@@ -70,7 +70,7 @@ class StoreReader {
     virtual bool lostCommits() { return false; }
     // That the store takes, on its disk or in the memory of its nodes; nothing: it cannot tell.
     virtual std::optional<uint64_t> bytesTaken() = 0;
-    // A copy of the whole store, consistent while others read and write, at a place where nothing is.
+    // A copy of the whole store, consistent while others read and write, in a folder where nothing is.
     virtual void backUp(const std::string& destination) = 0;
 };
 
@@ -113,6 +113,12 @@ class StoreWriter {
     // Gives back what room it can.
     virtual void compact() = 0;
 };
+
+// The location as logs and messages may show it: without a password.
+std::string shownLocation(const std::string& location);
+
+// Throws CatalogueError where a copy of a store cannot be: it is a folder.
+void expectPlaceForCopy(const std::string& destination);
 
 // location: a folder, or redis://HOST:PORT[,HOST:PORT...]. Throws CatalogueError where there is no catalogue.
 std::unique_ptr<StoreReader> openStoreReader(const std::string& location);

@@ -34,6 +34,15 @@ void expectName(const std::string& name) {
     if (!isPrintable(name)) throw AccountError("the name has a control character; leave it out");
 }
 
+// A mistyped name is no file without accounts. Only "account add" makes the file.
+void expectFile(const std::filesystem::path& accounts) {
+    std::error_code error;
+    if (std::filesystem::status(accounts, error).type() != std::filesystem::file_type::not_found) return;
+    throw AccountError(fmt::format("{}: there is no such file; name the file of the accounts with --accounts, or make "
+                                   "it with \"tarn-server account add\"",
+                                   accounts.string()));
+}
+
 } // namespace
 
 int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostream& err) {
@@ -76,6 +85,7 @@ int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostr
 
 int runAccountList(const std::filesystem::path& accounts, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
+        expectFile(accounts);
         for (const Account& account : loadAccounts(accounts).accounts) {
             out << fmt::format("{}\t{}\tencryption {}\tchecksum {}\t{}\n", account.id(), account.created,
                                account.encryptionMethod(), account.checksumMethod(), account.name);
@@ -86,6 +96,7 @@ int runAccountList(const std::filesystem::path& accounts, std::ostream& out, std
 
 int runAccountRemove(const std::filesystem::path& accounts, uint32_t id, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
+        expectFile(accounts);
         const AccountFileLock lock(accounts);
         AccountList list = loadAccounts(accounts);
         if (std::erase_if(list.accounts, [&](const Account& account) { return account.id() == id; }) == 0) {

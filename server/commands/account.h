@@ -19,7 +19,7 @@ struct AccountAddOptions {
 // Shows the new access code, the only time that it is shown, and the lines that use it. An account whose code could not
 // be written is not made.
 int runAccountAdd(const AccountAddOptions& options, std::ostream& out, std::ostream& err);
-// Everything but the keys.
+// Everything but the keys. A file that does not exist is a failure, here and below.
 int runAccountList(const std::filesystem::path& accounts, std::ostream& out, std::ostream& err);
 int runAccountRemove(const std::filesystem::path& accounts, uint32_t id, std::ostream& out, std::ostream& err);
 

@@ -146,7 +146,7 @@ int runCheck(const std::string& catalogue, bool deep, std::ostream& out, std::os
         const std::vector<std::string> damage = reader.check(deep);
         for (const std::string& line : damage) err << line << '\n';
         if (!damage.empty()) return 1;
-        out << fmt::format("{} recordings, no damage found\n", reader.recordingCount());
+        out << counted(reader.recordingCount(), "recording") << ", no damage found\n";
         return 0;
     });
 }

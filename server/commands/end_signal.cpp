@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/end_signal.h"
 
+#include "base/end_process.h"
+
 #include <csignal>
 #include <pthread.h>
-#include <unistd.h>
 #include <utility>
 
 namespace tarn::server {
@@ -60,7 +61,7 @@ void EndSignal::take() {
     if (changed_.wait_for(lock, limit_, [this] { return over_; })) return;
     overdue_();
     std::this_thread::sleep_for(kLastLine);
-    _exit(1);
+    endProcess(1);
 }
 
 } // namespace tarn::server

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/identify.h"
 
+#include "base/text.h"
 #include "matching/matcher.h"
 
 #include <fmt/format.h>
@@ -36,8 +37,9 @@ bool identify(CatalogueReader& reader, const FingerprintQuery& query, std::ostre
         out << "Not looked up: " << examination.refusal << '\n';
         return false;
     }
-    out << examination.grams << " grams looked up in " << examination.stages << " stage"
-        << (examination.stages == 1 ? "" : "s") << ", " << examination.candidates.size() << " candidates\n";
+    out << counted(examination.grams, "gram") << " looked up in "
+        << counted(static_cast<uint64_t>(examination.stages), "stage") << ", "
+        << counted(examination.candidates.size(), "candidate") << '\n';
     bool isBest = true;
     for (const Candidate& candidate : examination.candidates) {
         const Coding& coding = kCodings[candidate.alignment.coding];

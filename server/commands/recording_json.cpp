@@ -9,7 +9,12 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace tarn::server {
 
@@ -65,13 +70,30 @@ Json jsonOf(const CodeString& string) {
     return {{"letters", string.letters}, {"frames", std::move(frames)}};
 }
 
+// The library would turn -1 into the highest number, and 1.5 into 1.
+template <class Number>
+Number numberIn(const Json& json, const char* name) {
+    const bool isInteger = json.is_number_unsigned() || (std::is_signed_v<Number> && json.is_number_integer());
+    if (isInteger && (json.is_number_unsigned() ? std::in_range<Number>(json.get<uint64_t>())
+                                                : std::in_range<Number>(json.get<int64_t>()))) {
+        return json.get<Number>();
+    }
+    throw std::runtime_error(std::string(name) + " must be an integer from " +
+                             std::to_string(std::numeric_limits<Number>::min()) + " to " +
+                             std::to_string(std::numeric_limits<Number>::max()));
+}
+
 CodeString stringFrom(const Json& json) {
     CodeString string;
     string.letters = json.at("letters").get<std::string>();
     if (!std::all_of(string.letters.begin(), string.letters.end(), isLetter)) {
         throw std::runtime_error("the letters of codes go from a to x");
     }
-    const auto frames = json.at("frames").get<std::vector<uint32_t>>();
+    const Json& written = json.at("frames");
+    if (!written.is_array()) throw std::runtime_error("the frames of codes must be a list");
+    std::vector<uint32_t> frames;
+    frames.reserve(written.size());
+    for (const Json& frame : written) frames.push_back(numberIn<uint32_t>(frame, "a frame of codes"));
     if (frames.empty()) return string;
     const std::vector<size_t> timed = timedIndexes(string.letters.size());
     if (frames.size() != timed.size() || !std::is_sorted(frames.begin(), frames.end())) {
@@ -109,15 +131,17 @@ ExportedRecording fromJson(const std::string& line) {
         const Json json = Json::parse(line);
         ExportedRecording exported;
         for (const auto& [name, text] : kTexts) text(exported.recording) = json.at(name).get<std::string>();
-        for (const auto& [name, number] : kNumbers) number(exported.recording) = json.at(name).get<uint32_t>();
+        for (const auto& [name, number] : kNumbers) {
+            number(exported.recording) = numberIn<uint32_t>(json.at(name), name);
+        }
         for (const auto& [name, blob] : kBlobs) blob(exported.recording) = bytesOf(json.at(name).get<std::string>());
         if (exported.recording.contentHash.empty())
             throw std::runtime_error("content_hash is empty; every recording needs one");
         if (json.contains("file")) {
-            exported.file =
-                FileEntry{.bytes = json["file"].at("bytes").get<uint64_t>(),
-                          .modifiedNs = static_cast<uint64_t>(json["file"].at("modified_ns").get<int64_t>()),
-                          .contentHash = exported.recording.contentHash};
+            exported.file = FileEntry{
+                .bytes = numberIn<uint64_t>(json["file"].at("bytes"), "bytes"),
+                .modifiedNs = static_cast<uint64_t>(numberIn<int64_t>(json["file"].at("modified_ns"), "modified_ns")),
+                .contentHash = exported.recording.contentHash};
         }
         const Json& codes = json.at("codes");
         if (codes.size() != exported.recording.codes.size())

@@ -4,6 +4,8 @@
 #include "accounts/account_book.h"
 #include "accounts/account_file.h"
 #include "accounts/identity_store.h"
+#include "base/text.h"
+#include "catalogue/store.h"
 #include "commands/descriptor_stream.h"
 #include "commands/service_log.h"
 #include "http/http_server.h"
@@ -44,7 +46,8 @@ ServiceSetup::ServiceSetup()
 int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recogniser, std::ostream& out,
              std::ostream& err) {
     const std::shared_ptr<spdlog::logger> log = setup.log;
-    log->info("tarn-server {}, catalogue {}, accounts {}", KVX_VERSION, options.catalogue, options.accounts.string());
+    const std::string catalogue = shownLocation(options.catalogue);
+    log->info("tarn-server {}, catalogue {}, accounts {}", KVX_VERSION, catalogue, options.accounts.string());
     try {
         setup.endSignal.watch(options.limits.stoppingTime + kEnding, [log] {
             log->error("something hangs, perhaps the disk of the catalogue; the service ends without waiting for it");
@@ -65,11 +68,12 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
             [&](uint32_t id, const std::string& presented) { return identities.identityFor(id, presented); },
             recogniser);
         HttpServer server(options.listen, options.limits,
-                          {handler, recogniser, options.catalogue, [&] { return accounts.size(); }, log,
+                          {handler, recogniser, catalogue, [&] { return accounts.size(); }, log,
                            TrustedProxies(options.trustedProxies)});
         out << "listening on " << server.address() << std::endl;
         if (!out) return kOutputLost; // who started the service does not learn its address
-        log->info("listening on {} (--listen {}), {} accounts", server.address(), options.listen, accounts.size());
+        log->info("listening on {} (--listen {}), {}", server.address(), options.listen,
+                  counted(accounts.size(), "account"));
         const int signal = setup.endSignal.wait();
         log->info("signal {}, finishing what is in flight", signal);
         server.stop();

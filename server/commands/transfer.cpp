@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/transfer.h"
 
+#include "base/text.h"
 #include "catalogue/catalogue.h"
 #include "commands/recording_json.h"
 #include "commands/reporting.h"
@@ -50,7 +51,7 @@ int runBackup(const std::string& catalogue, const std::string& destination, std:
     return reporting(err, [&] {
         CatalogueReader reader(catalogue);
         reader.backUp(destination);
-        out << reader.recordingCount() << " recordings in " << destination << '\n';
+        out << counted(reader.recordingCount(), "recording") << " in " << destination << '\n';
         return 0;
     });
 }
@@ -60,7 +61,7 @@ int runRestore(const std::string& catalogue, const std::string& copy, std::ostre
         CatalogueReader reader(copy);
         for (const std::string& problem : reader.check(true)) throw CatalogueError(problem);
         reader.backUp(catalogue);
-        out << reader.recordingCount() << " recordings in " << catalogue << '\n';
+        out << counted(reader.recordingCount(), "recording") << " in " << catalogue << '\n';
         return 0;
     });
 }
@@ -100,7 +101,7 @@ int runImport(const std::string& catalogue, const std::string& path, std::istrea
             throw;
         }
         writer.commit();
-        out << imported << " recordings imported\n";
+        out << counted(imported, "recording") << " imported\n";
         return 0;
     });
 }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/catalogue_watch.h"
 
+#include "base/reason.h"
+#include "base/text.h"
+
 #include <utility>
 
 namespace tarn::server {
@@ -29,11 +32,11 @@ void CatalogueWatch::look() {
     try {
         count = recogniser_.recordingCount();
     } catch (const std::exception& error) {
-        reason = error.what();
+        reason = reasonOf(error);
     }
     if (!count) noteFailure(reason);
     const std::lock_guard lock(mutex_);
-    if (count && becomes(State::kUp)) log_.info("catalogue: open, {} recordings in {}", *count, location_);
+    if (count && becomes(State::kUp)) log_.info("catalogue: open, {} in {}", counted(*count, "recording"), location_);
     recordings_ = count;
     looked_ = true;
     changed_.notify_all();
@@ -42,7 +45,7 @@ void CatalogueWatch::look() {
 void CatalogueWatch::noteFailure(const std::string& reason) {
     const std::lock_guard lock(mutex_);
     if (!becomes(State::kDown)) return;
-    log_.error("catalogue: {}; until {} can be read, every answer is 503", reason, location_);
+    log_.error("catalogue: {}; until {} can be read, requests that need it are answered with 503", reason, location_);
 }
 
 bool CatalogueWatch::becomes(State state) { return std::exchange(state_, state) != state; }

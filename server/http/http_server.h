@@ -24,7 +24,7 @@ class HttpServer {
     struct Backend {
         const RequestHandler& handler;
         Recogniser& recogniser; // for the state of the catalogue
-        std::string catalogue;  // where it is, for the log
+        std::string catalogue;  // where it is, as the log may show it
         std::function<size_t()> accountCount;
         std::shared_ptr<spdlog::logger> log;
         TrustedProxies trustedProxies = TrustedProxies({});

@@ -2,6 +2,7 @@
 #include "matching/alignment.h"
 
 #include "matching/edits.h"
+#include "model/frames.h"
 
 #include <algorithm>
 #include <optional>
@@ -19,10 +20,8 @@ constexpr uint32_t kMarginFrames = 250;
 constexpr size_t kMaxPlaces = 3;
 // How late the refined start is in the middle, measured on real music: runs are written when they have ended.
 constexpr int64_t kLateFrames = 8;
-// The length of a query that does not state it.
-constexpr uint32_t kUsualFrames = 1292;
-
-uint32_t framesOf(const PreparedQuery& query) { return query.frames != 0 ? query.frames : kUsualFrames; }
+// Of a query that does not state its length, the usual one.
+uint32_t framesOf(const PreparedQuery& query) { return query.frames != 0 ? query.frames : kMaxQueryFrames; }
 
 // Votes of one map for the frame at which the query starts in the recording.
 class Votes {

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "matching/catalogue_recogniser.h"
 
+#include "catalogue/store.h"
 #include "matching/matcher.h"
 
 #include <algorithm>
-#include <new>
+#include <exception>
 
 namespace tarn::server {
 
@@ -20,8 +21,11 @@ Match matchOf(const Recording& recording) {
 
 } // namespace
 
+CatalogueRecogniser::CatalogueRecogniser(std::string location, Log log)
+    : location_(std::move(location)), shown_(shownLocation(location_)), log_(std::move(log)) {}
+
 CatalogueUnavailable CatalogueRecogniser::notAll() const {
-    return CatalogueUnavailable(location_ + ": a part of the catalogue does not answer");
+    return CatalogueUnavailable(shown_ + ": a part of the catalogue does not answer");
 }
 
 template <class Work>
@@ -50,8 +54,6 @@ auto CatalogueRecogniser::withReader(Work work) {
         throw Unavailable(error.what());
     } catch (const CatalogueError& error) {
         throw Unavailable(error.what()); // the reader goes, and the next request opens the catalogue anew
-    } catch (const std::bad_alloc&) {
-        throw Unavailable(location_ + ": there is not enough memory");
     }
 }
 
@@ -66,7 +68,7 @@ void CatalogueRecogniser::passOver(uint32_t id, const std::string& problem) {
         const std::lock_guard lock(mutex_);
         if (!passedOver_.insert(id).second) return;
     }
-    if (log_) log_(location_ + ": passed over: " + problem);
+    if (log_) log_(shown_ + ": passed over: " + problem);
 }
 
 Recognition CatalogueRecogniser::recognise(const FingerprintQuery& query, size_t maxMatches) {
@@ -112,8 +114,8 @@ void CatalogueRecogniser::warmUp(const std::stop_token& stop) {
             reader.warmUp(stop);
             return true;
         });
-    } catch (const Unavailable&) {
-        return; // the log of the service says why
+    } catch (const std::exception&) {
+        return; // the log of the service says why, at its next look
     }
 }
 

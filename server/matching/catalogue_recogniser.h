@@ -21,8 +21,7 @@ class CatalogueRecogniser : public Recogniser {
     // Gets one line for each damaged recording that look-ups go on without.
     using Log = std::function<void(const std::string&)>;
     // Does not open the catalogue yet: it may be made later.
-    explicit CatalogueRecogniser(std::string location, Log log = {})
-        : location_(std::move(location)), log_(std::move(log)) {}
+    explicit CatalogueRecogniser(std::string location, Log log = {});
 
     Recognition recognise(const FingerprintQuery& query, size_t maxMatches) override;
     std::vector<Match> lookUp(const std::string& id, size_t maxMatches) override;
@@ -40,6 +39,7 @@ class CatalogueRecogniser : public Recogniser {
     void passOver(uint32_t id, const std::string& problem);
 
     std::string location_;
+    std::string shown_; // the location, for messages
     Log log_;
     std::mutex mutex_;
     std::unordered_set<uint32_t> passedOver_;

@@ -22,7 +22,7 @@ constexpr size_t kMinGrams = 40;
 constexpr uint64_t kCommonGram = 2200;
 // The first stage's candidates are judged only if the best score is 1.4 times the sixth: places 2 to 5 may be copies of
 // the best. Known recordings nearly always pass, and unknown music skips a stage that would find nothing.
-constexpr size_t kBehind = 5;
+constexpr size_t kComparedPlace = 5;
 constexpr uint32_t kStandsOutPercent = 140;
 // In a small catalogue, comparing more candidates costs no more than finding them costs in a large one.
 constexpr uint64_t kSmallCatalogue = 1000;
@@ -74,8 +74,8 @@ void addUp(Lookup& lookup, std::span<const size_t> grams, uint64_t recordings) {
 }
 
 bool standsOut(const std::vector<ScoredRecording>& scored) {
-    if (scored.size() <= kBehind) return true;
-    return uint64_t{scored.front().score} * 100 >= uint64_t{scored[kBehind].score} * kStandsOutPercent;
+    if (scored.size() <= kComparedPlace) return true;
+    return uint64_t{scored.front().score} * 100 >= uint64_t{scored[kComparedPlace].score} * kStandsOutPercent;
 }
 
 // Measures the likeliest candidates and sorts all by their bits.

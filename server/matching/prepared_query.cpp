@@ -3,6 +3,7 @@
 
 #include "catalogue/gram_lists.h"
 #include "kvx.h"
+#include "model/frames.h"
 
 #include <algorithm>
 #include <numeric>
@@ -22,10 +23,9 @@ uint32_t frameOf(const Gram& gram, size_t letters, uint32_t frames) {
     return kFirstCodedFrame + static_cast<uint32_t>(uint64_t{frames - kFirstCodedFrame} * gram.index / letters);
 }
 
-// A client codes the recording without its last 50 ms, and 30 s at most.
 uint32_t codedFrames(uint32_t durationMs) {
-    if (durationMs <= 50) return 0;
-    return static_cast<uint32_t>(KVX_GetFeatureSize(std::min<uint32_t>(durationMs - 50, 30000)));
+    if (durationMs <= kUncodedMs) return 0;
+    return static_cast<uint32_t>(KVX_GetFeatureSize(std::min(durationMs - kUncodedMs, kMaxCodedMs)));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "catalogue/catalogue.h"
 #include "coding/grams.h"
 #include "matching/local_alignment.h"
+#include "model/frames.h"
 #include "model/query.h"
 
 #include <array>
@@ -21,9 +22,11 @@ namespace tarn::server {
 // letters in both together.
 constexpr size_t kMinLetters = 12;
 constexpr size_t kMinDistinctLetters = 10;
-// No audio makes more letters: 30 s are 1292 frames, of which the last 1252 are coded, and each letter takes three of
-// them, except the first, which may take two. Longer strings are forged, and would cost the most to look up.
-constexpr size_t kMaxLetters = 1 + (1252 - 2) / 3;
+// The first frame that a client codes, and where the first letter's run may begin.
+constexpr uint32_t kFirstCodedFrame = 41;
+// No audio makes more letters: each takes three of the coded frames, except the first, which may take two. Longer
+// strings are forged, and would cost the most to look up.
+constexpr size_t kMaxLetters = 1 + (kMaxQueryFrames - kFirstCodedFrame + 1 - 2) / 3;
 
 struct QueryString {
     std::string letters;
@@ -84,8 +87,5 @@ struct PreparedQuery {
     std::array<GramPlaces, kCodebooks> places;
     uint32_t frames = 0; // that were coded; 0: not known
 };
-
-// The first frame that a client codes, and where the first letter's run may begin.
-constexpr uint32_t kFirstCodedFrame = 41;
 
 } // namespace tarn::server

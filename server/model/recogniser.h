@@ -37,12 +37,12 @@ class Recogniser {
   public:
     virtual ~Recogniser() = default;
 
-    // At most that many matches. Throws Unavailable.
+    // At most that many matches. Throws Unavailable, as do the others; std::bad_alloc where memory is short.
     virtual Recognition recognise(const FingerprintQuery& query, size_t maxMatches) = 0;
     // The recordings of a track id, or of an album id (one per album is enough to answer with the album). Confidence
-    // 100. Empty: not found. Throws Unavailable.
+    // 100. Empty: not found.
     virtual std::vector<Match> lookUp(const std::string& id, size_t maxMatches) = 0;
-    virtual uint64_t recordingCount() = 0; // throws Unavailable
+    virtual uint64_t recordingCount() = 0;
 };
 
 } // namespace tarn::server

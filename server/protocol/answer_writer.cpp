@@ -11,7 +11,7 @@ namespace tarn::server {
 
 void AnswerWriter::add(char type, std::string_view data) {
     if (data.empty() || data.size() > std::numeric_limits<uint32_t>::max()) {
-        throw DamagedRecord("a record of the catalogue has no bytes, or more than 4 GiB; run tarn-server check");
+        throw DamagedBlob("a record of the catalogue has no bytes, or more than 4 GiB; run tarn-server check");
     }
     static_assert(kvx::packet::kRecordLengthOffset == sizeof type);
     static_assert(kvx::packet::kRecordFrameBytes == sizeof type + sizeof(uint32_t));

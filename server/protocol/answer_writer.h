@@ -11,7 +11,7 @@ namespace tarn::server {
 
 class AnswerWriter {
   public:
-    // A record without data would make the whole answer invalid: DamagedRecord.
+    // A record without data would make the whole answer invalid: DamagedBlob.
     void add(char type, std::string_view data);
     bool empty() const { return body_.empty(); }
     // The records; one "nothing found" where there are none.

@@ -26,14 +26,14 @@ FingerprintRequest readFingerprint(WireReader& reader) {
     request.query.durationMs = reader.u32("fingerprint block");
     // What the client says about its file is of no use to recognition: two numbers, five texts, six short numbers,
     // five more texts.
-    constexpr int kTextsAhead = 5;
+    constexpr int kTextsBefore = 5;
     constexpr size_t kNumberBytes = 2 * 4;
     constexpr size_t kShortBytes = 6 * 2;
-    constexpr int kTextsBehind = 5;
+    constexpr int kTextsAfter = 5;
     reader.bytes(kNumberBytes, "fingerprint block");
-    for (int i = 0; i < kTextsAhead; ++i) reader.text("fingerprint block");
+    for (int i = 0; i < kTextsBefore; ++i) reader.text("fingerprint block");
     reader.bytes(kShortBytes, "fingerprint block");
-    for (int i = 0; i < kTextsBehind; ++i) reader.text("fingerprint block");
+    for (int i = 0; i < kTextsAfter; ++i) reader.text("fingerprint block");
     for (std::string& codes : request.query.codes) codes = codeString(reader);
     reader.text("pairs");
     return request;

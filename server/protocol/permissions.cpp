@@ -42,6 +42,5 @@ Permissions Permissions::read(WireReader& reader) {
 }
 
 bool Permissions::everyTrackField() const { return all(track_); }
-bool Permissions::everyAlbumField() const { return all(album_); }
 
 } // namespace tarn::server

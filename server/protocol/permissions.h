@@ -20,7 +20,6 @@ class Permissions {
     bool track(size_t field) const { return field >= track_.size() || track_[field]; }
     bool album(size_t field) const { return field >= album_.size() || album_[field]; }
     bool everyTrackField() const;
-    bool everyAlbumField() const;
 
   private:
     std::vector<bool> track_;

@@ -48,14 +48,14 @@ std::vector<std::string> blobFields(const std::string& blob) {
     std::string copy = blob; // a cursor wants bytes that may be written
     const KVXBlob cursor{reinterpret_cast<uint8_t*>(copy.data()), 0, static_cast<uint32_t>(copy.size())};
     const uint32_t count = BlobGetCount(&cursor);
-    if (count == 0) throw DamagedRecord("a record of the catalogue has no fields; run tarn-server check");
+    if (count == 0) throw DamagedBlob("a record of the catalogue has no fields; run tarn-server check");
     std::vector<std::string> fields;
     fields.reserve(count);
     for (uint32_t i = 0; i < count; ++i) {
         const uint8_t* data = nullptr;
         uint32_t length = 0;
         if (BlobGetData(&cursor, static_cast<uint8_t>(i), &data, &length) != 0) {
-            throw DamagedRecord("a record of the catalogue is shorter than its fields; run tarn-server check");
+            throw DamagedBlob("a record of the catalogue is shorter than its fields; run tarn-server check");
         }
         fields.emplace_back(reinterpret_cast<const char*>(data), length);
     }
@@ -89,7 +89,7 @@ std::string permittedTrack(const std::string& trackBlob, const Permissions& perm
 std::string permittedAlbum(const std::string& albumBlob, const Permissions& permissions, int confidence) {
     std::vector<std::string> fields = blobFields(albumBlob);
     if (fields.size() < kAlbumFields)
-        throw DamagedRecord("an album of the catalogue has too few fields; run tarn-server check");
+        throw DamagedBlob("an album of the catalogue has too few fields; run tarn-server check");
     for (size_t i = 0; i < fields.size(); ++i) {
         if (!permissions.album(i)) fields[i].clear();
     }

@@ -11,13 +11,13 @@
 
 namespace tarn::server {
 
-// A record of the catalogue that cannot be read as one.
-class DamagedRecord : public std::runtime_error {
+// A record that the catalogue gave, or a part of one, is no sound blob.
+class DamagedBlob : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-std::vector<std::string> blobFields(const std::string& blob); // throws DamagedRecord
+std::vector<std::string> blobFields(const std::string& blob); // throws DamagedBlob
 std::string blobOf(const std::vector<std::string>& fields);   // at most 255
 
 // The track with the fields that may be sent.

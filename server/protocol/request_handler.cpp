@@ -122,7 +122,7 @@ Reply RequestHandler::answer(AdmittedRequest request) const {
     } catch (const Unavailable& error) {
         return failure(std::move(report), RequestOutcome::kUnavailable, "the catalogue is not available", error.what());
     } catch (const std::bad_alloc&) {
-        return failure(std::move(report), RequestOutcome::kUnavailable, "the service is out of memory");
+        return failure(std::move(report), RequestOutcome::kOverload, "the service is out of memory");
     } catch (const std::exception& error) {
         return failure(std::move(report), RequestOutcome::kFailed, "the request failed", error.what());
     }

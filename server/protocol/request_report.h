@@ -17,7 +17,7 @@ enum class RequestOutcome {
     kRefused, // unknown account or bad signature: no client learns which
     kTooLarge,
     kFailed,
-    kOverload,    // too many requests wait
+    kOverload,    // too many requests wait, or memory is short
     kUnavailable, // the catalogue cannot be asked
 };
 constexpr size_t kRequestOutcomes = 8;

@@ -84,18 +84,18 @@ TEST(AccessKey, AFourCharacterTimePassesThePositionCheck) {
     EXPECT_EQ(take("100:" + codeText(), 100).refusal, "Key Not Valid");
 }
 
-TEST(AccessKey, GivesTheEightyCharactersBehindTheColon) {
+TEST(AccessKey, GivesTheEightyCharactersAfterTheColon) {
     EXPECT_EQ(take("1800000000:" + codeText(80) + "!").code, codeText(80));
     EXPECT_EQ(take("1800000000:::" + codeText(78)).code, "::" + codeText(78)); // the first colon counts
 }
 
 TEST(AccessKey, GivesTheFirstEightyCharactersOfABareCode) { EXPECT_EQ(take(codeText(95)).code, codeText(80)); }
 
-TEST(AccessKey, SeventyNineCharactersBehindTheColonEndInAZeroByte) {
+TEST(AccessKey, SeventyNineCharactersAfterTheColonEndInAZeroByte) {
     EXPECT_EQ(take("1800000000:" + codeText(79)).code, codeText(79) + '\0');
 }
 
-TEST(AccessKey, AColonBehindAZeroByteIsNotSeen) {
+TEST(AccessKey, AColonAfterAZeroByteIsNotSeen) {
     std::string plain = codeText(85);
     plain[3] = '\0';
     plain[4] = ':';

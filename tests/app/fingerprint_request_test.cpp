@@ -28,7 +28,7 @@ Outcome requestFor(const std::string& path) {
     return outcome;
 }
 
-Bytes silenceBehind(const WavFields& fields, size_t bytes) {
+Bytes silenceAfter(const WavFields& fields, size_t bytes) {
     Bytes file = wavHeader(fields);
     file.resize(file.size() + bytes);
     return file;
@@ -70,7 +70,7 @@ TEST(FingerprintRequest, FailsWithTheReasonAndLeavesNothingAllocated) {
         {"a rate beyond 31 bits", with([](WavFields& f) { f.rateHz = 0x80000000, f.riffSize = 0xffffffff; }),
          "TARN 106 Cannot init fingerprint for file FILE - Track Too Short"},
         {"header without audio", with([](WavFields&) {}), "TARN 108 Cannot generate fingerprint for file FILE"},
-        {"audio ends early", silenceBehind(sound, 44100 * 7), "TARN 108 Cannot generate fingerprint for file FILE"},
+        {"audio ends early", silenceAfter(sound, 44100 * 7), "TARN 108 Cannot generate fingerprint for file FILE"},
     };
     const std::string path = directory.file("sound.wav");
     for (const Case& c : cases) {
@@ -242,32 +242,36 @@ struct FailingBlock {
     std::string seen;
 };
 
+// What comes of a file when no memory for a block can be had.
+struct WithoutABlock {
+    explicit WithoutABlock(const Bytes& file) {
+        writeFile(path, file);
+        ScriptedServices scripted;
+        Client session(scripted);
+        tarn::ErrorSlot slot;
+        FailingBlock hook;
+        hook.slot = &slot;
+        EXPECT_FALSE(session.client.createRequestFromWAVFile(path, slot));
+        EXPECT_TRUE(hook.failed);
+        seen = hook.seen;
+        error = describe(slot);
+    }
+
+    TemporaryDirectory directory;
+    std::string path = directory.file("sound.wav");
+    std::string seen; // the error while the session is opened
+    std::string error;
+};
+
 TEST(FingerprintRequest, CarriesOnWithoutABlockUntilTheSeek) {
-    const TemporaryDirectory directory;
-    const std::string path = directory.file("sound.wav");
-    writeFile(path, wavFile({}));
-    ScriptedServices scripted;
-    Client session(scripted);
-    tarn::ErrorSlot error;
-    FailingBlock hook;
-    hook.slot = &error;
-    EXPECT_FALSE(session.client.createRequestFromWAVFile(path, error));
-    EXPECT_TRUE(hook.failed);
-    EXPECT_EQ(hook.seen, "TARN 105 Cannot allocate buffer memory 1024 bytes"); // while the session is opened
-    EXPECT_EQ(describe(error), "TARN 107 Cannot read file " + path + " to expected offset 0");
+    const WithoutABlock outcome(wavFile({}));
+    EXPECT_EQ(outcome.seen, "TARN 105 Cannot allocate buffer memory 1024 bytes");
+    EXPECT_EQ(outcome.error, "TARN 107 Cannot read file " + outcome.path + " to expected offset 0");
 }
 
 TEST(FingerprintRequest, WithoutABlockAShortTrackIsStillTooShort) {
-    const TemporaryDirectory directory;
-    const std::string path = directory.file("sound.wav");
-    writeFile(path, wavHeader({}));
-    ScriptedServices scripted;
-    Client session(scripted);
-    tarn::ErrorSlot error;
-    FailingBlock hook;
-    hook.slot = &error;
-    EXPECT_FALSE(session.client.createRequestFromWAVFile(path, error));
-    EXPECT_EQ(describe(error), "TARN 106 Cannot init fingerprint for file " + path + " - Track Too Short");
+    const WithoutABlock outcome(wavHeader({}));
+    EXPECT_EQ(outcome.error, "TARN 106 Cannot init fingerprint for file " + outcome.path + " - Track Too Short");
 }
 
 } // namespace

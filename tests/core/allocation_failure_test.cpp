@@ -2,64 +2,20 @@
 // Every allocation of the handle's calls fails in turn: the documented status, nothing left over, and a handle that
 // then does the same work to the same bytes.
 #include "core/answer_readers.h"
+#include "core/counted_requests.h"
 #include "support/answers.h"
-#include "support/audio.h"
 #include "support/counting_hooks.h"
 #include "support/failing_memory.h"
 #include "support/figures.h"
 #include "support/handles.h"
 
 #include <gtest/gtest.h>
-#include <span>
 
 namespace kvxtest {
+
+using namespace counted_requests;
+
 namespace {
-
-constexpr int32_t kBlockBytes = 1024; // what a client feeds at a time
-constexpr int32_t kDurationMs = 6100;
-constexpr uint32_t kUntouched = 77;
-
-void recordPoints(const std::string& what, long points) {
-    recordFigure("failure points of " + what, static_cast<size_t>(points));
-}
-
-// A handle from the counter's memory; the host's copy goes back to the system, past the hooks.
-Handle countedHandle(CountingHooks& hooks, const HandleOptions& options = {}) {
-    Handle handle = makeHandle(options);
-    hooks.forget(handle->hostName);
-    return handle;
-}
-
-// A request of any kind: its status, and its bytes where there are any.
-struct Request {
-    int32_t status = 0;
-    Bytes bytes;
-};
-
-template <class Generate>
-Request request(Generate generate, int32_t (*release)(uint8_t**)) {
-    uint8_t* buffer = nullptr;
-    uint32_t length = kUntouched;
-    Request made{generate(&buffer, &length), {}};
-    if (made.status == 0) made.bytes.assign(buffer, buffer + length);
-    EXPECT_EQ(buffer == nullptr, made.status != 0);
-    EXPECT_EQ(length == kUntouched, made.status != 0);
-    release(&buffer);
-    return made;
-}
-
-Request fingerprintRequest(KVXHandle* handle) {
-    static char text[] = "value";
-    static KVXValueLength value{text, 5};
-    const NumValuePair pairs[] = {{1, &value}, {2, nullptr}};
-    KVXFingerprintDescriptor descriptor{};
-    descriptor.text1 = "file.wav";
-    return request(
-        [&](uint8_t** buffer, uint32_t* length) {
-            return KVXGenerateFingerprintRequest3(handle, pairs, 2, &descriptor, 10, 0x656E, buffer, length);
-        },
-        KVXFreeFingerprintRequest3);
-}
 
 Request idRequest(KVXHandle* handle) {
     const Bytes id = bytesOf("an id");
@@ -78,34 +34,6 @@ Request metaIdRequest(KVXHandle* handle) {
             return KVXGenerateMetaIDRequest(handle, 'A', ids, 2, 1, 0x656E, buffer, length);
         },
         KVXFreeMetaIDRequest);
-}
-
-struct PcmFormat {
-    int channels;
-    int32_t rateHz;
-    long blocksPerCall; // of memory: the work buffer, and one to resample into
-};
-constexpr PcmFormat kFormats[] = {{1, 22050, 1}, {2, 22050, 1}, {1, 44100, 2}, {2, 44100, 2}};
-
-int32_t open(KVXHandle* handle, const PcmFormat& format) {
-    return KVXNewFingerprint3(handle, format.channels, format.rateHz, kDurationMs);
-}
-
-Bytes pcmOf(const PcmFormat& format) {
-    Bytes pcm = audioBytes(Audio::kMusic, format.channels, format.rateHz, 0, kDurationMs);
-    pcm.resize(pcm.size() / kBlockBytes * kBlockBytes);
-    return pcm;
-}
-
-// A session from its opening to its request.
-Request wholeSession(KVXHandle* handle, const PcmFormat& format, const Bytes& pcm) {
-    EXPECT_EQ(open(handle, format), 0);
-    int32_t status = KVX_MORE_AUDIO_WANTED;
-    for (size_t at = 0; at < pcm.size() && status == KVX_MORE_AUDIO_WANTED; at += kBlockBytes) {
-        status = KVXGenerateFingerprint3(handle, pcm.data() + at, kBlockBytes);
-    }
-    EXPECT_EQ(status, 0);
-    return fingerprintRequest(handle);
 }
 
 TEST(AllocationFailure, InInitGivesMinusOneAndLeavesNothing) {
@@ -132,72 +60,6 @@ TEST(AllocationFailure, InInitGivesMinusOneAndLeavesNothing) {
     EXPECT_EQ(hexDump(made), hexDump(idRequest(handle).bytes));
     KVXShutdown(&handle);
     recordPoints("KVXInit", points);
-}
-
-TEST(AllocationFailure, InANewSessionEndsTheOneBeforeAndLeavesNone) {
-    const PcmFormat format = kFormats[0];
-    const Bytes pcm = pcmOf(format);
-    CountingHooks hooks;
-    const Handle handle = countedHandle(hooks);
-    const size_t withoutSession = hooks.live();
-    const Bytes whole = wholeSession(handle.get(), format, pcm).bytes;
-    const size_t withSession = hooks.live();
-    const long points = failEachAllocation(
-        hooks, [&] { return open(handle.get(), format); },
-        [&](int32_t status) {
-            EXPECT_EQ(status, -1);
-            EXPECT_EQ(hooks.live(), withoutSession);
-            EXPECT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data(), kBlockBytes), -1);
-            EXPECT_EQ(fingerprintRequest(handle.get()).status, -1);
-            EXPECT_EQ(hexDump(wholeSession(handle.get(), format, pcm).bytes), hexDump(whole));
-            EXPECT_EQ(hooks.live(), withSession);
-        });
-    EXPECT_EQ(points, 9); // three maps, each with two texts
-    EXPECT_EQ(hooks.strayFrees(), 0);
-    recordPoints("KVXNewFingerprint3", points);
-}
-
-// The client of a failed call may feed the same audio again: nothing of it was taken in.
-TEST(AllocationFailure, InFeedingTakesNothingIn) {
-    long points = 0;
-    for (const PcmFormat& format : kFormats) {
-        SCOPED_TRACE(std::to_string(format.channels) + " channels, " + std::to_string(format.rateHz) + " Hz");
-        const Bytes pcm = pcmOf(format);
-        CountingHooks hooks;
-        const Handle handle = countedHandle(hooks);
-        const Bytes whole = wholeSession(handle.get(), format, pcm).bytes;
-        ASSERT_EQ(open(handle.get(), format), 0);
-        const size_t before = hooks.live();
-        int32_t status = KVX_MORE_AUDIO_WANTED;
-        for (size_t at = 0; at < pcm.size() && status == KVX_MORE_AUDIO_WANTED; at += kBlockBytes) {
-            for (long failing = 0; failing < format.blocksPerCall; ++failing, ++points) {
-                hooks.failAfter(failing);
-                ASSERT_EQ(KVXGenerateFingerprint3(handle.get(), pcm.data() + at, kBlockBytes), -1);
-                ASSERT_TRUE(hooks.hasFailed());
-                ASSERT_EQ(hooks.live(), before);
-            }
-            hooks.failAfter(format.blocksPerCall); // one more than a call needs
-            status = KVXGenerateFingerprint3(handle.get(), pcm.data() + at, kBlockBytes);
-            ASSERT_FALSE(hooks.hasFailed());
-            hooks.failAfter(CountingHooks::kNever);
-        }
-        ASSERT_EQ(status, 0);
-        EXPECT_EQ(hexDump(fingerprintRequest(handle.get()).bytes), hexDump(whole));
-        EXPECT_EQ(hooks.strayFrees(), 0);
-    }
-    EXPECT_GT(points, 1000);
-    recordPoints("feeding four recordings", points);
-}
-
-TEST(AllocationFailure, InPreparedSamplesDoesNotOccur) {
-    const PcmFormat format = kFormats[0];
-    const std::vector<int16_t> samples = audioSamples(Audio::kMusic, 1, format.rateHz, 0, kDurationMs);
-    CountingHooks hooks;
-    const Handle handle = countedHandle(hooks);
-    ASSERT_EQ(open(handle.get(), format), 0);
-    const long before = hooks.allocations();
-    EXPECT_EQ(KVXGenerateFingerprint3_Real(handle.get(), samples.data(), static_cast<int32_t>(samples.size())), 0);
-    EXPECT_EQ(hooks.allocations(), before);
 }
 
 TEST(AllocationFailure, InRequestsGivesMinusOneAndLeavesNothing) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "built_request.h"
 #include "fingerprint/engine/feature_map.h"
 #include "support/annotated_dump.h"
 #include "support/counting_hooks.h"
@@ -8,32 +9,25 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
+using kvxtest::BuiltRequest;
+using kvxtest::builtRequest;
 using kvxtest::Bytes;
 using kvxtest::HandleOptions;
 using kvxtest::hexDump;
+using kvxtest::kEnglish;
 using kvxtest::PacketAssembler;
 
 namespace {
 
-constexpr int32_t kEnglish = 0x656e;
-
-struct Request {
-    int32_t status = 0;
-    Bytes bytes;
-};
-
-Request request(KVXHandle* handle, const KVXFingerprintDescriptor* descriptor = nullptr,
-                const std::vector<NumValuePair>& pairs = {}, uint16_t option = 10) {
-    uint8_t* buffer = nullptr;
-    uint32_t length = 0;
-    Request result;
-    result.status = KVXGenerateFingerprintRequest3(handle, pairs.empty() ? nullptr : pairs.data(),
-                                                   static_cast<int16_t>(pairs.size()), descriptor, option, kEnglish,
-                                                   &buffer, &length);
-    if (buffer != nullptr) result.bytes.assign(buffer, buffer + length);
-    EXPECT_EQ(KVXFreeFingerprintRequest3(&buffer), 0);
-    EXPECT_EQ(buffer, nullptr);
-    return result;
+BuiltRequest request(KVXHandle* handle, const KVXFingerprintDescriptor* descriptor = nullptr,
+                     const std::vector<NumValuePair>& pairs = {}, uint16_t option = 10) {
+    return builtRequest(
+        [&](uint8_t** buffer, uint32_t* length) {
+            return KVXGenerateFingerprintRequest3(handle, pairs.empty() ? nullptr : pairs.data(),
+                                                  static_cast<int16_t>(pairs.size()), descriptor, option, kEnglish,
+                                                  buffer, length);
+        },
+        KVXFreeFingerprintRequest3);
 }
 
 // A finished session whose six code strings are these.
@@ -107,7 +101,7 @@ TEST(FingerprintRequest, TreatsANullDescriptorAsAllZero) {
     PacketAssembler packet;
     packet.header(options, kEnglish, 10).u32(114).raw("F").allPermissions();
     packet.u32(61000).raw(Bytes(84)).u32(0).u32(0).signature(options);
-    const Request made = request(handle.get());
+    const BuiltRequest made = request(handle.get());
     EXPECT_EQ(made.bytes.size(), 190U); // 52 + 114 + 0 + 16 + 8
     EXPECT_EQ(hexDump(made.bytes), hexDump(packet.bytes));
     const KVXFingerprintDescriptor zeros{};

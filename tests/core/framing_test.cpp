@@ -218,7 +218,7 @@ TEST(Permissions, MapEntryKToBitKButTrackEntriesThreeAndFourTradePlaces) {
     }
 }
 
-TEST(HttpData, BeginsBehindTheFirstEmptyLine) {
+TEST(HttpData, BeginsAfterTheFirstEmptyLine) {
     struct Case {
         const char* name;
         std::string text;

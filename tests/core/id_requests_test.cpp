@@ -1,49 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "built_request.h"
 #include "support/annotated_dump.h"
 #include "support/counting_hooks.h"
 #include "support/packet_assembler.h"
 
 #include <gtest/gtest.h>
 
+using kvxtest::BuiltRequest;
+using kvxtest::builtRequest;
 using kvxtest::Bytes;
 using kvxtest::HandleOptions;
 using kvxtest::hexDump;
+using kvxtest::kEnglish;
 using kvxtest::PacketAssembler;
 
 namespace {
 
-constexpr int32_t kEnglish = 0x656e;
-
-struct Request {
-    int32_t status = 0;
-    Bytes bytes;
-};
-
-Request idRequest(KVXHandle* handle, std::string_view id) {
-    uint8_t* buffer = nullptr;
-    uint32_t length = 0;
-    Request result;
-    result.status = KVXGenerateIDRequest(handle, id.empty() ? nullptr : reinterpret_cast<const uint8_t*>(id.data()),
-                                         static_cast<uint32_t>(id.size()), &buffer, &length);
-    if (buffer != nullptr) result.bytes.assign(buffer, buffer + length);
-    EXPECT_EQ(KVXFreeIDRequest(&buffer), 0);
-    EXPECT_EQ(buffer, nullptr);
-    return result;
+BuiltRequest idRequest(KVXHandle* handle, std::string_view id) {
+    return builtRequest(
+        [&](uint8_t** buffer, uint32_t* length) {
+            return KVXGenerateIDRequest(handle, id.empty() ? nullptr : reinterpret_cast<const uint8_t*>(id.data()),
+                                        static_cast<uint32_t>(id.size()), buffer, length);
+        },
+        KVXFreeIDRequest);
 }
 
-Request metaIdRequest(KVXHandle* handle, std::vector<std::string> ids, int16_t option = 1) {
+BuiltRequest metaIdRequest(KVXHandle* handle, std::vector<std::string> ids, int16_t option = 1) {
     std::vector<KVXValueLength> list;
     list.reserve(ids.size());
     for (std::string& id : ids) list.push_back({id.data(), static_cast<uint32_t>(id.size())});
-    uint8_t* buffer = nullptr;
-    uint32_t length = 0;
-    Request result;
-    result.status = KVXGenerateMetaIDRequest(handle, 'A', list.data(), static_cast<uint32_t>(list.size()), option,
-                                             kEnglish, &buffer, &length);
-    if (buffer != nullptr) result.bytes.assign(buffer, buffer + length);
-    EXPECT_EQ(KVXFreeMetaIDRequest(&buffer), 0);
-    EXPECT_EQ(buffer, nullptr);
-    return result;
+    return builtRequest(
+        [&](uint8_t** buffer, uint32_t* length) {
+            return KVXGenerateMetaIDRequest(handle, 'A', list.data(), static_cast<uint32_t>(list.size()), option,
+                                            kEnglish, buffer, length);
+        },
+        KVXFreeMetaIDRequest);
 }
 
 } // namespace

@@ -3,115 +3,37 @@
 // happens, the run ends with a status and a line that say so, and the report is whole or absent. An answer that frames
 // itself by its length meets every fault in the built tool; the other framings, in a run in this process.
 #include "NSMutableURLRequest_MultipartFormRequest.h"
+#include "e2e/faulty_exchange.h"
 #include "e2e/tool.h"
 #include "platform/linux/http_client.h"
-#include "run.h"
 #include "support/answers.h"
 #include "support/clients.h"
 #include "support/fault_proxy.h"
 
-#include <chrono>
-#include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <map>
 
 namespace kvxtest {
+
+using namespace faulty_exchange;
+
 namespace {
 
-const std::string kLead = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<match>\n";
-const std::string kNameAndTitle = "<name>The Paper Lanterns</name>\n<title>Low Tide</title>\n</match>\n";
-const std::string kReportWithoutAlbum = kLead + kNameAndTitle;
-const std::string kWholeReport = kLead + "<album>Walking on Thin Air</album>\n" + kNameAndTitle;
 const std::string kLost = "-1005 - The network connection was lost.";
 const std::string kNotConnected = "-1004 - Could not connect to the server.";
-const std::string kTimedOut = "-1001 - The request timed out.";
-
-// How a run ended.
-struct Outcome {
-    int exitStatus = -1;
-    std::string output;
-    std::string lastLine; // of the log
-    size_t connections = 0;
-
-    bool operator==(const Outcome&) const = default;
-};
-
-std::string show(const Outcome& outcome) {
-    const std::string report = outcome.output.empty()                  ? "nothing"
-                               : outcome.output == kWholeReport        ? "the whole report"
-                               : outcome.output == kReportWithoutAlbum ? "the report without an album"
-                                                                       : "'" + outcome.output + "'";
-    return std::to_string(outcome.exitStatus) + ", prints " + report + ", " + std::to_string(outcome.connections) +
-           " connection(s), last line: " + (outcome.lastLine.empty() ? "none" : outcome.lastLine);
-}
-
-void PrintTo(const Outcome& outcome, std::ostream* out) { *out << show(outcome); }
 
 Outcome whole() { return {0, kWholeReport, "Response 1: Confidence: 97", 2}; }
 Outcome silentlyWithoutAlbum() { return {0, kReportWithoutAlbum, "Response 1: Artist: The Paper Lanterns", 2}; }
 Outcome withoutAnswer() { return {0, "", "", 1}; }
 Outcome unparsed() { return {250, "", "Error parsing fingerprint response 200 - Cannot parse server response", 1}; }
 
-// Which of a run's two exchanges meets the fault.
-enum class Exchange { kFingerprint, kAlbum };
 constexpr Exchange kExchanges[] = {Exchange::kFingerprint, Exchange::kAlbum};
-
-// The exchange failed, for this reason.
-Outcome failed(Exchange exchange, const std::string& reason) {
-    if (exchange == Exchange::kFingerprint) return {252, "", "Error sending fingerprint request " + reason, 1};
-    return {0, kReportWithoutAlbum, "HTTP Error Looking Up Extra Meta Data " + reason, 2};
-}
-
-// How an answer shows its end.
-enum class Framing { kLength, kChunks, kEndOfConnection };
 constexpr Framing kFramings[] = {Framing::kLength, Framing::kChunks, Framing::kEndOfConnection};
+
 const char* nameOf(Framing framing) {
     return framing == Framing::kLength ? "length" : framing == Framing::kChunks ? "chunks" : "end of connection";
-}
-
-std::string bodyOf(Exchange exchange) {
-    return textOf(golden(exchange == Exchange::kFingerprint ? "answer_track.bin" : "answer_album.bin"));
-}
-
-std::string answerOf(Exchange exchange, Framing framing) {
-    const std::string body = bodyOf(exchange);
-    switch (framing) {
-    case Framing::kLength:
-        return httpAnswer(200, body);
-    case Framing::kChunks:
-        return std::string(kChunkedHead) + inChunks(body, 64);
-    case Framing::kEndOfConnection:
-        break;
-    }
-    return "HTTP/1.1 200 OK\r\n\r\n" + body;
-}
-
-// The shortest file that is taken.
-std::string shortSound() { return soundFile({.rateHz = 11025, .lengthMs = 7000}); }
-
-Outcome runOfTool(const std::string& host) {
-    const Ended result = runTool({freshKey(), host, shortSound()});
-    const auto log = logTexts(result.err);
-    return {result.status, result.out, log.empty() ? "" : log.back()};
-}
-
-constexpr std::chrono::milliseconds kPatience(20'000); // far more than any step takes
-
-Outcome runInProcess(const std::string& host, std::chrono::milliseconds idleLimit = kPatience) {
-    ScriptedServices scripted;
-    tarn::HttpClient http(idleLimit);
-    tarn::Services services{scripted.log, scripted.output, scripted.clock, scripted.cipher, scripted.interfaces, http};
-    const std::string key = goodKey(scripted.clock);
-    const std::string sound = shortSound();
-    const char* const arguments[] = {"tarn", key.c_str(), host.c_str(), sound.c_str()};
-    Outcome outcome;
-    outcome.exitStatus = tarn::runTarn(arguments, services) & 0xff;
-    outcome.output = scripted.output.all();
-    if (!scripted.log.entries.empty()) outcome.lastLine = scripted.log.entries.back();
-    if (outcome.lastLine.ends_with('\n')) outcome.lastLine.pop_back();
-    return outcome;
 }
 
 // A run through the proxy; the fault is met by one of the exchanges.
@@ -270,41 +192,6 @@ TEST(NetworkFault, AConnectionThatEndsInsideALongUploadIsLost) {
             EXPECT_EQ(error ? error->code : 0, tarn::kUrlErrorConnectionLost) << "after byte " << position;
         }
     }
-}
-
-// The server says nothing more after that many bytes of the exchange's answer, and keeps the connection open.
-Outcome runAtSilentServer(Exchange exchange, size_t position, std::chrono::milliseconds idleLimit) {
-    const std::string answer = answerOf(exchange, Framing::kLength);
-    std::vector<Script> scripts;
-    if (exchange == Exchange::kAlbum) scripts.push_back(answering(answerOf(Exchange::kFingerprint, Framing::kLength)));
-    scripts.push_back({receiveRequest(), send(answer.substr(0, position)), awaitClose()});
-    LoopbackServer server(scripts);
-    Outcome outcome = runInProcess(server.host(), idleLimit);
-    outcome.connections = server.requests().size();
-    return outcome;
-}
-
-TEST(NetworkFault, AServerThatFallsSilentIsGivenUp) {
-    // The other exchange must not run into the limit on a busy machine.
-    const std::map<Exchange, std::chrono::milliseconds> limits = {
-        {Exchange::kFingerprint, std::chrono::milliseconds(100)}, {Exchange::kAlbum, std::chrono::milliseconds(2000)}};
-    for (const auto& [exchange, limit] : limits) {
-        for (const size_t position : {size_t{0}, size_t{20}, size_t{100}}) {
-            EXPECT_EQ(runAtSilentServer(exchange, position, limit), failed(exchange, kTimedOut))
-                << "after byte " << position;
-        }
-    }
-}
-
-TEST(NetworkFault, TheToolGivesUpASilentServerWithinItsOwnLimit) {
-    if (std::getenv("TARN_TEST_IDLE_LIMIT") == nullptr) {
-        GTEST_SKIP() << "set TARN_TEST_IDLE_LIMIT to wait as long as the tool does: "
-                     << tarn::HttpClient::kIdleLimit.count() / 1000 << " s";
-    }
-    LoopbackServer server({{receiveRequest(), pauseMs(600'000)}});
-    Outcome outcome = runOfTool(server.host());
-    outcome.connections = server.requests().size();
-    EXPECT_EQ(outcome, failed(Exchange::kFingerprint, kTimedOut));
 }
 
 } // namespace

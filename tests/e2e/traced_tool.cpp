@@ -7,9 +7,11 @@
 #include <elf.h>
 #include <fcntl.h>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <sys/ptrace.h>
+#include <sys/types.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,19 +23,37 @@ constexpr int kStoppedAtExit = SIGTRAP | PTRACE_EVENT_EXIT << 8;
 
 [[noreturn]] void fail(const std::string& what) { throw std::runtime_error(what + ": " + std::strerror(errno)); }
 
-int openForWriting(const std::string& path) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (file < 0) fail(path);
-    return file;
+// A file that a program's output goes to; the program has a descriptor of its own.
+class Target {
+  public:
+    explicit Target(const std::string& path)
+        : descriptor_(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600)) {
+        if (descriptor_ < 0) fail(path);
+    }
+    ~Target() { close(descriptor_); }
+    Target(const Target&) = delete;
+    Target& operator=(const Target&) = delete;
+
+    int descriptor() const { return descriptor_; }
+
+  private:
+    int descriptor_;
+};
+
+std::vector<std::string> wordsOf(const std::string& program, const std::vector<std::string>& arguments) {
+    std::vector<std::string> words = {program};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
 }
 
-// Between fork and exec in a process of several threads: system calls alone.
-[[noreturn]] void becomeTool(char* const* arguments, int output, int errors) {
-    if (dup2(output, STDOUT_FILENO) >= 0 && dup2(errors, STDERR_FILENO) >= 0 &&
-        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
-        execv(arguments[0], arguments);
-    }
-    _exit(127);
+// The signal and event that stopped it; nothing: it has ended, and is not waited for here.
+std::optional<int> stopOf(pid_t process) {
+    siginfo_t info{};
+    if (waitid(P_PID, static_cast<id_t>(process), &info, WEXITED | WSTOPPED | WNOWAIT) != 0) fail("wait");
+    if (info.si_code != CLD_TRAPPED && info.si_code != CLD_STOPPED) return std::nullopt;
+    int status = 0;
+    if (waitpid(process, &status, 0) != process) fail("wait");
+    return status >> 8;
 }
 
 // The general registers, and on x86 the vector registers: a cipher may work in them.
@@ -56,36 +76,25 @@ MemoryRegion registersOf(pid_t process) {
 } // namespace
 
 TracedTool::TracedTool(const std::string& program, const std::vector<std::string>& arguments,
-                       const std::string& outputFile, const std::string& errorsFile) {
-    std::vector<std::string> words = {program};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string& word : words) pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    const int output = openForWriting(outputFile);
-    const int errors = openForWriting(errorsFile);
-    process_ = fork();
-    if (process_ == 0) becomeTool(pointers.data(), output, errors);
-    close(output);
-    close(errors);
-    if (process_ < 0) fail("fork");
+                       const std::string& outputFile, const std::string& errorsFile)
+    : process_(wordsOf(program, arguments), {Target(outputFile).descriptor(), Target(errorsFile).descriptor()},
+               [] { ptrace(PTRACE_TRACEME, 0, nullptr, nullptr); }) {
     waitForStop(SIGTRAP); // at its first instruction
-    if (ptrace(PTRACE_SETOPTIONS, process_, nullptr, PTRACE_O_EXITKILL | PTRACE_O_TRACEEXIT) != 0) fail("trace");
+    if (ptrace(PTRACE_SETOPTIONS, process_.id(), nullptr, PTRACE_O_EXITKILL | PTRACE_O_TRACEEXIT) != 0) fail("trace");
     resume();
 }
 
 TracedTool::~TracedTool() {
-    if (!running_) return;
-    kill(process_, SIGKILL);
-    int status = 0;
-    do {
-        ptrace(PTRACE_CONT, process_, nullptr, nullptr); // no signal ends the stop at the exit
-    } while (waitpid(process_, &status, 0) == process_ && WIFSTOPPED(status));
+    process_.signal(SIGKILL);
+    try {
+        while (stopOf(process_.id())) ptrace(PTRACE_CONT, process_.id(), nullptr, nullptr); // it stops at its exit, too
+    } catch (const std::runtime_error&) {                                                   // it was waited for
+        return;
+    }
 }
 
 Memory TracedTool::memory() {
-    kill(process_, SIGSTOP);
+    process_.signal(SIGSTOP);
     waitForStop(SIGSTOP);
     Memory memory = readMemory();
     resume();
@@ -99,31 +108,21 @@ Memory TracedTool::memoryAtExit() {
     return memory;
 }
 
-int TracedTool::exitStatus() {
-    int status = 0;
-    if (running_ && waitpid(process_, &status, 0) == process_) {
-        running_ = false;
-        if (WIFEXITED(status)) exitStatus_ = WEXITSTATUS(status);
-    }
-    return exitStatus_;
-}
+int TracedTool::exitStatus() { return process_.wait(); }
 
 void TracedTool::waitForStop(int expected) {
-    int status = 0;
-    if (waitpid(process_, &status, 0) != process_) fail("wait");
-    running_ = WIFSTOPPED(status);
-    if (!running_ || status >> 8 != expected) throw std::runtime_error("the tool does not stop where it should");
+    if (stopOf(process_.id()) != expected) throw std::runtime_error("the tool does not stop where it should");
 }
 
 void TracedTool::resume() const {
-    if (ptrace(PTRACE_CONT, process_, nullptr, nullptr) != 0) fail("resume");
+    if (ptrace(PTRACE_CONT, process_.id(), nullptr, nullptr) != 0) fail("resume");
 }
 
 Memory TracedTool::readMemory() const {
-    const std::string directory = "/proc/" + std::to_string(process_);
+    const std::string directory = "/proc/" + std::to_string(process_.id());
     const int file = open((directory + "/mem").c_str(), O_RDONLY | O_CLOEXEC);
     if (file < 0) fail("memory");
-    Memory memory = {registersOf(process_)};
+    Memory memory = {registersOf(process_.id())};
     std::ifstream maps(directory + "/maps");
     for (std::string line; std::getline(maps, line);) {
         // begin-end rwxp offset device inode name

@@ -4,9 +4,9 @@
 #pragma once
 
 #include "support/hex.h"
+#include "support/process.h"
 
 #include <string>
-#include <sys/types.h>
 #include <vector>
 
 namespace kvxtest {
@@ -31,7 +31,7 @@ class TracedTool {
     Memory memory();
     // Waits for the tool's end and gives its memory as the last instruction left it.
     Memory memoryAtExit();
-    // After memoryAtExit(); -1: ended by a signal.
+    // After memoryAtExit(), which it waits for; -1: ended by a signal.
     int exitStatus();
 
   private:
@@ -39,9 +39,7 @@ class TracedTool {
     void resume() const;
     Memory readMemory() const;
 
-    pid_t process_;
-    bool running_ = true;
-    int exitStatus_ = -1;
+    Process process_;
 };
 
 } // namespace kvxtest

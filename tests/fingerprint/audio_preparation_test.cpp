@@ -162,7 +162,7 @@ TEST(Resampler, HalvesTheRateWithoutGapOrRepeat) {
     for (size_t i = 0; i < output.size(); ++i) ASSERT_EQ(output[i], 7 + 2 * static_cast<int>(i)) << i;
 }
 
-TEST(Resampler, ProducesTheSamplesBehindTheLastInputInTheNextCall) {
+TEST(Resampler, ProducesTheSamplesAfterTheLastInputInTheNextCall) {
     const kvxtest::Handle handle = kvxtest::makeHandle();
     KVXResamplerInit(handle.get(), 11025, 22050);
     EXPECT_EQ(resampled(handle.get(), {100, 200}, 10), (Samples{100, 150}));

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Albums, media, short albums and album data.
+// Albums and short albums.
 #include "golden_records.h"
 #include "record_support.h"
 #include "support/counting_hooks.h"
 
-#include <algorithm>
-#include <cstdlib>
-
 namespace kvxtest {
+
 namespace {
 
 Album* loadAlbum(const Fields& fields, int32_t expected = 0) {
@@ -217,53 +215,6 @@ TEST(AlbumRecord, FailsWhenAlbumDataCannotBeLocated) {
     EXPECT_EQ(hooks.live(), 0U);
 }
 
-TEST(DiscRecord, WritesTheStartOfItsTracksItself) {
-    const CDMedia none{nullptr, 0, 1002, 1001};
-    EXPECT_EQ(hexDump(written(kvx::kCDMedia, &none)), hexDump(assemble({{}, shortBytes(1001), shortBytes(1002)})));
-
-    Track track{};
-    Text title("t");
-    track.title = title.get();
-    const CDMedia one{&track, 1, 1002, 1001};
-    Fields trackFields(23);
-    trackFields[1] = bytesOf("t");
-    for (const size_t index : Indexes{3, 4, 15, 16, 19, 22}) trackFields[index] = shortBytes(0);
-    const Bytes expected = assemble({assemble({assemble(trackFields)}), shortBytes(1001), shortBytes(1002)});
-    EXPECT_EQ(hexDump(written(kvx::kCDMedia, &one)), hexDump(expected));
-    uint32_t size = 0;
-    EXPECT_EQ(KVXGetDiscBlobSize(&one, &size), 0);
-    EXPECT_EQ(size, expected.size());
-}
-
-TEST(DiscRecord, FillsItsMembers) {
-    CountingHooks hooks;
-    const GuardedBlob blob(assemble(cdMediaFields()));
-    auto* media = static_cast<CDMedia*>(KVXMalloc(sizeof(CDMedia)));
-    *media = {};
-    ASSERT_EQ(KVXLoadCDMediaFromBlob(blob.cursor(), media), 0);
-    EXPECT_EQ(media->short1, 1001);
-    EXPECT_EQ(media->short2, 1002);
-    ASSERT_EQ(media->trackCount, 2);
-    EXPECT_EQ(textOf(media->tracks[0].text20), "0.0 text20");
-    EXPECT_EQ(textOf(media->tracks[1].trackId), "0.1 trackId");
-    EXPECT_EQ(KVXFreeDiscs(&media, 1), 0);
-    EXPECT_EQ(media, nullptr);
-    EXPECT_EQ(hooks.live(), 0U);
-}
-
-TEST(DiscRecord, DoesNotAskItsTracksFor14Fields) {
-    CountingHooks hooks;
-    // One field, then the count test's absence shows in what was allocated before the failure: array and trackId.
-    const Bytes track = assemble({intBytes(13)});
-    const GuardedBlob blob(assemble({assemble({track}), shortBytes(1), shortBytes(2)}));
-    CDMedia media{};
-    EXPECT_EQ(KVXLoadCDMediaFromBlob(blob.cursor(), &media), -1);
-    ASSERT_EQ(media.trackCount, 1);
-    EXPECT_NE(media.tracks[0].trackId, nullptr);
-    KVXFreeTracks(&media.tracks, 1);
-    EXPECT_EQ(hooks.live(), 0U);
-}
-
 TEST(ShortAlbumRecord, FillsItsMembers) {
     CountingHooks hooks;
     const GuardedBlob blob(assemble(shortAlbumFields()));
@@ -298,41 +249,6 @@ TEST(FreeingShortAlbums, HasThreeForms) {
     EXPECT_EQ(KVXFreeShortAlbumContents(&album), 0);
     EXPECT_EQ(hooks.live(), 0U);
     EXPECT_EQ(KVXFreeShortAlbumContents(nullptr), 0);
-}
-
-TEST(NewAlbumData, TakesTheSizeOfATrackAndZeroesOnlyItsOwn) {
-    const GuardedBlob blob(assemble(cAlbumDataFields()));
-    CAlbumData* data = nullptr;
-    {
-        CountingHooks hooks;
-        ASSERT_EQ(KVXLoadNewCAlbumFromBlob(blob.cursor(), &data), 0);
-        EXPECT_EQ(textOf(data->text0), "text0");
-        EXPECT_EQ(hooks.largest(), sizeof(Track));
-        EXPECT_EQ(KVXFreeCAlbumData(&data), 0);
-        EXPECT_EQ(data, nullptr);
-        EXPECT_EQ(hooks.live(), 0U);
-    }
-    KVXMalloc = [](size_t size) -> void* {
-        void* block = std::malloc(size);
-        std::fill_n(static_cast<uint8_t*>(block), size, uint8_t{0xAA});
-        return block;
-    };
-    const int32_t status = KVXLoadNewCAlbumFromBlob(blob.cursor(), &data);
-    KVXMalloc = &std::malloc;
-    ASSERT_EQ(status, 0);
-    const auto* bytes = reinterpret_cast<const uint8_t*>(data);
-    EXPECT_TRUE(std::all_of(bytes + sizeof(CAlbumData), bytes + sizeof(Track), [](uint8_t b) { return b == 0xAA; }));
-    KVXFreeCAlbumData(&data);
-}
-
-TEST(NewAlbumData, IsNullWhenItCannotBeLoaded) {
-    CountingHooks hooks;
-    const GuardedBlob blob(rawBlob(1, {9, 99}, bytesOf("a")));
-    CAlbumData other{};
-    CAlbumData* data = &other;
-    EXPECT_EQ(KVXLoadNewCAlbumFromBlob(blob.cursor(), &data), -1);
-    EXPECT_EQ(data, nullptr);
-    EXPECT_EQ(hooks.live(), 0U);
 }
 
 } // namespace

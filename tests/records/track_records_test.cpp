@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Tracks and track-to-album records.
+// Tracks, their descriptors and infos, and track-to-album records.
 #include "golden_records.h"
 #include "record_support.h"
 #include "support/counting_hooks.h"
 
-#include <algorithm>
-#include <cstdlib>
-
 namespace kvxtest {
+
 namespace {
 
 Track* loadTrack(const Fields& fields, int32_t expected = 0) {
@@ -121,7 +119,7 @@ TEST(TrackRecord, FailsLaterWith14To21Fields) {
     }
 }
 
-TEST(TrackRecord, With22FieldsReadsItsLastFieldBehindTheTable) {
+TEST(TrackRecord, With22FieldsReadsItsLastFieldAfterTheTable) {
     // Index 22 of 22 fields is accepted: it starts where field 21 ends and ends at the word that the first four bytes
     // of field 0 make; an empty one reads as a short of 0.
     CountingHooks hooks;
@@ -173,47 +171,6 @@ TEST(TrackRecord, IsMeasuredWithoutWhatOnlyTheServerSends) {
     KVXFreeTrack(&track);
 }
 
-TEST(FreeingTrackContents, LeavesText18AndTheRecord) {
-    CountingHooks hooks;
-    const GuardedBlob blob(assemble(trackFields("", Sender::kServer)));
-    Track track{};
-    ASSERT_EQ(KVXLoadTrackFromBlob(blob.cursor(), &track), 0);
-    const CTrackData* const data = track.trackData;
-    EXPECT_EQ(KVXFreeTrackContents(&track), 0);
-    EXPECT_EQ(hooks.live(), 2U);
-    EXPECT_EQ(textOf(track.text18), "text18");
-    EXPECT_EQ(track.trackData, data);
-    EXPECT_EQ(track.artists, nullptr);
-    EXPECT_EQ(track.yomiList5, nullptr);
-    EXPECT_EQ(track.texts21, nullptr);
-    EXPECT_EQ(track.descriptors, nullptr);
-    KVXFreeValueLength(&track.text18);
-    EXPECT_EQ(hooks.live(), 0U);
-    EXPECT_EQ(hooks.strayFrees(), 0);
-    EXPECT_EQ(KVXFreeTrackContents(nullptr), 0);
-}
-
-TEST(FreeingTracks, FreesEveryElementAndLeavesEveryText18) {
-    CountingHooks hooks;
-    const GuardedBlob blob(assemble({assemble(Fields(3, assemble(trackFields("", Sender::kServer))))}));
-    void* array = nullptr;
-    uint16_t count = 0;
-    ASSERT_EQ(
-        KVXGetNewArray(blob.cursor(), 0, sizeof(Track), &loadElement<Track, KVXLoadTrackFromBlob>, &array, &count), 0);
-    auto* tracks = static_cast<Track*>(array);
-    EXPECT_EQ(KVXFreeTracks(&tracks, 3), 0);
-    EXPECT_EQ(tracks, nullptr);
-    EXPECT_EQ(hooks.live(), 6U);
-}
-
-TEST(FreeingATrack, IgnoresNullPointers) {
-    Track* none = nullptr;
-    EXPECT_EQ(KVXFreeTrack(nullptr), 0);
-    EXPECT_EQ(KVXFreeTrack(&none), 0);
-    EXPECT_EQ(KVXFreeTracks(nullptr, 1), 0);
-    EXPECT_EQ(KVXFreeTracks(&none, 1), 0);
-}
-
 TEST(TrackDescriptorRecord, FillsItsMembers) {
     CountingHooks hooks;
     const GuardedBlob blob(assemble(trackDescriptorFields()));
@@ -225,76 +182,6 @@ TEST(TrackDescriptorRecord, FillsItsMembers) {
     EXPECT_EQ(textOf(descriptor.text3), "text3");
     EXPECT_EQ(KVXFreeTrackDescriptorContents(&descriptor), 0);
     EXPECT_EQ(hooks.live(), 0U);
-}
-
-// Blocks from the hooks full of 0xAA, so that bytes which nobody has written show.
-struct PaintedMemory {
-    PaintedMemory() {
-        KVXMalloc = [](size_t size) -> void* {
-            void* block = std::malloc(size);
-            std::fill_n(static_cast<uint8_t*>(block), size, uint8_t{0xAA});
-            return block;
-        };
-    }
-    ~PaintedMemory() { KVXMalloc = &std::malloc; }
-    PaintedMemory(const PaintedMemory&) = delete;
-    PaintedMemory& operator=(const PaintedMemory&) = delete;
-};
-
-TEST(NewTrackData, TakesTheSizeOfATrackAndZeroesOnlyItsOwn) {
-    const GuardedBlob blob(assemble(cTrackDataFields()));
-    CTrackData* data = nullptr;
-    {
-        CountingHooks hooks;
-        ASSERT_EQ(KVXLoadNewCTrackFromBlob(blob.cursor(), &data), 0);
-        EXPECT_EQ(textOf(data->text4), "text4");
-        EXPECT_EQ(hooks.largest(), sizeof(Track));
-        KVXFreeCTrackData(&data);
-        EXPECT_EQ(hooks.live(), 0U);
-    }
-    const PaintedMemory painted;
-    ASSERT_EQ(KVXLoadNewCTrackFromBlob(blob.cursor(), &data), 0);
-    const auto* bytes = reinterpret_cast<const uint8_t*>(data);
-    EXPECT_TRUE(std::all_of(bytes + sizeof(CTrackData), bytes + sizeof(Track), [](uint8_t b) { return b == 0xAA; }));
-    KVXFreeCTrackData(&data);
-}
-
-TEST(NewTrackData, LeavesThePointerDanglingWhenItCannotBeLoaded) {
-    CountingHooks hooks;
-    Bytes bytes = assemble(cTrackDataFields());
-    bytes.pop_back();
-    const GuardedBlob blob(bytes);
-    CTrackData* data = nullptr;
-    EXPECT_EQ(KVXLoadNewCTrackFromBlob(blob.cursor(), &data), -1);
-    EXPECT_NE(data, nullptr);
-    EXPECT_EQ(hooks.live(), 0U);
-    EXPECT_EQ(hooks.strayFrees(), 0);
-}
-
-TEST(NewTrackData, IsRefusedBelow5FieldsWithThePointerUntouched) {
-    CountingHooks hooks;
-    Fields fields = cTrackDataFields();
-    fields.pop_back();
-    const GuardedBlob blob(assemble(fields));
-    CTrackData other{};
-    CTrackData* data = &other;
-    EXPECT_EQ(KVXLoadNewCTrackFromBlob(blob.cursor(), &data), -1);
-    EXPECT_EQ(data, &other);
-    EXPECT_EQ(hooks.allocations(), 0);
-}
-
-TEST(FreeingTrackData, LeavesTheCallersPointer) {
-    CountingHooks hooks;
-    const GuardedBlob blob(assemble(cTrackDataFields()));
-    CTrackData* data = nullptr;
-    ASSERT_EQ(KVXLoadNewCTrackFromBlob(blob.cursor(), &data), 0);
-    CTrackData* const before = data;
-    EXPECT_EQ(KVXFreeCTrackData(&data), 0);
-    EXPECT_EQ(data, before);
-    EXPECT_EQ(hooks.live(), 0U);
-    CTrackData* none = nullptr;
-    EXPECT_EQ(KVXFreeCTrackData(nullptr), 0);
-    EXPECT_EQ(KVXFreeCTrackData(&none), 0);
 }
 
 void expectTrackInfo(const TrackInfo& info, const std::string& prefix) {

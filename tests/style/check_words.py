@@ -9,7 +9,7 @@ RULES = [  # what may not be there, but for what is named, and what to write ins
     (r"catalog(?!ue)", r"--catalog\b", 'it is "catalogue" everywhere'),
     (r"\bk(Most|Fewest|Least|Longest|Shortest|Largest|Smallest|Deepest)[A-Z]", None, "bounds are kMax... and kMin..."),
     # A server runs behind a proxy, a decoder behind an interface.
-    (r"\bbehind\b", r"behind (an? (proxy|load)|the interface)|behind[- ]TLS|not \"behind\"", 'say "after"'),
+    (r"behind", r"behind (an? (proxy|load)|the interface)|behind[- ]TLS|not \"behind\"", 'say "after"'),
 ]
 SUFFIXES = {".cpp", ".h", ".inc", ".c", ".md", ".txt"}
 SKIPPED = {".git", "build", "corpus", "data"}

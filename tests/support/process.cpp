@@ -14,6 +14,14 @@
 
 namespace kvxtest {
 
+namespace {
+
+double msOf(const timeval& time) {
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) * 1e-3;
+}
+
+} // namespace
+
 Process::Process(std::vector<std::string> words, Streams streams, const std::function<void()>& prepare) {
     std::vector<char*> pointers;
     pointers.reserve(words.size() + 1);
@@ -52,6 +60,7 @@ bool Process::reap(int options) {
     running_ = false;
     exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     residentKib_ = used.ru_maxrss;
+    cpuMs_ = msOf(used.ru_utime) + msOf(used.ru_stime);
     return true;
 }
 
@@ -83,7 +92,7 @@ Ended runProgram(std::vector<std::string> words, const std::function<void()>& pr
     const OutputFile err;
     Process process(std::move(words), {out.descriptor(), err.descriptor()}, prepare);
     const int status = process.wait();
-    return {status, out.text(), err.text(), process.residentKib()};
+    return {status, out.text(), err.text(), process.residentKib(), process.cpuMs()};
 }
 
 } // namespace kvxtest

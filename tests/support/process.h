@@ -31,8 +31,9 @@ class Process {
     // Waits for its end; the exit status, -1 where a signal ended it.
     int wait();
     bool isOver(); // without waiting
-    // At its peak, of its largest process; 0 before its end.
+    // After its end: of its largest process at its peak, and of all that it waited for.
     long residentKib() const { return residentKib_; }
+    double cpuMs() const { return cpuMs_; }
 
   private:
     bool reap(int options);
@@ -41,6 +42,7 @@ class Process {
     bool running_ = true;
     int exitStatus_ = -1;
     long residentKib_ = 0;
+    double cpuMs_ = 0;
 };
 
 // A file without a name, for what a program prints.
@@ -63,6 +65,7 @@ struct Ended {
     std::string out;
     std::string err;
     long residentKib = 0; // at its peak, of its largest process
+    double cpuMs = 0;     // user and system
 };
 
 // Runs a program to its end.

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/linux/system_interfaces.h"
 
+#include "platform/hexadecimal.h"
+
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <filesystem>
 #include <ifaddrs.h>
 #include <net/if_arp.h>
@@ -79,10 +80,8 @@ std::optional<std::string> addressText(const KernelLink& link) {
     }
     std::string text;
     for (const uint8_t octet : link.address) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02x", octet);
         if (!text.empty()) text += ':';
-        text += pair;
+        appendHexadecimal(text, octet, kLowerDigits);
     }
     return text;
 }

@@ -4,9 +4,24 @@
 
 namespace kvx {
 
+namespace {
+
+// The search for the nearest row does not look at components for a 0: all rows of a codebook ignore the dimensions
+// before its first, and no other.
+constexpr bool countFrom(size_t first, const Codebook& codebook) {
+    for (const FeatureVector& row : codebook) {
+        for (size_t d = 0; d < kFeatureDimensions; ++d) {
+            if ((row[d] == 0.0F) != (d < first)) return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
 // clang-format off
 // All six dimensions count.
-const Codebook marsyas_codebook1 = {{
+constexpr Codebook marsyas_codebook1 = {{
     {-0.138901F, 0.977019F, 1.10559F, -0.89924F, -1.17238F, -0.615472F}, // a
     {-0.387217F, -0.523223F, -0.435765F, -0.517408F, 1.52495F, 0.914727F}, // b
     {-0.211392F, 0.311059F, -0.458418F, 0.206077F, 0.460118F, -0.0400083F}, // c
@@ -34,7 +49,7 @@ const Codebook marsyas_codebook1 = {{
 }};
 
 // The first three dimensions are 0 in every row: ignored.
-const Codebook marsyas_codebook2 = {{
+constexpr Codebook marsyas_codebook2 = {{
     {0.0F, 0.0F, 0.0F, -0.622525F, -1.54683F, -1.35636F}, // a
     {0.0F, 0.0F, 0.0F, 0.0738514F, 1.17557F, -0.0936312F}, // b
     {0.0F, 0.0F, 0.0F, -0.960128F, 0.24655F, -0.692168F}, // c
@@ -61,5 +76,7 @@ const Codebook marsyas_codebook2 = {{
     {0.0F, 0.0F, 0.0F, 1.85054F, -0.290992F, 0.774011F}, // x
 }};
 // clang-format on
+
+static_assert(countFrom(0, marsyas_codebook1) && countFrom(kFirstOfCodebook2, marsyas_codebook2));
 
 } // namespace kvx

@@ -56,13 +56,13 @@ struct LaneKernels {
     void (*mixEveryOther)(const int16_t* frames, size_t count, int16_t* mixed);
     // Writes count samples, each between two neighbours of the input; positions are position, position + step and so
     // on, in 65536ths of a sample. position: less than a whole sample. step: at most kMaxStep. count: at least
-    // kMinResampled. After the last two neighbours it may read kReadBehind samples, which do not matter.
+    // kMinResampled. After the last two neighbours it may read kReadAfter samples, which do not matter.
     void (*interpolate)(const int16_t* input, uint32_t position, uint32_t step, size_t count, int16_t* output);
 };
 
 constexpr uint32_t kMaxStep = 32U << 16;
 constexpr size_t kMinResampled = 32; // two registers of 16
-constexpr size_t kReadBehind = 64;
+constexpr size_t kReadAfter = 64;
 constexpr float kOneOver65536 = 1.5258789e-5F;
 
 extern const LaneKernels kBaselineLanes; // what every processor of the architecture has

@@ -50,5 +50,6 @@ extern const std::array<float, kFrameSamples / 2> hamming_data;
 
 extern const Codebook marsyas_codebook1; // no component is 0
 extern const Codebook marsyas_codebook2; // quantises dimensions 3, 4 and 5 alone
+constexpr size_t kFirstOfCodebook2 = 3;
 
 } // namespace kvx

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalogue/lmdb/environment.h"
 
-#include "catalogue/lmdb/page_check.h"
+#include "catalogue/lmdb/keys.h"
+#include "catalogue/lmdb/transaction.h"
 #include "catalogue/remedies.h"
 
 #include <fcntl.h>
@@ -58,7 +59,7 @@ void expectNotOlder(const fs::path& folder) {
 
 } // namespace
 
-std::shared_ptr<Environment> Environment::open(const fs::path& folder, bool make) {
+std::shared_ptr<Environment> Environment::open(const fs::path& folder, bool make, Check check) {
     static std::mutex mutex;
     static std::map<fs::path, std::weak_ptr<Environment>> open;
     const std::lock_guard lock(mutex);
@@ -66,24 +67,27 @@ std::shared_ptr<Environment> Environment::open(const fs::path& folder, bool make
     fs::path name = fs::canonical(folder, error);
     if (!error) {
         std::erase_if(open, [](const auto& each) { return each.second.expired(); });
-        if (auto environment = open[name].lock(); environment && environment->isInPlace()) return environment;
+        if (auto environment = open[name].lock(); environment && environment->isInPlace()) {
+            if (check == Check::kWhole) environment->checkWhole();
+            return environment;
+        }
     }
     // Not make_shared, which would keep the memory while a weak pointer lives.
-    std::shared_ptr<Environment> environment(new Environment(folder, make));
+    std::shared_ptr<Environment> environment(new Environment(folder, make, check));
     name = fs::canonical(folder, error);
     if (!error) open[name] = environment;
     return environment;
 }
 
-Environment::Environment(fs::path folder, bool make) : folder_(std::move(folder)) {
+Environment::Environment(fs::path folder, bool make, Check check) : folder_(std::move(folder)) {
     openFile(make);
-    for (int look = 0;; ++look) {
-        const Transaction reading(*this, Transaction::Kind::kRead);
-        const std::string problem = damage(reading.get());
-        if (problem.empty()) break;
-        // A writer that commits while we look leaves us pages of two ages.
-        if (look == kLooks) throw CatalogueError(problem);
+    if (check == Check::kWhole) {
+        checkWhole();
+        return;
     }
+    const Transaction reading(*this, Transaction::Kind::kRead);
+    const std::string problem = unchecked_.open(file(), mdb_txn_id(reading.get()));
+    if (!problem.empty()) throw CatalogueError(problem);
 }
 
 fs::path Environment::file() const { return folder_ / kFile; }
@@ -162,6 +166,42 @@ void Environment::mapAndOpen(unsigned flags) {
     if (::fstat(file, &about) == 0) inode_ = about.st_ino;
 }
 
+void Environment::checkWhole() const {
+    if (whole_) return;
+    const std::lock_guard lock(checking_);
+    for (int look = 0; !whole_; ++look) {
+        const Transaction reading(*this, Transaction::Kind::kRead);
+        const std::string problem = damage(reading.get());
+        // A writer that commits while we look leaves us pages of two ages.
+        if (!problem.empty() && look == kLooks) throw CatalogueError(problem);
+        whole_ = problem.empty();
+    }
+    unchecked_ = {};
+}
+
+void Environment::beforeReaching(std::string_view key) const {
+    if (whole_) return;
+    if (!key.starts_with(kRunKeys) && !key.starts_with(kValueKeys)) return checkWhole();
+    const std::lock_guard lock(checking_);
+    if (const std::string problem = unchecked_.reach(key); !problem.empty()) throw CatalogueError(problem);
+}
+
+void Environment::beforeErasing(std::string_view key) const {
+    if (!key.starts_with(kRunKeys)) return checkWhole();
+    if (whole_) return;
+    const std::lock_guard lock(checking_);
+    if (const std::string problem = unchecked_.reachOneMore(); !problem.empty()) throw CatalogueError(problem);
+}
+
+void Environment::beforeWriting() const {
+    if (std::exchange(written_, true)) checkWhole();
+}
+
+std::vector<uint64_t> Environment::uncheckedPages() const {
+    const std::lock_guard lock(checking_);
+    return unchecked_.pages();
+}
+
 std::string Environment::damage(MDB_txn* reading) const { return structureProblem(file(), mdb_txn_id(reading)); }
 
 void Environment::expect(int status) const {
@@ -178,68 +218,6 @@ void Environment::expect(int status) const {
     default:
         throw CatalogueError(what + "tarn-server check says what is damaged; then " + kRestore);
     }
-}
-
-Transaction::Transaction(const Environment& environment, Kind kind) : environment_(environment) {
-    environment.expect(mdb_txn_begin(environment.get(), nullptr, kind == Kind::kRead ? MDB_RDONLY : 0, &txn_));
-    const int status = mdb_dbi_open(txn_, nullptr, 0, &tree_);
-    if (status == 0) return;
-    mdb_txn_abort(std::exchange(txn_, nullptr));
-    environment.expect(status);
-}
-
-Transaction::~Transaction() {
-    if (txn_ != nullptr) mdb_txn_abort(txn_);
-}
-
-void Transaction::commit() { environment_.expect(mdb_txn_commit(std::exchange(txn_, nullptr))); }
-
-namespace {
-
-// LMDB does not write to what it is given as a key or a value.
-MDB_val valOf(std::string_view bytes) { return {bytes.size(), const_cast<char*>(bytes.data())}; }
-std::string_view viewOf(const MDB_val& value) { return {static_cast<const char*>(value.mv_data), value.mv_size}; }
-
-} // namespace
-
-bool Transaction::get(std::string_view key, std::string_view& bytes) const {
-    MDB_val name = valOf(key);
-    MDB_val value{};
-    const int status = mdb_get(txn_, tree_, &name, &value);
-    if (status == MDB_NOTFOUND) return false;
-    environment_.expect(status);
-    bytes = viewOf(value);
-    return true;
-}
-
-void Transaction::put(std::string_view key, std::string_view bytes) {
-    MDB_val name = valOf(key);
-    MDB_val value = valOf(bytes);
-    environment_.expect(mdb_put(txn_, tree_, &name, &value, 0));
-}
-
-void Transaction::erase(std::string_view key) {
-    MDB_val name = valOf(key);
-    const int status = mdb_del(txn_, tree_, &name, nullptr);
-    if (status != MDB_NOTFOUND) environment_.expect(status);
-}
-
-void Transaction::forEach(std::string_view prefix,
-                          const std::function<bool(std::string_view, std::string_view)>& visit) const {
-    struct Cursor {
-        MDB_cursor* cursor = nullptr;
-        ~Cursor() {
-            if (cursor != nullptr) mdb_cursor_close(cursor);
-        }
-    } at;
-    environment_.expect(mdb_cursor_open(txn_, tree_, &at.cursor));
-    MDB_val key = valOf(prefix);
-    MDB_val value{};
-    int status = mdb_cursor_get(at.cursor, &key, &value, prefix.empty() ? MDB_FIRST : MDB_SET_RANGE);
-    for (; status == 0; status = mdb_cursor_get(at.cursor, &key, &value, MDB_NEXT)) {
-        if (!viewOf(key).starts_with(prefix) || !visit(viewOf(key), viewOf(value))) return;
-    }
-    if (status != MDB_NOTFOUND) environment_.expect(status);
 }
 
 WriterLock::WriterLock(const fs::path& folder) {

@@ -8,24 +8,29 @@
 
 #include "base/file_lock.h"
 #include "catalogue/errors.h"
+#include "catalogue/lmdb/unchecked_leaves.h"
 
 #include <lmdb.h>
 
+#include <atomic>
 #include <filesystem>
-#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace tarn::server::lmdb {
 
+// How much of the file's structure is checked at opening, so that no damage leads LMDB astray: all of it, or, for the
+// writer, what it comes to (unchecked_leaves.h).
+enum class Check { kWhole, kAsReached };
+
 // One for each folder in a process, shared by all who have it open: LMDB bears no more.
 class Environment {
   public:
-    // make: where there is nothing of a catalogue, an empty one is made. Checks the file's structure first, so that no
-    // damage leads a reader or the writer astray. Throws CatalogueError.
-    static std::shared_ptr<Environment> open(const std::filesystem::path& folder, bool make);
+    // make: where there is nothing of a catalogue, an empty one is made. Throws CatalogueError.
+    static std::shared_ptr<Environment> open(const std::filesystem::path& folder, bool make, Check check);
 
     MDB_env* get() const { return env_.get(); }
     std::filesystem::path file() const;
@@ -37,8 +42,17 @@ class Environment {
     // Throws CatalogueError for any status but 0.
     void expect(int status) const;
 
+    // Where the file was not checked as a whole yet, each of these checks what LMDB may come to next. They throw
+    // CatalogueError.
+    void beforeReaching(std::string_view key) const;
+    void beforeErasing(std::string_view key) const;
+    void beforeWriting() const;
+    void checkWhole() const;
+    // The pages that were not checked yet, so that LMDB must not come to them.
+    std::vector<uint64_t> uncheckedPages() const;
+
   private:
-    Environment(std::filesystem::path folder, bool make);
+    Environment(std::filesystem::path folder, bool make, Check check);
     void openFile(bool make);
     void makeFile() const;
     void mapAndOpen(unsigned flags);
@@ -50,36 +64,11 @@ class Environment {
     std::filesystem::path folder_;
     std::unique_ptr<MDB_env, Close> env_;
     uint64_t inode_ = 0;
-};
 
-// A transaction that ends with this object, and changes nothing unless commit() is called.
-class Transaction {
-  public:
-    enum class Kind { kRead, kWrite };
-    Transaction(const Environment& environment, Kind kind);
-    ~Transaction();
-    Transaction(const Transaction&) = delete;
-    Transaction& operator=(const Transaction&) = delete;
-
-    MDB_txn* get() const { return txn_; }
-    MDB_dbi tree() const { return tree_; }
-    void commit();
-    // Of a reading one: lets go of what it sees, and looks anew.
-    void reset() { mdb_txn_reset(txn_); }
-    void renew() { environment_.expect(mdb_txn_renew(txn_)); }
-
-    // Nothing there: false.
-    bool get(std::string_view key, std::string_view& bytes) const;
-    void put(std::string_view key, std::string_view bytes);
-    void erase(std::string_view key);
-    // Everything under keys that begin so, in their order, while visit() says true.
-    void forEach(std::string_view prefix,
-                 const std::function<bool(std::string_view key, std::string_view bytes)>& visit) const;
-
-  private:
-    const Environment& environment_;
-    MDB_txn* txn_ = nullptr;
-    MDB_dbi tree_ = 0;
+    mutable std::atomic<bool> whole_ = false; // checked
+    mutable std::mutex checking_;             // of what follows
+    mutable UncheckedLeaves unchecked_;
+    mutable bool written_ = false;
 };
 
 // Held by the one writer; the system releases it when the process ends, however it ends.

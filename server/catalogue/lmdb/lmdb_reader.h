@@ -2,8 +2,8 @@
 // Reading a catalogue's folder.
 #pragma once
 
-#include "catalogue/lmdb/environment.h"
 #include "catalogue/lmdb/list_run.h"
+#include "catalogue/lmdb/transaction.h"
 
 #include <array>
 #include <deque>

@@ -4,6 +4,7 @@
 #include "catalogue/lmdb/lmdb_store.h"
 #include "catalogue/lmdb/pieces.h"
 #include "catalogue/lmdb/sealed.h"
+#include "catalogue/lmdb/transaction.h"
 #include "catalogue/posting_list.h"
 #include "catalogue/remedies.h"
 
@@ -34,8 +35,8 @@ struct Run {
 class Writer final : public StoreWriter {
   public:
     Writer(const fs::path& folder, bool make)
-        : lock_(make ? makeFolder(folder) : existing(folder)), environment_(Environment::open(folder, make)),
-          reader_(environment_) {}
+        : lock_(make ? makeFolder(folder) : existing(folder)),
+          environment_(Environment::open(folder, make, Check::kAsReached)), reader_(environment_) {}
 
     StoreReader& reader() override { return reader_; }
 
@@ -78,7 +79,7 @@ class Writer final : public StoreWriter {
 
     // Throws CatalogueError where there is no catalogue.
     static const fs::path& existing(const fs::path& folder) {
-        Environment::open(folder, false);
+        Environment::open(folder, false, Check::kAsReached);
         return folder;
     }
 
@@ -105,9 +106,9 @@ class Writer final : public StoreWriter {
 
     // In place of all of the runs.
     static void replace(Transaction& writing, std::span<const Run> runs, const std::string& bytes) {
-        for (const Run& run : runs) writing.erase(run.key);
         const std::string& key = runs.front().key;
         if (!bytes.empty()) writing.put(key, sealed(key, bytes));
+        for (const Run& run : runs.subspan(bytes.empty() ? 0 : 1)) writing.erase(run.key);
     }
 
     // In several transactions: one alone would keep all that it rewrites in memory.
@@ -165,7 +166,9 @@ class Writer final : public StoreWriter {
         std::vector<Run> taken(runs.begin() + static_cast<std::ptrdiff_t>(first), runs.end());
         const std::string newest = sealed(key, added);
         taken.push_back({key, newest});
-        replace(writing, taken, merge(table, segment, taken, repacked, false));
+        const std::string bytes = merge(table, segment, taken, repacked, false);
+        taken.pop_back(); // which was not put
+        replace(writing, taken, bytes);
     }
 
     static std::string repacked(ListNumber /*number*/, std::span<const std::string_view> pieces) {
@@ -185,7 +188,7 @@ class Writer final : public StoreWriter {
 } // namespace
 
 std::unique_ptr<StoreReader> openReader(const fs::path& folder) {
-    return std::make_unique<Reader>(Environment::open(folder, false));
+    return std::make_unique<Reader>(Environment::open(folder, false, Check::kWhole));
 }
 
 std::unique_ptr<StoreWriter> openWriter(const fs::path& folder, bool make) {

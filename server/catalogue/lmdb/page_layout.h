@@ -45,6 +45,7 @@ inline constexpr uint32_t kMagic = 0xbeefc0de;
 inline constexpr uint32_t kVersion = 1;
 inline constexpr uint16_t kBranch = 1;
 inline constexpr uint16_t kLeaf = 2;
+inline constexpr uint16_t kLarge = 4; // the first page of a large value
 inline constexpr uint16_t kHeadPage = 8;
 inline constexpr uint16_t kLargeValue = 1;
 inline constexpr uint16_t kTreeFlags = 0xff; // others are the environment's

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalogue/lmdb/pieces.h"
 
+#include "catalogue/lmdb/keys.h"
 #include "catalogue/lmdb/sealed.h"
 
 namespace tarn::server::lmdb {
@@ -12,34 +13,38 @@ constexpr size_t kFull = 484;
 constexpr size_t kMaxPieces = 200;
 
 std::string pieceKey(std::string_view key, size_t piece) {
-    std::string named(1, 'v');
+    std::string named(kValueKeys);
     named += key;
     named.push_back(static_cast<char>(piece));
     return named;
 }
 
-} // namespace
-
-void putValue(Transaction& writing, std::string_view key, std::string_view value) {
-    eraseValue(writing, key);
-    const auto put = [&](size_t piece, std::string_view bytes) {
-        const std::string name = pieceKey(key, piece);
-        writing.put(name, sealed(name, bytes));
-    };
-    if (value.size() >= kMaxPieces * kFull) return put(0, value);
-    size_t piece = 0;
-    for (; value.size() >= kFull; value.remove_prefix(kFull)) put(piece++, value.substr(0, kFull));
-    put(piece, value);
-}
-
-void eraseValue(Transaction& writing, std::string_view key) {
+// The pieces from one on.
+void erasePieces(Transaction& writing, std::string_view key, size_t piece) {
     std::string_view bytes;
-    for (size_t piece = 0; piece <= kMaxPieces; ++piece) {
+    for (; piece <= kMaxPieces; ++piece) {
         const std::string name = pieceKey(key, piece);
         if (!writing.get(name, bytes)) return;
         writing.erase(name);
     }
 }
+
+} // namespace
+
+void putValue(Transaction& writing, std::string_view key, std::string_view value) {
+    size_t piece = 0;
+    const auto put = [&](std::string_view bytes) {
+        const std::string name = pieceKey(key, piece++);
+        writing.put(name, sealed(name, bytes));
+    };
+    if (value.size() < kMaxPieces * kFull) {
+        for (; value.size() >= kFull; value.remove_prefix(kFull)) put(value.substr(0, kFull));
+    }
+    put(value);
+    erasePieces(writing, key, piece); // of a longer value that was there
+}
+
+void eraseValue(Transaction& writing, std::string_view key) { erasePieces(writing, key, 0); }
 
 StoredValue getValue(const Transaction& reading, std::string_view key, std::deque<std::string>& joined) {
     StoredValue value;

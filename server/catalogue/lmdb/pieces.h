@@ -6,7 +6,7 @@
 // last; a very long value is one piece that is more than full.
 #pragma once
 
-#include "catalogue/lmdb/environment.h"
+#include "catalogue/lmdb/transaction.h"
 #include "catalogue/store.h"
 
 #include <deque>

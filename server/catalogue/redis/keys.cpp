@@ -89,7 +89,8 @@ std::optional<ListKey> Keys::listIn(std::string_view key) const {
     key.remove_prefix(name_.size());
     ListKey found;
     size_t group = 0;
-    if (found.isBlock = key.starts_with(kBlockKind); found.isBlock) {
+    found.isBlock = key.starts_with(kBlockKind);
+    if (found.isBlock) {
         group = slotOf(key) / kSlotsOfGroup;
         const std::string tag = tagInKey(group);
         if (!key.substr(1).starts_with(tag)) return std::nullopt;

@@ -22,7 +22,7 @@ bool readNumber(std::string_view text, Number& number) {
 }
 
 // Takes what follows the last `mark` away from the text; empty where there is no mark.
-std::string_view takeBehind(std::string_view& text, char mark) {
+std::string_view takeAfter(std::string_view& text, char mark) {
     const size_t at = text.rfind(mark);
     if (at == std::string_view::npos) return {};
     const std::string_view rest = text.substr(at + 1);
@@ -44,11 +44,17 @@ std::string toText(const Address& address) {
 
 std::optional<Address> addressIn(std::string_view text) {
     Address address;
-    const std::string_view port = takeBehind(text, ':');
+    const std::string_view port = takeAfter(text, ':');
     if (text.size() > 2 && text.front() == '[' && text.back() == ']') text = text.substr(1, text.size() - 2);
     address.host = text;
     if (!readNumber(port, address.port) || address.port == 0) return std::nullopt;
     return address;
+}
+
+std::string withoutLogin(std::string_view text) {
+    const size_t end = text.rfind('@');
+    if (!text.starts_with(kScheme) || end == std::string_view::npos) return std::string(text);
+    return std::string(kScheme) + std::string(text.substr(end + 1));
 }
 
 Location locationIn(const std::string& text) {
@@ -60,7 +66,7 @@ Location locationIn(const std::string& text) {
     const size_t end = rest.rfind('@');
     const std::string_view login = end == std::string_view::npos ? std::string_view() : rest.substr(0, end);
     if (end != std::string_view::npos) rest.remove_prefix(end + 1);
-    location.shown = std::string(kScheme) + std::string(rest);
+    location.shown = withoutLogin(text);
     const auto wrong = [&](const std::string& what) { return CatalogueError(location.shown + ": " + what); };
 
     const size_t colon = std::min(login.find(':'), login.size());
@@ -73,7 +79,7 @@ Location locationIn(const std::string& text) {
                     "\" has no password: write USER:PASSWORD@ or set TARN_REDIS_PASSWORD");
     }
 
-    for (std::string_view options = takeBehind(rest, '?'); !options.empty();) {
+    for (std::string_view options = takeAfter(rest, '?'); !options.empty();) {
         const std::string_view option = options.substr(0, options.find('&'));
         options.remove_prefix(std::min(option.size() + 1, options.size()));
         constexpr std::string_view kTimeout = "timeout=";

@@ -4,7 +4,7 @@
 //   redis://[USER[:PASSWORD]@]HOST:PORT[,HOST:PORT...][/NAME][?timeout=MILLISECONDS&cache=MEGABYTES]
 //
 // Any of the nodes of a cluster, or one server without cluster mode. NAME keeps the catalogues of one cluster apart;
-// each of its letters costs memory in every key. What USER and PASSWORD hold of ":@/?%" is written %3A and so on.
+// each of its letters costs memory in every key. USER holds no ":", and nothing after PASSWORD an "@".
 #pragma once
 
 #include <chrono>
@@ -35,6 +35,9 @@ struct Location {
     std::chrono::milliseconds timeout{100};
     size_t cacheBytes = size_t{128} << 20; // of lists that a reader keeps from one commit to the next
 };
+
+// What may be shown of a location, be it right or wrong: all but user and password.
+std::string withoutLogin(std::string_view text);
 
 // Throws CatalogueError that says what is wrong.
 Location locationIn(const std::string& text);

@@ -25,9 +25,9 @@ std::optional<Marker> markerIn(std::string_view text) {
     return marker;
 }
 
-bool Markers::anyBehind() const {
+bool Markers::anyHasLost() const {
     for (size_t range = 0; range < kGroups; ++range) {
-        if (isBehind(range)) return true;
+        if (hasLost(range)) return true;
     }
     return false;
 }

@@ -36,10 +36,10 @@ struct Markers {
     uint64_t confirmed = 0; // the highest
     size_t foreign = 0;     // those that are damaged, or of another layout
 
-    bool isBehind(size_t range) const { return answered[range] && each[range].written < confirmed; }
+    bool hasLost(size_t range) const { return answered[range] && each[range].written < confirmed; }
     // All markers that there are can be read by others alone.
     bool isForeign() const { return foreign > 0 && written == 0; }
-    bool anyBehind() const;
+    bool anyHasLost() const;
     bool allAnswered() const;
 };
 

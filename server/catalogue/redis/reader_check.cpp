@@ -40,13 +40,13 @@ bool RedisReader::isThere() {
     return false;
 }
 
-bool RedisReader::lostCommits() { return readMarkers(cluster_, keys_, patience_).anyBehind(); }
+bool RedisReader::lostCommits() { return readMarkers(cluster_, keys_, patience_).anyHasLost(); }
 
 void RedisReader::checkMarkers(std::vector<std::string>& faults) {
     const Markers markers = readMarkers(cluster_, keys_, patience_);
     std::map<size_t, uint64_t> first; // lost commit of a node
     for (size_t range = 0; range < kGroups; ++range) {
-        if (!markers.isBehind(range)) continue;
+        if (!markers.hasLost(range)) continue;
         uint64_t& lost = first.try_emplace(cluster_.nodeOf(slotOf(keys_.marker(range))), UINT64_MAX).first->second;
         lost = std::min(lost, markers.each[range].written + 1);
     }

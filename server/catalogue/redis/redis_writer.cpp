@@ -103,7 +103,7 @@ bool RedisWriter::mark(uint64_t written, uint64_t confirmed, bool all) {
     Commands commands;
     std::vector<size_t> marked;
     for (size_t range = 0; range < kGroups; ++range) {
-        if (!all && markers_.isBehind(range)) continue;
+        if (!all && markers_.hasLost(range)) continue;
         const std::string key = keys_.marker(range);
         commands.add(key, {"EVAL", kMarkScript, "1", key, markers_.each[range].text, marker.text});
         marked.push_back(range);

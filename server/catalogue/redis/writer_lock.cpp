@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalogue/redis/writer_lock.h"
 
+#include "base/bytes.h"
+#include "base/hexadecimal.h"
+
 #include <random>
 
 namespace tarn::server::redis {
@@ -24,9 +27,9 @@ constexpr std::string_view kReleaseScript =
 
 std::string randomToken() {
     std::random_device dice;
-    std::string token;
-    for (int i = 0; i < 32; ++i) token.push_back("0123456789abcdef"[dice() % 16]);
-    return token;
+    std::string bytes;
+    for (int i = 0; i < 4; ++i) appendLittleEndian<uint32_t>(bytes, dice());
+    return lowerHexadecimal(bytes);
 }
 
 Reply askOne(Cluster& cluster, const std::string& key, Commands::Words words, Milliseconds patience) {

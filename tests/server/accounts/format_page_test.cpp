@@ -3,10 +3,11 @@
 #include "accounts/account_file.h"
 #include "accounts/identity_store.h"
 #include "support/files.h"
+#include "support/page_examples.h"
 
 #include <gtest/gtest.h>
 
-#include <sstream>
+#include <string>
 #include <vector>
 
 using namespace tarn::server;
@@ -16,32 +17,7 @@ using kvxtest::writePrivate;
 
 namespace {
 
-// What lies between the fences of the page.
-std::vector<std::string> examples() {
-    std::istringstream page(contents(std::string(TARN_TEST_DATA) + "/../../docs/formats/accounts.md"));
-    std::vector<std::string> found;
-    bool inside = false;
-    for (std::string line; std::getline(page, line);) {
-        if (line.starts_with("```")) {
-            inside = !inside;
-            if (inside) found.emplace_back();
-        } else if (inside) {
-            found.back() += line + "\n";
-        }
-    }
-    return found;
-}
-
-// The bytes of a dump: two digits each, up to the explanation after several spaces.
-std::string bytesOf(const std::string& dump) {
-    std::string bytes;
-    std::istringstream lines(dump);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream digits(line.substr(0, line.find("  ")));
-        for (std::string pair; digits >> pair;) bytes += static_cast<char>(std::stoul(pair, nullptr, 16));
-    }
-    return bytes;
-}
+std::vector<std::string> examples() { return kvxtest::examplesOf("accounts.md"); }
 
 } // namespace
 
@@ -68,7 +44,7 @@ TEST(AccountsPage, ItsAccountsAreReadAndWrittenSo) {
 TEST(AccountsPage, ItsIdentitiesAreKnown) {
     const TemporaryDirectory folder;
     ASSERT_EQ(examples().size(), 2U);
-    const std::string bytes = bytesOf(examples()[1]);
+    const std::string bytes = kvxtest::bytesOfDump(examples()[1]);
     ASSERT_EQ(bytes.size(), 40U);
     writePrivate(folder / "identities", bytes);
     IdentityStore store(folder / "identities");

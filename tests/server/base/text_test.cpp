@@ -6,6 +6,7 @@
 namespace {
 
 using tarn::server::cleanText;
+using tarn::server::counted;
 using tarn::server::durationText;
 using tarn::server::isPrintable;
 using tarn::server::kMaxTextBytes;
@@ -73,6 +74,12 @@ TEST(DurationText, LeavesOutHoursWhereThereAreNone) {
     EXPECT_EQ(durationText(3599), "59:59");
     EXPECT_EQ(durationText(3723), "1:02:03");
     EXPECT_EQ(durationText(360'000), "100:00:00");
+}
+
+TEST(Counted, IsOneThingOrSeveralThings) {
+    EXPECT_EQ(counted(0, "recording"), "0 recordings");
+    EXPECT_EQ(counted(1, "recording"), "1 recording");
+    EXPECT_EQ(counted(2, "recording"), "2 recordings");
 }
 
 TEST(Printable, HasNoControlCharacter) {

@@ -42,7 +42,7 @@ TEST(PackedRecording, IsRefusedWhereverItEndsEarly) {
     }
 }
 
-TEST(PackedRecording, IsRefusedInAnotherFormatAndWithBytesBehind) {
+TEST(PackedRecording, IsRefusedInAnotherFormatAndWithBytesAfter) {
     std::string packed = packRecording(sampleRecording(3));
     EXPECT_FALSE(unpackRecording(packed + "x").has_value());
     for (const char format : {'\x02', '\x04'}) {

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "coding/recording_coder.h"
 #include "fingerprint/engine/feature_map.h"
+#include "fingerprint/engine/tables.h"
 #include "fingerprint/plain/ticks.h"
+#include "model/alphabet.h"
+#include "model/frames.h"
 #include "support/melody.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +13,10 @@
 #include <cmath>
 
 using namespace tarn::server;
+
+// What the server and the engine both name.
+static_assert(kEngineRateHz == kvx::kEngineRateHz && kFrameSamples == int{kvx::kFrameSamples});
+static_assert(kLetters == kvx::kCodebookRows);
 
 namespace {
 

@@ -114,7 +114,6 @@ TEST(AccountAdd, LosesNothingWhenManyRunAtOnce) {
 
 TEST(AccountList, ShowsEverythingButTheKeys) {
     const TemporaryDirectory folder;
-    EXPECT_EQ(list(folder / "accounts").out, "");
     add({folder / "accounts", "first", 3, 3});
     add({folder / "accounts", "second", 1, 2});
     const Result result = list(folder / "accounts");
@@ -122,6 +121,18 @@ TEST(AccountList, ShowsEverythingButTheKeys) {
     const AccountList accounts = loadAccounts(folder / "accounts");
     EXPECT_EQ(result.out, "1\t" + accounts.accounts[0].created + "\tencryption 3\tchecksum 3\tfirst\n2\t" +
                               accounts.accounts[1].created + "\tencryption 1\tchecksum 2\tsecond\n");
+}
+
+TEST(AccountCommands, DoNotTakeAMistypedNameForAFileWithoutAccounts) {
+    const TemporaryDirectory folder;
+    const std::string expected = folder.file("acounts") + ": there is no such file; name the file of the accounts with "
+                                                          "--accounts, or make it with \"tarn-server account add\"\n";
+    for (const Result& result : {list(folder / "acounts"), remove(folder / "acounts", 1)}) {
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, expected);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path())); // no lock of it either
 }
 
 TEST(AccountRemove, TakesTheAccountAndItsIdOutOfUse) {

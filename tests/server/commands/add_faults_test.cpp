@@ -131,7 +131,7 @@ TEST(AddFaults, KilledAtAnyPointLosesNothingThatWasReported) {
 }
 
 // The same, once for each batch: the kill falls right after its report.
-TEST(AddFaults, KilledBehindAReportLosesNothingThatWasReported) {
+TEST(AddFaults, KilledAfterAReportLosesNothingThatWasReported) {
     const TemporaryDirectory folder;
     constexpr size_t kPieces = 9;
     kvxtest::writeSmallCollection(folder / "music", kPieces);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Loaded before a program's libraries: makes one of its system calls fail.
-//   FAILING_STATE   a file of 8 bytes that all its processes share: the calls so far
+// Loaded before a program's libraries: makes one of its system calls fail, or all.
+//   FAILING_STATE   a file of 16 bytes that all its processes share: the calls so far, and 1 while every call fails
 //   FAILING_CALL    number of the call that fails, from 1; 0: none, they are only counted
 //   FAILING_ERROR   the error; it also chooses the calls that count: those that it can befall. 0: the call ends its
 //                   process, and only those of other processes than the first count
@@ -21,6 +21,7 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace {
@@ -29,7 +30,11 @@ enum Kind { kOpens, kWrites, kReads }; // what makes a descriptor, what needs ro
 
 using Calls = std::atomic<uint64_t>;
 
-Calls* calls = nullptr;
+struct State {
+    Calls calls;
+    std::atomic<uint64_t> all;
+};
+State* state = nullptr;
 uint64_t failing = 0;
 int error = 0;
 pid_t first = 0;
@@ -41,13 +46,13 @@ __attribute__((constructor)) void begin() {
     if (path == nullptr || call == nullptr || number == nullptr) return;
     const long file = syscall(SYS_open, path, O_RDWR | O_CLOEXEC);
     if (file < 0) return;
-    void* place = mmap(nullptr, sizeof(Calls), PROT_READ | PROT_WRITE, MAP_SHARED, static_cast<int>(file), 0);
+    void* place = mmap(nullptr, sizeof(State), PROT_READ | PROT_WRITE, MAP_SHARED, static_cast<int>(file), 0);
     syscall(SYS_close, file);
     if (place == MAP_FAILED) return;
     failing = strtoull(call, nullptr, 10);
     error = atoi(number);
     first = getpid();
-    calls = static_cast<Calls*>(place);
+    state = static_cast<State*>(place);
 }
 
 bool befalls(Kind kind) {
@@ -66,8 +71,8 @@ bool isOnDisk(int file) {
 constexpr int kByName = -1; // a call that takes no descriptor
 
 bool fails(Kind kind, int file = kByName) {
-    if (calls == nullptr || !befalls(kind) || (file != kByName && !isOnDisk(file))) return false;
-    if (++*calls != failing) return false;
+    if (state == nullptr || !befalls(kind) || (file != kByName && !isOnDisk(file))) return false;
+    if (++state->calls != failing && state->all == 0) return false;
     if (error == 0) kill(getpid(), SIGKILL);
     errno = error;
     return true;
@@ -137,8 +142,10 @@ CALL(int, fsync, (int file), (file), -1, kWrites, file)
 CALL(int, fdatasync, (int file), (file), -1, kWrites, file)
 CALL(int, ftruncate, (int file, off_t length), (file, length), -1, kWrites, file)
 CALL(int, ftruncate64, (int file, off64_t length), (file, length), -1, kWrites, file)
+CALL(int, msync, (void* place, size_t length, int flags), (place, length, flags), -1, kWrites)
 CALL(int, mkdir, (const char* path, mode_t mode), (path, mode), -1, kWrites)
 CALL(int, rename, (const char* from, const char* to), (from, to), -1, kWrites)
+CALL(int, link, (const char* from, const char* to), (from, to), -1, kWrites)
 
 CALL(ssize_t, read, (int file, void* bytes, size_t count), (file, bytes, count), -1, kReads, file)
 CALL(ssize_t, pread, (int file, void* bytes, size_t count, off_t place), (file, bytes, count, place), -1, kReads, file)
@@ -152,12 +159,37 @@ CALL(int, lstat, (const char* path, struct stat* about), (path, about), -1, kRea
 CALL(int, lstat64, (const char* path, struct stat64* about), (path, about), -1, kReads)
 CALL(int, fstat, (int file, struct stat* about), (file, about), -1, kReads, file)
 CALL(int, fstat64, (int file, struct stat64* about), (file, about), -1, kReads, file)
+// By this name a library that was linked with an earlier C library asks.
+CALL(int, __fxstat, (int version, int file, struct stat* about), (version, file, about), -1, kReads, file)
+CALL(int, fstatfs, (int file, struct statfs* about), (file, about), -1, kReads, file)
+CALL(int, statfs64, (const char* path, struct statfs64* about), (path, about), -1, kReads)
+CALL(void*, mmap, (void* place, size_t length, int protection, int flags, int file, off_t offset),
+     (place, length, protection, flags, file, offset), MAP_FAILED, kReads, file)
+CALL(void*, mmap64, (void* place, size_t length, int protection, int flags, int file, off64_t offset),
+     (place, length, protection, flags, file, offset), MAP_FAILED, kReads, file)
 CALL(off_t, lseek, (int file, off_t place, int from), (file, place, from), -1, kReads, file)
 CALL(off64_t, lseek64, (int file, off64_t place, int from), (file, place, from), -1, kReads, file)
+CALL(char*, realpath, (const char* path, char* resolved), (path, resolved), nullptr, kReads)
 CALL(int, access, (const char* path, int mode), (path, mode), -1, kReads)
 CALL(int, unlink, (const char* path), (path), -1, kReads)
 CALL(int, unlinkat, (int folder, const char* path, int flags), (folder, path, flags), -1, kReads)
 CALL(int, rmdir, (const char* path), (path), -1, kReads)
+CALL(int, remove, (const char* path), (path), -1, kReads)
+CALL(int, fchmod, (int file, mode_t mode), (file, mode), -1, kReads, file)
+CALL(int, fchown, (int file, uid_t user, gid_t group), (file, user, group), -1, kReads, file)
 CALL(int, flock, (int file, int operation), (file, operation), -1, kReads, file)
+
+// Locks and flags. The third argument, if there is one, is a number or a pointer.
+#define FCNTL(name)                                                                                                    \
+    int name(int file, int command, ...) {                                                                             \
+        REAL(name);                                                                                                    \
+        va_list more;                                                                                                  \
+        va_start(more, command);                                                                                       \
+        void* argument = va_arg(more, void*);                                                                          \
+        va_end(more);                                                                                                  \
+        return fails(kReads, file) ? -1 : next(file, command, argument);                                               \
+    }
+FCNTL(fcntl)
+FCNTL(fcntl64)
 
 } // extern "C"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every system call of add, compact and serve fails in turn: an error of the disk, no descriptor left, no room left.
 // Nothing that was acknowledged is lost, nothing is deleted, and what cannot be read is never taken for nothing.
+#include "failing_calls.h"
 #include "support/rounds.h"
 #include "support/server/known_catalogue.h"
 
@@ -14,42 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace kvxtest;
 
-struct Error {
-    const char* name;
-    int number;
-};
 constexpr std::array kErrors = {Error{"EIO", EIO}, Error{"EMFILE", EMFILE}, Error{"ENOSPC", ENOSPC}};
-
-class FailingCalls {
-  public:
-    FailingCalls() {
-        setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
-        setenv("FAILING_STATE", file_.c_str(), 1);
-    }
-    ~FailingCalls() {
-        for (const char* name : {"ASAN_OPTIONS", "FAILING_STATE", "FAILING_CALL", "FAILING_ERROR"}) unsetenv(name);
-    }
-    FailingCalls(const FailingCalls&) = delete;
-    FailingCalls& operator=(const FailingCalls&) = delete;
-
-    // For the programs that are started from now on.
-    void fail(uint64_t call, const Error& error) const {
-        const uint64_t none = 0;
-        std::ofstream(file_, std::ios::binary).write(reinterpret_cast<const char*>(&none), sizeof none);
-        setenv("FAILING_CALL", std::to_string(call).c_str(), 1);
-        setenv("FAILING_ERROR", std::to_string(error.number).c_str(), 1);
-    }
-    static void preload() { setenv("LD_PRELOAD", TARN_FAILING_CALLS, 1); }
-    uint64_t calls() const {
-        uint64_t number = 0;
-        std::ifstream(file_, std::ios::binary).read(reinterpret_cast<char*>(&number), sizeof number);
-        return number;
-    }
-
-  private:
-    TemporaryDirectory folder_;
-    fs::path file_ = folder_ / "state";
-};
 
 // Runs the work with each call failing, or, where tests are to be short, with this many of them.
 template <class Work>

@@ -45,7 +45,7 @@ TEST(NoCatalogue, IsMadeByAddAloneAndIsNoEmptyOneToTheOthers) {
                         HasSubstr("there is no catalogue at " + folder.file(name) + "; tarn-server add makes one"));
         }
         EXPECT_EQ(known.run("add", folder / name, {known.file(0)}).status, 0);
-        EXPECT_EQ(known.run("check", folder / name).out, "1 recordings, no damage found\n");
+        EXPECT_EQ(known.run("check", folder / name).out, "1 recording, no damage found\n");
     }
 }
 
@@ -60,7 +60,7 @@ TEST(NoCatalogue, IsToldByTheServiceWhichWaitsForOne) {
     ASSERT_EQ(known.run("add", folder / "c", {known.file(0)}).status, 0);
     awaitHealth(service, 200);
     EXPECT_EQ(exchange(service.port(), known.request(0)).status, 200);
-    EXPECT_THAT(service.log(), HasSubstr("catalogue: open, 1 recordings in " + folder.file("c")));
+    EXPECT_THAT(service.log(), HasSubstr("catalogue: open, 1 recording in " + folder.file("c")));
 }
 
 TEST(VanishedCatalogue, Is503UntilItIsBackAndTheLogSaysBoth) {

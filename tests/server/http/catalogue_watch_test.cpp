@@ -39,7 +39,8 @@ class WatchTest : public testing::Test {
 };
 
 const std::string kUp = "info catalogue: open, 42 recordings in some/place\n";
-const std::string kDown = "error catalogue: gone; until some/place can be read, every answer is 503\n";
+const std::string kDown =
+    "error catalogue: gone; until some/place can be read, requests that need it are answered with 503\n";
 
 } // namespace
 
@@ -61,6 +62,12 @@ TEST_F(CatalogueWatchLog, HasALineForEachChangeWithItsReason) {
     gone = true;
     awaitUp(false);
     EXPECT_EQ(logged(), kDown + kUp + kDown);
+}
+
+TEST_F(CatalogueWatchLog, SaysThatMemoryIsShortInWords) {
+    catalogue.beforeCount = [] { throw std::bad_alloc(); };
+    watch.start(std::chrono::seconds(60));
+    EXPECT_EQ(logged().find("error catalogue: there is not enough memory; until"), 0U);
 }
 
 TEST_F(CatalogueWatchLog, SaysAtOnceWhyARequestFailed) {

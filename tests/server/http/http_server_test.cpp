@@ -200,6 +200,18 @@ TEST(HttpServer, SaysTryAgainWhileTheCatalogueIsGone) {
     EXPECT_EQ(service.ask(request).status, 200);
 }
 
+TEST(HttpServer, DoesNotBlameTheCatalogueForALackOfMemory) {
+    TestService service;
+    service.catalogue.beforeAnswer = [] { throw std::bad_alloc(); };
+    const auto client = kvxtest::makeHandle();
+    const HttpAnswer answer = service.ask(postOf(fingerprintPacket(client.get())));
+    EXPECT_EQ(answer.status, 503);
+    EXPECT_TRUE(answer.has("Retry-After: 1"));
+    service.stop();
+    EXPECT_NE(service.log.str().find("outcome=overload"), std::string::npos) << service.log.str();
+    EXPECT_EQ(service.log.str().find("error"), std::string::npos) << service.log.str();
+}
+
 TEST(HttpServer, KeepsALogLineInOneLine) {
     TestService service;
     service.catalogue.beforeAnswer = [] { throw Unavailable("two\nlines \"quoted\""); };

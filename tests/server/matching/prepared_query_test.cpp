@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "matching/prepared_query.h"
 
+#include "kvx.h"
+#include "model/frames.h"
+
 #include <gtest/gtest.h>
 
 using namespace tarn::server;
@@ -26,6 +29,19 @@ FingerprintQuery queryOf(const std::string& first, const std::string& second, si
 }
 
 } // namespace
+
+TEST(PreparedQuery, HasAtMostTheFramesOfWhatAClientCodes) {
+    EXPECT_EQ(KVX_GetFeatureSize(kMaxCodedMs), static_cast<int32_t>(kMaxQueryFrames));
+    FingerprintQuery query = queryOf("", "");
+    for (const uint32_t durationMs : {30050U, 30051U, 3'600'000U}) {
+        query.durationMs = durationMs;
+        EXPECT_EQ(PreparedQuery(query).frames, kMaxQueryFrames) << durationMs;
+    }
+    query.durationMs = 30000;
+    EXPECT_LT(PreparedQuery(query).frames, kMaxQueryFrames);
+    query.durationMs = kUncodedMs;
+    EXPECT_EQ(PreparedQuery(query).frames, 0U);
+}
 
 TEST(PreparedQuery, IsUsableWithEnoughLettersAndEnoughDifferentOnesInBothStringsTogether) {
     const struct {

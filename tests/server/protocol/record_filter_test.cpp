@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "protocol/record_filter.h"
 
+#include "records/all_records.h"
 #include "support/protocol_client.h"
 #include "support/server/fake_catalogue.h"
 
@@ -59,9 +60,9 @@ TEST(RecordBlob, ThatIsNoneIsDamaged) {
     for (const std::string& blob :
          {std::string(), std::string(1, '\0'), good.substr(0, 50), good.substr(0, good.size() - 1)}) {
         SCOPED_TRACE(blob.size());
-        EXPECT_THROW(blobFields(blob), DamagedRecord);
+        EXPECT_THROW(blobFields(blob), DamagedBlob);
     }
-    EXPECT_THROW(permittedAlbum(blobOf(std::vector<std::string>(32)), Permissions(), 50), DamagedRecord);
+    EXPECT_THROW(permittedAlbum(blobOf(std::vector<std::string>(32)), Permissions(), 50), DamagedBlob);
 }
 
 TEST(RecordBlob, LosesExactlyTheTrackFieldThatIsNotPermitted) {
@@ -99,6 +100,27 @@ TEST(RecordBlob, LosesTrackFieldsOnAnAlbumsMediaToo) {
         std::vector<std::string> expected = trackFields("T-on-medium", "title on medium");
         expected[1].clear();
         EXPECT_EQ(blobFields(track), expected);
+    }
+}
+
+TEST(RecordBlob, HasTheFieldsOfTheAlbumThatTheLibraryReads) {
+    const auto& rows = kvx::kAlbum.rows;
+    ASSERT_EQ(blobFields(bareAlbum(1)).size(), rows.size());
+    Album album{};
+    size_t media = 0;
+    size_t confidence = 0;
+    for (size_t i = 0; i < rows.size(); ++i) {
+        if (rows[i].element == &kvx::kCDMedia) media = i;
+        if (rows[i].setNumber == nullptr) continue;
+        album.confidence = 0;
+        rows[i].setNumber(&album, 77);
+        if (album.confidence == 77) confidence = i;
+    }
+    const std::string blob = blobOf(albumFields("A", "a"));
+    const auto fields =
+        blobFields(permittedAlbum(blob, permissionsOf(without(kAllTrackBits, 1, true), kAllAlbumBits), 87));
+    for (size_t i = 0; i < rows.size(); ++i) {
+        EXPECT_EQ(fields[i] != blobFields(blob)[i], i == media || i == confidence) << "field " << i;
     }
 }
 

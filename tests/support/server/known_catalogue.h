@@ -107,26 +107,11 @@ inline KnownCatalogue& knownCatalogue() {
 // The program's service over a catalogue.
 class Service : public ServiceProcess {
   public:
-    // descriptors: how many it may have at once; 0: as many as the test.
-    Service(const KnownCatalogue& known, const std::filesystem::path& catalogue, int descriptors = 0)
-        : ServiceProcess(words(known, catalogue, descriptors)) {}
+    Service(const KnownCatalogue& known, const std::filesystem::path& catalogue)
+        : ServiceProcess({serverProgram(), "serve", "--listen", "127.0.0.1:0", "--workers", "1", "--catalogue",
+                          catalogue.string(), "--accounts", known.accounts().string()}) {}
 
     bool isUp() const { return !firstLine().empty(); }
-
-  private:
-    static std::vector<std::string> words(const KnownCatalogue& known, const std::filesystem::path& catalogue,
-                                          int descriptors) {
-        std::vector<std::string> all;
-        if (descriptors > 0)
-            all = {"/bin/sh", "-c", "ulimit -n " + std::to_string(descriptors) + "; exec \"$0\" \"$@\""};
-        const std::vector<std::string> serve = {serverProgram(), "serve",
-                                                "--listen",      "127.0.0.1:0",
-                                                "--workers",     "1",
-                                                "--catalogue",   catalogue.string(),
-                                                "--accounts",    known.accounts().string()};
-        all.insert(all.end(), serve.begin(), serve.end());
-        return all;
-    }
 };
 
 } // namespace kvxtest

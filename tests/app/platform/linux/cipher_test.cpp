@@ -139,7 +139,7 @@ TEST(Cipher, NoBlockAtAllHasNoPadding) {
     EXPECT_EQ(length, 0U);
 }
 
-TEST(Cipher, LeavesNoPlainTextBehindWhenThePaddingIsBad) {
+TEST(Cipher, LeavesNoPlainTextWhenThePaddingIsBad) {
     const Bytes block(16, 0x20);
     Bytes output(106, 0xee);
     size_t length = 0;

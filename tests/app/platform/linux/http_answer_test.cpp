@@ -64,7 +64,7 @@ TEST(HttpAnswer, IsTheSameInAnyPieces) {
     }
 }
 
-TEST(HttpAnswer, MayComeBehindOneHundredInterimOnesAndNotMore) {
+TEST(HttpAnswer, MayComeAfterOneHundredInterimOnesAndNotMore) {
     std::string interim;
     for (int i = 0; i < 100; ++i) interim += "HTTP/1.1 100 Continue\r\n\r\n";
     const std::string final = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc";

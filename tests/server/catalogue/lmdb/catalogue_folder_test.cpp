@@ -2,13 +2,16 @@
 // What only a catalogue's folder does.
 #include "catalogue/catalogue.h"
 #include "catalogue/lmdb/page_check.h"
+#include "catalogue/lmdb/page_layout.h"
 #include "support/rounds.h"
 #include "support/server/sample_recording.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <fstream>
+#include <lmdb.h>
 
 using namespace tarn::server;
 using kvxtest::sampleRecording;
@@ -52,6 +55,27 @@ TEST(CatalogueFolder, ThatIsSoundIsFoundSound) {
     makeCatalogue(folder / "c");
     EXPECT_EQ(problemOf(folder / "c"), "");
     EXPECT_EQ(lmdb::headProblem(folder / "c/catalogue.mdb"), "");
+}
+
+// Both heads of an empty file are of transaction 0, and LMDB reads the first.
+TEST(CatalogueFolder, AnEmptyFileThatNamesAPageBeyondItsEndIsFoundDamaged) {
+    const TemporaryDirectory folder;
+    const std::string file = folder / "catalogue.mdb";
+    MDB_env* environment = nullptr;
+    ASSERT_EQ(mdb_env_create(&environment), 0);
+    ASSERT_EQ(mdb_env_open(environment, file.c_str(), MDB_NOSUBDIR | MDB_NOLOCK, 0600), 0);
+    mdb_env_close(environment);
+    const std::string sound = bytesOf(file);
+    EXPECT_EQ(lmdb::headProblem(file) + lmdb::structureProblem(file, 0), "");
+    constexpr size_t kLastPage = sizeof(lmdb::PageHead) + offsetof(lmdb::Head, lastPage);
+    for (const size_t head : {size_t{0}, sound.size() / 2}) {
+        SCOPED_TRACE(head);
+        std::string bytes = sound;
+        bytes[head + kLastPage + 7] = '\x01'; // 2^56 pages
+        std::ofstream(file, std::ios::binary) << bytes;
+        EXPECT_THAT(lmdb::headProblem(file), HasSubstr("is damaged: it is cut short"));
+        EXPECT_THAT(lmdb::structureProblem(file, 0), HasSubstr("is damaged: it is cut short"));
+    }
 }
 
 TEST(CatalogueFolder, OfAnEarlierFormatIsRefusedInWords) {

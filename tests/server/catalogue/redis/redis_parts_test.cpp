@@ -5,6 +5,7 @@
 #include "catalogue/redis/location.h"
 #include "catalogue/redis/markers.h"
 #include "catalogue/redis/replies.h"
+#include "catalogue/store.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -80,6 +81,14 @@ TEST(RedisLocation, TakesThePasswordFromTheEnvironmentWhereItHasNone) {
     EXPECT_EQ(locationIn("redis://u:own@a:1").password, "own");
     unsetenv("TARN_REDIS_PASSWORD");
     EXPECT_EQ(locationIn("redis://a:1").password, "");
+}
+
+TEST(RedisLocation, IsShownWithoutTheLoginEvenIfItIsWrong) {
+    EXPECT_EQ(withoutLogin("redis://u:p@a:1/name"), "redis://a:1/name");
+    EXPECT_EQ(withoutLogin("redis://u:p@q@"), "redis://");
+    EXPECT_EQ(withoutLogin("redis://a:1"), "redis://a:1");
+    EXPECT_EQ(tarn::server::shownLocation("redis://u:p@a:0"), "redis://a:0");
+    EXPECT_EQ(tarn::server::shownLocation("/music/by@home"), "/music/by@home");
 }
 
 TEST(RedisLocation, SaysWhatIsWrongWithoutThePassword) {

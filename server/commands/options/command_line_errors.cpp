@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/command_line_errors.h"
+#include "commands/options/command_line_errors.h"
 
 #include <algorithm>
 #include <edlib.h>

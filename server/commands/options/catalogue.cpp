@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/catalogue.h"
+
+#include "commands/options/declarations.h"
+
+namespace tarn::server {
+
+namespace {
+
+struct Options {
+    std::string catalogue;
+    std::string name;
+    bool deep = false;
+    Compaction compaction;
+};
+
+constexpr char kNameHelp[] = "Number or track id";
+
+} // namespace
+
+void declareCatalogueCommands(CommandLine& line) {
+    const auto options = std::make_shared<Options>(); // of the one command that is chosen
+    const auto declare = [&](const char* name, const char* help) {
+        Command command = line.command(name, help);
+        addCatalogueOption(command, options->catalogue);
+        return command;
+    };
+    declare("list", "List the recordings").runs([options](std::ostream& out, std::ostream& err) {
+        return runList(options->catalogue, out, err);
+    });
+    Command show = declare("show", "Show all that is known of a recording");
+    show.argument("ID", options->name, kNameHelp);
+    show.runs([options](std::ostream& out, std::ostream& err) {
+        return runShow(options->catalogue, options->name, out, err);
+    });
+    Command remove = declare("remove", "Remove a recording");
+    remove.argument("ID", options->name, kNameHelp);
+    remove.runs(toTheEnd([options](std::ostream& out, std::ostream& err) {
+        return runRemove(options->catalogue, options->name, out, err);
+    }));
+    Command check = declare("check", "Look for damage");
+    check.flag("--deep", options->deep, "Read every list, too, and compare them with the recordings");
+    check.runs([options](std::ostream& out, std::ostream& err) {
+        return runCheck(options->catalogue, options->deep, out, err);
+    });
+    declare("stats", "Size of the catalogue").runs([options](std::ostream& out, std::ostream& err) {
+        return runStats(options->catalogue, out, err);
+    });
+    Command compact = declare("compact", "Take out of the lists what was removed or replaced");
+    compact.flag("--purge", options->compaction.anew, "Make the lists anew from the recordings; damaged ones go");
+    addGramLettersOption(compact, options->compaction.gramLetters,
+                         "Letters of a gram from now on, 5 to 7; 0: as they are");
+    compact.runs(toTheEnd([options](std::ostream& out, std::ostream& err) {
+        return runCompact(options->catalogue, options->compaction, out, err);
+    }));
+}
+
+} // namespace tarn::server

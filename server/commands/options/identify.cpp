@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/catalogue.h"
+#include "commands/options/declarations.h"
+
+namespace tarn::server {
+
+void declareIdentify(CommandLine& line) {
+    struct Options {
+        std::string catalogue;
+        std::string file;
+    };
+    const auto options = std::make_shared<Options>();
+    Command identify = line.command("identify", "Recognise a file without a server, and say why");
+    addCatalogueOption(identify, options->catalogue);
+    identify.argument("FILE", options->file, "An audio file");
+    identify.runs([options](std::ostream& out, std::ostream& err) {
+        return runIdentify(options->catalogue, options->file, out, err);
+    });
+}
+
+} // namespace tarn::server

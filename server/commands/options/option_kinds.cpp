@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+// The kinds of options and arguments.
+#include "commands/options/command_line.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+#include <limits>
+
+namespace tarn::server {
+
+namespace {
+
+template <class Value>
+CLI::Option* shown(CLI::App& app, const char* name, Value& value, const char* type, const std::string& help) {
+    return app.add_option(name, value, help)->type_name(type)->capture_default_str();
+}
+
+template <class Value>
+CLI::Option* needed(CLI::App& app, const char* name, Value& value, const char* help) {
+    return app.add_option(name, value, help)->type_name("")->required();
+}
+
+// The help shows the bounds after the text: the validators' own words for them would stand in the option's name.
+template <class Number>
+void bounded(CLI::App& app, const char* name, Number& value, Number least, Number most, const std::string& help) {
+    shown(app, name, value, "N", help + " (" + std::to_string(least) + " to " + std::to_string(most) + ")")
+        ->check(CLI::Range(least, most).description(""));
+}
+
+} // namespace
+
+void Command::flag(const char* name, bool& value, const char* help) { app_.add_flag(name, value, help); }
+
+void Command::text(const char* name, std::string& value, const char* type, const char* help) {
+    shown(app_, name, value, type, help);
+}
+
+void Command::textOrNothing(const char* name, std::string& value, const char* type, const char* help) {
+    app_.add_option(name, value, help)->type_name(type);
+}
+
+void Command::texts(const char* name, std::vector<std::string>& values, const char* type, const char* help,
+                    const Check& check) {
+    app_.add_option(name, values, help)->type_name(type)->check(check);
+}
+
+void Command::file(const char* name, std::filesystem::path& value, const char* type, const char* help) {
+    shown(app_, name, value, type, help);
+}
+
+void Command::number(const char* name, size_t& value, size_t least, size_t most, const char* help) {
+    bounded(app_, name, value, least, most, help);
+}
+
+void Command::number(const char* name, int& value, int least, int most, const char* help) {
+    bounded(app_, name, value, least, most, help);
+}
+
+void Command::oneOf(const char* name, unsigned& value, std::initializer_list<unsigned> values, const char* help) {
+    shown(app_, name, value, "N", help)->check(CLI::IsMember(std::vector<unsigned>(values)).description(""));
+}
+
+void Command::seconds(const char* name, std::chrono::milliseconds& value, const char* help) {
+    app_.add_option_function<double>(
+            name,
+            [&value](double seconds) {
+                value = std::chrono::round<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+            },
+            help)
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.01, 3600.0).description(""))
+        ->default_str(std::to_string(value.count() / 1000));
+}
+
+void Command::argument(const char* name, std::string& value, const char* help) { needed(app_, name, value, help); }
+
+void Command::argument(const char* name, std::vector<std::string>& values, const char* help) {
+    needed(app_, name, values, help);
+}
+
+void Command::argument(const char* name, uint32_t& value, const char* help) {
+    needed(app_, name, value, help)
+        ->check(CLI::Range(uint32_t{1}, std::numeric_limits<uint32_t>::max()).description(""));
+}
+
+} // namespace tarn::server
