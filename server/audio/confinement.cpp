@@ -66,6 +66,7 @@ void confineThisProcess(size_t maxBytes) {
     uint64_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
     limit(RLIMIT_AS, pages * static_cast<uint64_t>(::sysconf(_SC_PAGESIZE)) + maxBytes);
+    limit(RLIMIT_CPU, kMaxSeconds);
     limit(RLIMIT_CORE, 0);
     filterCalls();
 }

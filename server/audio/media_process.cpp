@@ -68,7 +68,7 @@ void MediaFile::openSamples(const Wanted& wanted) {
     ask();
     readHead();
     if (!unknownFormat_) return;
-    const std::string reason(frame_.payload.begin(), frame_.payload.end());
+    const std::string reason = frameText();
     finish();
     openByFfmpeg(reason);
 }
@@ -136,10 +136,13 @@ void MediaFile::takeTags() {
     fill(tags_.year, more.year);
 }
 
+// Not trusted: it comes from the process that reads the file.
+std::string MediaFile::frameText() const { return cleanText({frame_.payload.data(), frame_.payload.size()}); }
+
 // The next frame. A problem, and an end without a word, are thrown.
 bool MediaFile::receive() {
     if (!receiveFrame(channel_.get(), frame_)) throwVerdict();
-    if (frame_.kind == FrameKind::kProblem) throw AudioError(std::string(frame_.payload.begin(), frame_.payload.end()));
+    if (frame_.kind == FrameKind::kProblem) throw AudioError(frameText());
     return true;
 }
 

@@ -69,6 +69,7 @@ class MediaFile {
     void readHead();
     void takeTags();
     bool receive();
+    std::string frameText() const;
     void finish();
     void handBackSlots();
     [[noreturn]] void throwVerdict();

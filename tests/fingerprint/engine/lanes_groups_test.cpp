@@ -39,7 +39,7 @@ void addFrames(FeatureMap& map, std::span<const int16_t> samples, size_t frames)
     for (size_t i = 0; i < frames; ++i) add(map, samples.subspan(i * 512, 512));
 }
 
-// The plain engine's texts of so many frames of the samples.
+// The plain engine's texts of the first frames of the samples.
 std::pair<std::string, std::string> plainTexts(size_t capacity, std::span<const int16_t> samples, size_t frames) {
     plain::Map map(static_cast<int>(capacity));
     map.add(samples.first(frames * 512));
