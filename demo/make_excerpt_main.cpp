@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // make-excerpt IN OUT.wav START SECONDS: a part of a recording, through a lossy encoder at its lowest quality and back.
-#include "audio/sndfile_decoder.h"
+#include "audio/media_process.h"
 #include "demo/audio_writer.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -14,18 +13,15 @@ namespace fs = std::filesystem;
 using tarn::demo::Sound;
 
 Sound readPart(const fs::path& path, double startSeconds, double seconds) {
-    tarn::server::SndfileDecoder file(path);
+    tarn::server::MediaProcess process;
+    tarn::server::MediaFile file(process, path,
+                                 {.tags = false,
+                                  .samples = true,
+                                  .startMs = static_cast<uint64_t>(startSeconds * 1000),
+                                  .maxMs = static_cast<uint64_t>(seconds * 1000)});
     Sound sound{file.rateHz(), file.channels(), {}};
-    const auto channels = static_cast<uint64_t>(file.channels());
-    const uint64_t begin = static_cast<uint64_t>(startSeconds * file.rateHz()) * channels;
-    const uint64_t end = begin + static_cast<uint64_t>(seconds * file.rateHz()) * channels;
-    uint64_t position = 0;
-    for (auto piece = file.read(); !piece.empty() && position < end; piece = file.read()) {
-        const uint64_t from = std::clamp(begin, position, position + piece.size());
-        const uint64_t to = std::clamp(end, position, position + piece.size());
-        const auto wanted = piece.subspan(from - position, to - from);
-        sound.samples.insert(sound.samples.end(), wanted.begin(), wanted.end());
-        position += piece.size();
+    for (auto piece = file.read(); !piece.empty(); piece = file.read()) {
+        sound.samples.insert(sound.samples.end(), piece.begin(), piece.end());
     }
     return sound;
 }
