@@ -3,6 +3,7 @@
 #include "catalogue/catalogue.h"
 #include "catalogue/lmdb/page_check.h"
 #include "catalogue/lmdb/page_layout.h"
+#include "support/files.h"
 #include "support/rounds.h"
 #include "support/server/sample_recording.h"
 
@@ -14,6 +15,7 @@
 #include <lmdb.h>
 
 using namespace tarn::server;
+using kvxtest::contents;
 using kvxtest::sampleRecording;
 using kvxtest::TemporaryDirectory;
 using ::testing::HasSubstr;
@@ -21,11 +23,6 @@ using ::testing::IsEmpty;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string bytesOf(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 std::string problemOf(const std::string& location) {
     try {
@@ -65,7 +62,7 @@ TEST(CatalogueFolder, AnEmptyFileThatNamesAPageBeyondItsEndIsFoundDamaged) {
     ASSERT_EQ(mdb_env_create(&environment), 0);
     ASSERT_EQ(mdb_env_open(environment, file.c_str(), MDB_NOSUBDIR | MDB_NOLOCK, 0600), 0);
     mdb_env_close(environment);
-    const std::string sound = bytesOf(file);
+    const std::string sound = contents(file);
     EXPECT_EQ(lmdb::headProblem(file) + lmdb::structureProblem(file, 0), "");
     constexpr size_t kLastPage = sizeof(lmdb::PageHead) + offsetof(lmdb::Head, lastPage);
     for (const size_t head : {size_t{0}, sound.size() / 2}) {
@@ -152,7 +149,7 @@ TEST(CatalogueFolder, SurvivesAReaderThatRestsWhileItGrows) {
 TEST(CatalogueFolder, IsReadWithoutHarmWhateverByteIsWrong) {
     const TemporaryDirectory folder;
     makeCatalogue(folder / "c");
-    const std::string good = bytesOf(folder / "c/catalogue.mdb");
+    const std::string good = contents(folder / "c/catalogue.mdb");
     std::mt19937 dice(8);
     size_t noticed = 0;
     const uint32_t rounds = kvxtest::rounds(60);

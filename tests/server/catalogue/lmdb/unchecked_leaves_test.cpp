@@ -2,6 +2,7 @@
 // A writer that adds checks only the pages that it comes to. The others may hold anything.
 #include "catalogue/catalogue.h"
 #include "catalogue/lmdb/environment.h"
+#include "support/files.h"
 #include "support/rounds.h"
 #include "support/server/sample_recording.h"
 
@@ -11,6 +12,7 @@
 #include <fstream>
 
 using namespace tarn::server;
+using kvxtest::contents;
 using kvxtest::sampleRecording;
 using kvxtest::TemporaryDirectory;
 using ::testing::HasSubstr;
@@ -21,11 +23,6 @@ namespace {
 
 constexpr size_t kPageBytes = 4096; // of the machines that this is tested on
 constexpr char kFile[] = "catalogue.mdb";
-
-std::string bytesOf(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 fs::path copyOf(const std::string& bytes, const fs::path& folder) {
     fs::create_directory(folder);
@@ -85,7 +82,7 @@ TEST(UncheckedLeaves, AreNeverComeTo) {
         SCOPED_TRACE(commits);
         const TemporaryDirectory folder;
         makeCatalogue(folder / "c", commits);
-        const std::string good = bytesOf(folder / "c" / kFile);
+        const std::string good = contents(folder / "c" / kFile);
         const std::vector<uint64_t> unchecked = addOne(copyOf(good, folder / "added"));
         ASSERT_GT(unchecked.size(), 20U);
         std::string spoilt = good;
@@ -93,10 +90,10 @@ TEST(UncheckedLeaves, AreNeverComeTo) {
         EXPECT_EQ(addOne(copyOf(spoilt, folder / "spoilt")), unchecked);
 
         // And with the good pages again, it is the same catalogue.
-        std::string mended = bytesOf(folder / "spoilt" / kFile);
+        std::string mended = contents(folder / "spoilt" / kFile);
         for (const uint64_t page : unchecked)
             mended.replace(page * kPageBytes, kPageBytes, good, page * kPageBytes, kPageBytes);
-        EXPECT_TRUE(mended == bytesOf(folder / "added" / kFile));
+        EXPECT_TRUE(mended == contents(folder / "added" / kFile));
         EXPECT_EQ(problemOf(copyOf(mended, folder / "mended")), "");
     }
 }
@@ -104,7 +101,7 @@ TEST(UncheckedLeaves, AreNeverComeTo) {
 TEST(UncheckedLeaves, AreCheckedBeforeTheFileIsReadOrWrittenFurther) {
     const TemporaryDirectory folder;
     makeCatalogue(folder / "c", 6);
-    const std::string good = bytesOf(folder / "c" / kFile);
+    const std::string good = contents(folder / "c" / kFile);
     const uint64_t page = addOne(copyOf(good, folder / "added")).back();
     std::string spoilt = good;
     spoilt.replace(page * kPageBytes, kPageBytes, kPageBytes, '\xff');
@@ -141,7 +138,7 @@ TEST(UncheckedLeaves, AreCheckedBeforeTheFileIsReadOrWrittenFurther) {
 TEST(UncheckedLeaves, LeaveAWrongByteWhereItIs) {
     const TemporaryDirectory folder;
     makeCatalogue(folder / "c", 6);
-    const std::string good = bytesOf(folder / "c" / kFile);
+    const std::string good = contents(folder / "c" / kFile);
     const size_t recordings = CatalogueReader(folder / "c").recordingCount();
     std::mt19937 dice(9);
     size_t refused = 0;
@@ -164,7 +161,7 @@ TEST(UncheckedLeaves, LeaveAWrongByteWhereItIs) {
             fs::remove_all(copy);
             continue;
         }
-        std::string after = bytesOf(copy / kFile);
+        std::string after = contents(copy / kFile);
         if (after[place] == bytes[place]) after[place] = good[place];
         const fs::path mended = copyOf(after, folder / ("mended" + std::to_string(round)));
         // A value that shared a page with what was written is noticed by its own checksum.
