@@ -57,8 +57,16 @@ FingerprintQuery queryOf(KVXHandle* handle) {
 
 FingerprintQuery codeQuery(std::span<const int16_t> samples, uint32_t durationMs) {
     const LibraryHandle handle = makeLibraryHandle();
-    if (openSession(handle.get(), durationMs) < 0 || !feed(handle.get(), samples)) return {{}, durationMs};
+    if (!codeSamples(handle.get(), samples, durationMs)) return {{}, durationMs};
     return queryOf(handle.get());
+}
+
+bool codeSamples(KVXHandle* handle, std::span<const int16_t> samples, uint32_t durationMs) {
+    return openSession(handle, durationMs) >= 0 && feed(handle, samples);
+}
+
+uint32_t durationMsOf(std::span<const int16_t> samples) {
+    return static_cast<uint32_t>(uint64_t{samples.size()} * 1000 / kEngineRateHz);
 }
 
 uint32_t clientStartMs(uint32_t durationMs) {

@@ -9,6 +9,7 @@
 #include "http/listen_socket.h"
 #include "http/metrics.h"
 #include "http/request_framing.h"
+#include "protocol/match_place.h"
 
 #include <atomic>
 #include <cerrno>
@@ -55,6 +56,7 @@ std::string_view forwardedFor(MHD_Connection* connection) {
 HttpResponse responseOf(const Reply& reply) {
     HttpResponse response = reply.status == 503 ? tryAgainLater(reply.body) : HttpResponse{reply.status, reply.body};
     if (reply.status == 200) response.type = "application/octet-stream";
+    if (!reply.match.empty()) response.headers.emplace_back(kMatchHeader, reply.match);
     response.closeConnection = reply.closeConnection;
     return response;
 }

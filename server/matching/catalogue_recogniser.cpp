@@ -11,12 +11,25 @@ namespace tarn::server {
 
 namespace {
 
+constexpr size_t kMaxCompanions = 20;
+
 Match matchOf(const Recording& recording) {
     Match match;
     match.recordingId = recording.id;
+    match.durationMs = recording.durationMs;
+    match.path = recording.path;
     match.trackBlob = recording.trackBlob;
     match.albumBlob = recording.albumBlob;
     return match;
+}
+
+std::vector<std::string> companionsOf(const std::vector<Candidate>& candidates, uint32_t id) {
+    std::vector<std::string> trackIds;
+    for (const Candidate& candidate : candidates) {
+        if (trackIds.size() == kMaxCompanions) break;
+        if (candidate.sameAs == id) trackIds.push_back(candidate.recording.trackId);
+    }
+    return trackIds;
 }
 
 } // namespace
@@ -82,6 +95,7 @@ Recognition CatalogueRecogniser::recognise(const FingerprintQuery& query, size_t
             Match match = matchOf(candidate.recording);
             match.confidence = confidenceOf(candidate.chance);
             match.offsetMs = offsetMs(candidate.alignment);
+            match.companions = companionsOf(examination.candidates, candidate.id);
             matches.push_back(std::move(match));
         }
         if (matches.empty() && !examination.complete) throw notAll();

@@ -17,8 +17,11 @@ struct Match {
     uint32_t recordingId = 0;
     int confidence = 0;    // 0 to 100: the chance that this is the recording
     uint32_t offsetMs = 0; // where in the recording the query begins
+    uint32_t durationMs = 0;
     std::string trackBlob;
-    std::string albumBlob; // empty: no album
+    std::string albumBlob;               // empty: no album
+    std::vector<std::string> companions; // track ids of further copies of the recording; of a query's match only
+    std::string path;                    // of the recording's file; no client gets it
 };
 
 // What came of a query.

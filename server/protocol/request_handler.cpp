@@ -4,6 +4,8 @@
 #include "base/hexadecimal.h"
 #include "model/access_code.h"
 #include "protocol/answer_writer.h"
+#include "protocol/match_answer.h"
+#include "protocol/match_place.h"
 #include "protocol/packet_reader.h"
 #include "protocol/record_filter.h"
 #include "protocol/signature.h"
@@ -109,7 +111,7 @@ Reply RequestHandler::answer(AdmittedRequest request) const {
     try {
         Reply reply;
         if (const auto* fingerprint = std::get_if<FingerprintRequest>(&request.payload)) {
-            reply.body = answerFingerprint(*fingerprint, report);
+            answerFingerprint(*fingerprint, report, reply);
         } else if (const auto* identity = std::get_if<IdentityRequest>(&request.payload)) {
             reply.body = answerIdentity(*identity, report);
         } else {
@@ -134,9 +136,7 @@ Reply RequestHandler::handle(std::span<const uint8_t> packet) const {
     return answer(std::get<AdmittedRequest>(std::move(admitted)));
 }
 
-// The tracks, best first, and after them their albums in the same order: an album record is the only one that has a
-// place for the confidence. A track without album gets an album record that holds nothing else.
-std::string RequestHandler::answerFingerprint(const FingerprintRequest& request, RequestReport& report) const {
+void RequestHandler::answerFingerprint(const FingerprintRequest& request, RequestReport& report, Reply& reply) const {
     const size_t most = mostAnswers(report.requestOption);
     Recognition recognition;
     {
@@ -151,15 +151,9 @@ std::string RequestHandler::answerFingerprint(const FingerprintRequest& request,
     if (!matches.empty()) {
         const Match& best = matches.front();
         report.best = {best.recordingId, best.confidence, best.offsetMs};
+        reply.match = matchHeader(best);
     }
-    AnswerWriter answer;
-    for (const Match& match : matches) answer.add('T', permittedTrack(match.trackBlob, request.permissions));
-    for (const Match& match : matches) {
-        answer.add('A', match.albumBlob.empty()
-                            ? bareAlbum(match.confidence)
-                            : permittedAlbum(match.albumBlob, request.permissions, match.confidence));
-    }
-    return answer.take();
+    reply.body = matchAnswer(matches, request.permissions);
 }
 
 std::string RequestHandler::answerIdentity(const IdentityRequest& request, RequestReport& report) const {

@@ -20,6 +20,7 @@ namespace tarn::server {
 struct Reply {
     int status = 200;
     std::string body;
+    std::string match; // the header that says where the first match lies; empty: none
     // The client takes everything up to the end of the connection for the answer, or may do so: a failure always ends
     // it.
     bool closeConnection = false;
@@ -56,7 +57,7 @@ class RequestHandler {
                          const std::string& detail = {});
 
   private:
-    std::string answerFingerprint(const FingerprintRequest& request, RequestReport& report) const;
+    void answerFingerprint(const FingerprintRequest& request, RequestReport& report, Reply& reply) const;
     std::string answerIdentity(const IdentityRequest& request, RequestReport& report) const;
     std::string answerItems(const ItemsRequest& request, RequestReport& report) const;
 
