@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "commands/descriptor_stream.h"
+#include "base/descriptor_stream.h"
 #include "commands/options/declarations.h"
 #include "kvx.h"
 #include "standard_descriptors.h"

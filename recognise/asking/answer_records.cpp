@@ -3,7 +3,7 @@
 
 #include "base/text.h"
 #include "kvx.h"
-#include "recognise/asking/asker.h"
+#include "recognise/model/asker.h"
 
 #include <algorithm>
 #include <limits>

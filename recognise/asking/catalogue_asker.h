@@ -4,7 +4,7 @@
 
 #include "coding/library_handle.h"
 #include "model/recogniser.h"
-#include "recognise/asking/asker.h"
+#include "recognise/model/asker.h"
 
 namespace tarn::recognise {
 

@@ -11,26 +11,6 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-// Bytes of the character at the start of text; 0 where there is no valid one.
-size_t characterBytes(std::string_view text) {
-    const auto byte = [&](size_t i) { return static_cast<uint32_t>(static_cast<unsigned char>(text[i])); };
-    const uint32_t first = byte(0);
-    if (first < 0x80) return 1;
-    size_t count = 0;
-    if (first >= 0xC2 && first <= 0xDF) count = 2;
-    if (first >= 0xE0 && first <= 0xEF) count = 3;
-    if (first >= 0xF0 && first <= 0xF4) count = 4;
-    if (count == 0 || text.size() < count) return 0;
-    uint32_t code = first & (0xFFU >> (count + 1));
-    for (size_t i = 1; i < count; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) return 0;
-        code = code << 6 | (byte(i) & 0x3F);
-    }
-    if (count == 3 && (code < 0x800 || (code >= 0xD800 && code <= 0xDFFF))) return 0;
-    if (count == 4 && (code < 0x10000 || code > 0x10FFFF)) return 0;
-    return count;
-}
-
 // Space, the control characters of both ranges (U+0000 to U+001F and U+007F to U+009F), and the separators of lines and
 // paragraphs.
 bool isSpace(std::string_view character) {
@@ -53,11 +33,39 @@ bool isControlByte(char byte) {
 
 } // namespace
 
+size_t utf8Bytes(std::string_view text) {
+    const auto byte = [&](size_t i) { return static_cast<uint32_t>(static_cast<unsigned char>(text[i])); };
+    const uint32_t first = byte(0);
+    if (first < 0x80) return 1;
+    size_t count = 0;
+    if (first >= 0xC2 && first <= 0xDF) count = 2;
+    if (first >= 0xE0 && first <= 0xEF) count = 3;
+    if (first >= 0xF0 && first <= 0xF4) count = 4;
+    if (count == 0 || text.size() < count) return 0;
+    uint32_t code = first & (0xFFU >> (count + 1));
+    for (size_t i = 1; i < count; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) return 0;
+        code = code << 6 | (byte(i) & 0x3F);
+    }
+    if (count == 3 && (code < 0x800 || (code >= 0xD800 && code <= 0xDFFF))) return 0;
+    if (count == 4 && (code < 0x10000 || code > 0x10FFFF)) return 0;
+    return count;
+}
+
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const size_t bytes = utf8Bytes(text);
+        if (bytes == 0) return false;
+        text.remove_prefix(bytes);
+    }
+    return true;
+}
+
 std::string cleanText(std::string_view text) {
     std::string clean;
     bool spaceWaits = false;
     while (!text.empty()) {
-        const size_t bytes = characterBytes(text);
+        const size_t bytes = utf8Bytes(text);
         const std::string_view character = bytes == 0 ? kReplacement : text.substr(0, bytes);
         text.remove_prefix(bytes == 0 ? 1 : bytes);
         if (turnsDirection(character)) continue;
@@ -76,7 +84,7 @@ std::string cleanText(std::string_view text) {
 std::string inOneLine(std::string_view path) {
     std::string line;
     while (!path.empty()) {
-        const size_t bytes = characterBytes(path);
+        const size_t bytes = utf8Bytes(path);
         const std::string_view character = path.substr(0, std::max<size_t>(bytes, 1));
         const bool stays = bytes == 0 ? !isControlByte(character[0])
                                       : character == " " || !(isSpace(character) || turnsDirection(character));

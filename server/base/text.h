@@ -19,6 +19,10 @@ std::string cleanText(std::string_view text);
 // direction, which become question marks: it stays in its line and column.
 std::string inOneLine(std::string_view path);
 
+// Bytes of the UTF-8 character at the start of text, which is not empty; 0: there is no valid one.
+size_t utf8Bytes(std::string_view text);
+bool isUtf8(std::string_view text);
+
 // No control character in it.
 bool isPrintable(std::string_view text);
 

@@ -11,6 +11,11 @@ std::string shownLocation(const std::string& location) {
     return isRedisLocation(location) ? redis::withoutLogin(location) : location;
 }
 
+std::optional<int64_t> lastWritten(const std::string& location) {
+    if (isRedisLocation(location)) return std::nullopt;
+    return lmdb::lastWritten(location);
+}
+
 void expectPlaceForCopy(const std::string& destination) {
     if (!isRedisLocation(destination)) return;
     throw CatalogueError(

@@ -117,6 +117,9 @@ class StoreWriter {
 // The location as logs and messages may show it: without a password.
 std::string shownLocation(const std::string& location);
 
+// Another number after each commit; nothing: the engine cannot tell.
+std::optional<int64_t> lastWritten(const std::string& location);
+
 // Throws CatalogueError where a copy of a store cannot be: it is a folder.
 void expectPlaceForCopy(const std::string& destination);
 

@@ -3,8 +3,8 @@
 
 #include "accounts/account_file.h"
 #include "accounts/identity_store.h"
+#include "base/descriptor_stream.h"
 #include "base/text.h"
-#include "commands/descriptor_stream.h"
 #include "commands/reporting.h"
 
 #include <ctime>

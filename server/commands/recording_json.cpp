@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/recording_json.h"
 
+#include "base/base64.h"
 #include "coding/code_packing.h"
 #include "model/alphabet.h"
 
-#include <nettle/base64.h>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -42,23 +42,10 @@ constexpr std::array<std::pair<const char*, uint32_t& (*)(Recording&)>, 3> kNumb
     {"year", [](Recording& r) -> uint32_t& { return r.tags.year; }},
 }};
 
-std::string base64Of(const std::string& bytes) {
-    std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
-    base64_encode_raw(text.data(), bytes.size(), reinterpret_cast<const uint8_t*>(bytes.data()));
-    return text;
-}
-
 std::string bytesOf(const std::string& base64) {
-    base64_decode_ctx context;
-    base64_decode_init(&context);
-    std::string bytes(BASE64_DECODE_LENGTH(base64.size()), '\0');
-    size_t size = bytes.size();
-    const int sound =
-        base64_decode_update(&context, &size, reinterpret_cast<uint8_t*>(bytes.data()), base64.size(), base64.data());
-    if (sound == 0 || base64_decode_final(&context) == 0)
-        throw std::runtime_error("track_records and album_records must be in base 64");
-    bytes.resize(size);
-    return bytes;
+    std::optional<std::string> bytes = bytesOfBase64(base64);
+    if (!bytes) throw std::runtime_error("track_records and album_records must be in base 64");
+    return std::move(*bytes);
 }
 
 // Frames of the letters whose frames are stored.

@@ -2,6 +2,7 @@
 #include "catalogue/lmdb/environment.h"
 
 #include "catalogue/lmdb/keys.h"
+#include "catalogue/lmdb/lmdb_store.h"
 #include "catalogue/lmdb/transaction.h"
 #include "catalogue/remedies.h"
 
@@ -58,6 +59,12 @@ void expectNotOlder(const fs::path& folder) {
 }
 
 } // namespace
+
+std::optional<int64_t> lastWritten(const fs::path& folder) {
+    struct stat status {};
+    if (::stat((folder / kFile).c_str(), &status) != 0) return std::nullopt;
+    return status.st_mtim.tv_sec * int64_t{1'000'000'000} + status.st_mtim.tv_nsec;
+}
 
 std::shared_ptr<Environment> Environment::open(const fs::path& folder, bool make, Check check) {
     static std::mutex mutex;

@@ -10,5 +10,7 @@ namespace tarn::server::lmdb {
 
 std::unique_ptr<StoreReader> openReader(const std::filesystem::path& folder);
 std::unique_ptr<StoreWriter> openWriter(const std::filesystem::path& folder, bool make);
+// The time of the file; nothing: there is none.
+std::optional<int64_t> lastWritten(const std::filesystem::path& folder);
 
 } // namespace tarn::server::lmdb

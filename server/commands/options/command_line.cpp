@@ -45,6 +45,11 @@ Command CommandLine::command(const char* name, const char* help) {
     return {*app_->add_subcommand(name, help), *chosen_};
 }
 
+Command CommandLine::whole() {
+    app_->require_subcommand(0);
+    return {*app_, *chosen_};
+}
+
 int CommandLine::run(int argc, char** argv, std::ostream& out, std::ostream& err) const {
     try {
         app_->parse(argc, argv);

@@ -52,12 +52,14 @@ class Command {
     void number(const char* name, size_t& value, size_t least, size_t most, const char* help);
     void number(const char* name, int& value, int least, int most, const char* help);
     void oneOf(const char* name, unsigned& value, std::initializer_list<unsigned> values, const char* help);
+    void oneOf(const char* name, std::string& value, const std::vector<std::string>& values, const char* help);
     void seconds(const char* name, std::chrono::milliseconds& value, const char* help);
 
     // Without "--" in front; it must be there. The name says what it is, so the help shows no type beside it.
     void argument(const char* name, std::string& value, const char* help);
-    void argument(const char* name, std::vector<std::string>& values, const char* help); // one or more
-    void argument(const char* name, uint32_t& value, const char* help);                  // from 1
+    void argument(const char* name, std::vector<std::string>& values, const char* help);  // one or more
+    void arguments(const char* name, std::vector<std::string>& values, const char* help); // any number
+    void argument(const char* name, uint32_t& value, const char* help);                   // from 1
 
   private:
     CLI::App& app_;
@@ -72,6 +74,8 @@ class CommandLine {
     CommandLine& operator=(const CommandLine&) = delete;
 
     Command command(const char* name, const char* help);
+    // The program as a whole, where it has no subcommands.
+    Command whole();
 
     // Runs the subcommand that the words name. Status 64, with a line on err, where they name none or are wrong.
     int run(int argc, char** argv, std::ostream& out, std::ostream& err) const;

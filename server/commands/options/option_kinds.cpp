@@ -63,6 +63,10 @@ void Command::oneOf(const char* name, unsigned& value, std::initializer_list<uns
     shown(app_, name, value, "N", help)->check(CLI::IsMember(std::vector<unsigned>(values)).description(""));
 }
 
+void Command::oneOf(const char* name, std::string& value, const std::vector<std::string>& values, const char* help) {
+    shown(app_, name, value, "NAME", help)->check(CLI::IsMember(values).description(""));
+}
+
 void Command::seconds(const char* name, std::chrono::milliseconds& value, const char* help) {
     app_.add_option_function<double>(
             name,
@@ -79,6 +83,10 @@ void Command::argument(const char* name, std::string& value, const char* help) {
 
 void Command::argument(const char* name, std::vector<std::string>& values, const char* help) {
     needed(app_, name, values, help);
+}
+
+void Command::arguments(const char* name, std::vector<std::string>& values, const char* help) {
+    app_.add_option(name, values, help)->type_name("");
 }
 
 void Command::argument(const char* name, uint32_t& value, const char* help) {

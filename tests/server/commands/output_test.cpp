@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What becomes of the tool when its output cannot be written, or its descriptors are closed.
 #include "accounts/account_file.h"
+#include "base/descriptor_stream.h"
 #include "commands/account.h"
-#include "commands/descriptor_stream.h"
 #include "support/files.h"
 #include "support/raw_client.h"
 #include "support/server/accounts.h"

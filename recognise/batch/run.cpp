@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "recognise/batch/run.h"
+
+#include "audio/media_process.h"
+#include "base/descriptor_stream.h"
+#include "base/reason.h"
+#include "base/text.h"
+#include "ingest/file_list.h"
+#include "recognise/asking/askers.h"
+#include "recognise/batch/batch.h"
+#include "recognise/batch/progress_line.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <ostream>
+#include <unistd.h>
+
+namespace tarn::recognise {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kDrawEvery = std::chrono::milliseconds(200);
+constexpr const char* kClearLine = "\r\033[K";
+
+// Where results go: standard output, or the file that was named.
+class Destination {
+  public:
+    Destination(const std::string& file, std::ostream& standard) : standard_(standard) {
+        if (file.empty()) return;
+        descriptor_ = server::FileDescriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+        if (!descriptor_.isOpen()) {
+            throw std::runtime_error(server::errnoText(server::inOneLine(file), "the output cannot be opened"));
+        }
+        stream_ = std::make_unique<server::DescriptorStream>(descriptor_.get());
+    }
+    std::ostream& stream() { return stream_ ? *stream_ : standard_; }
+
+  private:
+    std::ostream& standard_;
+    server::FileDescriptor descriptor_;
+    std::unique_ptr<server::DescriptorStream> stream_;
+};
+
+std::vector<std::string> namesOf(const RunOptions& options) {
+    std::vector<std::string> names = options.paths;
+    if (!options.listFile.empty()) {
+        const auto listed = server::readFileList(options.listFile, options.nullSeparated ? '\0' : '\n');
+        names.insert(names.end(), listed.begin(), listed.end());
+    }
+    return names;
+}
+
+// Shown while results come, on a terminal alone.
+class ProgressDisplay {
+  public:
+    ProgressDisplay(std::ostream& err, bool shown) : err_(err), shown_(shown && isatty(STDERR_FILENO) == 1) {}
+
+    Clock::time_point due() const { return drawn_ + kDrawEvery; }
+    void clear() {
+        if (shown_) err_ << kClearLine << std::flush;
+    }
+    void drawIfDue(const Tally& tally) {
+        if (!shown_ || Clock::now() < due()) return;
+        drawn_ = Clock::now();
+        err_ << kClearLine << progressLine(tally, elapsed()) << std::flush;
+    }
+    std::chrono::milliseconds elapsed() const {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start_);
+    }
+
+  private:
+    std::ostream& err_;
+    bool shown_;
+    Clock::time_point start_ = Clock::now();
+    Clock::time_point drawn_ = start_;
+};
+
+int statusOf(const Tally& tally) {
+    if (tally.server > 0) return kServerFailed;
+    if (tally.unreadable > 0) return kSomeUnreadable;
+    return tally.unknown > 0 ? kSomeUnknown : kAllMatched;
+}
+
+int recogniseAll(const RunOptions& options, std::ostream& out, std::ostream& err) {
+    const std::vector<InputFile> inputs = inputsOf(namesOf(options));
+    const size_t threads = options.jobs == 0 ? std::max(1U, std::thread::hardware_concurrency()) : options.jobs;
+    // Before anything else is open: the processes that read files are not to hold it.
+    std::vector<server::MediaProcess> processes(std::min(threads, std::max<size_t>(inputs.size(), 1)));
+    Destination destination(options.output, out);
+    Askers askers(options.asking, err);
+    const std::unique_ptr<ResultWriter> writer = makeResultWriter(options.format, destination.stream());
+    ProgressDisplay display(err, !options.quiet);
+    Tally tally;
+    tally.files = inputs.size();
+    writer->begin();
+    {
+        Batch batch(inputs, processes, [&] { return askers.make(); }, askers.cache());
+        while (tally.done() < inputs.size() && destination.stream().good()) {
+            if (const std::optional<FileResult> result = batch.next(display.due())) {
+                display.clear();
+                writer->add(*result);
+                tally.count(*result);
+            }
+            display.drawIfDue(tally);
+        }
+    }
+    writer->end();
+    display.clear();
+    if (askers.cache() != nullptr && !askers.cache()->failure().empty()) err << askers.cache()->failure() << '\n';
+    if (!options.quiet) err << summaryOf(tally, display.elapsed()) << '\n';
+    if (!destination.stream().good()) return server::kOutputLost;
+    return statusOf(tally);
+}
+
+} // namespace
+
+int run(const RunOptions& options, std::ostream& out, std::ostream& err) {
+    try {
+        return recogniseAll(options, out, err);
+    } catch (const std::exception& error) {
+        err << server::reasonOf(error) << '\n';
+        return kServerFailed;
+    }
+}
+
+} // namespace tarn::recognise

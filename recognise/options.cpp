@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "recognise/options.h"
+
+#include "recognise/asking/access_code_file.h"
+#include "recognise/batch/run.h"
+#include "recognise/cache/answer_cache.h"
+
+#include <memory>
+#include <ostream>
+
+namespace tarn::recognise {
+
+namespace {
+
+struct Given {
+    RunOptions run;
+    std::string format = "table";
+    bool noCache = false;
+    size_t cacheDays = 30;
+};
+
+// What is wrong with the options together; empty: nothing.
+std::string problemOf(const RunOptions& options) {
+    const AskingOptions& asking = options.asking;
+    if (asking.server.empty() == asking.catalogue.empty()) return "name whom to ask: either --server or --catalogue";
+    if (options.paths.empty() && options.listFile.empty()) return "name a file or a folder, or a list with --files-from";
+    if (options.nullSeparated && options.listFile.empty()) return "--null belongs to --files-from";
+    return {};
+}
+
+int runWith(Given given, std::ostream& out, std::ostream& err) {
+    RunOptions& options = given.run;
+    options.format = formatOf(given.format);
+    options.asking.useCache = !given.noCache;
+    options.asking.cacheTime = std::chrono::hours(24) * given.cacheDays;
+    if (const std::string problem = problemOf(options); !problem.empty()) {
+        err << "tarn-recognise: " << problem << "; tarn-recognise --help lists what it takes\n";
+        return kUsage;
+    }
+    return run(options, out, err);
+}
+
+} // namespace
+
+void declareOptions(server::CommandLine& line) {
+    const auto given = std::make_shared<Given>();
+    RunOptions& run = given->run;
+    AskingOptions& asking = run.asking;
+    asking.codeFile = usualCodeFile();
+    asking.cacheFile = usualCacheFile();
+    server::Command program = line.whole();
+    program.arguments("PATH", run.paths, "Files, and folders with audio files");
+    program.textOrNothing("--files-from", run.listFile, "FILE", "Further names, one a line; - is standard input");
+    program.flag("-0,--null", run.nullSeparated, "The names of --files-from end with a zero byte");
+    program.textOrNothing("--server", asking.server, "URL", "The server to ask, such as http://music.example:8080/");
+    program.textOrNothing("--catalogue,--catalog", asking.catalogue, "PLACE",
+                          "The catalogue to ask instead: a folder, or redis://HOST:PORT");
+    program.file("--code-file", asking.codeFile, "FILE",
+                 "The access code for the server; nobody but its owner may read the file");
+    program.oneOf("--format", given->format, formatNames(), "table, ndjson, csv or xml");
+    program.textOrNothing("--output", run.output, "FILE", "Write results into this file");
+    program.number("--jobs", run.jobs, 0, 256, "Files at a time; 0: one for each processor");
+    program.number("--retries", asking.retries, 0, 100, "Further tries where the server is busy or does not answer");
+    program.seconds("--timeout", asking.http.timeout, "The longest wait for an answer");
+    program.textOrNothing("--proxy", asking.http.proxy, "URL", "The proxy to use; otherwise as the environment has it");
+    program.textOrNothing("--ca-file", asking.http.authorities, "FILE",
+                          "Certificates to trust instead of the system's");
+    program.file("--cache", asking.cacheFile, "FILE", "Where answers are kept");
+    program.number("--cache-days", given->cacheDays, 0, 3650, "Ask again about what was answered longer ago");
+    program.flag("--refresh", asking.refresh, "Ask again about everything");
+    program.flag("--no-cache", given->noCache, "Keep no answers and use none");
+    program.flag("--quiet", run.quiet, "Neither progress nor a summary");
+    program.runs([given](std::ostream& out, std::ostream& err) { return runWith(*given, out, err); });
+}
+
+} // namespace tarn::recognise
