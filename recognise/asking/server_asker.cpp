@@ -55,6 +55,8 @@ HttpReply ServerAsker::sendPatiently(std::span<const uint8_t> packet) {
         std::chrono::milliseconds wait = pause;
         try {
             HttpReply reply = post_.send(packet);
+            // Even "nothing found" is a record. A connection that ends within the head looks like this.
+            if (reply.status == 200 && reply.body.empty()) throw TransportError("its answer is cut off");
             if (!isPassing(reply.status) || tried == options_.retries) return reply;
             if (reply.retryAfter) wait = std::max<std::chrono::milliseconds>(wait, *reply.retryAfter);
         } catch (const TransportError& error) {

@@ -58,7 +58,7 @@ class ProgressDisplay {
   public:
     ProgressDisplay(std::ostream& err, bool shown) : err_(err), shown_(shown && isatty(STDERR_FILENO) == 1) {}
 
-    Clock::time_point due() const { return drawn_ + kDrawEvery; }
+    Clock::time_point due() const { return shown_ ? drawn_ + kDrawEvery : Clock::now() + std::chrono::minutes(1); }
     void clear() {
         if (shown_) err_ << kClearLine << std::flush;
     }

@@ -22,7 +22,7 @@ bool Piece::isSilent() const {
     return squares <= kSilentSquare * samples.size();
 }
 
-Piece readPiece(const std::filesystem::path& path, server::MediaProcess& process, uint64_t startMs) {
+Piece readPiece(const std::filesystem::path& path, server::MediaProcess& process, uint64_t startMs, Read read) {
     Piece piece;
     piece.startMs = startMs;
     try {
@@ -32,6 +32,7 @@ Piece readPiece(const std::filesystem::path& path, server::MediaProcess& process
         wanted.maxMs = kPieceMs;
         server::MediaFile file(process, path, wanted);
         piece.fileMs = file.statedMs();
+        if (read == Read::kWholePieces && piece.fileMs > 0 && piece.fileMs < startMs + kPieceMs) return piece;
         server::PcmPreparation preparation(file.rateHz(), file.channels());
         piece.samples.reserve(kPieceMs * server::kEngineRateHz / 1000);
         for (auto pcm = file.read(); !pcm.empty(); pcm = file.read()) {

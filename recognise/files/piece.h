@@ -26,7 +26,13 @@ struct Piece {
     bool isSilent() const;
 };
 
+enum class Read {
+    kAnything,
+    kWholePieces, // nothing is decoded where the file states that it ends within the piece
+};
+
 // Damage is no failure: what comes before it is the piece.
-Piece readPiece(const std::filesystem::path& path, server::MediaProcess& process, uint64_t startMs);
+Piece readPiece(const std::filesystem::path& path, server::MediaProcess& process, uint64_t startMs,
+                Read read = Read::kAnything);
 
 } // namespace tarn::recognise

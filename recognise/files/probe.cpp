@@ -33,7 +33,7 @@ std::vector<uint64_t> furtherPlaces(const Piece& first) {
 
 // The usual place, or the beginning of a file that is too short for it or cannot be read there.
 Piece readFirst(const std::filesystem::path& path, server::MediaProcess& process) {
-    Piece piece = readPiece(path, process, kUsualStartMs);
+    Piece piece = readPiece(path, process, kUsualStartMs, Read::kWholePieces);
     const bool whole = piece.lengthMs() + 1000 >= kPieceMs;
     if (whole) return piece;
     Piece beginning = readPiece(path, process, 0);

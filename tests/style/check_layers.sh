@@ -27,6 +27,7 @@ allowed=$(mktemp)
 trap 'rm -f "$allowed"' EXIT
 allow app kvx.h
 allow server kvx.h core/packet_layout.h fingerprint/letter_stream.h
+allow recognise kvx.h
 if grep -rnE '^#include "(app|server|commands|catalogue|matching|protocol)/' sdk src; then
     echo "the library includes what stands above it"
     status=1
@@ -64,6 +65,35 @@ room audio base model
 room ingest base model coding audio
 room accounts base model
 room http base model protocol
+# step FOLDER FOLDER...: the first folder of recognise/ may include the others (those of recognise/ by that name, else the
+# server's), and itself.
+steps=
+step() {
+    inside=$1
+    steps="$steps $inside"
+    allowed_steps=$(echo "recognise/$*" | tr ' ' '|')
+    found=$(grep -rhoE '^#include "(recognise/)?[a-z]+/' "recognise/$inside" | sed 's/.*"//; s,/$,,' | sort -u)
+    [ -n "$found" ] || { echo "recognise/$inside includes nothing: is anything looked at?"; status=1; }
+    for other in $found; do
+        [ -d "$other" ] || [ -d "server/$other" ] || continue
+        echo "$other" | grep -qxE "$allowed_steps" && continue
+        echo "recognise/$inside includes $other, and may include: $*"
+        status=1
+    done
+}
+step model recognise/model
+step json recognise/model base
+step cache recognise/model recognise/json base
+step asking recognise/model recognise/cache base model coding protocol matching catalogue
+step files recognise/model base model coding audio
+step output recognise/model recognise/json recognise/tracklist base
+step batch recognise/model recognise/asking recognise/cache recognise/files recognise/output base audio ingest
+for folder in recognise/*/; do
+    folder=$(basename "$folder")
+    echo "$steps" | grep -qw "$folder" && continue
+    echo "recognise/$folder has no line here"
+    status=1
+done
 # Integers of the wire pass through the two cursors of util/bytes.h. kvx.h and core/memory_hooks.cpp declare the hooks.
 users=$(grep -rlE 'KVXMemCopy[23]' sdk src | LC_ALL=C sort | tr '\n' ' ')
 [ "$users" = "sdk/core/memory_hooks.cpp sdk/include/kvx.h sdk/util/bytes.h " ] || {
