@@ -17,7 +17,7 @@ namespace tarn::recognise {
 namespace {
 
 constexpr auto kFirstPause = std::chrono::milliseconds(500); // doubles with each retry
-constexpr auto kLongestPause = std::chrono::milliseconds(60'000);
+constexpr auto kMaxPause = std::chrono::milliseconds(60'000);
 
 server::LibraryHandle makeHandle(const std::string& accessCode) {
     const std::string device = deviceIdentity();
@@ -62,8 +62,8 @@ HttpReply ServerAsker::sendPatiently(std::span<const uint8_t> packet) {
         } catch (const TransportError& error) {
             if (tried == options_.retries) throw NoAnswer(std::string("the server does not answer: ") + error.what());
         }
-        pause_(std::min(wait, kLongestPause));
-        pause = std::min(2 * pause, kLongestPause);
+        pause_(std::min(wait, kMaxPause));
+        pause = std::min(2 * pause, kMaxPause);
     }
 }
 

@@ -12,7 +12,7 @@
 namespace tarn::recognise {
 
 constexpr uint64_t kPieceMs = 31'000;   // 30 s are coded, from each of three starts
-constexpr uint64_t kShortestMs = 7'000; // too little is coded of less
+constexpr uint64_t kMinPieceMs = 7'000; // too little is coded of less
 
 struct Piece {
     uint64_t startMs = 0;
@@ -21,7 +21,7 @@ struct Piece {
     std::string damage;           // why reading ended before the piece or the file did; empty: it did not
 
     uint64_t lengthMs() const;
-    bool isLongEnough() const { return lengthMs() >= kShortestMs; }
+    bool isLongEnough() const { return lengthMs() >= kMinPieceMs; }
     // Quieter than any music that can be recognised.
     bool isSilent() const;
 };

@@ -19,7 +19,7 @@ constexpr size_t kMaxPlaces = 3;
 std::vector<uint64_t> furtherPlaces(const Piece& first) {
     std::vector<uint64_t> places;
     const uint64_t fileMs = first.fileMs;
-    if (fileMs < kPieceMs + kShortestMs) return places;
+    if (fileMs < kPieceMs + kMinPieceMs) return places;
     const uint64_t last = fileMs - std::min(fileMs, kPieceMs);
     for (const uint64_t place : {fileMs / 2, fileMs / 4 * 3, uint64_t{0}, last}) {
         const uint64_t start = std::min(place, last);

@@ -22,7 +22,7 @@ TEST(ServerUrl, IsTheAddressOfRecognitionThere) {
     for (const auto& [named, asked] : {
              Url{"http://music.example", "http://music.example/sdkrequest"},
              Url{"http://music.example:8080/", "http://music.example:8080/sdkrequest"},
-             Url{"https://music.example/behind/a/proxy", "https://music.example/behind/a/proxy/sdkrequest"},
+             Url{"https://music.example/under/a/path", "https://music.example/under/a/path/sdkrequest"},
              Url{"https://music.example/tarn/", "https://music.example/tarn/sdkrequest"},
              Url{"http://[::1]:8080", "http://[::1]:8080/sdkrequest"},
          }) {
