@@ -5,12 +5,13 @@ import { readAnswer } from './answer.js';
 import { check, checkObject } from './errors.js';
 import { Handle } from './handle.js';
 import { takePacket } from './packet.js';
-import { bytesOf, checkSamples, durationOf, elementAt } from './samples.js';
+import { bytesOf, checkSamples, durationOf, elementAt, silence } from './samples.js';
 import { Session } from './session.js';
 
 const kCodeDigits = 80;
 const kMaxIdBytes = 16;
 const kMaxIdListBytes = 1 << 20;
+const kMaxSilenceMs = 10; // a track a little longer than 74005 ms ends up to 7 ms before its fingerprint is complete
 
 export class Access {
   #library;
@@ -57,6 +58,7 @@ export class Access {
     const session = this.session({ rateHz, channels, durationMs });
     try {
       session.feed(samples.subarray(elementAt(samples, format, session.startMs)));
+      if (session.missingMs <= kMaxSilenceMs) session.feed(silence(session.missingMs, format));
       return { codes: session.codes, packet: session.packet(request) };
     } finally {
       session.close();

@@ -28,7 +28,8 @@ constexpr Record describe(size_t bytes, const Member (&members)[Count]) {
     return {static_cast<uint32_t>(bytes), Count, members};
 }
 
-#define KVX_MEMBER(record, member, kind, element) {#member, offsetof(record, member), kind, element}
+#define KVX_MEMBER(record, member, kind, element)                                                                      \
+    { #member, offsetof(record, member), kind, element }
 #define KVX_COUNT_FOLLOWS(record, member, count)                                                                       \
     static_assert(offsetof(record, count) == offsetof(record, member) + sizeof(void*))
 

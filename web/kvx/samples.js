@@ -57,6 +57,11 @@ export function elementAt(samples, { rateHz, channels }, ms) {
   return Math.floor(ms * rateHz / 1000) * perFrame;
 }
 
+/** Samples of so many milliseconds, or a little more. */
+export function silence(ms, { rateHz, channels }) {
+  return new Int16Array(Math.ceil(ms * rateHz / 1000) * channels);
+}
+
 /** A text or bytes as bytes; throws for anything else. */
 export function bytesOf(value, reason, name) {
   if (typeof value === 'string') return new TextEncoder().encode(value);
