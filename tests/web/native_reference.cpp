@@ -9,13 +9,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <span>
 #include <string>
 #include <vector>
 
 namespace {
 
-constexpr int32_t kMostReadMs = 31000; // more than is coded
+constexpr int32_t kMaxReadMs = 31000; // more than is coded
 constexpr size_t kBlockBytes = 1024;
 constexpr uint16_t kMaxMatches = 3;
 constexpr int32_t kGerman = 'd' << 8 | 'e';
@@ -48,35 +49,26 @@ std::string fingerprintPacket(KVXHandle* handle) {
     uint32_t length = 0;
     if (KVXGenerateFingerprintRequest3(handle, nullptr, 0, nullptr, kMaxMatches, kGerman, &packet, &length) != 0)
         return "";
-    const std::string text = hex(packet, length);
+    std::string text = hex(packet, length);
     KVXFreeFingerprintRequest3(&packet);
     return text;
 }
 
-std::string lookUpPacket(KVXHandle* handle, std::string id) {
+std::string lookUpPacket(KVXHandle* handle, const std::string& id) {
+    std::string first = id;
     std::string other = "of " + id;
-    const KVXValueLength ids[] = {{id.data(), static_cast<uint32_t>(id.size())},
+    const KVXValueLength ids[] = {{first.data(), static_cast<uint32_t>(first.size())},
                                   {other.data(), static_cast<uint32_t>(other.size())}};
     uint8_t* packet = nullptr;
     uint32_t length = 0;
     if (KVXGenerateMetaIDRequest(handle, 'T', ids, 2, kMaxMatches, kGerman, &packet, &length) != 0) return "";
-    const std::string text = hex(packet, length);
+    std::string text = hex(packet, length);
     KVXFreeMetaIDRequest(&packet);
     return text;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    if (argc != 5) {
-        std::fprintf(stderr, "usage: native_reference SEED RATE_HZ CHANNELS DURATION_MS\n");
-        return 2;
-    }
-    uint32_t numbers[4];
-    std::transform(argv + 1, argv + 5, numbers,
-                   [](const char* word) { return static_cast<uint32_t>(std::strtoul(word, nullptr, 10)); });
-    const auto [seed, rateHz, channels, durationMs] = numbers;
-
+// Returns the exit status.
+int print(uint32_t seed, uint32_t rateHz, uint32_t channels, uint32_t durationMs) {
     kvxtest::SecretKey secret;
     std::generate(secret.begin(), secret.end(), [byte = seed]() mutable { return static_cast<uint8_t>(byte += 37); });
     const int encryptionMethod = 1 + static_cast<int>(seed % 3);
@@ -88,7 +80,7 @@ int main(int argc, char** argv) {
 
     const int32_t startMs = KVXNewFingerprint3(handle.get(), static_cast<int32_t>(channels),
                                                static_cast<int32_t>(rateHz), static_cast<int32_t>(durationMs));
-    const auto lengthMs = std::min(static_cast<int32_t>(durationMs) - startMs, kMostReadMs);
+    const auto lengthMs = std::min(static_cast<int32_t>(durationMs) - startMs, kMaxReadMs);
     const std::vector<int16_t> samples = music(seed, rateHz, channels, static_cast<uint32_t>(lengthMs));
     const std::span pcm(reinterpret_cast<const uint8_t*>(samples.data()), samples.size() * sizeof samples[0]);
     if (kvxtest::feedAll(handle.get(), pcm, kBlockBytes) != 0) {
@@ -108,4 +100,20 @@ int main(int argc, char** argv) {
                 id.c_str(), id.c_str(), lookUpPacket(handle.get(), id).c_str());
     std::printf("\n");
     return std::fwrite(pcm.data(), 1, pcm.size(), stdout) == pcm.size() ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) try {
+    if (argc != 5) {
+        std::fprintf(stderr, "usage: native_reference SEED RATE_HZ CHANNELS DURATION_MS\n");
+        return 2;
+    }
+    uint32_t numbers[4];
+    std::transform(argv + 1, argv + 5, numbers,
+                   [](const char* word) { return static_cast<uint32_t>(std::strtoul(word, nullptr, 10)); });
+    return print(numbers[0], numbers[1], numbers[2], numbers[3]);
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "native_reference: %s\n", error.what());
+    return 1;
 }

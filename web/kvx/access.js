@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The access to a recognition server that an account has: it signs requests and reads answers.
 
-import { readAnswer } from './answer.js';
-import { check, checkObject } from './errors.js';
-import { Handle } from './handle.js';
-import { takePacket } from './packet.js';
-import { bytesOf, checkSamples, durationOf, elementAt, silence } from './samples.js';
-import { Session } from './session.js';
+import {readAnswer} from './answer.js';
+import {check, checkObject} from './errors.js';
+import {Handle} from './handle.js';
+import {takePacket} from './packet.js';
+import {bytesOf, checkSamples, durationOf, elementAt, silence} from './samples.js';
+import {Session} from './session.js';
 
 const kCodeDigits = 80;
 const kMaxIdBytes = 16;
@@ -24,13 +24,15 @@ export class Access {
   /** Kvx makes these. */
   constructor(library, memory, accessCode, deviceId, options) {
     checkObject(options, 'the options of an access must be an object: { clientKind }');
-    const { clientKind = 'S' } = options;
+    const {clientKind = 'S'} = options;
     const digits = digitsOf(accessCode);
     this.#deviceId = bytesOf(deviceId, 'device-id', 'the device id').slice();
-    const { length } = this.#deviceId;
-    check(length >= 1 && length <= kMaxIdBytes, 'device-id',
+    const {length} = this.#deviceId;
+    check(
+      length >= 1 && length <= kMaxIdBytes, 'device-id',
       `the device id must have 1 to ${kMaxIdBytes} bytes; it has ${length}`);
-    check(typeof clientKind === 'string' && /^[!-~]$/.test(clientKind), 'argument',
+    check(
+      typeof clientKind === 'string' && /^[!-~]$/.test(clientKind), 'argument',
       'clientKind must be one character of ASCII');
     this.#library = library;
     this.#memory = memory;
@@ -54,12 +56,12 @@ export class Access {
     this.#checkOpen();
     checkSamples(samples);
     checkObject(format, 'a format is needed: { rateHz, channels }');
-    const { rateHz, channels, durationMs = durationOf(samples, format) } = format;
-    const session = this.session({ rateHz, channels, durationMs });
+    const {rateHz, channels, durationMs = durationOf(samples, format)} = format;
+    const session = this.session({rateHz, channels, durationMs});
     try {
       session.feed(samples.subarray(elementAt(samples, format, session.startMs)));
       if (session.missingMs <= kMaxSilenceMs) session.feed(silence(session.missingMs, format));
-      return { codes: session.codes, packet: session.packet(request) };
+      return {codes: session.codes, packet: session.packet(request)};
     } finally {
       session.close();
     }
@@ -68,8 +70,9 @@ export class Access {
   lookUpPacket(ids, options = {}) {
     this.#checkOpen();
     checkObject(options, 'the options of a look-up must be an object: { kind, maxMatches, language }');
-    const { kind = 'A', ...request } = options;
-    check(typeof kind === 'string' && /^[A-Z]$/.test(kind), 'argument',
+    const {kind = 'A', ...request} = options;
+    check(
+      typeof kind === 'string' && /^[A-Z]$/.test(kind), 'argument',
       'kind must be a capital letter: "A" for albums, "T" for tracks');
     const list = idBytes(ids);
     return this.#memory.withBlocks((take) => {
@@ -80,9 +83,11 @@ export class Access {
         this.#memory.setWord(array + index * 8, copy);
         this.#memory.setWord(array + index * 8 + 4, id.length);
       });
-      return takePacket(this.#library, this.#memory, request, 'KVXFreeMetaIDRequest', (options, packet, length) =>
-        this.#library.KVXGenerateMetaIDRequest(this.#handle.address, kind.charCodeAt(0), array, list.length,
-          options.maxMatches, options.language, packet, length));
+      return takePacket(
+        this.#library, this.#memory, request, 'KVXFreeMetaIDRequest',
+        (options, packet, length) => this.#library.KVXGenerateMetaIDRequest(
+          this.#handle.address, kind.charCodeAt(0), array, list.length, options.maxMatches, options.language, packet,
+          length));
     });
   }
 
@@ -101,16 +106,14 @@ export class Access {
     this.#handle = null;
   }
 
-  #openHandle() {
-    return new Handle(this.#library, this.#memory, this.#code, this.#deviceId, this.#clientKind);
-  }
+  #openHandle() { return new Handle(this.#library, this.#memory, this.#code, this.#deviceId, this.#clientKind); }
 
-  #checkOpen() {
-    check(this.#handle !== null, 'closed', 'the access is closed; open another one');
-  }
+  #checkOpen() { check(this.#handle !== null, 'closed', 'the access is closed; open another one'); }
 }
 
-/** The digits of an access code as bytes of their own; white space around them, such as the end of a line, is left out. */
+/**
+ * The digits of an access code as bytes of their own; white space around them, such as the end of a line, is left out.
+ */
 function digitsOf(accessCode) {
   const bytes = bytesOf(accessCode, 'access-code', 'the access code');
   const isSpace = (byte) => byte === 0x20 || (byte >= 0x09 && byte <= 0x0d);
@@ -118,8 +121,10 @@ function digitsOf(accessCode) {
   while (begin < end && isSpace(bytes[begin])) ++begin;
   while (end > begin && isSpace(bytes[end - 1])) --end;
   const digits = bytes.slice(begin, end);
-  const isHex = (byte) => (byte >= 0x30 && byte <= 0x39) || (byte >= 0x41 && byte <= 0x46) || (byte >= 0x61 && byte <= 0x66);
-  check(digits.length === kCodeDigits && digits.every(isHex), 'access-code',
+  const isHex = (byte) =>
+    (byte >= 0x30 && byte <= 0x39) || (byte >= 0x41 && byte <= 0x46) || (byte >= 0x61 && byte <= 0x66);
+  check(
+    digits.length === kCodeDigits && digits.every(isHex), 'access-code',
     `an access code has ${kCodeDigits} hexadecimal digits; copy all of it`);
   return digits;
 }

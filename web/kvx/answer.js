@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // The answer of a server as plain objects.
 
-import { check } from './errors.js';
-import { typeOf } from './samples.js';
+import {check} from './errors.js';
+import {typeOf} from './samples.js';
 
 const kMaxAnswerBytes = 1 << 24;
 const kMaxRecords = 0x7fff; // the library counts in 16 bits with a sign
 const kReaders = {
-  T: { read: 'KVXGetTrack', free: 'KVXFreeTrack' },
-  A: { read: 'KVXGetAlbum', free: 'KVXFreeAlbum' },
-  K: { read: 'KVXGetTrackToAlbum', free: 'KVXFreeTrackToAlbum' },
+  T: {read: 'KVXGetTrack', free: 'KVXFreeTrack'},
+  A: {read: 'KVXGetAlbum', free: 'KVXFreeAlbum'},
+  K: {read: 'KVXGetTrackToAlbum', free: 'KVXFreeTrackToAlbum'},
 };
 
 /** Reads the body of an HTTP answer. */
@@ -24,7 +24,7 @@ export function readAnswer(library, memory, handle, answer) {
     check(status === 0, 'answer', 'the answer is damaged: its records do not fill it; ask the server again');
     const count = memory.word(memory.place);
     check(count <= kMaxRecords, 'answer', `the answer has more than ${kMaxRecords} records; ask for fewer`);
-    const result = { found: false, tracks: [], albums: [], types: '' };
+    const result = {found: false, tracks: [], albums: [], types: ''};
     for (let number = 1; number <= count; ++number) takeRecord(library, memory, handle, number, result);
     result.found = result.tracks.length + result.albums.length > 0;
     return result;
@@ -43,7 +43,7 @@ function takeRecord(library, memory, handle, number, result) {
   if (album !== null) result.albums.push(withTracks(album));
 }
 
-function readRecord(library, memory, handle, number, code, { read, free }) {
+function readRecord(library, memory, handle, number, code, {read, free}) {
   memory.setWord(memory.place, 0); // a reader that fails before it allocates leaves it
   const status = library[read](handle, number, memory.place);
   const address = memory.word(memory.place);
@@ -56,13 +56,13 @@ function readRecord(library, memory, handle, number, code, { read, free }) {
 }
 
 /** artist: that of an album is a member of kvx.h, that of a track is the first of its artists. */
-function withArtist({ trackId, title, artists }) {
-  return { trackId, title, artist: artists.length > 0 ? artists[0].property : null, artists };
+function withArtist({trackId, title, artists}) {
+  return {trackId, title, artist: artists.length > 0 ? artists[0].property : null, artists};
 }
 
 function withTracks(album) {
-  const media = album.media.map((medium) => ({ tracks: medium.tracks.map(withArtist) }));
-  return { ...album, media };
+  const media = album.media.map((medium) => ({tracks: medium.tracks.map(withArtist)}));
+  return {...album, media};
 }
 
 function isBuffer(value) {

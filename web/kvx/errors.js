@@ -19,12 +19,11 @@ export function check(isGood, reason, message) {
 }
 
 /** Throws unless value is an object, whose members can be asked for. */
-export function checkObject(value, message) {
-  check(typeof value === 'object' && value !== null, 'argument', message);
-}
+export function checkObject(value, message) { check(typeof value === 'object' && value !== null, 'argument', message); }
 
 /** Throws unless value is an integer from least to most. */
 export function checkInteger(value, least, most, reason, name) {
-  check(Number.isInteger(value) && value >= least && value <= most, reason,
+  check(
+    Number.isInteger(value) && value >= least && value <= most, reason,
     `${name} must be an integer from ${least} to ${most}`);
 }

@@ -1,20 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
-// Acoustic fingerprints of recordings, signed requests to a recognition server, and its answers. README.md has an example.
+// Acoustic fingerprints of recordings, signed requests to a recognition server, and its answers. README.md has an
+// example.
 
-/** Why something failed, for programs. */
-export type Reason =
-  | 'argument' // a value of the wrong type or out of its range
-  | 'source' // the module cannot be loaded
-  | 'access-code' // not 80 hexadecimal digits, or an unknown signing method
-  | 'device-id' // not 1 to 16 bytes
-  | 'channels' // neither 1 nor 2
-  | 'rate' // below 11025 Hz
-  | 'too-short' // a track of 6005 ms or less
-  | 'incomplete' // the audio ended before the fingerprint was complete
-  | 'unsigned' // the access code's methods cannot sign
-  | 'answer' // the answer is damaged
-  | 'closed' // the access or session is closed
-  | 'memory'; // the module's memory, 64 MiB, is used up
+/**
+ * Why something failed, for programs:
+ * - argument: a value of the wrong type or out of its range
+ * - source: the module cannot be loaded
+ * - access-code: not 80 hexadecimal digits, or an unknown signing method
+ * - device-id: not 1 to 16 bytes
+ * - channels: neither 1 nor 2
+ * - rate: below 11025 Hz
+ * - too-short: a track of 6005 ms or less
+ * - incomplete: the audio ended before the fingerprint was complete
+ * - unsigned: the access code's methods cannot sign
+ * - answer: the answer is damaged
+ * - closed: the access or session is closed
+ * - memory: the module's memory, 64 MiB, is used up
+ */
+export type Reason = 'argument'|'source'|'access-code'|'device-id'|'channels'|'rate'|'too-short'|'incomplete'|
+  'unsigned'|'answer'|'closed'|'memory';
 
 /** What every failure throws. Its message says what is wrong and what to do. */
 export class KvxError extends Error {
@@ -26,7 +30,7 @@ export class KvxError extends Error {
  * 16-bit PCM, the channels interleaved: as numbers, as numbers from -1 to 1 (what lies beyond is cut), or as bytes,
  * little-endian.
  */
-export type Samples = Int16Array | Float32Array | Uint8Array;
+export type Samples = Int16Array|Float32Array|Uint8Array;
 
 export interface Format {
   /** 11025 or more. */
@@ -58,18 +62,18 @@ export interface Fingerprint {
 
 /** Texts are null where the server left them out. Members are named as in kvx.h. */
 export interface Artist {
-  propertyId: string | null;
+  propertyId: string|null;
   /** The artist's name. */
-  property: string | null;
-  valueId: string | null;
-  value: string | null;
+  property: string|null;
+  valueId: string|null;
+  value: string|null;
 }
 
 export interface Track {
-  trackId: string | null;
-  title: string | null;
+  trackId: string|null;
+  title: string|null;
   /** The name of the first of the artists. */
-  artist: string | null;
+  artist: string|null;
   artists: Artist[];
 }
 
@@ -78,9 +82,9 @@ export interface Medium {
 }
 
 export interface Album {
-  albumId: string | null;
-  title: string | null;
-  artist: string | null;
+  albumId: string|null;
+  title: string|null;
+  artist: string|null;
   /** 0 to 100 in the answer to a fingerprint. */
   confidence: number;
   media: Medium[];
@@ -101,7 +105,7 @@ export interface Answer {
  * Loads the library. source: the address of kvx.wasm, its bytes, or the compiled module, which a page can post to its
  * workers. Default: kvx.wasm beside kvx.js. Each call gives a library with a memory of its own.
  */
-export function load(source?: URL | string | BufferSource | WebAssembly.Module): Promise<Kvx>;
+export function load(source?: URL|string|BufferSource|WebAssembly.Module): Promise<Kvx>;
 
 /** The library; load makes it. */
 export class Kvx {
@@ -112,7 +116,7 @@ export class Kvx {
    * Opens an access. accessCode: 80 hexadecimal digits, as text or as the bytes of a file. deviceId: 1 to 16 bytes that
    * name this device; keep one for each device. clientKind: a character that every packet carries; default "S".
    */
-  open(accessCode: string | Uint8Array, deviceId: string | Uint8Array, options?: { clientKind?: string }): Access;
+  open(accessCode: string|Uint8Array, deviceId: string|Uint8Array, options?: {clientKind?: string}): Access;
 }
 
 /** What an account may ask a server. It holds the account's secret until it is closed. */
@@ -122,14 +126,14 @@ export class Access {
    * The fingerprint of a recording, whose samples begin with the track. Without durationMs the samples are the whole
    * track.
    */
-  fingerprint(samples: Samples, format: Omit<Format, 'durationMs'> & { durationMs?: number },
-    request?: RequestOptions): Fingerprint;
+  fingerprint(samples: Samples, format: Omit<Format, 'durationMs'>&{durationMs?: number}, request?: RequestOptions):
+    Fingerprint;
   /** Opens a session for audio that comes in pieces. Close it in the end. */
   session(format: Format): Session;
   /** The signed request for items by their ids, which have no comma. */
-  lookUpPacket(ids: Array<string | Uint8Array>, options?: LookUpOptions): Uint8Array;
+  lookUpPacket(ids: Array<string|Uint8Array>, options?: LookUpOptions): Uint8Array;
   /** Reads the body of a server's answer. */
-  parse(answer: Uint8Array | ArrayBuffer): Answer;
+  parse(answer: Uint8Array|ArrayBuffer): Answer;
   /** Wipes the secret. Sessions that are open stay so. Closing twice does no harm. */
   close(): void;
 }

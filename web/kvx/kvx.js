@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The module's face: load gives the library, which opens accesses. kvx.d.ts documents all of it.
 
-import { Access } from './access.js';
-import { KvxError } from './errors.js';
-import { Memory } from './memory.js';
-import { Session } from './session.js';
+import {Access} from './access.js';
+import {KvxError} from './errors.js';
+import {Memory} from './memory.js';
+import {Session} from './session.js';
 
-export { Access, KvxError, Session };
+export {Access, KvxError, Session};
 
 export async function load(source = new URL('./kvx.wasm', import.meta.url)) {
   let instance;
@@ -34,9 +34,7 @@ export class Kvx {
     this.#memory = new Memory(exports);
   }
 
-  get version() {
-    return this.#memory.text(this.#library.kvxVersion());
-  }
+  get version() { return this.#memory.text(this.#library.kvxVersion()); }
 
   open(accessCode, deviceId, options = {}) {
     return new Access(this.#library, this.#memory, accessCode, deviceId, options);
@@ -52,7 +50,7 @@ async function moduleOf(source) {
 async function bytesAt(address) {
   const url = new URL(address, globalThis.location?.href);
   if (url.protocol === 'file:') { // what fetch does not read in node
-    const { readFile } = await import('node:fs/promises');
+    const {readFile} = await import('node:fs/promises');
     return readFile(url);
   }
   const response = await fetch(url);

@@ -2,7 +2,7 @@
 // The memory of the module: blocks taken from it and given back, and what it holds as JavaScript values. Every access
 // makes its view anew, because memory that grows detaches the views made before.
 
-import { KvxError } from './errors.js';
+import {KvxError} from './errors.js';
 
 const decoder = new TextDecoder(); // of UTF-8; what is not becomes U+FFFD
 
@@ -47,26 +47,16 @@ export class Memory {
     return block;
   }
 
-  free(block) {
-    this.#exports.free(block);
-  }
+  free(block) { this.#exports.free(block); }
 
   /** A view that is good until the module is called again. */
-  bytes(address, length) {
-    return new Uint8Array(this.#exports.memory.buffer, address, length);
-  }
+  bytes(address, length) { return new Uint8Array(this.#exports.memory.buffer, address, length); }
 
-  word(address) {
-    return new DataView(this.#exports.memory.buffer).getUint32(address, true);
-  }
+  word(address) { return new DataView(this.#exports.memory.buffer).getUint32(address, true); }
 
-  setWord(address, value) {
-    new DataView(this.#exports.memory.buffer).setUint32(address, value, true);
-  }
+  setWord(address, value) { new DataView(this.#exports.memory.buffer).setUint32(address, value, true); }
 
-  short(address) {
-    return new DataView(this.#exports.memory.buffer).getUint16(address, true);
-  }
+  short(address) { return new DataView(this.#exports.memory.buffer).getUint16(address, true); }
 
   /** A text that ends with a zero byte. */
   text(address) {
@@ -83,7 +73,7 @@ export class Memory {
     return object;
   }
 
-  #value({ kind, description }, place) {
+  #value({kind, description}, place) {
     const address = this.word(place);
     switch (kind) {
       case 's':
@@ -93,9 +83,9 @@ export class Memory {
       case 'r':
         return address === 0 ? null : this.record(description, address);
       default: { // an array, and after its address the number of its elements
-        const { bytes } = this.#layoutOf(description);
+        const {bytes} = this.#layoutOf(description);
         const count = address === 0 ? 0 : this.short(place + 4);
-        return Array.from({ length: count }, (_, i) => this.record(description, address + i * bytes));
+        return Array.from({length: count}, (_, i) => this.record(description, address + i * bytes));
       }
     }
   }
@@ -106,11 +96,11 @@ export class Memory {
       const words = new Uint32Array(this.#exports.memory.buffer, description, 3);
       const [bytes, count, first] = words;
       const rows = new Uint32Array(this.#exports.memory.buffer, first, count * kMemberWords);
-      const members = Array.from({ length: count }, (_, i) => {
+      const members = Array.from({length: count}, (_, i) => {
         const [name, offset, kind, record] = rows.subarray(i * kMemberWords, (i + 1) * kMemberWords);
-        return { name: this.text(name), offset, kind: String.fromCharCode(kind), description: record };
+        return {name: this.text(name), offset, kind: String.fromCharCode(kind), description: record};
       });
-      layout = { bytes, members };
+      layout = {bytes, members};
       this.#layouts.set(description, layout);
     }
     return layout;

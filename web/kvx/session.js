@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // A fingerprint of audio that comes in pieces.
 
-import { KvxError, check } from './errors.js';
-import { outOfMemory } from './memory.js';
-import { takePacket } from './packet.js';
-import { checkFormat, checkSamples, pcmOf, wholeMs } from './samples.js';
+import {KvxError, check} from './errors.js';
+import {outOfMemory} from './memory.js';
+import {takePacket} from './packet.js';
+import {checkFormat, checkSamples, pcmOf, wholeMs} from './samples.js';
 
 const kTooShort = -2;
 const kMoreAudioWanted = 20;
@@ -27,7 +27,7 @@ export class Session {
     this.#library = library;
     this.#memory = memory;
     this.#handle = openHandle();
-    const { rateHz, channels } = format;
+    const {rateHz, channels} = format;
     const durationMs = wholeMs(format.durationMs);
     this.#startMs = library.KVXNewFingerprint3(this.#handle.address, channels, rateHz, durationMs);
     if (this.#startMs >= 0) return;
@@ -36,13 +36,9 @@ export class Session {
     throw outOfMemory();
   }
 
-  get startMs() {
-    return this.#startMs;
-  }
+  get startMs() { return this.#startMs; }
 
-  get complete() {
-    return this.#complete;
-  }
+  get complete() { return this.#complete; }
 
   get missingMs() {
     this.#checkOpen();
@@ -66,20 +62,20 @@ export class Session {
 
   get codes() {
     this.#checkComplete();
-    return Array.from({ length: kCodeStrings },
+    return Array.from(
+      {length: kCodeStrings},
       (_, index) => this.#memory.text(this.#library.kvxCodeString(this.#handle.address, index)));
   }
 
   packet(request = {}) {
     this.#checkComplete();
-    return takePacket(this.#library, this.#memory, request, 'KVXFreeFingerprintRequest3', (options, packet, length) =>
-      this.#library.KVXGenerateFingerprintRequest3(this.#handle.address, 0, 0, 0, options.maxMatches, options.language,
-        packet, length));
+    return takePacket(
+      this.#library, this.#memory, request, 'KVXFreeFingerprintRequest3',
+      (options, packet, length) => this.#library.KVXGenerateFingerprintRequest3(
+        this.#handle.address, 0, 0, 0, options.maxMatches, options.language, packet, length));
   }
 
-  close() {
-    this.#handle.close();
-  }
+  close() { this.#handle.close(); }
 
   #feedBlock(block, pcm) {
     const rest = this.#rest;
@@ -94,14 +90,13 @@ export class Session {
     this.#complete = status === 0;
   }
 
-  #checkOpen() {
-    check(this.#handle.address !== 0, 'closed', 'the session is closed; open another one');
-  }
+  #checkOpen() { check(this.#handle.address !== 0, 'closed', 'the session is closed; open another one'); }
 
   #checkComplete() {
     this.#checkOpen();
     if (this.#complete) return;
-    throw new KvxError('incomplete',
+    throw new KvxError(
+      'incomplete',
       `${this.missingMs} ms of audio are missing; feed what follows, or give the true length of the track`);
   }
 }

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // kvx.d.ts declares what kvx.js has, and nothing else.
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
-import { test } from 'node:test';
-import { failsWith, golden, kAccessCode, kDeviceId, kvxModule, load, packageFolder, recording } from './support.js';
+import {readFileSync} from 'node:fs';
+import {test} from 'node:test';
+import {failsWith, golden, kAccessCode, kDeviceId, kvxModule, load, packageFolder, recording} from './support.mjs';
 
-const declarations = readFileSync(`${packageFolder}/kvx.d.ts`, 'utf8').replace(/\/\*\*.*?\*\//gs, '').replace(/\/\/.*/g, '');
+const declarations =
+  readFileSync(`${packageFolder}/kvx.d.ts`, 'utf8').replace(/\/\*\*.*?\*\//gs, '').replace(/\/\/.*/g, '');
 
 /** The names that a class or interface declares. */
 function membersOf(name) {
@@ -29,13 +30,17 @@ for (const name of ['Kvx', 'Access', 'Session']) {
 test('every member of a result is declared', async () => {
   const access = (await load()).open(kAccessCode, kDeviceId);
   const native = recording(6, 22050, 1, 6500);
-  const { tracks: [track] } = access.parse(golden('answer_track.bin'));
+  const {tracks: [track]} = access.parse(golden('answer_track.bin'));
   const answer = access.parse(golden('answer_album.bin'));
   const results = {
-    Fingerprint: access.fingerprint(native.samples, native.format), Track: track, Artist: track.artists[0],
-    Answer: answer, Album: answer.albums[0],
+    Fingerprint: access.fingerprint(native.samples, native.format),
+    Track: track,
+    Artist: track.artists[0],
+    Answer: answer,
+    Album: answer.albums[0],
   };
-  for (const [name, result] of Object.entries(results)) assert.deepEqual(membersOf(name), Object.keys(result).sort(), name);
+  for (const [name, result] of Object.entries(results))
+    assert.deepEqual(membersOf(name), Object.keys(result).sort(), name);
   access.close();
 });
 
@@ -45,7 +50,8 @@ test('every reason that the sources give is declared, and the other way round', 
   const given = new Set();
   for (const name of ['access', 'answer', 'handle', 'kvx', 'memory', 'packet', 'samples', 'session', 'errors']) {
     const source = readFileSync(`${packageFolder}/${name}.js`, 'utf8');
-    for (const reason of declared) if (source.includes(`'${reason}'`)) given.add(reason);
+    for (const reason of declared)
+      if (source.includes(`'${reason}'`)) given.add(reason);
     for (const [, reason] of source.matchAll(/KvxError\('([^']*)'/g)) assert.ok(declared.includes(reason), reason);
   }
   assert.deepEqual([...given].sort(), declared);

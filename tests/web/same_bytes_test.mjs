@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The code strings and the signed packets are the native library's.
 import assert from 'node:assert/strict';
-import { test } from 'node:test';
-import { dice, failsWith, hex, kAccessCode, kDeviceId, load, recording } from './support.js';
+import {test} from 'node:test';
+import {dice, failsWith, hex, kAccessCode, kDeviceId, load, recording} from './support.mjs';
 
 const kRecordings = 100;
 const kRatesHz = [11025, 16000, 22050, 32000, 44100, 48000, 96000];
@@ -21,7 +21,7 @@ test(`the strings and packets of ${kRecordings} recordings are the native ones`,
     const [rateHz, channels, durationMs] = format(index);
     const name = `recording ${index}: ${rateHz} Hz, ${channels} channels, ${durationMs} ms`;
     const native = recording(index, rateHz, channels, durationMs);
-    const { maxMatches, language } = native;
+    const {maxMatches, language} = native;
     assert.ok(native.codes.every((text) => text.length > 20), name);
 
     const access = kvx.open(native.accessCode, native.deviceId);
@@ -34,12 +34,12 @@ test(`the strings and packets of ${kRecordings} recordings are the native ones`,
       at = end;
     }
     assert.deepEqual(session.codes, native.codes, name);
-    assert.equal(hex(session.packet({ maxMatches, language })), native.packet, name);
-    assert.equal(hex(access.lookUpPacket(native.ids, { kind: 'T', maxMatches, language })), native.lookUpPacket, name);
+    assert.equal(hex(session.packet({maxMatches, language})), native.packet, name);
+    assert.equal(hex(access.lookUpPacket(native.ids, {kind: 'T', maxMatches, language})), native.lookUpPacket, name);
     session.close();
 
     if (native.startMs === 0) {
-      const { codes, packet } = access.fingerprint(native.samples, native.format, { maxMatches, language });
+      const {codes, packet} = access.fingerprint(native.samples, native.format, {maxMatches, language});
       assert.deepEqual(codes, native.codes, name);
       assert.equal(hex(packet), native.packet, name);
     }
@@ -62,8 +62,8 @@ test('a long recording is fingerprinted from where the library asks', () => {
 
 test('a track that ends a few milliseconds before its fingerprint is followed by silence', () => {
   // Of 74006 ms, 30006 are read, and the third map is full after 30012.
-  const format = { rateHz: 22050, channels: 1, durationMs: 74006 };
-  const { samples } = recording(3, 22050, 1, 30050);
+  const format = {rateHz: 22050, channels: 1, durationMs: 74006};
+  const {samples} = recording(3, 22050, 1, 30050);
   const read = samples.subarray(0, 30006 * 22.05);
   const access = kvx.open(kAccessCode, kDeviceId);
   const session = access.session(format);
@@ -71,7 +71,7 @@ test('a track that ends a few milliseconds before its fingerprint is followed by
   assert.equal(session.feed(new Int16Array(22050)), true);
   const whole = new Int16Array(44000 * 22.05 + read.length);
   whole.set(read, 44000 * 22.05);
-  const { codes, packet } = access.fingerprint(whole, format);
+  const {codes, packet} = access.fingerprint(whole, format);
   assert.deepEqual(codes, session.codes);
   assert.equal(hex(packet), hex(session.packet()));
   assert.throws(() => access.fingerprint(whole.subarray(0, 74006 * 22.05 - 2205), format), failsWith('incomplete'));

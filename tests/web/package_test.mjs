@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // What npm packs can be installed into an empty folder, without a network, and used there.
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
-import { mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { test } from 'node:test';
-import { packageFolder, recording } from './support.js';
+import {execFileSync} from 'node:child_process';
+import {mkdtempSync, readFileSync, readdirSync, rmSync, writeFileSync} from 'node:fs';
+import {tmpdir} from 'node:os';
+import {test} from 'node:test';
+import {packageFolder, recording} from './support.mjs';
 
 const kProgram = `
 import { load } from 'kvx';
@@ -20,11 +20,11 @@ test('the packed package is installed and used', () => {
   const run = (program, ...words) => execFileSync(program, words, {
     cwd: folder,
     encoding: 'utf8',
-    env: { ...process.env, HOME: folder, npm_config_update_notifier: 'false' },
+    env: {...process.env, HOME: folder, npm_config_update_notifier: 'false'},
   });
   try {
     run('npm', 'pack', '--silent', packageFolder);
-    const { version } = JSON.parse(readFileSync(`${packageFolder}/package.json`));
+    const {version} = JSON.parse(readFileSync(`${packageFolder}/package.json`));
     const [packed] = readdirSync(folder).filter((name) => name.endsWith('.tgz'));
     assert.equal(packed, `kvx-${version}.tgz`);
     writeFileSync(`${folder}/package.json`, '{"name": "user", "private": true, "type": "module"}');
@@ -35,9 +35,11 @@ test('the packed package is installed and used', () => {
     const native = recording(8, 44100, 1, 7000);
     writeFileSync(`${folder}/pcm`, native.samples);
     writeFileSync(`${folder}/program.js`, kProgram);
-    const { accessCode, deviceId, format: { rateHz, channels } } = native;
-    assert.equal(run('node', 'program.js', JSON.stringify({ accessCode, deviceId, rateHz, channels })).trim(), native.codes.join(' '));
+    const {accessCode, deviceId, format: {rateHz, channels}} = native;
+    assert.equal(
+      run('node', 'program.js', JSON.stringify({accessCode, deviceId, rateHz, channels})).trim(),
+      native.codes.join(' '));
   } finally {
-    rmSync(folder, { recursive: true });
+    rmSync(folder, {recursive: true});
   }
 });

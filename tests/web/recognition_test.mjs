@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // A whole recognition: a catalogue of files, the service, and a client that fingerprints here and sends with fetch.
 import assert from 'node:assert/strict';
-import { execFileSync, spawn } from 'node:child_process';
-import { once } from 'node:events';
-import { mkdtempSync, rmSync, writeFileSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { test } from 'node:test';
-import { kDeviceId, load, recording } from './support.js';
+import {execFileSync, spawn} from 'node:child_process';
+import {once} from 'node:events';
+import {mkdtempSync, rmSync, writeFileSync} from 'node:fs';
+import {tmpdir} from 'node:os';
+import {test} from 'node:test';
+import {kDeviceId, load, recording} from './support.mjs';
 
 const kServer = process.env.TARN_SERVER;
 const kRateHz = 22050;
@@ -31,8 +31,8 @@ function wavFile(samples) {
 async function post(address, packet) {
   const form = new FormData();
   form.append('data', new Blob([packet]));
-  const response = await fetch(`http://${address}/sdkrequest`, { method: 'POST', body: form });
-  return { status: response.status, body: await response.arrayBuffer() };
+  const response = await fetch(`http://${address}/sdkrequest`, {method: 'POST', body: form});
+  return {status: response.status, body: await response.arrayBuffer()};
 }
 
 test('the service recognises what the module fingerprints', async () => {
@@ -44,9 +44,10 @@ test('the service recognises what the module fingerprints', async () => {
     const pieces = [11, 12, 13].map((seed) => recording(seed, kRateHz, 1, 31000).samples);
     pieces.forEach((samples, index) => writeFileSync(`${folder}/piece ${index}.wav`, wavFile(samples)));
     execFileSync(kServer, ['add', ...files, folder]);
-    const account = execFileSync(kServer, ['account', 'add', ...accounts], { encoding: 'utf8' });
+    const account = execFileSync(kServer, ['account', 'add', ...accounts], {encoding: 'utf8'});
     const [, code] = account.match(/^access code ([0-9A-Fa-f]{80})$/m);
-    server = spawn(kServer, ['serve', ...files, ...accounts, '--listen', '127.0.0.1:0'], { stdio: ['ignore', 'pipe', 'ignore'] });
+    server = spawn(
+      kServer, ['serve', ...files, ...accounts, '--listen', '127.0.0.1:0'], {stdio: ['ignore', 'pipe', 'ignore']});
     const [line] = await once(server.stdout, 'data');
     const [, address] = String(line).match(/^listening on (.*)$/m);
 
@@ -54,18 +55,18 @@ test('the service recognises what the module fingerprints', async () => {
     const access = kvx.open(code, kDeviceId);
     for (const [index, samples] of pieces.entries()) {
       const excerpt = samples.subarray(5 * kRateHz, 25 * kRateHz);
-      const { packet } = access.fingerprint(excerpt, { rateHz: kRateHz, channels: 1 });
-      const { status, body } = await post(address, packet);
+      const {packet} = access.fingerprint(excerpt, {rateHz: kRateHz, channels: 1});
+      const {status, body} = await post(address, packet);
       assert.equal(status, 200);
-      const { tracks, albums, types } = access.parse(body);
+      const {tracks, albums, types} = access.parse(body);
       assert.equal(types, 'TA');
       assert.equal(tracks[0].title, `piece ${index}`);
       assert.ok(albums[0].confidence > 85, `confidence ${albums[0].confidence}`);
 
-      const found = access.parse((await post(address, access.lookUpPacket([tracks[0].trackId], { kind: 'T' }))).body);
+      const found = access.parse((await post(address, access.lookUpPacket([tracks[0].trackId], {kind: 'T'}))).body);
       assert.equal(found.tracks[0]?.title ?? found.albums[0]?.title, `piece ${index}`);
     }
-    const unknown = access.fingerprint(recording(99, kRateHz, 1, 9000).samples, { rateHz: kRateHz, channels: 1 });
+    const unknown = access.fingerprint(recording(99, kRateHz, 1, 9000).samples, {rateHz: kRateHz, channels: 1});
     assert.equal(access.parse((await post(address, unknown.packet)).body).types, 'N');
 
     const stranger = kvx.open(code.replace(/.{4}$/, (end) => (end === '0000' ? '1111' : '0000')), kDeviceId);
@@ -77,6 +78,6 @@ test('the service recognises what the module fingerprints', async () => {
       server.kill();
       await once(server, 'exit');
     }
-    rmSync(folder, { recursive: true });
+    rmSync(folder, {recursive: true});
   }
 });

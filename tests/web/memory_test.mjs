@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Nothing leaks, and each allocation may fail. The library runs in counted.wasm: the module as it is shipped, linked with
-// counted_blocks.cpp, which counts what the library and the JavaScript take.
+// Nothing leaks, and each allocation may fail. The library runs in counted.wasm: the module as it is shipped, linked
+// with counted_blocks.cpp, which counts what the library and the JavaScript take.
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
-import { test } from 'node:test';
-import { golden, kAccessCode, kDeviceId, kvxModule, KvxError, load, recording } from './support.js';
+import {readFileSync} from 'node:fs';
+import {test} from 'node:test';
+import {golden, kAccessCode, kDeviceId, kvxModule, KvxError, load, recording} from './support.mjs';
 
 const native = recording(5, 32000, 2, 6500);
 const damaged = golden('answer_album.bin').fill(0xff, 5 + 1 + 4 * 20, 5 + 1 + 4 * 24);
@@ -13,20 +13,16 @@ class CountedLibrary {
   #exports;
 
   constructor() {
-    const { exports } = new WebAssembly.Instance(new WebAssembly.Module(readFileSync(process.env.KVX_COUNTED)), {});
+    const {exports} = new WebAssembly.Instance(new WebAssembly.Module(readFileSync(process.env.KVX_COUNTED)), {});
     this.#exports = exports;
     // The linker exports what wraps the two under its own names.
-    this.kvx = new kvxModule.Kvx({ ...exports, malloc: exports.__wrap_malloc, free: exports.__wrap_free });
+    this.kvx = new kvxModule.Kvx({...exports, malloc: exports.__wrap_malloc, free: exports.__wrap_free});
   }
 
-  get live() {
-    return this.#exports.liveBlocks();
-  }
+  get live() { return this.#exports.liveBlocks(); }
 
   /** number: of allocations before the one that fails; -1: none fails. */
-  failAllocation(number) {
-    this.#exports.failAllocation(number);
-  }
+  failAllocation(number) { this.#exports.failAllocation(number); }
 }
 
 function isRefused(work) {
@@ -93,7 +89,7 @@ for (const [name, journey] of Object.entries(kJourneys)) {
 test('nothing is left after failures', () => {
   const library = new CountedLibrary();
   const before = library.live;
-  const { kvx } = library;
+  const {kvx} = library;
   const failures = [
     () => kvx.open('', kDeviceId),
     () => kvx.open(`0102030409000900${'0'.repeat(64)}`, kDeviceId),
@@ -105,12 +101,12 @@ test('nothing is left after failures', () => {
   const access = kvx.open(kAccessCode, kDeviceId);
   const open = library.live;
   const others = [
-    () => access.session({ rateHz: 44100, channels: 2, durationMs: 100 }),
-    () => access.session({ rateHz: 44100, channels: 3, durationMs: 10000 }),
-    () => access.fingerprint(native.samples, { ...native.format, durationMs: 60000 }),
-    () => access.fingerprint(native.samples, native.format, { language: 'none' }),
+    () => access.session({rateHz: 44100, channels: 2, durationMs: 100}),
+    () => access.session({rateHz: 44100, channels: 3, durationMs: 10000}),
+    () => access.fingerprint(native.samples, {...native.format, durationMs: 60000}),
+    () => access.fingerprint(native.samples, native.format, {language: 'none'}),
     () => access.lookUpPacket(['a', 'b', ',']),
-    () => access.lookUpPacket(['a'], { maxMatches: -1 }),
+    () => access.lookUpPacket(['a'], {maxMatches: -1}),
     () => access.parse(damaged),
     () => access.parse(golden('answer_track.bin').subarray(1)),
   ];
@@ -125,7 +121,7 @@ test('nothing is left after failures', () => {
 test('sessions that are never closed use the memory up, and closing them gives it back', async () => {
   const kvx = await load();
   const access = kvx.open(kAccessCode, kDeviceId);
-  const format = { rateHz: 44100, channels: 2, durationMs: 30000 };
+  const format = {rateHz: 44100, channels: 2, durationMs: 30000};
   for (let round = 0; round < 2; ++round) {
     const sessions = [];
     assert.ok(isRefused(() => {

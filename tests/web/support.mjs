@@ -2,9 +2,9 @@
 // What the tests share: the package as it was built, recordings with what the native library makes of them, and answers
 // put together byte by byte. CMakeLists.txt sets the variables.
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
-import { readFileSync } from 'node:fs';
-import { pathToFileURL } from 'node:url';
+import {execFileSync} from 'node:child_process';
+import {readFileSync} from 'node:fs';
+import {pathToFileURL} from 'node:url';
 
 function variable(name) {
   assert.ok(process.env[name], `${name} is not set; run the tests with ctest`);
@@ -14,7 +14,7 @@ function variable(name) {
 export const packageFolder = variable('KVX_PACKAGE');
 export const wasmPath = `${packageFolder}/kvx.wasm`;
 export const kvxModule = await import(pathToFileURL(`${packageFolder}/kvx.js`));
-export const { KvxError, load } = kvxModule;
+export const {KvxError, load} = kvxModule;
 
 export const kDeviceId = '00:11:22:33:44:5';
 export const kAccessCode = `0102030403000300${'5a'.repeat(32)}`; // account 0x04030201, Blowfish and MD4
@@ -22,21 +22,17 @@ export const kAccessCode = `0102030403000300${'5a'.repeat(32)}`; // account 0x04
 /** A recording, and what the native library makes of it. */
 export function recording(seed, rateHz, channels, durationMs) {
   const words = [seed, rateHz, channels, durationMs].map(String);
-  const output = execFileSync(variable('KVX_REFERENCE'), words, { maxBuffer: 1 << 26 });
+  const output = execFileSync(variable('KVX_REFERENCE'), words, {maxBuffer: 1 << 26});
   const end = output.indexOf(0x0a);
   // A copy, so that the samples are aligned.
   const samples = new Int16Array(new Uint8Array(output.subarray(end + 1)).buffer);
-  return { ...JSON.parse(output.subarray(0, end)), samples, format: { rateHz, channels, durationMs } };
+  return {...JSON.parse(output.subarray(0, end)), samples, format: {rateHz, channels, durationMs}};
 }
 
-export function hex(bytes) {
-  return Buffer.from(bytes).toString('hex');
-}
+export function hex(bytes) { return Buffer.from(bytes).toString('hex'); }
 
 /** Bytes of tests/data. */
-export function golden(name) {
-  return readFileSync(`${variable('KVX_TEST_DATA')}/${name}`);
-}
+export function golden(name) { return readFileSync(`${variable('KVX_TEST_DATA')}/${name}`); }
 
 /** What a test expects of a failure. */
 export function failsWith(reason) {
@@ -76,6 +72,4 @@ export function blob(fields) {
 export const arrayField = blob;
 
 /** A record of an answer. */
-export function answerRecord(type, data) {
-  return Buffer.concat([Buffer.from(type), u32(data.length), data]);
-}
+export function answerRecord(type, data) { return Buffer.concat([Buffer.from(type), u32(data.length), data]); }
