@@ -8,26 +8,32 @@ const decoder = new TextDecoder(); // of UTF-8; what is not becomes U+FFFD
 
 const kMemberWords = 4; // of a Member of glue.cpp
 
+export const kPcmBytes = 16384; // a multiple of 4; far below the size at which the library drops the end of a piece
+
 export class Memory {
   #exports;
   #layouts = new Map(); // address of a record's description: the description
 
   /** The address of two words for what a function hands out. They are there even when no memory is left. */
   place;
+  /**
+   * The address of kPcmBytes for the samples of a call: one place for all sessions, because no call interrupts
+   * another.
+   */
+  pcm;
 
   constructor(exports) {
     this.#exports = exports;
-    this.place = this.copyIn(new Uint8Array(7));
+    this.place = this.#take(8);
+    this.pcm = this.#take(kPcmBytes);
   }
 
-  /** Gives work a function that takes blocks, zeroed, and gives all of them back in the end. */
+  /** Gives work a function that takes blocks, and gives all of them back in the end. */
   withBlocks(work) {
     const taken = [];
     const take = (length) => {
-      const block = this.#exports.malloc(Math.max(length, 1));
-      if (block === 0) throw outOfMemory();
+      const block = this.#take(length);
       taken.push(block);
-      this.bytes(block, length).fill(0);
       return block;
     };
     try {
@@ -39,8 +45,7 @@ export class Memory {
 
   /** A block that the caller frees, with a copy of the bytes and a zero byte after them. */
   copyIn(bytes) {
-    const block = this.#exports.malloc(bytes.length + 1);
-    if (block === 0) throw outOfMemory();
+    const block = this.#take(bytes.length + 1);
     const copy = this.bytes(block, bytes.length + 1);
     copy.set(bytes);
     copy[bytes.length] = 0;
@@ -71,6 +76,12 @@ export class Memory {
       object[member.name] = this.#value(member, address + member.offset);
     }
     return object;
+  }
+
+  #take(length) {
+    const block = this.#exports.malloc(Math.max(length, 1));
+    if (block === 0) throw outOfMemory();
+    return block;
   }
 
   #value({kind, description}, place) {

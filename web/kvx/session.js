@@ -2,15 +2,15 @@
 // A fingerprint of audio that comes in pieces.
 
 import {KvxError, check} from './errors.js';
-import {outOfMemory} from './memory.js';
+import {kPcmBytes, outOfMemory} from './memory.js';
 import {takePacket} from './packet.js';
 import {checkFormat, checkSamples, pcmOf, wholeMs} from './samples.js';
 
 const kTooShort = -2;
 const kMoreAudioWanted = 20;
 const kEngineRateHz = 22050;
-const kBlockBytes = 16384; // a multiple of 4; far below the size at which the library drops the end of a block
-const kUnit = 4;           // the library takes multiples of it
+const kUnit = 4; // the library takes multiples of so many bytes
+const kNoBytes = new Uint8Array(0);
 const kCodeStrings = 6;
 
 export class Session {
@@ -19,7 +19,7 @@ export class Session {
   #handle;
   #startMs;
   #complete = false;
-  #rest = new Uint8Array(0); // bytes that do not fill a unit yet
+  #rest = kNoBytes; // bytes that do not fill a unit yet
 
   /** Access makes sessions. openHandle: makes the session's handle. */
   constructor(library, memory, format, openHandle) {
@@ -50,13 +50,10 @@ export class Session {
   feed(samples) {
     this.#checkOpen();
     checkSamples(samples);
-    const most = Math.floor((kBlockBytes - kUnit) / samples.BYTES_PER_ELEMENT);
-    this.#memory.withBlocks((take) => {
-      const block = take(kBlockBytes);
-      for (let at = 0; at < samples.length && !this.#complete; at += most) {
-        this.#feedBlock(block, pcmOf(samples, at, at + most));
-      }
-    });
+    const most = Math.floor((kPcmBytes - kUnit) / samples.BYTES_PER_ELEMENT);
+    for (let at = 0; at < samples.length && !this.#complete; at += most) {
+      this.#feedPiece(pcmOf(samples, at, at + most));
+    }
     return this.#complete;
   }
 
@@ -77,15 +74,16 @@ export class Session {
 
   close() { this.#handle.close(); }
 
-  #feedBlock(block, pcm) {
-    const rest = this.#rest;
-    const filled = rest.length + pcm.length;
-    const view = this.#memory.bytes(block, kBlockBytes);
-    view.set(rest);
-    view.set(pcm, rest.length);
+  #feedPiece(pcm) {
+    const {pcm: place} = this.#memory;
+    const rest = this.#rest.length;
+    const filled = rest + pcm.length;
     const whole = filled - filled % kUnit;
-    this.#rest = view.slice(whole, filled);
-    const status = this.#library.KVXGenerateFingerprint3(this.#handle.address, block, whole);
+    const view = this.#memory.bytes(place, kPcmBytes);
+    if (rest > 0) view.set(this.#rest);
+    view.set(pcm, rest);
+    this.#rest = whole === filled ? kNoBytes : view.slice(whole, filled);
+    const status = this.#library.KVXGenerateFingerprint3(this.#handle.address, place, whole);
     if (status !== 0 && status !== kMoreAudioWanted) throw outOfMemory();
     this.#complete = status === 0;
   }
