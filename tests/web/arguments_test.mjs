@@ -101,6 +101,22 @@ test('an access code may come from a file, with the end of its line', () => {
   }
 });
 
+test('the bytes of an access code and of a device id stay the caller\'s', () => {
+  const code = Buffer.from(kAccessCode);
+  const id = Buffer.from(kDeviceId);
+  const other = kvx.open(code, id);
+  const expected = hex(other.lookUpPacket(['a']));
+  assert.equal(code.toString(), kAccessCode);
+  id.fill(0);
+  other.session(format).close();
+  assert.equal(hex(other.lookUpPacket(['a'])), expected);
+  const session = other.session(format);
+  assert.equal(
+    hex(session.feed(new Int16Array(2 * 44100 * 31)) && session.packet().slice(10, 26)), hex(Buffer.from(kDeviceId)));
+  session.close();
+  other.close();
+});
+
 test('an access code that does not sign makes no packet', () => {
   const other = kvx.open(`0102030403000100${'5a'.repeat(32)}`, kDeviceId);
   assert.throws(() => other.lookUpPacket(['a']), failsWith('unsigned'));

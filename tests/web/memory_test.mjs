@@ -21,6 +21,9 @@ class CountedLibrary {
 
   get live() { return this.#exports.liveBlocks(); }
 
+  /** Whether the memory holds the bytes anywhere. */
+  holds(bytes) { return Buffer.from(this.#exports.memory.buffer).includes(bytes); }
+
   /** number: of allocations before the one that fails; -1: none fails. */
   failAllocation(number) { this.#exports.failAllocation(number); }
 }
@@ -85,6 +88,26 @@ for (const [name, journey] of Object.entries(kJourneys)) {
     assert.equal(library.live, before);
   });
 }
+
+test('a closed access leaves no secret in the memory', () => {
+  const digits = Buffer.from(native.accessCode);
+  const secret = Buffer.from(native.accessCode.slice(-64), 'hex');
+  for (const end of ['closed', 'refused']) {
+    const library = new CountedLibrary();
+    if (end === 'closed') {
+      const access = library.kvx.open(digits, kDeviceId);
+      assert.ok(library.holds(digits) && library.holds(secret), 'is anything looked for?');
+      access.fingerprint(native.samples, native.format);
+      access.close();
+    } else { // by the library, which does not know the method 9
+      const unknown = Buffer.from(native.accessCode.replace(/^(.{8})../, '$109'));
+      assert.ok(isRefused(() => library.kvx.open(unknown, kDeviceId)));
+      assert.ok(!library.holds(unknown), end);
+    }
+    assert.ok(!library.holds(digits), end);
+    assert.ok(!library.holds(secret), end);
+  }
+});
 
 test('nothing is left after failures', () => {
   const library = new CountedLibrary();

@@ -26,7 +26,7 @@ export class Access {
     checkObject(options, 'the options of an access must be an object: { clientKind }');
     const {clientKind = 'S'} = options;
     const digits = digitsOf(accessCode);
-    this.#deviceId = bytesOf(deviceId, 'device-id', 'the device id').slice();
+    this.#deviceId = new Uint8Array(bytesOf(deviceId, 'device-id', 'the device id'));
     const {length} = this.#deviceId;
     check(
       length >= 1 && length <= kMaxIdBytes, 'device-id',
@@ -120,7 +120,7 @@ function digitsOf(accessCode) {
   let [begin, end] = [0, bytes.length];
   while (begin < end && isSpace(bytes[begin])) ++begin;
   while (end > begin && isSpace(bytes[end - 1])) --end;
-  const digits = bytes.slice(begin, end);
+  const digits = new Uint8Array(bytes.subarray(begin, end)); // a copy; slice gives a view of a Buffer of node
   const isHex = (byte) =>
     (byte >= 0x30 && byte <= 0x39) || (byte >= 0x41 && byte <= 0x46) || (byte >= 0x61 && byte <= 0x66);
   check(
