@@ -23,12 +23,12 @@ test('the packed package is installed and used', () => {
     env: {...process.env, HOME: folder, npm_config_update_notifier: 'false'},
   });
   try {
-    run('npm', 'pack', '--silent', packageFolder);
+    run(process.env.KVX_NPM, 'pack', '--silent', packageFolder);
     const {version} = JSON.parse(readFileSync(`${packageFolder}/package.json`));
     const [packed] = readdirSync(folder).filter((name) => name.endsWith('.tgz'));
     assert.equal(packed, `kvx-${version}.tgz`);
     writeFileSync(`${folder}/package.json`, '{"name": "user", "private": true, "type": "module"}');
-    run('npm', 'install', '--offline', '--no-audit', '--no-fund', '--silent', `./${packed}`);
+    run(process.env.KVX_NPM, 'install', '--offline', '--no-audit', '--no-fund', '--silent', `./${packed}`);
     const installed = readdirSync(`${folder}/node_modules/kvx`).sort();
     assert.deepEqual(installed, readdirSync(packageFolder).sort());
 
@@ -37,7 +37,7 @@ test('the packed package is installed and used', () => {
     writeFileSync(`${folder}/program.js`, kProgram);
     const {accessCode, deviceId, format: {rateHz, channels}} = native;
     assert.equal(
-      run('node', 'program.js', JSON.stringify({accessCode, deviceId, rateHz, channels})).trim(),
+      run(process.execPath, 'program.js', JSON.stringify({accessCode, deviceId, rateHz, channels})).trim(),
       native.codes.join(' '));
   } finally {
     rmSync(folder, {recursive: true});
