@@ -155,6 +155,12 @@ std::array<const char*, kCodeStringCount> codeStrings(const KVXHandle& handle) {
 
 bool isFinished(const KVXHandle& handle) { return handle.mapFull[kMapCount - 1] != 0; }
 
+uint32_t samplesMissing(const KVXHandle& handle) {
+    if (!hasMaps(handle) || isFinished(handle)) return 0;
+    const auto frames = static_cast<uint32_t>(handle.featureMaps[kMapCount - 1]->capacity);
+    return frames * uint32_t{kFrameSamples} + FEATURE_MAP_OFFSETS[kMapCount - 1] - handle.samplesFed;
+}
+
 void destroyFeatureMaps(KVXHandle& handle) {
     for (FeatureMap*& map : handle.featureMaps) {
         fmap_destroy(map);

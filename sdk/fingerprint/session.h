@@ -34,6 +34,9 @@ std::array<const char*, kCodeStringCount> codeStrings(const KVXHandle& handle);
 // A request is built only from a finished session: the third map has all its frames.
 bool isFinished(const KVXHandle& handle);
 
+// Mono samples at the engine's rate that a session still wants before it is finished; 0 without a session.
+uint32_t samplesMissing(const KVXHandle& handle);
+
 void destroyFeatureMaps(KVXHandle& handle);
 
 } // namespace kvx

@@ -109,3 +109,19 @@ TEST(NewFingerprint, ReleasesEverythingWhenAnAllocationFails) {
     EXPECT_EQ(hooks.live(), ofTheHandle) << "the session before is gone too";
     EXPECT_EQ(hooks.strayFrees(), 0);
 }
+
+TEST(NewSession, SaysHowManySamplesAreMissing) {
+    const Handle handle = makeHandle();
+    EXPECT_EQ(kvx::samplesMissing(*handle), 0U) << "no session";
+    for (const int32_t durationMs : {6006, 7000, 30050, 90000}) {
+        SCOPED_TRACE(durationMs);
+        ASSERT_GE(KVXNewFingerprint3(handle.get(), 1, 22050, durationMs), 0);
+        const uint32_t missing = kvx::samplesMissing(*handle);
+        const std::vector<int16_t> samples(missing - 1);
+        const auto count = static_cast<int32_t>(samples.size());
+        EXPECT_EQ(KVXGenerateFingerprint3_Real(handle.get(), samples.data(), count), KVX_MORE_AUDIO_WANTED);
+        EXPECT_EQ(kvx::samplesMissing(*handle), 1U);
+        EXPECT_EQ(KVXGenerateFingerprint3_Real(handle.get(), samples.data(), 1), 0);
+        EXPECT_EQ(kvx::samplesMissing(*handle), 0U);
+    }
+}

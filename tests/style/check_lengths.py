@@ -9,8 +9,8 @@ EXCEPTIONS = {  # a file, and why it stays in one piece
     "sdk/include/kvx.h": "programs include one header",
     "tests/records/plain_members.h": "a table: a line for each member of each record",
 }
-SUFFIXES = {".cpp", ".c", ".h", ".inc", ".py", ".sh"}
-FOLDERS = ["app", "bench", "demo", "examples", "fuzz", "process", "sdk", "server", "src", "tests"]
+SUFFIXES = {".cpp", ".c", ".h", ".inc", ".py", ".sh", ".js", ".mjs", ".ts"}
+FOLDERS = ["app", "bench", "demo", "examples", "fuzz", "process", "sdk", "server", "src", "tests", "web"]
 
 
 def main(root):

@@ -11,7 +11,7 @@ RULES = [  # what may not be there, but for what is named, and what to write ins
     # A server runs behind a proxy, a decoder behind an interface.
     (r"behind", r"behind (an? (proxy|load)|the interface)|behind[- ]TLS|not \"behind\"", 'say "after"'),
 ]
-SUFFIXES = {".cpp", ".h", ".inc", ".c", ".md", ".txt"}
+SUFFIXES = {".cpp", ".h", ".inc", ".c", ".md", ".txt", ".js", ".mjs", ".ts"}
 SKIPPED = {".git", "build", "corpus", "data"}
 
 
