@@ -55,6 +55,7 @@ class MediaFile {
     int rateHz() const { return format_.rateHz; }
     int channels() const { return format_.channels; }
     uint64_t statedMs() const { return format_.statedMs; }
+    bool lossless() const { return format_.lossless != 0; }
     // The next piece, channels interleaved, valid until the next call; empty at the end, or where as much as was wanted
     // is read. Throws AudioError if the file is damaged, and if reading takes too much or ends its process.
     std::span<const int16_t> read();
