@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/catalogue.h"
 
+#include "commands/duplicates.h"
 #include "commands/options/declarations.h"
 #include "commands/remove.h"
 
@@ -41,6 +42,11 @@ void declareCatalogueCommands(CommandLine& line) {
     remove.runs(toTheEnd([options](std::ostream& out, std::ostream& err) {
         return runRemove(options->catalogue, options->name, out, err);
     }));
+    Command duplicates = declare("duplicates", "Find what is there more than once");
+    addJsonOption(duplicates, options->json);
+    duplicates.runs([options](std::ostream& out, std::ostream& err) {
+        return runDuplicates(options->catalogue, options->json, out, err);
+    });
     Command check = declare("check", "Look for damage");
     check.flag("--deep", options->deep, "Read every list, too, and compare them with the recordings");
     check.runs([options](std::ostream& out, std::ostream& err) {

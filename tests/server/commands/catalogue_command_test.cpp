@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/catalogue.h"
+#include "commands/duplicates.h"
 #include "commands/remove.h"
 #include "commands/transfer.h"
 
@@ -110,7 +111,7 @@ TEST_F(CatalogueCommands, CheckFindsDamage) {
 
 TEST_F(CatalogueCommands, TellAMistypedPlaceFromAnEmptyCatalogue) {
     catalogue_ = (folder_ / "nowhere").string();
-    for (const auto command : {tarn::server::runList, tarn::server::runStats}) {
+    for (const auto command : {tarn::server::runList, tarn::server::runStats, tarn::server::runDuplicates}) {
         EXPECT_EQ(run(command, false), 1);
         EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalogue_));
     }
