@@ -57,6 +57,7 @@ class AddRun {
     int run() {
         FoundFiles found = findFiles(options_.paths);
         for (const FoundProblem& problem : found.problems) skip(problem.path, problem.reason);
+        if (options_.leaveOut) std::erase_if(found.files, options_.leaveOut);
         if (options_.prune) planPruningOfFolders();
         // What is known already is not decoded, so it is sifted out before the threads start.
         counts_.unchanged = std::erase_if(found.files, [&](const FoundFile& file) { return isKnown(file); });

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "audio/media_process.h"
+#include "ingest/file_walk.h"
 
 #include <chrono>
 #include <cstddef>
@@ -21,12 +22,13 @@ struct AddOptions {
     std::vector<std::string> folders;
     bool namesFromFolders = true;
     bool prune = false;
-    std::function<bool()> stopped;              // asked often; true: what is read is committed, and the run ends
-    unsigned gramLetters = 0;                   // of a new catalogue; 0: as usual
-    size_t workers = 0;                         // threads that decode; 0: one for each processor
-    size_t batchFiles = 500;                    // committed together; larger ones are slower and take more memory
-    std::chrono::milliseconds batchTime{5'000}; // or after this time, if that is sooner
-    bool progressBar = false;                   // on out, in place of a line for each file
+    std::function<bool(const FoundFile&)> leaveOut; // files that are not to be read yet
+    std::function<bool()> stopped;                  // asked often; true: what is read is committed, and the run ends
+    unsigned gramLetters = 0;                       // of a new catalogue; 0: as usual
+    size_t workers = 0;                             // threads that decode; 0: one for each processor
+    size_t batchFiles = 500;                        // committed together; larger ones are slower and take more memory
+    std::chrono::milliseconds batchTime{5'000};     // or after this time, if that is sooner
+    bool progressBar = false;                       // on out, in place of a line for each file
 };
 
 // Exit statuses.

@@ -9,6 +9,7 @@
 namespace tarn::server {
 
 void declareAdd(CommandLine& line);
+void declareWatch(CommandLine& line);
 void declareServe(CommandLine& line);
 void declareAccount(CommandLine& line);
 void declareCatalogueCommands(CommandLine& line); // list, show, remove, duplicates, check, stats, compact
