@@ -23,7 +23,8 @@ constexpr uint32_t kStepFrames = 610;
 constexpr uint32_t kMinWindowFrames = 340; // of a short recording, or of its end
 constexpr size_t kMinWindowLetters = 12;
 constexpr size_t kMinWindowDistinct = 10;
-// Edits per letter. Unrelated windows reach 0.55 and more, those of a copy at 64 kbit/s seldom more than 0.3.
+// Edits per letter. Of real music, 2,204 windows of copies (64 to 128 kbit/s) had 0.33 at most, and 15,139 unrelated
+// ones 0.58 at least.
 constexpr double kSameWindow = 0.4;
 
 bool saysEnough(const RecordingCodes& codes, int64_t first, int64_t last) {
