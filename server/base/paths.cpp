@@ -24,4 +24,14 @@ bool isAtOrBelow(std::string_view path, std::string_view folder) {
     return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
+std::string_view innermostOf(const Folders& folders, std::string_view path) {
+    while (!path.empty()) {
+        if (const auto found = folders.find(path); found != folders.end()) return *found;
+        const size_t slash = path.rfind('/');
+        if (path == "/" || slash == std::string_view::npos) break;
+        path = path.substr(0, slash == 0 ? 1 : slash);
+    }
+    return {};
+}
+
 } // namespace tarn::server

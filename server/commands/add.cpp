@@ -11,7 +11,9 @@
 #include "ingest/progress.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
+#include <iterator>
 #include <optional>
 #include <ostream>
 #include <set>
@@ -110,14 +112,9 @@ class AddRun {
     }
 
     void allowNames(std::vector<FoundFile>& files) const {
-        std::vector<std::string> folders;
-        for (const std::string& folder : options_.folders) folders.push_back(canonicalAsFarAsItGoes(folder));
-        for (FoundFile& file : files) {
-            for (const std::string& folder : folders) {
-                if (file.path.native() == folder || !isAtOrBelow(file.path.native(), folder)) continue;
-                if (folder.size() > file.namesBelow.native().size()) file.namesBelow = folder;
-            }
-        }
+        Folders folders;
+        for (const std::string& folder : options_.folders) folders.insert(canonicalAsFarAsItGoes(folder));
+        for (FoundFile& file : files) file.namesBelow = innermostOf(folders, file.path.parent_path().native());
     }
 
     void prune() {
@@ -219,6 +216,16 @@ class AddRun {
 
 } // namespace
 
+namespace {
+
+// A path where there is nothing may be that of a disk which is not mounted.
+bool mayBeFolder(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::status(path, error).type() != std::filesystem::file_type::regular;
+}
+
+} // namespace
+
 std::vector<MediaProcess> makeMediaProcesses(size_t workers) {
     return std::vector<MediaProcess>(workers == 0 ? std::max(1U, std::thread::hardware_concurrency()) : workers);
 }
@@ -238,7 +245,9 @@ int runAdd(const AddOptions& options, std::span<MediaProcess> processes, std::os
 
 int runAdd(AddOptions options, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
-        if (options.folders.empty()) options.folders = options.paths;
+        if (options.folders.empty()) {
+            std::copy_if(options.paths.begin(), options.paths.end(), std::back_inserter(options.folders), mayBeFolder);
+        }
         // Before the catalogue is opened, whose files they are not to hold.
         std::vector<MediaProcess> processes = makeMediaProcesses(options.workers);
         return runAdd(options, processes, out, err);

@@ -19,7 +19,7 @@ struct Pruning {
     std::vector<std::string> refusals;
 };
 
-// Looks below the folders, of which one inside another has the last word. What is no folder is left alone.
+// Looks below the folders, of which one inside another has the last word.
 Pruning planPruning(CatalogueReader& reader, const std::vector<std::string>& folders);
 
 } // namespace tarn::server

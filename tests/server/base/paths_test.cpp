@@ -31,4 +31,15 @@ TEST(Paths, AreBelowAFolderWithItsWholeName) {
     EXPECT_FALSE(isAtOrBelow("", "/"));
 }
 
+TEST(Paths, HaveAnInnermostFolder) {
+    const Folders folders = {"/music", "/music/one", "/musical"};
+    EXPECT_EQ(innermostOf(folders, "/music/one/two/a.wav"), "/music/one");
+    EXPECT_EQ(innermostOf(folders, "/music/one"), "/music/one");
+    EXPECT_EQ(innermostOf(folders, "/music/onetwo/a.wav"), "/music");
+    EXPECT_EQ(innermostOf(folders, "/mus/a.wav"), "");
+    EXPECT_EQ(innermostOf(folders, ""), "");
+    EXPECT_EQ(innermostOf({"/"}, "/mus/a.wav"), "/");
+    EXPECT_EQ(innermostOf({}, "/mus/a.wav"), "");
+}
+
 } // namespace
