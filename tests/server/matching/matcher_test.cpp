@@ -258,17 +258,17 @@ TEST_F(Matching, IsUnavailableWhileTheCatalogueCannotBeRead) {
 TEST_F(Matching, IdentifyTellsWhatItFoundAndWhy) {
     CatalogueReader reader(location());
     std::ostringstream found;
-    EXPECT_TRUE(identify(reader, queryOf(excerpt(3, 25, 30.1)), found));
+    EXPECT_TRUE(identify(reader, queryOf(excerpt(3, 25, 30.1)), false, found));
     EXPECT_THAT(found.str(), HasSubstr("accepted with confidence"));
     EXPECT_THAT(found.str(), HasSubstr("the same recording as"));
     EXPECT_THAT(found.str(), HasSubstr("another recording fits better"));
     EXPECT_THAT(found.str(), HasSubstr("Artist 3 - Title 3"));
     EXPECT_THAT(found.str(), HasSubstr("bits, at 0:2"));
     std::ostringstream unknown;
-    EXPECT_FALSE(identify(reader, queryOf(melody(300, 31)), unknown));
+    EXPECT_FALSE(identify(reader, queryOf(melody(300, 31)), false, unknown));
     EXPECT_THAT(unknown.str(), HasSubstr("not accepted: confidence"));
     std::ostringstream refused;
-    EXPECT_FALSE(identify(reader, {}, refused));
+    EXPECT_FALSE(identify(reader, {}, false, refused));
     EXPECT_EQ(refused.str(),
               "Not looked up: the fingerprint has too few letters, too few different ones, or too many\n");
 }
