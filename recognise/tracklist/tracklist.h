@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+// The two commands that make track lists: of a file, and of a stream while it goes on.
+#pragma once
+
+#include "audio/media_process.h"
+#include "recognise/asking/asker.h"
+#include "recognise/output/tracklist_writer.h"
+#include "recognise/tracklist/pcm_stream.h"
+
+#include <filesystem>
+#include <optional>
+#include <ostream>
+
+namespace tarn::recognise {
+
+struct TracklistOptions {
+    std::filesystem::path file;
+    TracklistFormat format = TracklistFormat::kTable;
+    server::MediaProcess* media = nullptr; // reads the file; null: one of its own
+};
+
+struct LiveOptions {
+    int descriptor = 0;
+    std::optional<PcmFormat> pcm; // none: the stream is WAV
+    TracklistFormat format = TracklistFormat::kJson;
+    PcmStream::Waiting waiting;
+};
+
+// After so many windows of a file in a row without an answer, the rest of the file is not asked. A live stream never
+// gives up.
+constexpr int kMaxFailures = 20;
+
+// What is found goes to out, what is wrong to err, a line each. The status is 0, or 1 if the file or the stream could
+// not be read to its end, or a part could not be asked, or out cannot be written: what was found until then is written.
+int runTracklist(const TracklistOptions& options, Asker& asker, std::ostream& out, std::ostream& err);
+int runLive(const LiveOptions& options, Asker& asker, std::ostream& out, std::ostream& err);
+
+} // namespace tarn::recognise
