@@ -111,15 +111,15 @@ std::string tableHeader() { return fmt::format("{:>9} {:>9} {:>5}  {}\n", "start
 std::string tableLine(const Entry& entry) {
     const std::string sure = entry.kind == EntryKind::kPiece ? std::to_string(entry.match.confidence) + " %" : "";
     const std::string speed = entry.speed ? fmt::format("  (speed {:+.1f} %)", (*entry.speed - 1) * 100) : "";
-    return fmt::format("{:>9} {:>9} {:>5}  {}{}\n", clockText(entry.startMs), clockText(entry.endMs), sure,
+    return fmt::format("{:>9} {:>9} {:>5}  {}{}\n", timeText(entry.startMs), timeText(entry.endMs), sure,
                        labelText(entry), speed);
 }
 
 std::string tableLine(const Event& event) {
     const Entry& entry = event.entry;
     const std::string end =
-        event.kind == EventKind::kEnd && !isWithdrawn(event) ? " to " + clockText(entry.endMs) : std::string();
-    return fmt::format("{:>9} {:<10} {}{}  {}\n", clockText(event.atMs), nameOf(event), clockText(entry.startMs), end,
+        event.kind == EventKind::kEnd && !isWithdrawn(event) ? " to " + timeText(entry.endMs) : std::string();
+    return fmt::format("{:>9} {:<10} {}{}  {}\n", timeText(event.atMs), nameOf(event), timeText(entry.startMs), end,
                        labelText(entry));
 }
 

@@ -37,7 +37,7 @@ std::string labelText(const Entry& entry) {
 
 std::string secondsText(int64_t ms) { return fmt::format("{}.{:03}", ms / 1000, ms % 1000); }
 
-std::string clockText(int64_t ms) {
+std::string timeText(int64_t ms) {
     const int64_t seconds = ms / 1000;
     return fmt::format("{}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
 }

@@ -17,7 +17,7 @@ std::string titleText(const Match& match);
 // Seconds with three digits after the point.
 std::string secondsText(int64_t ms);
 // 1:02:03; hours always, so that columns stay.
-std::string clockText(int64_t ms);
+std::string timeText(int64_t ms);
 // An entry that has been said and turned out not to exist.
 bool isWithdrawn(const Event& event);
 

@@ -5,6 +5,16 @@
 
 namespace tarn::recognise {
 
+namespace {
+
+// What is shorter is not named.
+int64_t minMs(EntryKind kind) {
+    if (kind == EntryKind::kNotAsked) return 1;
+    return kind == EntryKind::kSilence ? LevelMeter::kMinSilenceMs : GapTracker::kMinUnknownMs;
+}
+
+} // namespace
+
 void GapTracker::open(int64_t fromMs) {
     isOpen_ = true;
     atMs_ = fromMs;
@@ -63,7 +73,7 @@ void GapTracker::beginRun(const Label& label) {
 
 void GapTracker::sayRun() {
     if (!run_ || isSaid_) return;
-    if (run_->kind == EntryKind::kUnknown && run_->endMs - run_->startMs < kMinUnknownMs) return;
+    if (run_->endMs - run_->startMs < minMs(run_->kind)) return;
     announcer_.begin(*run_);
     isSaid_ = true;
 }
@@ -72,9 +82,7 @@ void GapTracker::endRun(int64_t atMs) {
     run_->endMs = atMs;
     sayRun();
     // What has been said and turns out too short did not exist.
-    if (isSaid_ && run_->kind == EntryKind::kUnknown && atMs - run_->startMs < kMinUnknownMs) {
-        run_->endMs = run_->startMs;
-    }
+    if (atMs - run_->startMs < minMs(run_->kind)) run_->endMs = run_->startMs;
     if (isSaid_) announcer_.end(*run_);
     run_.reset();
 }

@@ -62,7 +62,7 @@ void PieceTracker::consider(const Match& best, const Window& window) {
 
 void PieceTracker::begin(const Window& window) {
     const int64_t firstNamedMs = borders_.firstNamed(candidate_->identity, candidate_->firstWindowMs);
-    Piece piece(candidate_->match, window.startMs, firstNamedMs, meter_);
+    PlayingPiece piece(candidate_->match, window.startMs, firstNamedMs, meter_);
     if (playing_) {
         const int64_t earliestMs = playing_->entry().startMs + 1;
         endPlaying(window);
@@ -77,7 +77,7 @@ void PieceTracker::begin(const Window& window) {
 }
 
 void PieceTracker::beginAnew(const Match& match, const Diagonal& line, const Window& window) {
-    Piece piece(match, line, window.startMs);
+    PlayingPiece piece(match, line, window.startMs);
     playing_->end(piece.entry().startMs - kHeardMs, piece.entry().startMs);
     announcer_.end(playing_->entry());
     piece.entry().endMs = window.endMs;

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "recognise/tracklist/gap_tracker.h"
-#include "recognise/tracklist/piece.h"
+#include "recognise/tracklist/playing_piece.h"
 
 #include <optional>
 
@@ -47,7 +47,7 @@ class PieceTracker {
     const LevelMeter& meter_;
     Announcer& announcer_;
     GapTracker& gaps_;
-    std::optional<Piece> playing_;
+    std::optional<PlayingPiece> playing_;
     int corrections_ = 0; // of what plays, windows that were looked at for one
     std::optional<Candidate> candidate_;
     Identity ended_; // what played before

@@ -27,7 +27,7 @@ bool listAll(Source& source, int rateHz, int channels, TrackLister& lister, cons
             lister.add(preparation.prepare(pcm));
         }
     } catch (const std::exception& error) {
-        err << name << ": " << server::reasonOf(error) << "; the list ends at " << clockText(lister.heardMs()) << '\n';
+        err << name << ": " << server::reasonOf(error) << "; the list ends at " << timeText(lister.heardMs()) << '\n';
         isRead = false;
     }
     lister.finish();

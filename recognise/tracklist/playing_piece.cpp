@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "recognise/tracklist/piece.h"
+#include "recognise/tracklist/playing_piece.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,17 +10,19 @@ namespace tarn::recognise {
 namespace {
 
 // A recording that would start, or end, so much before or after the estimate does so: see kHeardMs.
-constexpr int64_t kMaxEarlyMs = 7'500;
-constexpr int64_t kMaxLateMs = 5'000;
+constexpr int64_t kMaxEarlyMs = 10'000;
+constexpr int64_t kMaxLateMs = 6'000;
 // A silence that ends so long before a piece is named is the silence before it.
 constexpr int64_t kMinSoundMs = 3'000;
 constexpr int64_t kMaxSoundMs = 13'000;
+// A line of so many places leads to the start.
+constexpr int kMinStartPoints = 3;
 // Less of a recording than this is no playing of its own before it begins anew.
 constexpr int64_t kMinBeforeRepetitionMs = 20'000;
 
 } // namespace
 
-Piece::Piece(const Match& match, int64_t windowMs, int64_t firstNamedMs, const LevelMeter& meter)
+PlayingPiece::PlayingPiece(const Match& match, int64_t windowMs, int64_t firstNamedMs, const LevelMeter& meter)
     : meter_(&meter), identity_(match), firstNamedMs_(firstNamedMs), lastWindowMs_(windowMs) {
     entry_.kind = EntryKind::kPiece;
     entry_.match = match;
@@ -30,7 +32,7 @@ Piece::Piece(const Match& match, int64_t windowMs, int64_t firstNamedMs, const L
     if (windowMs < entry_.startMs) line_ = Diagonal(); // the window begins before the recording: its place is a guess
 }
 
-Piece::Piece(const Match& match, const Diagonal& line, int64_t windowMs)
+PlayingPiece::PlayingPiece(const Match& match, const Diagonal& line, int64_t windowMs)
     : identity_(match), lastWindowMs_(windowMs), line_(line), isFixed_(true) {
     entry_.kind = EntryKind::kPiece;
     entry_.match = match;
@@ -39,11 +41,11 @@ Piece::Piece(const Match& match, const Diagonal& line, int64_t windowMs)
 }
 
 // A window that begins before the recording has place 0, wherever in the window the recording begins.
-void Piece::addPoint(int64_t windowMs, int64_t placeMs) {
+void PlayingPiece::addPoint(int64_t windowMs, int64_t placeMs) {
     if (placeMs > 0 || windowMs == 0) line_.add(windowMs, placeMs);
 }
 
-void Piece::hearBest(const Match& match, int64_t windowMs) {
+void PlayingPiece::hearBest(const Match& match, int64_t windowMs) {
     hear(windowMs);
     identity_.add(match);
     entry_.match.confidence = std::max(entry_.match.confidence, match.confidence);
@@ -56,24 +58,25 @@ void Piece::hearBest(const Match& match, int64_t windowMs) {
     } else if (jump_.count() > 0 && jump_.agrees(windowMs, placeMs)) {
         jump_.add(windowMs, placeMs);
         if (repetition()) return;
+        // A line of few places was that of a window with another piece in it.
+        if (line_.count() >= kMinStartPoints) isFixed_ = true; // the new line does not lead to the start
         if (line_.count() > longest_.count()) longest_ = line_;
         line_ = jump_;
         jump_ = Diagonal();
-        isFixed_ = true; // the line does not lead to the start any more
     } else {
         jump_ = Diagonal();
         jump_.add(windowMs, placeMs);
     }
 }
 
-std::optional<Diagonal> Piece::repetition() const {
+std::optional<Diagonal> PlayingPiece::repetition() const {
     if (jump_.count() < 2) return std::nullopt;
     const int64_t zeroMs = std::llround(jump_.streamAt(0));
     if (zeroMs < line_.lastStreamMs() || zeroMs < entry_.startMs + kMinBeforeRepetitionMs) return std::nullopt;
     return jump_;
 }
 
-int64_t Piece::startMs() const {
+int64_t PlayingPiece::startMs() const {
     const int64_t namedMs = firstNamedMs_ + kWindowMs;
     const int64_t estimateMs = firstNamedMs_ == 0 ? 0 : std::max<int64_t>(0, namedMs - kHeardMs);
     if (const auto end = meter_->lastEnd(namedMs - kMaxSoundMs, namedMs - kMinSoundMs)) return *end;
@@ -84,13 +87,13 @@ int64_t Piece::startMs() const {
     return estimateMs;
 }
 
-void Piece::setPlace() {
+void PlayingPiece::setPlace() {
     if (line_.count() == 0) return;
     const double placeMs = line_.placeAt(static_cast<double>(entry_.startMs));
     entry_.match.offsetMs = static_cast<uint64_t>(std::max(0.0, std::round(placeMs)));
 }
 
-bool Piece::fix() {
+bool PlayingPiece::fix() {
     if (isFixed_ || line_.count() == 0) return false;
     const int64_t startBefore = entry_.startMs;
     const auto placeBefore = static_cast<int64_t>(entry_.match.offsetMs.value_or(0));
@@ -101,29 +104,29 @@ bool Piece::fix() {
            std::abs(place - placeBefore - (entry_.startMs - startBefore)) > kWorthSayingMs;
 }
 
-std::optional<int64_t> Piece::ownEndMs() const {
+std::optional<int64_t> PlayingPiece::ownEndMs() const {
     if (!entry_.match.durationMs || line_.count() == 0) return std::nullopt;
     return std::llround(line_.streamAt(static_cast<double>(*entry_.match.durationMs)));
 }
 
-void Piece::setSpeed() { entry_.speed = (longest_.count() > line_.count() ? longest_ : line_).clearSpeed(); }
+void PlayingPiece::setSpeed() { entry_.speed = (longest_.count() > line_.count() ? longest_ : line_).clearSpeed(); }
 
-void Piece::end(int64_t lastNamedMs, int64_t heardMs) {
+void PlayingPiece::end(int64_t lastNamedMs, int64_t heardMs) {
     fix();
     setSpeed();
     int64_t endMs = lastNamedMs + kHeardMs;
     const auto own = ownEndMs();
     const auto silent = meter_ == nullptr ? std::nullopt
                                           : meter_->firstStart(lastNamedMs + kMinSoundMs, lastNamedMs + kMaxSoundMs);
-    if (own && *own >= endMs - kMaxLateMs && *own <= endMs + kMaxEarlyMs) {
-        endMs = *own;
-    } else if (silent) {
+    if (silent) {
         endMs = *silent;
+    } else if (own && *own >= endMs - kMaxLateMs && *own <= endMs + kMaxEarlyMs) {
+        endMs = *own;
     }
     entry_.endMs = std::max(entry_.startMs + 1, std::min(endMs, heardMs));
 }
 
-void Piece::endWithStream(int64_t heardMs) {
+void PlayingPiece::endWithStream(int64_t heardMs) {
     fix();
     setSpeed();
     const auto own = ownEndMs();

@@ -13,16 +13,17 @@
 namespace tarn::recognise {
 
 // How long a piece has sounded when a window first names it, and still sounds after the start of the last window that
-// names it: the middle of what cross-fades of 0 to 10 s gave (6 to 11 s).
-constexpr int64_t kHeardMs = 8'000;
+// names it: 6 s where it is cut, 11 s in a cross-fade of 10 s, on average. This is the middle for cross-fades of 2 to
+// 10 s; a piece that is cut in is given 3 s too early, unless its diagonal or a silence shows where it starts.
+constexpr int64_t kHeardMs = 9'500;
 
-class Piece {
+class PlayingPiece {
   public:
     // match: of the window that begins at windowMs. firstNamedMs: the start of the first window that names it. Its start
     // is an estimate until fix() has the line.
-    Piece(const Match& match, int64_t windowMs, int64_t firstNamedMs, const LevelMeter& meter);
+    PlayingPiece(const Match& match, int64_t windowMs, int64_t firstNamedMs, const LevelMeter& meter);
     // The recording begins anew.
-    Piece(const Match& match, const Diagonal& line, int64_t windowMs);
+    PlayingPiece(const Match& match, const Diagonal& line, int64_t windowMs);
 
     const Identity& identity() const { return identity_; }
     Entry& entry() { return entry_; }
