@@ -33,14 +33,18 @@ void GapTracker::advance(int64_t toMs) {
 }
 
 int64_t GapTracker::close(int64_t atMs) {
-    if (!isOpen_) return atMs;
+    if (!isOpen_) return 0;
     advance(atMs);
-    if (run_) {
-        atMs = std::max(atMs, run_->startMs);
-        endRun(atMs);
-    }
     isOpen_ = false;
-    return atMs;
+    return run_ && isSaid_ ? run_->startMs : 0;
+}
+
+void GapTracker::settle(int64_t atMs) {
+    if (isOpen_ || !run_) return;
+    isOpen_ = true;
+    advance(atMs);
+    endRun(atMs);
+    isOpen_ = false;
 }
 
 void GapTracker::notAsked(Stretch stretch, const std::string& reason) {

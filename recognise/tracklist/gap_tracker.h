@@ -23,9 +23,11 @@ class GapTracker {
     void open(int64_t fromMs);
     // No piece has begun before.
     void advance(int64_t toMs);
-    // A piece begins, or the stream ends. Gives the time that is left for it: later than atMs where stretches after atMs
-    // have been named and ended.
+    // A piece begins, or the stream ends. Gives the earliest time at which the piece may have begun: what lies before
+    // has been named and has ended.
     int64_t close(int64_t atMs);
+    // When it did begin, as far as is known at its end; until then, what was named last before it has no end.
+    void settle(int64_t atMs);
 
     // Stretches rise.
     void notAsked(Stretch stretch, const std::string& reason);

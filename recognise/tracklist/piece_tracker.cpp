@@ -38,6 +38,7 @@ void PieceTracker::hearPlaying(const Match& match, bool isBest, const Window& wi
     ++corrections_;
     if (corrections_ != kFirstLook && corrections_ != kSecondLook) return;
     if (playing_->fix()) announcer_.correct(playing_->entry());
+    if (corrections_ == kSecondLook) gaps_.settle(playing_->entry().startMs);
 }
 
 void PieceTracker::consider(const Match& best, const Window& window) {
@@ -63,12 +64,12 @@ void PieceTracker::consider(const Match& best, const Window& window) {
 void PieceTracker::begin(const Window& window) {
     const int64_t firstNamedMs = borders_.firstNamed(candidate_->identity, candidate_->firstWindowMs);
     PlayingPiece piece(candidate_->match, window.startMs, firstNamedMs, meter_);
+    int64_t earliestMs = 0;
     if (playing_) {
-        const int64_t earliestMs = playing_->entry().startMs + 1;
+        earliestMs = playing_->entry().startMs + 1;
         endPlaying(window);
-        piece.entry().startMs = std::max(piece.entry().startMs, earliestMs);
     }
-    piece.entry().startMs = gaps_.close(piece.entry().startMs);
+    piece.setEarliest(std::max(earliestMs, gaps_.close(piece.entry().startMs)));
     piece.entry().endMs = window.endMs;
     playing_ = std::move(piece);
     corrections_ = 0;
@@ -79,6 +80,7 @@ void PieceTracker::begin(const Window& window) {
 void PieceTracker::beginAnew(const Match& match, const Diagonal& line, const Window& window) {
     PlayingPiece piece(match, line, window.startMs);
     playing_->end(piece.entry().startMs - kHeardMs, piece.entry().startMs);
+    gaps_.settle(playing_->entry().startMs);
     announcer_.end(playing_->entry());
     piece.entry().endMs = window.endMs;
     playing_ = std::move(piece);
@@ -90,6 +92,7 @@ void PieceTracker::endPlaying(const Window& window) {
     int64_t lastMs = playing_->lastWindowMs();
     if (lastMs < window.startMs) lastMs = borders_.lastNamed(playing_->identity(), lastMs, lastMs + kHopMs);
     playing_->end(lastMs, window.endMs);
+    gaps_.settle(playing_->entry().startMs);
     announcer_.end(playing_->entry());
     ended_ = playing_->identity();
     endedMs_ = playing_->entry().endMs;
@@ -105,11 +108,13 @@ void PieceTracker::finish(int64_t streamMs) {
         } else {
             playing_->end(borders_.lastNamed(playing_->identity(), lastMs, lastMs + kHopMs), streamMs);
         }
+        gaps_.settle(playing_->entry().startMs);
         announcer_.end(playing_->entry());
         gaps_.open(playing_->entry().endMs);
         playing_.reset();
     }
     gaps_.close(streamMs);
+    gaps_.settle(streamMs);
 }
 
 } // namespace tarn::recognise

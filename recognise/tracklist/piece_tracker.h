@@ -52,7 +52,6 @@ class PieceTracker {
     std::optional<Candidate> candidate_;
     Identity ended_; // what played before
     int64_t endedMs_ = 0;
-    bool wasAsked_ = true; // the window before
 };
 
 } // namespace tarn::recognise

@@ -97,11 +97,18 @@ bool PlayingPiece::fix() {
     if (isFixed_ || line_.count() == 0) return false;
     const int64_t startBefore = entry_.startMs;
     const auto placeBefore = static_cast<int64_t>(entry_.match.offsetMs.value_or(0));
-    entry_.startMs = startMs();
+    entry_.startMs = std::max(startMs(), earliestMs_);
     setPlace();
     const auto place = static_cast<int64_t>(entry_.match.offsetMs.value_or(0));
     return std::abs(entry_.startMs - startBefore) > kWorthSayingMs ||
            std::abs(place - placeBefore - (entry_.startMs - startBefore)) > kWorthSayingMs;
+}
+
+void PlayingPiece::setEarliest(int64_t earliestMs) {
+    earliestMs_ = earliestMs;
+    if (entry_.startMs >= earliestMs) return;
+    entry_.startMs = earliestMs;
+    setPlace();
 }
 
 std::optional<int64_t> PlayingPiece::ownEndMs() const {

@@ -39,6 +39,8 @@ class PlayingPiece {
     // Sets start and place by what is known by now. Whether they changed by more than kWorthSayingMs.
     static constexpr int64_t kWorthSayingMs = 500;
     bool fix();
+    // It cannot have begun before.
+    void setEarliest(int64_t earliestMs);
     // Sets the end, and the speed. lastNamedMs: the start of the last window that names it; heardMs: of the stream.
     void end(int64_t lastNamedMs, int64_t heardMs);
     // The stream ends while it plays.
@@ -54,6 +56,7 @@ class PlayingPiece {
     const LevelMeter* meter_ = nullptr; // null: the start is known
     Identity identity_;
     Entry entry_;
+    int64_t earliestMs_ = 0;
     int64_t firstNamedMs_ = 0;
     int64_t lastWindowMs_ = 0;
     Diagonal line_;    // as it plays now

@@ -37,7 +37,8 @@ void TrackLister::look(int64_t startMs, int64_t endMs) {
     const Window window = windowAt(startMs, endMs);
     // A window stands for its middle.
     const Stretch stretch{answeredMs_, endMs - kHopMs};
-    if (window.outcome == Outcome::kNotAsked) gaps_.notAsked(stretch, window.reason);
+    wasNotAsked_ = window.outcome == Outcome::kNotAsked;
+    if (wasNotAsked_) gaps_.notAsked(stretch, window.reason);
     answeredMs_ = stretch.endMs;
     pieces_.follow(window);
     meter_.forget(history_.startMs());
@@ -74,10 +75,9 @@ void TrackLister::finish() {
     announcer_.hear(heardMs);
     if (heardMs > coveredMs && heardMs >= kMinAskedMs) {
         const int64_t startMs = std::max<int64_t>(0, heardMs - kWindowMs) / 20 * 20;
-        const Window window = windowAt(startMs, heardMs);
-        if (window.outcome == Outcome::kNotAsked) gaps_.notAsked({answeredMs_, heardMs}, window.reason);
-        pieces_.follow(window);
+        look(startMs, heardMs);
     }
+    if (wasNotAsked_) gaps_.notAsked({answeredMs_, heardMs}, reason_);
     pieces_.finish(heardMs);
 }
 

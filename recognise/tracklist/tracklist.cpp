@@ -34,21 +34,13 @@ bool listAll(Source& source, int rateHz, int channels, TrackLister& lister, cons
     return isRead;
 }
 
-// What was not asked, and what could not be written.
-bool sayRest(const TrackLister& lister, std::ostream& out, const std::string& name, std::ostream& err) {
-    bool isGood = true;
-    if (lister.windowsNotAsked() > 0) {
-        err << name << ": " << server::counted(lister.windowsNotAsked(), "window") << " of "
-            << lister.windowsAsked() + lister.windowsNotAsked()
-            << " could not be asked: " << server::cleanText(lister.reason()) << '\n';
-        isGood = false;
-    }
-    out.flush();
-    if (!out.good()) {
-        err << name << ": the list cannot be written; see whether the disk is full or the reader has ended\n";
-        isGood = false;
-    }
-    return isGood;
+// The exit status. What was not asked is said.
+int finished(const TrackLister& lister, bool isRead, const std::string& name, std::ostream& err) {
+    if (lister.windowsNotAsked() == 0) return isRead ? kListComplete : kListUnreadable;
+    err << name << ": " << server::counted(lister.windowsNotAsked(), "window") << " of "
+        << lister.windowsAsked() + lister.windowsNotAsked()
+        << " could not be asked: " << server::cleanText(lister.reason()) << '\n';
+    return kListNotAsked;
 }
 
 int listFile(const TracklistOptions& options, server::MediaProcess& media, Asker& asker, std::ostream& out,
@@ -68,7 +60,7 @@ int listFile(const TracklistOptions& options, server::MediaProcess& media, Asker
         err << name << ": " << server::counted(writer->leftOut(), "track")
             << " left out, because a CUE sheet holds 99; choose another format for all of them\n";
     }
-    return sayRest(lister, out, name, err) && isRead ? 0 : 1;
+    return finished(lister, isRead, name, err);
 }
 
 } // namespace
@@ -80,7 +72,7 @@ int runTracklist(const TracklistOptions& options, Asker& asker, std::ostream& ou
         return listFile(options, media, asker, out, err);
     } catch (const std::exception& error) {
         err << server::inOneLine(options.file.string()) << ": " << server::reasonOf(error) << '\n';
-        return 1;
+        return kListUnreadable;
     }
 }
 
@@ -89,7 +81,7 @@ int runLive(const LiveOptions& options, Asker& asker, std::ostream& out, std::os
     const auto writer = makeEventWriter(options.format, out);
     if (writer == nullptr) {
         err << "a CUE sheet cannot be written while a stream goes on; choose json, csv, labels or table\n";
-        return 1;
+        return kListUnreadable;
     }
     try {
         PcmStream stream(options.descriptor, options.pcm, options.waiting);
@@ -97,10 +89,10 @@ int runLive(const LiveOptions& options, Asker& asker, std::ostream& out, std::os
         TrackLister lister(asker, [&writer](const Event& event) { writer->add(event); });
         const PcmFormat format = stream.format();
         const bool isRead = listAll(stream, format.rateHz, format.channels, lister, out, name, err);
-        return sayRest(lister, out, name, err) && isRead ? 0 : 1;
+        return finished(lister, isRead, name, err);
     } catch (const std::exception& error) {
         err << name << ": " << server::reasonOf(error) << '\n';
-        return 1;
+        return kListUnreadable;
     }
 }
 

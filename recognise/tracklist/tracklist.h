@@ -30,8 +30,13 @@ struct LiveOptions {
 // gives up.
 constexpr int kMaxFailures = 20;
 
-// What is found goes to out, what is wrong to err, a line each. The status is 0, or 1 if the file or the stream could
-// not be read to its end, or a part could not be asked, or out cannot be written: what was found until then is written.
+// Exit statuses.
+constexpr int kListComplete = 0;
+constexpr int kListUnreadable = 2; // the file or the stream cannot be read, or not to its end
+constexpr int kListNotAsked = 3;   // a part could not be asked
+
+// What is found goes to out, what is wrong to err, a line each. What was found before something went wrong is written.
+// Reading ends early when out cannot be written.
 int runTracklist(const TracklistOptions& options, Asker& asker, std::ostream& out, std::ostream& err);
 int runLive(const LiveOptions& options, Asker& asker, std::ostream& out, std::ostream& err);
 
