@@ -5,38 +5,60 @@
 #include "recognise/batch/run.h"
 #include "recognise/cache/answer_cache.h"
 
+#include <algorithm>
 #include <memory>
 #include <ostream>
+#include <vector>
 
 namespace tarn::recognise {
 
 namespace {
 
+// Results of files, and track lists.
+const std::vector<std::string> kFormats = {"table", "ndjson", "csv", "xml", "cue", "labels"};
+
 struct Given {
     RunOptions run;
     std::string format = "table";
+    bool tracklist = false;
+    bool live = false;
+    std::string pcm;
     bool noCache = false;
     size_t cacheDays = 30;
 };
 
 // What is wrong with the options together; empty: nothing.
-std::string problemOf(const RunOptions& options) {
+std::string problemOf(const Given& given) {
+    const RunOptions& options = given.run;
     const AskingOptions& asking = options.asking;
+    const bool list = given.tracklist || given.live;
     if (asking.server.empty() == asking.catalogue.empty()) return "name whom to ask: either --server or --catalogue";
     if (options.paths.empty() && options.listFile.empty()) return "name a file or a folder, or a list with --files-from";
     if (options.nullSeparated && options.listFile.empty()) return "--null belongs to --files-from";
+    if (list && (options.paths.size() != 1 || !options.listFile.empty())) return "a track list is of one file";
+    if (given.live && options.paths.front() != "-") return "--live reads standard input, which is called -";
+    if (!given.live && !given.pcm.empty()) return "--pcm belongs to --live";
+    if (!given.pcm.empty() && !pcmFormat(given.pcm)) return "--pcm wants a rate and channels, such as 44100,2";
+    if (list && !tracklistFormat(given.format)) return "a track list has no format " + given.format;
+    if (given.live && given.format == "cue") return "a CUE sheet cannot be written while a stream goes on";
+    const std::vector<std::string> ofFiles = formatNames();
+    if (!list && std::find(ofFiles.begin(), ofFiles.end(), given.format) == ofFiles.end()) {
+        return "the format " + given.format + " is one of track lists (--tracklist)";
+    }
     return {};
 }
 
 int runWith(Given given, std::ostream& out, std::ostream& err) {
     RunOptions& options = given.run;
-    options.format = formatOf(given.format);
     options.asking.useCache = !given.noCache;
     options.asking.cacheTime = std::chrono::hours(24) * given.cacheDays;
-    if (const std::string problem = problemOf(options); !problem.empty()) {
+    if (const std::string problem = problemOf(given); !problem.empty()) {
         err << "tarn-recognise: " << problem << "; tarn-recognise --help lists what it takes\n";
         return kUsage;
     }
+    if (given.live) return runLive(options, *tracklistFormat(given.format), pcmFormat(given.pcm), out, err);
+    if (given.tracklist) return runTracklist(options, *tracklistFormat(given.format), out, err);
+    options.format = formatOf(given.format);
     return run(options, out, err);
 }
 
@@ -57,7 +79,10 @@ void declareOptions(server::CommandLine& line) {
                           "The catalogue to ask instead: a folder, or redis://HOST:PORT");
     program.file("--code-file", asking.codeFile, "FILE",
                  "The access code for the server; nobody but its owner may read the file");
-    program.oneOf("--format", given->format, formatNames(), "table, ndjson, csv or xml");
+    program.flag("--tracklist", given->tracklist, "Say what plays from when to when in one long recording");
+    program.flag("--live", given->live, "The same of a stream on standard input (-), while it goes on");
+    program.textOrNothing("--pcm", given->pcm, "RATE,CHANNELS", "The stream is samples of 16 bits without a header");
+    program.oneOf("--format", given->format, kFormats, "table, ndjson, csv or xml; of track lists also cue or labels");
     program.textOrNothing("--output", run.output, "FILE", "Write results into this file");
     program.number("--jobs", run.jobs, 0, 256, "Files at a time; 0: one for each processor");
     program.number("--retries", asking.retries, 0, 100, "Further tries where the server is busy or does not answer");

@@ -5,7 +5,7 @@
 //   tracklist_tool live CATALOGUE FORMAT        of a WAV stream on standard input
 #include "matching/catalogue_recogniser.h"
 #include "recognise/asking/catalogue_asker.h"
-#include "recognise/tracklist/tracklist.h"
+#include "recognise/batch/tracklist_run.h"
 
 #include <iostream>
 #include <string>

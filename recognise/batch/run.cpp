@@ -5,10 +5,12 @@
 #include "base/descriptor_stream.h"
 #include "base/reason.h"
 #include "base/text.h"
+#include "commands/end_signal.h"
 #include "ingest/file_list.h"
 #include "recognise/asking/askers.h"
 #include "recognise/batch/batch.h"
 #include "recognise/batch/progress_line.h"
+#include "recognise/batch/tracklist_run.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -24,6 +26,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kDrawEvery = std::chrono::milliseconds(200);
+constexpr auto kEndWithin = std::chrono::seconds(10); // of a live list, after a signal
 constexpr const char* kClearLine = "\r\033[K";
 
 // Where results go: standard output, or the file that was named.
@@ -80,6 +83,17 @@ class ProgressDisplay {
     Clock::time_point drawn_ = start_;
 };
 
+// Says what ends a run before its time.
+template <class Work>
+int reported(std::ostream& err, Work work) {
+    try {
+        return work();
+    } catch (const std::exception& error) {
+        err << server::reasonOf(error) << '\n';
+        return kServerFailed;
+    }
+}
+
 int statusOf(const Tally& tally) {
     if (tally.server > 0) return kServerFailed;
     if (tally.unreadable > 0) return kSomeUnreadable;
@@ -120,12 +134,34 @@ int recogniseAll(const RunOptions& options, std::ostream& out, std::ostream& err
 } // namespace
 
 int run(const RunOptions& options, std::ostream& out, std::ostream& err) {
-    try {
-        return recogniseAll(options, out, err);
-    } catch (const std::exception& error) {
-        err << server::reasonOf(error) << '\n';
-        return kServerFailed;
-    }
+    return reported(err, [&] { return recogniseAll(options, out, err); });
+}
+
+int runTracklist(const RunOptions& options, TracklistFormat format, std::ostream& out, std::ostream& err) {
+    return reported(err, [&] {
+        server::MediaProcess media; // before anything else is open
+        Destination destination(options.output, out);
+        Askers askers(options.asking, err);
+        const int status = runTracklist({.file = options.paths.front(), .format = format, .media = &media},
+                                        *askers.make(), destination.stream(), err);
+        return destination.stream().flush().good() ? status : server::kOutputLost;
+    });
+}
+
+int runLive(const RunOptions& options, TracklistFormat format, const std::optional<PcmFormat>& pcm, std::ostream& out,
+            std::ostream& err) {
+    return reported(err, [&] {
+        server::EndSignal signal;
+        Destination destination(options.output, out);
+        Askers askers(options.asking, err);
+        signal.watch(kEndWithin, [&err] { err << "the server does not answer; ending without the last lines\n"; });
+        LiveOptions live;
+        live.pcm = pcm;
+        live.format = format;
+        live.waiting.stop = [&signal] { return signal.hasCome(); };
+        const int status = runLive(live, *askers.make(), destination.stream(), err);
+        return destination.stream().flush().good() ? status : server::kOutputLost;
+    });
 }
 
 } // namespace tarn::recognise

@@ -4,9 +4,12 @@
 
 #include "recognise/asking/askers.h"
 #include "recognise/output/result_writer.h"
+#include "recognise/output/tracklist_writer.h"
+#include "recognise/tracklist/pcm_stream.h"
 
 #include <cstddef>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,5 +36,11 @@ struct RunOptions {
 };
 
 int run(const RunOptions& options, std::ostream& out, std::ostream& err);
+
+// What plays in the one file of the options, or in the stream on standard input; pcm: its format, where it is samples
+// without a header.
+int runTracklist(const RunOptions& options, TracklistFormat format, std::ostream& out, std::ostream& err);
+int runLive(const RunOptions& options, TracklistFormat format, const std::optional<PcmFormat>& pcm, std::ostream& out,
+            std::ostream& err);
 
 } // namespace tarn::recognise

@@ -87,9 +87,9 @@ step json recognise/model base
 step cache recognise/model recognise/json base
 step asking recognise/model recognise/cache base model coding protocol matching catalogue
 step files recognise/model base model coding audio
-step tracklist recognise/model recognise/output base model coding audio
+step tracklist recognise/model base model coding audio
 step output recognise/model recognise/json recognise/tracklist base
-step batch recognise/model recognise/asking recognise/cache recognise/files recognise/output base audio ingest
+step batch recognise/model recognise/asking recognise/tracklist coding commands recognise/cache recognise/files recognise/output base audio ingest
 for folder in recognise/*/; do
     folder=$(basename "$folder")
     echo "$steps" | grep -qw "$folder" && continue

@@ -5,9 +5,9 @@
 #include "base/file_descriptor.h"
 #include "support/wav_maker.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -65,7 +65,8 @@ std::vector<int16_t> numbers(size_t count) {
 
 std::vector<int16_t> readAll(PcmStream& stream) {
     std::vector<int16_t> all;
-    for (auto piece = stream.read(); !piece.empty(); piece = stream.read()) all.insert(all.end(), piece.begin(), piece.end());
+    for (auto piece = stream.read(); !piece.empty(); piece = stream.read())
+        all.insert(all.end(), piece.begin(), piece.end());
     return all;
 }
 
@@ -74,7 +75,8 @@ Bytes joined(Bytes a, const Bytes& b) {
     return a;
 }
 
-Bytes header(uint32_t dataSize, const std::function<void(WavFields&)>& spoil = [](WavFields&) {}) {
+Bytes header(
+    uint32_t dataSize, const std::function<void(WavFields&)>& spoil = [](WavFields&) {}) {
     WavFields fields;
     fields.channels = 2;
     fields.rateHz = 44100;

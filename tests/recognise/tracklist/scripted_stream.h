@@ -63,7 +63,8 @@ class ScriptedAsker : public tarn::recognise::Asker {
     tarn::recognise::Answer ask(std::span<const int16_t> samples) override {
         const auto sounding = std::find_if(samples.begin(), samples.end(), [](int16_t sample) { return sample != 0; });
         const auto before = static_cast<double>(sounding - samples.begin());
-        const double start = sounding == samples.end() ? 0 : (*sounding - static_cast<int>(kFirstValue)) / 50.0 - before / 22050;
+        const double start =
+            sounding == samples.end() ? 0 : (*sounding - static_cast<int>(kFirstValue)) / 50.0 - before / 22050;
         const double end = start + static_cast<double>(samples.size()) / 22050;
         if (isIn(script_.outages, (start + end) / 2)) throw tarn::recognise::NoAnswer("the server is away");
         return answer(start, end);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The commands from outside: a file or a stream in, a list out, an exit status.
-#include "recognise/tracklist/tracklist.h"
+#include "recognise/batch/tracklist_run.h"
 
 #include "base/file_descriptor.h"
 #include "recognise/tracklist/music_catalogue.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "recognise/tracklist/tracklist.h"
+#include "recognise/batch/tracklist_run.h"
 
 #include "base/reason.h"
 #include "base/text.h"
@@ -80,7 +80,7 @@ int runLive(const LiveOptions& options, Asker& asker, std::ostream& out, std::os
     const std::string name = "live";
     const auto writer = makeEventWriter(options.format, out);
     if (writer == nullptr) {
-        err << "a CUE sheet cannot be written while a stream goes on; choose json, csv, labels or table\n";
+        err << "a CUE sheet cannot be written while a stream goes on; choose ndjson, csv, labels or table\n";
         return kListUnreadable;
     }
     try {
