@@ -30,7 +30,7 @@ class Watch : public testing::Test {
 
     // A piece of its own, made elsewhere, so that it can come at once.
     fs::path made(const std::string& name) {
-        const fs::path path = root_ / "made" / name;
+        fs::path path = root_ / "made" / name;
         writeSound(path, tarn::demo::renderPiece(++seeds_, 4, 11025, 1), tarn::demo::FileFormat::kWav);
         return path;
     }
