@@ -9,7 +9,8 @@
 
 namespace kvxtest {
 
-inline tarn::recognise::Entry entryOf(tarn::recognise::EntryKind kind, uint64_t number, int64_t startMs, int64_t endMs) {
+inline tarn::recognise::Entry entryOf(tarn::recognise::EntryKind kind, uint64_t number, int64_t startMs,
+                                      int64_t endMs) {
     tarn::recognise::Entry entry;
     entry.kind = kind;
     entry.number = number;

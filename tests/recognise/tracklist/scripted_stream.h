@@ -23,6 +23,7 @@ struct Played {
     double speed = 1;
     double placeJumps = 0; // the place of each window is off by a multiple of this
     std::vector<std::string> companions = {};
+    bool hasPlace = true; // a server may not say it
 };
 
 struct Part {
@@ -63,7 +64,8 @@ class ScriptedAsker : public tarn::recognise::Asker {
     tarn::recognise::Answer ask(std::span<const int16_t> samples) override {
         const auto sounding = std::find_if(samples.begin(), samples.end(), [](int16_t sample) { return sample != 0; });
         const auto before = static_cast<double>(sounding - samples.begin());
-        const double start = sounding == samples.end() ? 0 : (*sounding - static_cast<int>(kFirstValue)) / 50.0 - before / 22050;
+        const double start =
+            sounding == samples.end() ? 0 : (*sounding - static_cast<int>(kFirstValue)) / 50.0 - before / 22050;
         const double end = start + static_cast<double>(samples.size()) / 22050;
         if (isIn(script_.outages, (start + end) / 2)) throw tarn::recognise::NoAnswer("the server is away");
         return answer(start, end);
@@ -97,7 +99,7 @@ class ScriptedAsker : public tarn::recognise::Asker {
         if (piece.duration > 0) match.durationMs = static_cast<uint64_t>(piece.duration * 1000);
         double place = piece.place + (start - piece.start) * piece.speed;
         if (piece.placeJumps > 0) place = 300 + piece.placeJumps * (static_cast<int>(start * 7) % 11);
-        match.offsetMs = static_cast<uint64_t>(std::max(0.0, place) * 1000);
+        if (piece.hasPlace) match.offsetMs = static_cast<uint64_t>(std::max(0.0, place) * 1000);
         return match;
     }
 

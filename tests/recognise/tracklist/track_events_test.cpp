@@ -11,10 +11,11 @@ using namespace tarn::recognise;
 
 namespace {
 
-const Script kRadio{300,
-                    {{"a", 0, 60, 0, 60}, {"b", 54, 120, 33, 0, 100, 1.01}, {"c", 150, 200, 0, 50}, {"d", 220, 290, 80}},
-                    {{205, 220}},
-                    {{230, 300}}};
+const Script kRadio{
+    300,
+    {{"a", 0, 60, 0, 60}, {"b", 54, 120, 33, 0, 100, 1.01}, {"c", 150, 200, 0, 50}, {"d", 220, 290, 80}},
+    {{205, 220}},
+    {{230, 300}}};
 
 std::map<uint64_t, std::vector<Event>> byNumber(const std::vector<Event>& events) {
     std::map<uint64_t, std::vector<Event>> sorted;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is listed of scripted streams. A scripted piece is named when it has sounded for 6 s, as if it were cut in; a start
-// in the middle of a recording is therefore given 3 to 4 s early, an end 3 to 4 s late.
+// What is listed of scripted streams. A scripted piece is named when it has sounded for 6 s, as if it were cut in; a
+// start in the middle of a recording is therefore given 3 to 4 s early, an end 3 to 4 s late.
 #include "recognise/tracklist/scripted_stream.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +23,9 @@ const Case kCases[] = {
      "a 0-60, b 60-120"},
     {"a cross-fade: both sound", {120, {{"a", 0, 64, 0, 64}, {"b", 58, 120, 0, 62}}}, "a 0-64, b 58-120"},
     {"pieces from the middle", {120, {{"a", 0, 60, 30}, {"b", 60, 120, 40}}}, "a 0-64, b 57-120"},
-    {"unknown sound between", {180, {{"a", 0, 60, 0, 60}, {"b", 100, 180, 0, 80}}}, "a 0-60, unknown 60-100, b 100-180"},
+    {"unknown sound between",
+     {180, {{"a", 0, 60, 0, 60}, {"b", 100, 180, 0, 80}}},
+     "a 0-60, unknown 60-100, b 100-180"},
     {"unknown sound at both ends", {120, {{"a", 40, 80, 0, 40}}}, "unknown 0-40, a 40-80, unknown 80-120"},
     {"a short unknown stretch is not named", {120, {{"a", 0, 60, 0, 60}, {"b", 68, 120, 0, 52}}}, "a 0-60, b 68-120"},
     {"only unknown sound", {60, {}}, "unknown 0-60"},
@@ -43,17 +45,23 @@ const Case kCases[] = {
     {"a piece that is played twice is two entries",
      {120, {{"a", 0, 60, 0, 60}, {"a", 60, 120, 0, 60}}},
      "a 0-60, a 60-120"},
-    {"a piece that is begun anew before its end", {120, {{"a", 0, 50, 0, 90}, {"a", 50, 120, 0, 90}}}, "a 0-50, a 50-120"},
+    {"a piece that is begun anew before its end",
+     {120, {{"a", 0, 50, 0, 90}, {"a", 50, 120, 0, 90}}},
+     "a 0-50, a 50-120"},
     {"copies of one recording are one piece",
      {120, {{"a", 0, 60, 0, 120, 100, 1, 0, {"c"}}, {"c", 60, 120, 60, 120, 100, 1, 0, {"a"}}}},
      "a 0-120"},
     {"doubtful windows on different diagonals name nothing", {60, {{"a", 0, 60, 0, 0, 90, 1, 20}}}, "unknown 0-60"},
     {"doubtful windows on one diagonal name a piece", {60, {{"a", 0, 60, 30, 0, 88}}}, "a 0-60"},
     {"a doubtful window of another piece", {120, {{"a", 0, 120, 0, 120}, {"x", 50, 58.5, 70, 0, 90}}}, "a 0-120"},
-    {"what could not be asked", {160, {{"a", 0, 50, 0, 50}, {"b", 110, 160, 0, 50}}, {}, {{50, 105}}},
+    {"what could not be asked",
+     {160, {{"a", 0, 50, 0, 50}, {"b", 110, 160, 0, 50}}, {}, {{50, 105}}},
      "a 0-50, not asked 50-104, b 110-160"},
     {"a short outage in a piece", {120, {{"a", 0, 120, 0, 120}}, {}, {{50, 66}}}, "a 0-120"},
     {"nothing could be asked", {60, {{"a", 0, 60}}, {}, {{0, 60}}}, "not asked 0-60"},
+    {"a server that says no places",
+     {120, {{"a", 0, 60, 0, 0, 100, 1, 0, {}, false}, {"b", 60, 120, 0, 0, 90, 1, 0, {}, false}}},
+     "a 0-64, b 57-120"},
     {"2 % faster", {120, {{"a", 0, 60, 0, 61.2, 100, 1.02}, {"b", 60, 120, 0, 61.2, 100, 1.02}}}, "a 0-60, b 60-120"},
     {"the last seconds are asked about", {47, {{"a", 0, 30, 0, 30}, {"b", 38, 47, 30}}}, "a 0-30, b 35-47"},
     {"9 s of a piece", {9, {{"a", 0, 9, 20}}}, "a 0-9"},
@@ -121,9 +129,7 @@ TEST(TrackLister, GivesUpWhenToldTo) {
     EXPECT_EQ(lister.windowsNotAsked(), 13U);
 }
 
-TEST(TrackLister, AsksNothingAboutSilence) {
-    EXPECT_EQ(hear({60, {}, {{0, 60}}}).windowsAsked, 0U);
-}
+TEST(TrackLister, AsksNothingAboutSilence) { EXPECT_EQ(hear({60, {}, {{0, 60}}}).windowsAsked, 0U); }
 
 TEST(TrackLister, KeepsABoundedHistory) {
     ScriptedAsker asker({});

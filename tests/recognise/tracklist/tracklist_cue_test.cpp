@@ -50,10 +50,10 @@ std::string sheetOf(const std::string& file, const std::vector<Entry>& entries, 
 }
 
 TEST(CueSheet, HasATrackForEachPieceAndUnknownStretch) {
-    const std::string sheet = sheetOf("/mixes/Mix 1.MP3", {pieceOf(1, 0, 60'000, "One", "Band"),
-                                                           entryOf(EntryKind::kUnknown, 2, 60'500, 90'000),
-                                                           entryOf(EntryKind::kSilence, 3, 90'000, 95'000),
-                                                           pieceOf(4, 36'000'020, 36'100'000, "Two")});
+    const std::string sheet =
+        sheetOf("/mixes/Mix 1.MP3",
+                {pieceOf(1, 0, 60'000, "One", "Band"), entryOf(EntryKind::kUnknown, 2, 60'500, 90'000),
+                 entryOf(EntryKind::kSilence, 3, 90'000, 95'000), pieceOf(4, 36'000'020, 36'100'000, "Two")});
     // 60.5 s are 37.5 frames after 1:00; 20 ms are one frame and a half.
     EXPECT_EQ(sheet, R"(FILE "Mix 1.MP3" MP3
   TRACK 01 AUDIO
@@ -77,8 +77,9 @@ TEST(CueSheet, NamesTheTypeOfTheFile) {
         const char* file;
         const char* line;
     } kCases[] = {
-        {"a.mp3", "FILE \"a.mp3\" MP3\n"},      {"a.wav", "FILE \"a.wav\" WAVE\n"}, {"a.flac", "FILE \"a.flac\" WAVE\n"},
-        {"b/a.AIFF", "FILE \"a.AIFF\" AIFF\n"}, {"a", "FILE \"a\" WAVE\n"},
+        {"a.mp3", "FILE \"a.mp3\" MP3\n"},    {"a.wav", "FILE \"a.wav\" WAVE\n"},
+        {"a.flac", "FILE \"a.flac\" WAVE\n"}, {"b/a.AIFF", "FILE \"a.AIFF\" AIFF\n"},
+        {"a", "FILE \"a\" WAVE\n"},
     };
     for (const auto& each : kCases) EXPECT_EQ(sheetOf(each.file, {}), each.line);
 }
@@ -105,8 +106,9 @@ TEST(CueSheet, Has99TracksAtMost) {
 }
 
 TEST(CueSheet, HasTracksThatRise) {
-    const std::vector<ReadTrack> tracks = readBack(sheetOf(
-        "a.wav", {pieceOf(1, 0, 9000, "a"), pieceOf(2, 5, 9000, "b"), pieceOf(3, 10, 9000, "c"), pieceOf(4, 60, 9000, "d")}));
+    const std::vector<ReadTrack> tracks =
+        readBack(sheetOf("a.wav", {pieceOf(1, 0, 9000, "a"), pieceOf(2, 5, 9000, "b"), pieceOf(3, 10, 9000, "c"),
+                                   pieceOf(4, 60, 9000, "d")}));
     ASSERT_EQ(tracks.size(), 4U);
     EXPECT_EQ(tracks[1].startFrame, 1);
     EXPECT_EQ(tracks[2].startFrame, 2);

@@ -27,9 +27,10 @@ TEST(TracklistLines, JsonHasWhatIsKnown) {
               R"("artist":"Band","album":"Album","track_id":"T-2","album_id":"A-1","path":"/music/one.flac",)"
               R"("confidence":97,"place_ms":4030,"duration_ms":200000,"speed":1.02})"
               "\n");
-    EXPECT_EQ(jsonLine(pieceOf(1, 0, 9000, "Song")),
-              R"({"number":1,"kind":"piece","start_ms":0,"end_ms":9000,"title":"Song","track_id":"T-1","confidence":97})"
-              "\n");
+    EXPECT_EQ(
+        jsonLine(pieceOf(1, 0, 9000, "Song")),
+        R"({"number":1,"kind":"piece","start_ms":0,"end_ms":9000,"title":"Song","track_id":"T-1","confidence":97})"
+        "\n");
     EXPECT_EQ(jsonLine(entryOf(EntryKind::kSilence, 3, 5, 6)),
               R"({"number":3,"kind":"silence","start_ms":5,"end_ms":6})"
               "\n");
