@@ -22,20 +22,6 @@ constexpr std::array<std::pair<const char*, std::optional<uint64_t> Match::*>, 2
     {"duration_ms", &Match::durationMs},
 }};
 
-Json jsonOf(const Match& match) {
-    Json json;
-    for (const auto& [name, text] : kTexts) {
-        if (!(match.*text).empty()) json[name] = match.*text;
-    }
-    json["confidence"] = match.confidence;
-    for (const auto& [name, time] : kTimes) {
-        if (match.*time) json[name] = *(match.*time);
-    }
-    if (!match.companions.empty()) json["companions"] = match.companions;
-    if (!match.path.empty()) server::addPath(json, match.path);
-    return json;
-}
-
 Match matchFrom(const Json& json) {
     Match match;
     for (const auto& [name, text] : kTexts) match.*text = json.value(name, std::string());
@@ -59,9 +45,23 @@ Answer answerFrom(const Json& json) {
 
 } // namespace
 
+Json toJson(const Match& match) {
+    Json json;
+    for (const auto& [name, text] : kTexts) {
+        if (!(match.*text).empty()) json[name] = match.*text;
+    }
+    json["confidence"] = match.confidence;
+    for (const auto& [name, time] : kTimes) {
+        if (match.*time) json[name] = *(match.*time);
+    }
+    if (!match.companions.empty()) json["companions"] = match.companions;
+    if (!match.path.empty()) server::addPath(json, match.path);
+    return json;
+}
+
 Json toJson(const Answer& answer) {
     Json json = Json::array();
-    for (const Match& match : answer.matches) json.push_back(jsonOf(match));
+    for (const Match& match : answer.matches) json.push_back(toJson(match));
     return json;
 }
 

@@ -12,6 +12,7 @@ namespace tarn::recognise {
 
 using server::Json;
 
+Json toJson(const Match& match);
 Json toJson(const Answer& answer);
 // The members of a result but its path: status, matches, reason.
 Json toJson(const FileResult& result);

@@ -2,10 +2,11 @@
 #include "recognise/output/tracklist_lines.h"
 
 #include "base/text.h"
+#include "recognise/json/answer_json.h"
+#include "recognise/output/text_forms.h"
 #include "recognise/output/tracklist_texts.h"
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <vector>
@@ -14,25 +15,11 @@ namespace tarn::recognise {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 // Four digits: a speed is known to a part in a thousand.
 double rounded(double speed) { return std::round(speed * 10000) / 10000; }
 
 void addMatch(Json& json, const Entry& entry) {
-    const Match& match = entry.match;
-    const auto add = [&json](const char* name, const std::string& text) {
-        if (!text.empty()) json[name] = server::cleanText(text);
-    };
-    add("title", match.title);
-    add("artist", match.artist);
-    add("album", match.album);
-    add("track_id", match.trackId);
-    add("album_id", match.albumId);
-    add("path", match.path);
-    json["confidence"] = match.confidence;
-    if (match.offsetMs) json["place_ms"] = *match.offsetMs;
-    if (match.durationMs) json["duration_ms"] = *match.durationMs;
+    json.update(toJson(entry.match));
     if (entry.speed) json["speed"] = rounded(*entry.speed);
 }
 
@@ -51,23 +38,12 @@ const char* nameOf(const Event& event) {
     return event.kind == EventKind::kEnd ? "end" : "correction";
 }
 
-// A field with a comma, a quote or white space at an end is quoted; quotes in it are doubled.
-std::string csvField(const std::string& text) {
-    if (text.find_first_of(",\"") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (const char c : text) {
-        if (c == '"') quoted += '"';
-        quoted += c;
-    }
-    return quoted + '"';
-}
-
 } // namespace
 
 std::string jsonLine(const Entry& entry) {
     Json json;
     addEntry(json, entry);
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    return server::lineOf(json) + '\n';
 }
 
 std::string jsonLine(const Event& event) {
@@ -75,10 +51,10 @@ std::string jsonLine(const Event& event) {
     json["event"] = nameOf(event);
     json["at_ms"] = event.atMs;
     addEntry(json, event.entry);
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
+    return server::lineOf(json) + '\n';
 }
 
-std::string csvHeader() { return "start,end,kind,artist,title,album,confidence,place,speed,track_id,reason\n"; }
+std::string csvHeader() { return "start,end,kind,artist,title,album,confidence,offset,speed,track_id,reason\n"; }
 
 std::string csvLine(const Entry& entry) {
     const Match& match = entry.match;

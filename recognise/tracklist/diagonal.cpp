@@ -78,6 +78,7 @@ double Diagonal::streamAt(double placeMs) const {
 
 // The deviation from 1 is clear when it is four times what the scatter of the points makes uncertain.
 std::optional<double> Diagonal::clearSpeed() const {
+    if (points_.empty()) return std::nullopt;
     const Line line = this->line();
     if (line.slope == 1) return std::nullopt;
     std::vector<double> scatter;

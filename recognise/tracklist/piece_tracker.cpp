@@ -48,7 +48,7 @@ void PieceTracker::consider(const Match& best, const Window& window) {
     if (isFirst) candidate_ = Candidate{Identity(best), best, window.startMs, {}, false};
     candidate_->identity.add(best);
     candidate_->match = best;
-    candidate_->isSure = best.confidence >= kSureConfidence;
+    candidate_->isSure = best.confidence >= kSureConfidence || (!isFirst && !best.offsetMs);
     if (best.offsetMs) {
         const auto placeMs = static_cast<int64_t>(*best.offsetMs);
         // The first place may be that of a window that begins before the piece.

@@ -9,8 +9,10 @@ namespace tarn::recognise {
 
 namespace {
 
-// A recording that would start, or end, so much before or after the estimate does so: see kHeardMs.
-constexpr int64_t kMaxEarlyMs = 10'000;
+// A recording that would start so much before or after the estimate, or end so near it, does so: see kHeardMs. Pieces
+// begin with their own start more often than they are played to their end.
+constexpr int64_t kMaxOwnEndMs = 5'000;
+constexpr int64_t kMaxEarlyMs = 9'000;
 constexpr int64_t kMaxLateMs = 6'000;
 // A silence that ends so long before a piece is named is the silence before it.
 constexpr int64_t kMinSoundMs = 3'000;
@@ -127,7 +129,7 @@ void PlayingPiece::end(int64_t lastNamedMs, int64_t heardMs) {
                                           : meter_->firstStart(lastNamedMs + kMinSoundMs, lastNamedMs + kMaxSoundMs);
     if (silent) {
         endMs = *silent;
-    } else if (own && *own >= endMs - kMaxLateMs && *own <= endMs + kMaxEarlyMs) {
+    } else if (own && std::abs(*own - endMs) <= kMaxOwnEndMs) {
         endMs = *own;
     }
     entry_.endMs = std::max(entry_.startMs + 1, std::min(endMs, heardMs));

@@ -21,14 +21,14 @@ struct Listed {
 TEST(MixOfMusic, IsListed) {
     MusicCatalogue catalogue;
     std::vector<int16_t> mix;
-    mixIn(mix, 1, 0, 50, 0);  // 0 to 50 s
-    mixIn(mix, 2, 20, 45, 5); // 45 to 90 s
-    mixIn(mix, 99, 0, 40, 0); // 90 to 130 s, unknown
+    mixIn(mix, 1, 0, 50, 0);    // 0 to 50 s
+    mixIn(mix, 2, 14.5, 45, 5); // 45 to 90 s
+    mixIn(mix, 99, 0, 40, 0);   // 90 to 130 s, unknown
     mix.resize(mix.size() + static_cast<size_t>(8 * kMusicRateHz));
     mixIn(mix, 3, 0, 45, 0); // 138 to 183 s
     mixIn(mix, 4, 0, 40, 3); // 180 to 220 s
     const Listed kList[] = {
-        {EntryKind::kPiece, "1", 0, 50, 0},    {EntryKind::kPiece, "2", 45, 90, 20},
+        {EntryKind::kPiece, "1", 0, 50, 0},    {EntryKind::kPiece, "2", 45, 90, 14.5},
         {EntryKind::kUnknown, "", 90, 130, 0}, {EntryKind::kSilence, "", 130, 138, 0},
         {EntryKind::kPiece, "3", 138, 183, 0}, {EntryKind::kPiece, "4", 180, 220, 0},
     };

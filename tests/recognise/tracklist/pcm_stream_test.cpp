@@ -75,6 +75,11 @@ Bytes joined(Bytes a, const Bytes& b) {
     return a;
 }
 
+Bytes cut(Bytes bytes, size_t count) {
+    bytes.resize(count);
+    return bytes;
+}
+
 Bytes header(
     uint32_t dataSize, const std::function<void(WavFields&)>& spoil = [](WavFields&) {}) {
     WavFields fields;
@@ -152,8 +157,8 @@ TEST(PcmStream, RefusesWhatItCannotRead) {
     } kCases[] = {
         {"nothing", {}, "ends before its first sample"},
         {"an MP3", {'I', 'D', '3', 4, 0, 0, 0, 0, 0, 0, 0, 0, 0}, "ffmpeg -i INPUT -f wav"},
-        {"a cut header", Bytes(header(0).begin(), header(0).begin() + 30), "header is damaged"},
-        {"no samples", Bytes(header(0).begin(), header(0).begin() + 36), "ends before its first sample"},
+        {"a cut header", cut(header(0), 30), "header is damaged"},
+        {"no samples", cut(header(0), 36), "ends before its first sample"},
         {"24 bits", header(0, [](WavFields& fields) { fields.bitsPerSample = 24; }), "(format 1, 24 bits)"},
         {"floating point", header(0, [](WavFields& fields) { fields.formatTag = 3; }), "(format 3, 16 bits)"},
         {"no channel", header(0, [](WavFields& fields) { fields.channels = 0; }), "44100 Hz and 0 channels"},

@@ -23,6 +23,7 @@ struct Played {
     double speed = 1;
     double placeJumps = 0; // the place of each window is off by a multiple of this
     std::vector<std::string> companions = {};
+    bool hasPlace = true; // a server may not say it
 };
 
 struct Part {
@@ -98,7 +99,7 @@ class ScriptedAsker : public tarn::recognise::Asker {
         if (piece.duration > 0) match.durationMs = static_cast<uint64_t>(piece.duration * 1000);
         double place = piece.place + (start - piece.start) * piece.speed;
         if (piece.placeJumps > 0) place = 300 + piece.placeJumps * (static_cast<int>(start * 7) % 11);
-        match.offsetMs = static_cast<uint64_t>(std::max(0.0, place) * 1000);
+        if (piece.hasPlace) match.offsetMs = static_cast<uint64_t>(std::max(0.0, place) * 1000);
         return match;
     }
 

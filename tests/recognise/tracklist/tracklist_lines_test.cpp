@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "recognise/output/tracklist_lines.h"
 
+#include "base/base64.h"
+#include "base/text.h"
 #include "recognise/output/tracklist_writer.h"
 #include "recognise/tracklist/entries.h"
 
@@ -23,13 +25,13 @@ Entry notAsked() {
 
 TEST(TracklistLines, JsonHasWhatIsKnown) {
     EXPECT_EQ(jsonLine(fullPiece()),
-              R"({"number":2,"kind":"piece","start_ms":61500,"end_ms":3723004,"title":"Song, the \"one\"",)"
-              R"("artist":"Band","album":"Album","track_id":"T-2","album_id":"A-1","path":"/music/one.flac",)"
-              R"("confidence":97,"place_ms":4030,"duration_ms":200000,"speed":1.02})"
+              R"({"number":2,"kind":"piece","start_ms":61500,"end_ms":3723004,"track_id":"T-2",)"
+              R"("title":"Song, the \"one\"","artist":"Band","album_id":"A-1","album":"Album","confidence":97,)"
+              R"("offset_ms":4030,"duration_ms":200000,"path":"/music/one.flac","speed":1.02})"
               "\n");
     EXPECT_EQ(
         jsonLine(pieceOf(1, 0, 9000, "Song")),
-        R"({"number":1,"kind":"piece","start_ms":0,"end_ms":9000,"title":"Song","track_id":"T-1","confidence":97})"
+        R"({"number":1,"kind":"piece","start_ms":0,"end_ms":9000,"track_id":"T-1","title":"Song","confidence":97})"
         "\n");
     EXPECT_EQ(jsonLine(entryOf(EntryKind::kSilence, 3, 5, 6)),
               R"({"number":3,"kind":"silence","start_ms":5,"end_ms":6})"
@@ -56,7 +58,7 @@ TEST(TracklistLines, JsonOfEventsSaysWhatHappened) {
 }
 
 TEST(TracklistLines, CsvQuotesWhatNeedsIt) {
-    EXPECT_EQ(csvHeader(), "start,end,kind,artist,title,album,confidence,place,speed,track_id,reason\n");
+    EXPECT_EQ(csvHeader(), "start,end,kind,artist,title,album,confidence,offset,speed,track_id,reason\n");
     EXPECT_EQ(csvLine(fullPiece()),
               "61.500,3723.004,piece,Band,\"Song, the \"\"one\"\"\",Album,97,4.030,1.0200,T-2,\n");
     EXPECT_EQ(csvLine(entryOf(EntryKind::kUnknown, 1, 0, 12'345)), "0.000,12.345,unknown,,,,,,,,\n");
@@ -86,7 +88,10 @@ TEST(TracklistLines, HostileTextsStayInTheirPlace) {
     entry.match.path = kHostile;
     entry.match.trackId = kHostile;
     const nlohmann::json json = nlohmann::json::parse(jsonLine(entry));
-    for (const char* name : {"title", "artist", "album", "path", "track_id"}) EXPECT_EQ(json.at(name), kHostileClean);
+    for (const char* name : {"title", "artist", "album", "path", "track_id"}) {
+        EXPECT_TRUE(tarn::server::isUtf8(json.at(name).get<std::string>())) << name;
+    }
+    EXPECT_EQ(tarn::server::bytesOfBase64(json.at("path_base64").get<std::string>()), kHostile);
     for (const std::string& line : {jsonLine(entry), csvLine(entry), tableLine(entry)}) {
         EXPECT_EQ(std::count_if(line.begin(), line.end(), [](char c) { return c >= 0 && c < ' '; }), 1) << line;
         EXPECT_TRUE(line.ends_with('\n'));
