@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 #include <vector>
 
 namespace tarn::recognise {
@@ -27,12 +28,22 @@ struct Given {
     size_t cacheDays = 30;
 };
 
+std::string problemOfServer(const std::string& named) {
+    try {
+        if (!named.empty()) (void)serverUrl(named);
+        return {};
+    } catch (const std::invalid_argument& error) {
+        return error.what();
+    }
+}
+
 // What is wrong with the options together; empty: nothing.
 std::string problemOf(const Given& given) {
     const RunOptions& options = given.run;
     const AskingOptions& asking = options.asking;
     const bool list = given.tracklist || given.live;
     if (asking.server.empty() == asking.catalogue.empty()) return "name whom to ask: either --server or --catalogue";
+    if (const std::string wrong = problemOfServer(asking.server); !wrong.empty()) return wrong;
     if (options.paths.empty() && options.listFile.empty()) return "name a file or a folder, or a list with --files-from";
     if (options.nullSeparated && options.listFile.empty()) return "--null belongs to --files-from";
     if (list && (options.paths.size() != 1 || !options.listFile.empty())) return "a track list is of one file";

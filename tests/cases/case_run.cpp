@@ -165,7 +165,7 @@ Words CaseRun::environment(const std::string& host) const {
     Words words = {"env", "-C", folder_.path().string(), "-u", "XDG_STATE_HOME", "-u", "STATE_DIRECTORY"};
     std::string path = folderOf(TARN_TOOL);
 #ifdef TARN_SERVER_TOOL
-    path += ":" + folderOf(TARN_SERVER_TOOL);
+    path += ":" + folderOf(TARN_SERVER_TOOL) + ":" + folderOf(TARN_RECOGNISE_TOOL);
 #endif
     words.insert(words.end(), {"PATH=" + path + ":/usr/bin:/bin", "HOME=" + folder_.path().string(), "LC_ALL=C",
                                "KEY=" + accessKeyFor(accessCode(3, 3)), "HOST=" + host});

@@ -14,7 +14,8 @@
 //   stop                     ends the service with a signal
 //   hide NAME PATTERN        shows what matches as <NAME> from here on
 //   fields                   shows every field of the requests from here on
-//   $ COMMAND                runs a line of the shell, where tarn and tarn-server are those that were built
+//   $ COMMAND                runs a line of the shell, where tarn, tarn-server and tarn-recognise are those
+//                            that were built
 //
 // Below such a line stands what came of it: "> " standard output, "! " standard error, "@ " what each request asked
 // that the scripted server received, "= " the exit status. Other lines are comments.
