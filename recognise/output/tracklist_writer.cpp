@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::array<std::pair<std::string_view, TracklistFormat>, 5> kFormats = {{
     {"table", TracklistFormat::kTable},
-    {"json", TracklistFormat::kJson},
+    {"ndjson", TracklistFormat::kJson},
     {"csv", TracklistFormat::kCsv},
     {"cue", TracklistFormat::kCue},
     {"labels", TracklistFormat::kLabels},

@@ -15,7 +15,7 @@ namespace tarn::recognise {
 
 enum class TracklistFormat { kTable, kJson, kCsv, kCue, kLabels };
 
-// "table", "json", "csv", "cue", "labels".
+// "table", "ndjson", "csv", "cue", "labels".
 std::optional<TracklistFormat> tracklistFormat(std::string_view name);
 
 class TracklistWriter {
