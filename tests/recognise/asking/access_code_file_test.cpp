@@ -26,7 +26,9 @@ std::string refusalOf(const std::filesystem::path& file) {
 
 TEST(AccessCodeFile, GivesTheCodeWithoutTheSpaceAroundIt) {
     const kvxtest::TemporaryDirectory folder;
-    for (const std::string& text : {kCode, kCode + "\n", "\n  " + kCode + "\r\n\n", "\t" + kCode + " "}) {
+    for (const auto& [before, after] :
+         {std::pair("", ""), std::pair("", "\n"), std::pair("\n  ", "\r\n\n"), std::pair("\t", " ")}) {
+        const std::string text = before + kCode + after;
         kvxtest::writePrivate(folder / "code", text);
         EXPECT_EQ(readAccessCode(folder / "code"), kCode) << text;
     }
@@ -36,9 +38,9 @@ TEST(AccessCodeFile, RefusesAnythingElse) {
     const kvxtest::TemporaryDirectory folder;
     std::string lowerCase = kCode;
     for (char& c : lowerCase) c = static_cast<char>(std::tolower(c));
-    for (const std::string& text :
-         {std::string(), std::string(" \n"), kCode.substr(1), kCode + "0", kCode + "\n" + kCode, lowerCase, "x" + kCode,
-          std::string(80, '\0'), std::string(100'000, 'A')}) {
+    const std::string twice = std::string(kCode).append("\n").append(kCode);
+    for (const std::string& text : {std::string(), std::string(" \n"), kCode.substr(1), kCode + "0", twice, lowerCase,
+                                    "x" + kCode, std::string(80, '\0'), std::string(100'000, 'A')}) {
         kvxtest::writePrivate(folder / "code", text);
         EXPECT_THAT(refusalOf(folder / "code"), HasSubstr("it holds no access code")) << text.substr(0, 100);
         EXPECT_THAT(refusalOf(folder / "code"), HasSubstr((folder / "code").string()));

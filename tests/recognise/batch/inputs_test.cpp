@@ -13,6 +13,7 @@ void put(const std::filesystem::path& file) { std::ofstream(file) << "x"; }
 
 std::vector<std::string> namesOf(const std::vector<InputFile>& inputs) {
     std::vector<std::string> names;
+    names.reserve(inputs.size());
     for (const InputFile& input : inputs) names.push_back(input.name + (input.problem.empty() ? "" : " !"));
     return names;
 }

@@ -44,7 +44,7 @@ class Probing : public testing::Test {
   protected:
     // A WAV file of these samples.
     std::filesystem::path write(const std::vector<int16_t>& samples) {
-        const std::filesystem::path file = folder_ / "file.wav";
+        std::filesystem::path file = folder_ / "file.wav";
         kvxtest::writeMusic(file, samples);
         return file;
     }

@@ -61,7 +61,7 @@ class Program : public testing::Test {
     }
     // Unknown music.
     std::string unknownFile() const {
-        const std::string file = folder_.file("unknown.wav");
+        std::string file = folder_.file("unknown.wav");
         kvxtest::writeMusic(file, melody(900, 40));
         return file;
     }

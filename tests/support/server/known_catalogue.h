@@ -60,7 +60,7 @@ class KnownCatalogue {
 
     // A copy of it, in place of the one before.
     std::filesystem::path copy() const {
-        const std::filesystem::path place = folder_ / "copy";
+        std::filesystem::path place = folder_ / "copy";
         std::filesystem::remove_all(place);
         std::filesystem::copy(catalogue(), place, std::filesystem::copy_options::recursive);
         return place;
