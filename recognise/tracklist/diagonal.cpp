@@ -13,7 +13,7 @@ constexpr double kMaxDrift = 0.03;
 // A line through fewer points, or a shorter time, is less sure than speed 1.
 constexpr size_t kMinLinePoints = 8;
 constexpr int64_t kMinLineMs = 28'000;
-constexpr double kMinClearDeviation = 0.006;
+constexpr double kMinClearDeviation = 0.008;
 
 double medianOf(std::vector<double>& values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -76,7 +76,8 @@ double Diagonal::streamAt(double placeMs) const {
     return (placeMs - line.placeMs) / line.slope;
 }
 
-// The deviation from 1 is clear when it is four times what the scatter of the points makes uncertain.
+// The deviation from 1 is clear when it is eight times what the scatter of the points would make uncertain if they were
+// independent, which they are not: windows overlap, and a passage has its own error.
 std::optional<double> Diagonal::clearSpeed() const {
     if (points_.empty()) return std::nullopt;
     const Line line = this->line();
@@ -91,7 +92,7 @@ std::optional<double> Diagonal::clearSpeed() const {
     const auto spanMs = static_cast<double>(points_.back().streamMs - points_.front().streamMs);
     const double uncertainty =
         1.5 * medianOf(scatter) * std::sqrt(12.0 / static_cast<double>(points_.size())) / spanMs;
-    if (std::abs(line.slope - 1) < std::max(kMinClearDeviation, 4 * uncertainty)) return std::nullopt;
+    if (std::abs(line.slope - 1) < std::max(kMinClearDeviation, 8 * uncertainty)) return std::nullopt;
     return line.slope;
 }
 
