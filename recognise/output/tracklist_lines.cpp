@@ -54,7 +54,7 @@ std::string jsonLine(const Event& event) {
     return server::lineOf(json) + '\n';
 }
 
-std::string csvHeader() { return "start,end,kind,artist,title,album,confidence,offset,speed,track_id,reason\n"; }
+std::string csvHeader() { return "start,end,kind,artist,title,album,confidence,offset,speed,track_id,reason\r\n"; }
 
 std::string csvLine(const Entry& entry) {
     const Match& match = entry.match;
@@ -75,7 +75,7 @@ std::string csvLine(const Entry& entry) {
         text(match.trackId),
         text(entry.reason),
     };
-    return fmt::format("{}\n", fmt::join(fields, ","));
+    return fmt::format("{}\r\n", fmt::join(fields, ","));
 }
 
 std::string labelLine(const Entry& entry) {

@@ -58,11 +58,11 @@ TEST(TracklistLines, JsonOfEventsSaysWhatHappened) {
 }
 
 TEST(TracklistLines, CsvQuotesWhatNeedsIt) {
-    EXPECT_EQ(csvHeader(), "start,end,kind,artist,title,album,confidence,offset,speed,track_id,reason\n");
+    EXPECT_EQ(csvHeader(), "start,end,kind,artist,title,album,confidence,offset,speed,track_id,reason\r\n");
     EXPECT_EQ(csvLine(fullPiece()),
-              "61.500,3723.004,piece,Band,\"Song, the \"\"one\"\"\",Album,97,4.030,1.0200,T-2,\n");
-    EXPECT_EQ(csvLine(entryOf(EntryKind::kUnknown, 1, 0, 12'345)), "0.000,12.345,unknown,,,,,,,,\n");
-    EXPECT_EQ(csvLine(notAsked()), "100.000,104.000,not asked,,,,,,,,\"no answer, \"\"yet\"\"\"\n");
+              "61.500,3723.004,piece,Band,\"Song, the \"\"one\"\"\",Album,97,4.030,1.0200,T-2,\r\n");
+    EXPECT_EQ(csvLine(entryOf(EntryKind::kUnknown, 1, 0, 12'345)), "0.000,12.345,unknown,,,,,,,,\r\n");
+    EXPECT_EQ(csvLine(notAsked()), "100.000,104.000,not asked,,,,,,,,\"no answer, \"\"yet\"\"\"\r\n");
 }
 
 TEST(TracklistLines, LabelsAreStartEndText) {
@@ -92,9 +92,12 @@ TEST(TracklistLines, HostileTextsStayInTheirPlace) {
         EXPECT_TRUE(tarn::server::isUtf8(json.at(name).get<std::string>())) << name;
     }
     EXPECT_EQ(tarn::server::bytesOfBase64(json.at("path_base64").get<std::string>()), kHostile);
-    for (const std::string& line : {jsonLine(entry), csvLine(entry), tableLine(entry)}) {
-        EXPECT_EQ(std::count_if(line.begin(), line.end(), [](char c) { return c >= 0 && c < ' '; }), 1) << line;
-        EXPECT_TRUE(line.ends_with('\n'));
+    for (const auto& [line, end] :
+         {std::pair(jsonLine(entry), "\n"), std::pair(csvLine(entry), "\r\n"), std::pair(tableLine(entry), "\n")}) {
+        EXPECT_TRUE(line.ends_with(end));
+        EXPECT_EQ(std::count_if(line.begin(), line.end(), [](char c) { return c >= 0 && c < ' '; }),
+                  std::string(end).size())
+            << line;
     }
     EXPECT_EQ(labelLine(entry), "0.000\t9.000\t" + kHostileClean + " - " + kHostileClean + "\n");
     Entry reason = notAsked();
