@@ -17,7 +17,7 @@ HttpResponse health(const ServiceView& service) {
 HttpResponse metrics(const ServiceView& service) { return {200, service.metricsText(), "text/plain; version=0.0.4"}; }
 
 constexpr Endpoint kEndpoints[] = {
-    {"/sdkrequest", "POST", nullptr},
+    {"/sdkrequest", "POST", ByPacket{}},
     {"/health", "GET, HEAD", health},
     {"/metrics", "GET, HEAD", metrics},
 };

@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <variant>
 
 namespace tarn::server {
 
@@ -18,13 +19,19 @@ class ServiceView {
     virtual std::string metricsText() const = 0;
 };
 
+// How the request at an endpoint is answered: at once, from what the service knows of itself; or from a worker, as the
+// packet in its form asks.
+using AtOnce = HttpResponse (*)(const ServiceView& service);
+struct ByPacket {};
+
 struct Endpoint {
     std::string_view path;
     std::string_view methods; // as the header Allow lists them
-    // Null: the endpoint takes a recognition request, whose answer comes from a worker.
-    HttpResponse (*answer)(const ServiceView& service);
+    std::variant<AtOnce, ByPacket> way;
 
-    bool takesRequests() const { return answer == nullptr; }
+    bool takesRequests() const { return !std::holds_alternative<AtOnce>(way); }
+    // Of an endpoint that takes no requests.
+    HttpResponse answer(const ServiceView& service) const { return std::get<AtOnce>(way)(service); }
     bool allows(std::string_view method) const;
 };
 
