@@ -60,6 +60,7 @@ room base
 room model base
 room protocol base model
 room coding base model protocol
+room json base model protocol coding
 room catalogue base model coding
 room matching base model coding catalogue
 room audio base model
