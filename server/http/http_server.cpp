@@ -155,7 +155,8 @@ MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, const Endpoint* e
     if (fault == nullptr) return MHD_YES;
     Reply refusal = RequestHandler::failure({}, RequestOutcome::kBadPacket, std::string("bad request: ") + fault);
     const bool isOfJson = endpoint != nullptr && endpoint->isOfJson();
-    exchange.answer(isOfJson ? problemOf(std::move(refusal)) : std::move(refusal));
+    if (isOfJson) refusal = problemOf(std::move(refusal));
+    exchange.answer(std::move(refusal));
     exchange.reply.closeConnection = true;
     return sendReply(connection, exchange);
 }
