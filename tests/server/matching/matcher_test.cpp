@@ -83,10 +83,29 @@ TEST_F(Matching, FindsAnExcerptFromAnywhereAndItsPlace) {
             EXPECT_EQ(matches[0].recordingId, seed);
             EXPECT_EQ(matches[0].trackBlob, kvxtest::sampleRecording(seed).trackBlob);
             EXPECT_EQ(matches[0].albumBlob, kvxtest::sampleRecording(seed).albumBlob);
+            EXPECT_EQ(matches[0].trackId, kvxtest::sampleRecording(seed).trackId);
+            EXPECT_EQ(matches[0].albumId, kvxtest::sampleRecording(seed).albumId);
+            EXPECT_EQ(matches[0].tags.title, kvxtest::sampleRecording(seed).tags.title);
             EXPECT_GE(matches[0].confidence, 90);
             EXPECT_NEAR(matches[0].offsetMs, start * 1000, 1000);
         }
     }
+}
+
+TEST_F(Matching, ShowsItsRecordingsOneAfterAnother) {
+    CatalogueRecogniser recogniser(location());
+    std::vector<uint32_t> ids;
+    std::optional<uint32_t> after = 0;
+    while (after) {
+        after = recogniser.browse(*after, 1000, [&](const Match& match) {
+            EXPECT_EQ(match.confidence, 100);
+            EXPECT_NE(match.trackId, "");
+            ids.push_back(match.recordingId);
+            return false; // one at a time
+        });
+    }
+    EXPECT_EQ(ids.size(), recogniser.recordingCount());
+    EXPECT_TRUE(std::is_sorted(ids.begin(), ids.end()));
 }
 
 TEST_F(Matching, FindsAShortExcerptAndANoisyOne) {
