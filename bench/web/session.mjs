@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // session.mjs PACKAGE PCM PACKET ROUNDS: prints CPU times in milliseconds: to load the module, of the first session
-// with its signed packet, which must be PACKET, and the median of so many more.
+// with its signed packet, which must be PACKET, and the median of that number of further ones.
 import {readFileSync} from 'node:fs';
 import {resolve} from 'node:path';
 import {pathToFileURL} from 'node:url';

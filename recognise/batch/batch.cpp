@@ -8,17 +8,6 @@
 
 namespace tarn::recognise {
 
-namespace {
-
-FileResult failed(FileError error, std::string reason) {
-    FileResult result;
-    result.error = error;
-    result.reason = std::move(reason);
-    return result;
-}
-
-} // namespace
-
 Batch::Batch(const std::vector<InputFile>& inputs, std::span<server::MediaProcess> processes, MakeAsker makeAsker,
              AnswerCache* cache)
     : inputs_(inputs), makeAsker_(std::move(makeAsker)), cache_(cache) {
@@ -68,7 +57,7 @@ void Batch::work(server::MediaProcess& process) {
 
 FileResult Batch::resultOf(const InputFile& input, server::MediaProcess& process, std::unique_ptr<Asker>& asker) {
     try {
-        if (!input.problem.empty()) return failed(FileError::kNotFound, server::cleanText(input.problem));
+        if (!input.problem.empty()) return failedResult(FileError::kNotFound, server::cleanText(input.problem));
         const FileIdentity identity{input.path.string(), input.bytes, input.modifiedNs};
         if (cache_ != nullptr) {
             if (std::optional<FileResult> known = cache_->resultOf(identity)) {
@@ -80,7 +69,7 @@ FileResult Batch::resultOf(const InputFile& input, server::MediaProcess& process
         if (cache_ != nullptr) cache_->keep(identity, result);
         return result;
     } catch (const std::exception& error) {
-        return failed(FileError::kUnreadable, server::reasonOf(error));
+        return failedResult(FileError::kUnreadable, server::reasonOf(error));
     }
 }
 
@@ -88,7 +77,7 @@ FileResult Batch::ask(const InputFile& input, server::MediaProcess& process, std
     {
         const std::lock_guard lock(mutex_);
         if (refused_ || failures_ >= kMaxFailures) {
-            return failed(FileError::kNotAsked, "not asked: the server failed before; run this again, answers so far "
+            return failedResult(FileError::kNotAsked, "not asked: the server failed before; run this again, answers so far "
                                                 "are kept");
         }
     }
@@ -101,11 +90,11 @@ FileResult Batch::ask(const InputFile& input, server::MediaProcess& process, std
     } catch (const Refused& error) {
         const std::lock_guard lock(mutex_);
         refused_ = true;
-        return failed(FileError::kServer, error.what());
+        return failedResult(FileError::kServer, error.what());
     } catch (const NoAnswer& error) {
         const std::lock_guard lock(mutex_);
         ++failures_;
-        return failed(FileError::kServer, error.what());
+        return failedResult(FileError::kServer, error.what());
     }
 }
 

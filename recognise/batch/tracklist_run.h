@@ -26,7 +26,7 @@ struct LiveOptions {
     PcmStream::Waiting waiting;
 };
 
-// After so many windows of a file in a row without an answer, the rest of the file is not asked. A live stream never
+// After this many windows of a file in a row without an answer, the rest of the file is not asked. A live stream never
 // gives up.
 constexpr int kMaxFailures = 20;
 

@@ -47,21 +47,14 @@ void take(Answer answer, const Piece& piece, FileResult& result) {
     result.probeMs = piece.startMs;
 }
 
-FileResult failed(FileError error, std::string reason) {
-    FileResult result;
-    result.error = error;
-    result.reason = std::move(reason);
-    return result;
-}
-
 } // namespace
 
 FileResult recogniseFile(const std::filesystem::path& path, server::MediaProcess& process, Asker& asker) {
     const Piece first = readFirst(path, process);
     if (!first.isLongEnough()) {
-        if (!first.damage.empty()) return failed(FileError::kUnreadable, server::cleanText(first.damage));
-        if (first.samples.empty()) return failed(FileError::kUnreadable, "it holds no audio");
-        return failed(FileError::kTooShort, "it is shorter than 7 seconds");
+        if (!first.damage.empty()) return failedResult(FileError::kUnreadable, server::cleanText(first.damage));
+        if (first.samples.empty()) return failedResult(FileError::kUnreadable, "it holds no audio");
+        return failedResult(FileError::kTooShort, "it is shorter than 7 seconds");
     }
     FileResult result;
     result.durationMs = first.fileMs;

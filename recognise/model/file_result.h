@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tarn::recognise {
@@ -32,5 +33,12 @@ struct FileResult {
     std::string reason; // of an error
     bool fromCache = false;
 };
+
+inline FileResult failedResult(FileError error, std::string reason) {
+    FileResult result;
+    result.error = error;
+    result.reason = std::move(reason);
+    return result;
+}
 
 } // namespace tarn::recognise

@@ -40,7 +40,7 @@ class Diagonal {
     Line line() const;
 
     int count_ = 0;
-    int step_ = 1; // each so many-th point is kept
+    int step_ = 1; // every step_-th point is kept
     Point last_;
     std::vector<Point> points_;
 };

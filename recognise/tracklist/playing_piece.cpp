@@ -17,7 +17,7 @@ constexpr int64_t kMaxLateMs = 6'000;
 // A silence that ends so long before a piece is named is the silence before it.
 constexpr int64_t kMinSoundMs = 3'000;
 constexpr int64_t kMaxSoundMs = 13'000;
-// A line of so many places leads to the start.
+// A line of this many places leads to the start.
 constexpr int kMinStartPoints = 3;
 // Less of a recording than this is no playing of its own before it begins anew.
 constexpr int64_t kMinBeforeRepetitionMs = 20'000;

@@ -12,7 +12,7 @@ struct Points {
     double speed;
     double placeAtStart;
     int count;
-    int outlierEach; // each so many-th place is 1.5 s too low; 0: none
+    int outlierEach; // every outlierEach-th place is 1.5 s too low; 0: none
     bool isClear;
 };
 

@@ -30,7 +30,7 @@ const Case kCases[] = {
     {"a short unknown stretch is not named", {120, {{"a", 0, 60, 0, 60}, {"b", 68, 120, 0, 52}}}, "a 0-60, b 68-120"},
     {"only unknown sound", {60, {}}, "unknown 0-60"},
     {"only silence", {60, {}, {{0, 60}}}, "silence 0-60"},
-    {"silence is told from unknown sound",
+    {"silence is not taken for unknown sound",
      {160, {{"a", 0, 60, 30}, {"b", 120, 160, 50}}, {{60, 75}}},
      "a 0-60, silence 60-75, unknown 75-117, b 117-160"},
     {"a piece after a silence begins where the silence ends",
