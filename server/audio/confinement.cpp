@@ -51,10 +51,10 @@ void filterCalls() {
     const std::unique_ptr<void, Release> filter(::seccomp_init(SCMP_ACT_ERRNO(EPERM)));
     if (!filter) must(-ENOMEM, kWhat);
     for (const int call : kAllowed) must(::seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0), kWhat);
-    // Memory, but none that can be run.
+    // Memory, but none that can be run. (The library's macros for this are no C++.)
+    const scmp_arg_cmp notToRun{.arg = 2, .op = SCMP_CMP_MASKED_EQ, .datum_a = PROT_EXEC, .datum_b = 0};
     for (const int call : {SCMP_SYS(mmap), SCMP_SYS(mprotect)}) {
-        must(::seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 1, SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0)),
-             kWhat);
+        must(::seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call, 1, &notToRun), kWhat);
     }
     must(::seccomp_load(filter.get()), kWhat);
 }
