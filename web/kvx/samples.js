@@ -25,7 +25,10 @@ export function pcmOf(samples, begin, end) {
   if (typeOf(part) === 'Uint8Array') return part;
   // What a decoder divided by 32768 comes back as it was.
   if (typeOf(part) === 'Float32Array') {
-    part = Int16Array.from(part, (value) => Math.max(-32768, Math.min(32767, Math.round(value * 32768))));
+    // A loop: Int16Array.from with a function takes six times as long.
+    const values = new Int16Array(part.length);
+    for (let i = 0; i < part.length; ++i) values[i] = Math.max(-32768, Math.min(32767, Math.round(part[i] * 32768)));
+    part = values;
   }
   return new Uint8Array(part.buffer, part.byteOffset, part.byteLength);
 }
