@@ -24,6 +24,8 @@ constexpr Endpoint kEndpoints[] = {
 
 constexpr std::string_view kSeparator = ", ";
 
+} // namespace
+
 // A client that frames HTTP itself sends the absolute form, http://HOST/PATH.
 std::string_view pathOf(std::string_view target) {
     constexpr std::string_view kScheme = "http://";
@@ -31,8 +33,6 @@ std::string_view pathOf(std::string_view target) {
     const size_t slash = target.find('/', kScheme.size());
     return slash == std::string_view::npos ? "/" : target.substr(slash);
 }
-
-} // namespace
 
 bool Endpoint::allows(std::string_view method) const {
     for (std::string_view rest = methods;;) {
@@ -47,6 +47,11 @@ const Endpoint* endpointAt(std::string_view target) {
     const auto* const found = std::find_if(std::begin(kEndpoints), std::end(kEndpoints),
                                            [&](const Endpoint& each) { return each.path == pathOf(target); });
     return found == std::end(kEndpoints) ? nullptr : found;
+}
+
+const Endpoint& pageEndpoint() {
+    static constexpr Endpoint kPage = {"/", "GET, HEAD", nullptr};
+    return kPage;
 }
 
 HttpResponse notFound() { return {404, "not found\n"}; }

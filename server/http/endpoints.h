@@ -28,8 +28,12 @@ struct Endpoint {
     bool allows(std::string_view method) const;
 };
 
+// The path in a request's target, with the query after it.
+std::string_view pathOf(std::string_view target);
 // The endpoint at the path in a request's target; null: there is none.
 const Endpoint* endpointAt(std::string_view target);
+// The methods that every file of the page takes.
+const Endpoint& pageEndpoint();
 
 HttpResponse notFound();
 HttpResponse methodNotAllowed(const Endpoint& endpoint);
