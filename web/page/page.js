@@ -7,12 +7,16 @@ import {showFigures} from './figures.js';
 import {Listening} from './listening.js';
 import {whyNoMicrophone} from './microphone.js';
 import {Recogniser} from './recogniser.js';
-import {matchElements, titleLine, unknownElements} from './result.js';
+import {matchElements, titleElement, titleLine, unknownElements} from './result.js';
 import {element, shown, time} from './text.js';
 import {TrackList, kWindowMs, windowsOf} from './track_list.js';
 
 const kLongMs = 90000; // from here on a file may hold several tracks
 const kUnknown = 'This music is not known here';
+const kExplanations = {
+  'too-short': 'This sound is too short: a fingerprint needs at least 7 seconds.',
+  'memory': 'The page has no memory left for this sound. Load the page again.',
+};
 
 const byId = (id) => document.getElementById(id);
 const recogniser = new Recogniser();
@@ -26,7 +30,7 @@ function say(text) { byId('status').textContent = text; }
 /** A fault, and what can be done again where that may help. */
 function sayFault(error, again) {
   const status = byId('status');
-  status.replaceChildren(error.message);
+  status.replaceChildren(kExplanations[error.reason] ?? error.message);
   if (again !== undefined && ['gone', 'busy', 'failed'].includes(error.reason)) {
     const button = element('button', {type: 'button', id: 'again'}, 'Try again');
     button.addEventListener('click', again);
@@ -80,17 +84,17 @@ function clearResult() {
 }
 
 function showResult(answer, source) {
-  const title = answer.found ? titleLine(answer) : kUnknown;
-  byId('result-title').textContent = title;
+  const line = answer.found ? titleLine(answer) : kUnknown;
+  byId('result-title').replaceChildren(answer.found ? titleElement(answer) : kUnknown);
   byId('result-body')
     .replaceChildren(...(answer.found ? matchElements(answer) : unknownElements(answer, listening !== null)));
   byId('result').hidden = false;
   byId('result').classList.toggle('found', answer.found);
-  say(answer.found ? 'Recognised.' : 'Not recognised.');
+  say(answer.found ? `Recognised: ${line}.` : 'Not recognised.');
   byId('result-title').focus();
   const now = new Date().toLocaleTimeString();
   byId('history').hidden = false;
-  byId('history-list').prepend(element('li', {}, `${title} (${source}, ${now})`));
+  byId('history-list').prepend(element('li', {}, `${line} (${source}, ${now})`));
 }
 
 /** Does one thing at a time. */

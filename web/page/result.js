@@ -12,6 +12,9 @@ export function titleLine({tracks: [track], albums: [album]}) {
   return shown(track?.title, kNoTitle) + (artist === '' ? '' : `, by ${artist}`);
 }
 
+/** The title of the best match. */
+export function titleElement({tracks: [track]}) { return foreign(track?.title, kNoTitle); }
+
 /** The elements that show a match. */
 export function matchElements(answer) {
   const {tracks: [track], albums: [album], place} = answer;
