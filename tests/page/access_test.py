@@ -67,7 +67,7 @@ class Figures(PageTest):
 
     def test_they_follow_the_server(self):
         self.browser.click("#figures summary")
-        self.browser.wait(lambda: self.figure("Recordings") == "4")
+        self.browser.wait(lambda: self.figure("Recordings") == "5")
         self.assertEqual(self.figure("Catalogue"), "available")
         before = int(self.figure("Matched"))
         self.browser.choose(self.service.known[2])

@@ -16,7 +16,8 @@ class Browser:
     def __init__(self, folder):
         self.sound = Path(folder) / "microphone.wav"
         options = webdriver.ChromeOptions()
-        for argument in ("--headless=new", "--disable-gpu", "--disable-dev-shm-usage", "--use-fake-device-for-media-stream",
+        for argument in ("--headless=new", "--hide-scrollbars", "--disable-gpu", "--disable-dev-shm-usage",
+                         "--use-fake-device-for-media-stream",
                          f"--use-file-for-fake-audio-capture={self.sound}", "--lang=en-GB",
                          # A name that is not of this machine, so that its pages are not secure.
                          "--host-resolver-rules=MAP insecure.test 127.0.0.1",
@@ -66,7 +67,8 @@ class Browser:
 
     def run_async(self, script, *arguments):
         """script: the body of an async function, which returns a value."""
-        wrapped = f"const done = arguments[arguments.length - 1]; (async (...given) => {{{script}}})(...arguments).then(" \
+        wrapped = "const done = arguments[arguments.length - 1];" \
+                  f"(async (...given) => {{{script}}})(...arguments).then(" \
                   "(value) => done({value}), (error) => done({error: String(error)}))"
         result = self.driver.execute_async_script(wrapped, *arguments)
         if "error" in result:
@@ -100,6 +102,9 @@ class Browser:
             self.driver.execute_cdp_cmd("Input.dispatchDragEvent", {
                 "type": kind, "x": 300, "y": 300,
                 "data": {"items": [], "files": [str(path)], "dragOperationsMask": 1}})
+
+    def finish_animations(self):
+        self.run_async("await Promise.all(document.getAnimations().map(({finished}) => finished))")
 
     def faults(self):
         """What the browser logged as wrong since the last call: breaches of the policy, scripts that failed."""

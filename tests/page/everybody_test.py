@@ -21,7 +21,7 @@ class Everybody(PageTest):
                     with self.subTest(number=number, width=width, scheme=scheme):
                         self.browser.size(width, 800)
                         self.browser.scheme(scheme)
-                        self.browser.run_async("await Promise.all(document.getAnimations().map(({finished}) => finished))")
+                        self.browser.finish_animations()
                         self.assertEqual(accessibility.is_wider_than_the_screen(self.browser), "")
                         self.assertEqual(accessibility.faults(self.browser), [])
             self.browser.size(1280, 900)

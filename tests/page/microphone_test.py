@@ -60,7 +60,8 @@ class Microphone(PageTest):
               });
               return {rateHz: 8000, close() { end = heard; }};
             };
-            const recogniser = {begin() {}, add() {}, async recognise() { asked.push(Math.round(heard)); return {found: false}; }};
+            const recognise = async () => { asked.push(Math.round(heard)); return {found: false}; };
+            const recogniser = {begin() {}, add() {}, recognise};
             const answer = await new Listening(recogniser).run(() => {});
             Microphone.open = open;
             return {asked, found: answer.found, end: Math.round(end)};""")

@@ -29,7 +29,8 @@ class Parts(PageTest):
 
     def test_times_are_in_minutes_and_hours(self):
         times = self.browser.run_async(
-            "const {time} = await import('./text.js'); return given[0].map(time)", [0, 999, 59999, 60000, 3599999, 3661000])
+            "const {time} = await import('./text.js'); return given[0].map(time)",
+            [0, 999, 59999, 60000, 3599999, 3661000])
         self.assertEqual(times, ["0:00", "0:00", "0:59", "1:00", "59:59", "1:01:01"])
 
     def test_windows_cover_a_recording(self):
@@ -45,6 +46,8 @@ class Parts(PageTest):
             ("a-a", [("a", 0, 2)]),
             ("aba", [("a", 0, 2), ("b", 1, 1)]),
             ("a--a", [("a", 0, 0), ("a", 3, 3)]),
+            ("A-a", [("A", 0, 2)]),  # A has the copy a
+            ("aAa", [("a", 0, 2)]),
             ("--", []),
         ]
         for answers, wanted in cases:
@@ -52,9 +55,9 @@ class Parts(PageTest):
                 const {TrackList, kStepMs, kWindowMs} = await import('./track_list.js');
                 const list = new TrackList();
                 Array.from(given[0]).forEach((id, i) => list.add(i * kStepMs,
-                  {found: id !== '-', tracks: [{trackId: id}], albums: []}));
-                return list.entries.map(({id, fromMs, toMs}) => [id, fromMs / kStepMs, (toMs - kWindowMs) / kStepMs]);""",
-                answers)
+                  {found: id !== '-', tracks: [{trackId: id}], albums: [], place: {companions: id === 'A' ? ['a'] : []}}));
+                return list.entries.map(({answer, fromMs, toMs}) =>
+                  [answer.tracks[0].trackId, fromMs / kStepMs, (toMs - kWindowMs) / kStepMs]);""", answers)
             self.assertEqual([tuple(each) for each in entries], wanted, answers)
 
     def test_metrics_are_read_and_summed(self):
@@ -65,7 +68,8 @@ class Parts(PageTest):
                 'tarn_request_seconds_bucket{stage="total",le="0.0025"} 4\n'
                 'tarn_request_seconds_bucket{stage="total",le="+Inf"} 5\n')
         figures = dict(self.browser.run_async(
-            "const {figuresOf, readMetrics} = await import('./figures.js'); return figuresOf(readMetrics(given[0]))", text))
+            "const {figuresOf, readMetrics} = await import('./figures.js');"
+            "return figuresOf(readMetrics(given[0]))", text))
         self.assertEqual(figures["Requests"], "5")
         self.assertEqual(figures["Matched"], "3")
         self.assertEqual(figures["Recordings"], "12")
@@ -79,7 +83,7 @@ class Parts(PageTest):
             const frames = 22050;
             const make = (sign) => {
               const data = new DataView(new ArrayBuffer(44 + frames * 4));
-              const text = (at, letters) => Array.from(letters).forEach((c, i) => data.setUint8(at + i, c.charCodeAt(0)));
+              const text = (at, word) => Array.from(word).forEach((c, i) => data.setUint8(at + i, c.charCodeAt(0)));
               text(0, 'RIFF'); data.setUint32(4, 36 + frames * 4, true); text(8, 'WAVEfmt ');
               data.setUint32(16, 16, true); data.setUint16(20, 1, true); data.setUint16(22, 2, true);
               data.setUint32(24, 22050, true); data.setUint32(28, 88200, true); data.setUint16(32, 4, true);

@@ -12,10 +12,10 @@ class Pictures(PageTest):
         self.browser.choose(self.service.known[0])
         self.browser.wait_for_text("#status", "Recognised")
         self.browser.run("document.activeElement.blur(); scrollTo(0, 0)")
-        for name, width, height, scheme in ((NAMES[0], 960, 900, "light"), (NAMES[1], 360, 900, "dark")):
+        for name, width, height, scheme in ((NAMES[0], 900, 960, "light"), (NAMES[1], 360, 960, "dark")):
             self.browser.size(width, height)
             self.browser.scheme(scheme)
-            self.browser.run_async("await Promise.all(document.getAnimations().map(({finished}) => finished))")
+            self.browser.finish_animations()
             path = fixture.PICTURES / name
             self.browser.driver.save_screenshot(str(path))
             self.assertGreater(path.stat().st_size, 5000)

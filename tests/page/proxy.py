@@ -17,7 +17,8 @@ class Proxy:
                     return
                 body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
                 connection = http.client.HTTPConnection(address)
-                kept = {name: self.headers[name] for name in ("Content-Type", "Accept-Encoding") if name in self.headers}
+                names = ("Content-Type", "Accept-Encoding")
+                kept = {name: self.headers[name] for name in names if name in self.headers}
                 connection.request(self.command, self.path[len(PREFIX):], body or None, kept)
                 answer = connection.getresponse()
                 content = answer.read()

@@ -33,6 +33,11 @@ class Files(PageTest):
         self.browser.choose(self.service.encoded)
         self.assert_shows(self.service.pieces[0])
 
+    def test_further_copies_in_the_catalogue_are_named(self):
+        self.browser.choose(self.service.known[2])
+        self.assert_shows(self.service.pieces[2])
+        self.assertRegex(self.browser.text("#result-body"), r"Further copies\nT-[0-9a-f]{16}\n")
+
     def test_a_second_file_takes_the_place_of_the_first_and_both_are_in_the_history(self):
         for number in (0, 1):
             self.browser.choose(self.service.known[number])
@@ -96,7 +101,8 @@ class Files(PageTest):
         for number in (0, 1, 2):
             self.browser.choose(self.service.known[number])
             self.assert_shows(self.service.pieces[number])
-        times = self.browser.run("return performance.getEntriesByType('measure').map(({name, duration}) => [name, duration])")
+        times = self.browser.run("const measures = performance.getEntriesByType('measure');"
+                                 "return measures.map(({name, duration}) => [name, duration])")
         for name in ("tarn-file-to-answer", "tarn-fingerprint"):
             own = [duration for each, duration in times if each == name]
             self.assertEqual(len(own), 3)

@@ -49,6 +49,7 @@ class Service:
         self.address = "127.0.0.1:0"
         music = self.folder / "music"
         files = run(MAKE_COLLECTION, music, str(PIECES), str(SECONDS)).splitlines()
+        self.excerpt(files[2], "music/copy.mp3", 0, SECONDS)
         run(TOOL, "add", "--catalogue", self.catalogue, music)
         self.code = re.search(r"access code (\w{80})", run(TOOL, "account", "add", "--accounts", self.accounts))[1]
         self.known = [self.excerpt(path, f"known {i}.wav", EXCERPT_START, 30) for i, path in enumerate(files)]
@@ -64,7 +65,8 @@ class Service:
 
     def excerpt(self, path, name, start, seconds):
         made = self.folder / name
-        run("ffmpeg", "-v", "error", "-ss", str(start), "-t", str(seconds), "-i", path, "-ac", "2", "-ar", "44100", made)
+        part = ("-ss", str(start), "-t", str(seconds))
+        run("ffmpeg", "-v", "error", *part, "-i", path, "-ac", "2", "-ar", "44100", made)
         return made
 
     def join(self, name, paths):

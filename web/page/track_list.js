@@ -12,7 +12,7 @@ export function windowsOf(durationMs) {
 
 /**
  * Joins the answers of windows in order: {fromMs, toMs, answer} for each track. A window without an answer, or with
- * another one, between two of the same track does not part them.
+ * another one, between two of the same track does not part them. Copies of a recording are one track.
  */
 export class TrackList {
   #entries = [];
@@ -20,16 +20,21 @@ export class TrackList {
   add(fromMs, answer) {
     if (!answer.found) return;
     const toMs = fromMs + kWindowMs;
-    const id = idOf(answer);
-    const near = this.#entries.slice(-2).find((entry) => entry.id === id && fromMs - entry.lastMs <= 2 * kStepMs);
+    const ids = idsOf(answer);
+    const near = this.#entries.slice(-2).find(
+      (entry) => fromMs - entry.lastMs <= 2 * kStepMs && ids.some((id) => entry.ids.has(id)));
     if (near === undefined) {
-      this.#entries.push({id, fromMs, toMs, lastMs: fromMs, windows: 1, answer});
+      this.#entries.push({ids: new Set(ids), fromMs, toMs, lastMs: fromMs, answer});
     } else {
-      Object.assign(near, {toMs, lastMs: fromMs, windows: near.windows + 1});
+      Object.assign(near, {toMs, lastMs: fromMs});
+      ids.forEach((id) => near.ids.add(id));
     }
   }
 
   get entries() { return this.#entries; }
 }
 
-function idOf({tracks: [track], albums: [album]}) { return track?.trackId ?? album?.albumId ?? track?.title ?? null; }
+/** What names the recording of an answer, and its copies. */
+function idsOf({tracks: [track], albums: [album], place}) {
+  return [track?.trackId ?? album?.albumId ?? '', ...place.companions];
+}
