@@ -54,18 +54,6 @@ std::string_view forwardedFor(MHD_Connection* connection) {
     return last;
 }
 
-std::string_view headerOf(MHD_Connection* connection, const char* name) {
-    const char* value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
-    return value == nullptr ? std::string_view() : value;
-}
-
-HttpResponse pageFile(MHD_Connection* connection, std::string_view target, std::string_view method) {
-    const PageFile* file = pageFileAt(pathOf(target));
-    if (file == nullptr) return notFound();
-    if (!pageEndpoint().allows(method)) return methodNotAllowed(pageEndpoint());
-    return pageAnswer(*file, {headerOf(connection, "Accept-Encoding"), headerOf(connection, "If-None-Match")});
-}
-
 HttpResponse responseOf(const Reply& reply) {
     HttpResponse response = reply.status == 503 ? tryAgainLater(reply.body) : HttpResponse{reply.status, reply.body};
     if (reply.status == 200) response.type = "application/octet-stream";
@@ -182,7 +170,7 @@ MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, const Endpoint* e
 MHD_Result HttpServer::Impl::answer(MHD_Connection* connection, const Endpoint* endpoint, std::string_view target,
                                     std::string_view method, Exchange& exchange) {
     connections_.setTurn(connectionOf(connection), true);
-    if (endpoint == nullptr) return send(connection, servesPage_ ? pageFile(connection, target, method) : notFound());
+    if (endpoint == nullptr) return send(connection, servesPage_ ? answerPage(connection, target, method) : notFound());
     if (!endpoint->allows(method)) return send(connection, methodNotAllowed(*endpoint));
     if (!endpoint->takesRequests()) return send(connection, endpoint->answer(*this));
     if (exchange.stage == Exchange::Stage::kReading && !exchanges_->finishBody(connection, exchange)) return MHD_YES;

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "http/page.h"
 
+#include "http/endpoints.h"
+
 #include <algorithm>
 #include <libdeflate.h>
 #include <memory>
+#include <microhttpd.h>
 #include <new>
 #include <stdexcept>
 
@@ -74,6 +77,11 @@ std::string plainBytesOf(const PageFile& file) {
     return plain;
 }
 
+std::string_view headerOf(MHD_Connection* connection, const char* name) {
+    const char* value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
+    return value == nullptr ? std::string_view() : value;
+}
+
 } // namespace
 
 const PageFile* pageFileAt(std::string_view path) {
@@ -109,6 +117,13 @@ HttpResponse pageAnswer(const PageFile& file, const PageRequest& request) {
         response.body = plainBytesOf(file);
     }
     return response;
+}
+
+HttpResponse answerPage(MHD_Connection* connection, std::string_view target, std::string_view method) {
+    const PageFile* file = pageFileAt(pathOf(target));
+    if (file == nullptr) return notFound();
+    if (!pageEndpoint().allows(method)) return methodNotAllowed(pageEndpoint());
+    return pageAnswer(*file, {headerOf(connection, "Accept-Encoding"), headerOf(connection, "If-None-Match")});
 }
 
 } // namespace tarn::server

@@ -7,6 +7,8 @@
 
 #include <string_view>
 
+struct MHD_Connection;
+
 namespace tarn::server {
 
 // The headers of a request that decide about the answer; empty: there is none.
@@ -20,5 +22,8 @@ const PageFile* pageFileAt(std::string_view path);
 
 // 200 with the file, compressed where the client takes that, or 304. Throws std::bad_alloc.
 HttpResponse pageAnswer(const PageFile& file, const PageRequest& request);
+
+// The answer to whatever is asked at a target that is no endpoint.
+HttpResponse answerPage(MHD_Connection* connection, std::string_view target, std::string_view method);
 
 } // namespace tarn::server
