@@ -40,6 +40,14 @@ class Access(PageTest):
             self.browser.wait_for_text("#access-fault", "80 hexadecimal digits")
         self.assertIsNone(self.kept())
 
+    def test_a_part_of_the_page_that_could_not_be_loaded_is_loaded_later(self):
+        self.service.stop()
+        self.give(self.service.code)
+        self.browser.wait_for_text("#access-fault", "A part of the page cannot be loaded")
+        self.service.serve()
+        self.browser.click("#access-form button")
+        self.browser.wait_for_text("#status", "The access code is set")
+
     def test_a_code_that_the_server_does_not_know_is_asked_for_again(self):
         self.give(self.service.code[:-4] + "0000")
         self.browser.wait_for_text("#status", "The access code is set")

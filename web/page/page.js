@@ -14,6 +14,7 @@ import {TrackList, kWindowMs, windowsOf} from './track_list.js';
 const kLongMs = 90000; // from here on a file may hold several tracks
 const kUnknown = 'This music is not known here';
 const kExplanations = {
+  'source': 'A part of the page cannot be loaded. Check the connection and the server, and try again.',
   'too-short': 'This sound is too short: a fingerprint needs at least 7 seconds.',
   'memory': 'The page has no memory left for this sound. Load the page again.',
 };
@@ -51,6 +52,11 @@ async function useCode(code) {
   showAccess(true);
 }
 
+function accessFault({reason, message}) {
+  if (reason === 'access-code') return `This is no access code: ${message}.`;
+  return kExplanations[reason] ?? message;
+}
+
 byId('access-form').addEventListener('submit', async (event) => {
   event.preventDefault();
   const code = byId('code').value.trim();
@@ -62,7 +68,7 @@ byId('access-form').addEventListener('submit', async (event) => {
     say('The access code is set. Choose a file or listen.');
     byId('file').focus();
   } catch (error) {
-    byId('access-fault').textContent = `This is no access code: ${error.message}.`;
+    byId('access-fault').textContent = accessFault(error);
     byId('code').focus();
   }
 });

@@ -2,27 +2,9 @@
 // The page's side of the worker: its operations as functions that return promises.
 
 export class Recogniser {
-  #worker = new Worker(new URL('worker.js', import.meta.url), {type: 'module'});
+  #worker = null;
   #waiting = new Map();
   #nextId = 1;
-
-  constructor() {
-    this.#worker.addEventListener('message', ({data: {id, value, fault}}) => {
-      const {resolve, reject} = this.#waiting.get(id);
-      this.#waiting.delete(id);
-      if (fault === undefined) {
-        resolve(value);
-      } else {
-        reject(Object.assign(new Error(fault.message), {reason: fault.reason}));
-      }
-    });
-    // Only a file of the page that cannot be loaded ends here.
-    this.#worker.addEventListener('error', () => {
-      const error = Object.assign(new Error('The page is incomplete. Load it again.'), {reason: 'failed'});
-      for (const {reject} of this.#waiting.values()) reject(error);
-      this.#waiting.clear();
-    });
-  }
 
   open(code, deviceId) { return this.#ask('open', {code, deviceId}); }
   close() { return this.#ask('close'); }
@@ -32,10 +14,32 @@ export class Recogniser {
   recognise(part) { return this.#ask('recognise', part); }
 
   #ask(name, value, moved = []) {
+    this.#worker ??= this.#start();
     const id = this.#nextId++;
     return new Promise((resolve, reject) => {
       this.#waiting.set(id, {resolve, reject});
       this.#worker.postMessage({id, name, value}, moved);
     });
+  }
+
+  #start() {
+    const worker = new Worker(new URL('worker.js', import.meta.url), {type: 'module'});
+    worker.addEventListener('message', ({data: {id, value, fault}}) => {
+      const {resolve, reject} = this.#waiting.get(id);
+      this.#waiting.delete(id);
+      if (fault === undefined) {
+        resolve(value);
+      } else {
+        reject(Object.assign(new Error(fault.message), {reason: fault.reason}));
+      }
+    });
+    // A file of the worker could not be loaded. The next question starts another one.
+    worker.addEventListener('error', () => {
+      this.#worker = null;
+      const error = Object.assign(new Error('a file of the page cannot be loaded'), {reason: 'source'});
+      for (const {reject} of this.#waiting.values()) reject(error);
+      this.#waiting.clear();
+    });
+    return worker;
   }
 }

@@ -27,8 +27,8 @@ let sound = new Sound(0);
 const operations = {
   /** Opens the account's access. */
   async open({code, deviceId}) {
-    library ??= load(); // once, when it is wanted
-    const opened = (await library).open(code, deviceId);
+    library ??= await load(); // once, and again where that failed
+    const opened = library.open(code, deviceId);
     access?.close();
     access = opened;
     setTimeout(() => warmUp(opened)); // after the answer
@@ -68,7 +68,11 @@ const operations = {
 function warmUp(opened) {
   if (opened !== access) return;
   const noise = Float32Array.from({length: kWarmUp.rateHz * kWarmUp.seconds}, () => Math.random() - 0.5);
-  for (let i = 0; i < kWarmUp.rounds; ++i) opened.fingerprint(noise, {rateHz: kWarmUp.rateHz, channels: 1});
+  try {
+    for (let i = 0; i < kWarmUp.rounds; ++i) opened.fingerprint(noise, {rateHz: kWarmUp.rateHz, channels: 1});
+  } catch {
+    // Whatever is wrong is wrong with the first sound too, which says so.
+  }
 }
 
 async function post(packet) {
