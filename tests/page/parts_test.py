@@ -55,7 +55,8 @@ class Parts(PageTest):
                 const {TrackList, kStepMs, kWindowMs} = await import('./track_list.js');
                 const list = new TrackList();
                 Array.from(given[0]).forEach((id, i) => list.add(i * kStepMs,
-                  {found: id !== '-', tracks: [{trackId: id}], albums: [], place: {companions: id === 'A' ? ['a'] : []}}));
+                  {found: id !== '-', tracks: [{trackId: id}], albums: [],
+                   place: {companions: id === 'A' ? ['a'] : []}}));
                 return list.entries.map(({answer, fromMs, toMs}) =>
                   [answer.tracks[0].trackId, fromMs / kStepMs, (toMs - kWindowMs) / kStepMs]);""", answers)
             self.assertEqual([tuple(each) for each in entries], wanted, answers)

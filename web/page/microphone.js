@@ -4,8 +4,8 @@
 /** Why this page cannot listen; null where it can ask for the microphone. */
 export function whyNoMicrophone() {
   if (!window.isSecureContext) {
-    return 'Browsers give the microphone to secure pages only: open this page by https, or at localhost on the machine ' +
-      'of the server.';
+    return 'Browsers give the microphone to secure pages only: open this page by https, or at localhost on the ' +
+      'machine of the server.';
   }
   if (navigator.mediaDevices?.getUserMedia === undefined || window.AudioWorkletNode === undefined) {
     return 'This browser gives pages no microphone. Choose a file instead, or use another browser.';

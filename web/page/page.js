@@ -2,12 +2,13 @@
 // The page: what its controls do.
 
 import {deviceId, forgetCode, keepCode, keptCode} from './account.js';
+import {albumTracks, canBrowse, showSearch} from './catalogue.js';
 import {decodeFile} from './decoding.js';
 import {showFigures} from './figures.js';
 import {Listening} from './listening.js';
 import {whyNoMicrophone} from './microphone.js';
 import {Recogniser} from './recogniser.js';
-import {matchElements, titleElement, titleLine, unknownElements} from './result.js';
+import {albumElements, matchElements, titleElement, titleLine, unknownElements} from './result.js';
 import {element, shown, time} from './text.js';
 import {TrackList, kWindowMs, windowsOf} from './track_list.js';
 
@@ -50,6 +51,7 @@ function showAccess(isHeld) {
 async function useCode(code) {
   await recogniser.open(code, deviceId());
   showAccess(true);
+  byId('catalogue').hidden = !await canBrowse();
 }
 
 function accessFault({reason, message}) {
@@ -77,6 +79,8 @@ byId('forget').addEventListener('click', () => {
   forgetCode();
   recogniser.close();
   showAccess(false);
+  byId('catalogue').hidden = true;
+  byId('catalogue-list').replaceChildren();
   say('The access code is forgotten.');
   byId('code').focus();
 });
@@ -98,9 +102,19 @@ function showResult(answer, source) {
   byId('result').classList.toggle('found', answer.found);
   say(answer.found ? `Recognised: ${line}.` : 'Not recognised.');
   byId('result-title').focus();
+  if (answer.found) showAlbum(answer);
   const now = new Date().toLocaleTimeString();
   byId('history').hidden = false;
   byId('history-list').prepend(element('li', {}, `${line} (${source}, ${now})`));
+}
+
+/** Adds the tracks of the album, where the server tells them. */
+async function showAlbum({tracks: [track], albums: [album]}) {
+  const title = byId('result-title').firstChild;
+  const isBrowsed = !byId('catalogue').hidden && album?.albumId;
+  // What was recognised stays recognised, with its album or without.
+  const tracks = isBrowsed ? await albumTracks(recogniser, album.albumId).catch(() => []) : [];
+  if (byId('result-title').firstChild === title) byId('result-body').append(...albumElements(tracks, track));
 }
 
 /** Does one thing at a time. */
@@ -264,6 +278,18 @@ showFigures(byId('figures'), {
   note: byId('figures-note'),
   list: byId('figures-list'),
   line: byId('figures-chart').firstElementChild,
+});
+showSearch(recogniser, {
+  form: byId('catalogue-form'),
+  query: byId('query'),
+  list: byId('catalogue-list'),
+  more: byId('catalogue-more'),
+  say: (text) => {
+    byId('catalogue-note').textContent = text;
+  },
+  fail: (error) => {
+    byId('catalogue-note').textContent = error.message;
+  },
 });
 const kept = keptCode();
 if (kept !== null) useCode(kept).catch(() => showAccess(false));

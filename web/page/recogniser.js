@@ -12,6 +12,8 @@ export class Recogniser {
   /** The samples belong to the worker afterwards. */
   add(samples) { return this.#ask('add', {samples}, [samples.buffer]); }
   recognise(part) { return this.#ask('recognise', part); }
+  /** What the JSON interface of the server has at a path below v1/. */
+  look(path) { return this.#ask('look', {path}); }
 
   #ask(name, value, moved = []) {
     this.#worker ??= this.#start();

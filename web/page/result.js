@@ -4,7 +4,6 @@
 import {element, foreign, shown, time} from './text.js';
 
 const kNoTitle = 'Unnamed track';
-const kMaxTracks = 100;
 
 /** "Title, by Artist", as plain text. */
 export function titleLine({tracks: [track], albums: [album]}) {
@@ -30,7 +29,7 @@ export function matchElements(answer) {
     fact('Place', placeBar(place, where), ` ${where}`);
   }
   if (place.companions.length > 0) fact('Further copies', shown(place.companions.join(', '), ''));
-  return [facts, ...albumElements(album, track), timesElement(answer)];
+  return [facts, timesElement(answer)];
 }
 
 /** What a page says that knows no answer. */
@@ -61,12 +60,11 @@ function placeBar({offsetMs, durationMs}, label) {
   return element('span', {class: 'bar', role: 'img', 'aria-label': label}, marker);
 }
 
-/** The tracks of the album, where the server sent them. */
-function albumElements(album, track) {
-  const tracks = (album?.media ?? []).flatMap((medium) => medium.tracks).slice(0, kMaxTracks);
+/** The tracks of an album, of which one was recognised. */
+export function albumElements(tracks, recognised) {
   if (tracks.length === 0) return [];
   const item = (each) => {
-    const isThis = each.trackId !== null && each.trackId === track?.trackId;
+    const isThis = each.trackId !== null && each.trackId === recognised?.trackId;
     return element('li', isThis ? {'aria-current': 'true'} : {}, foreign(each.title, kNoTitle));
   };
   return [element('h3', {}, 'On this album'), element('ol', {}, ...tracks.map(item))];

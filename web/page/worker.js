@@ -22,6 +22,7 @@ class Fault extends Error {
 
 let library = null;
 let access = null;
+let accessCode = '';
 let sound = new Sound(0);
 
 const operations = {
@@ -31,12 +32,20 @@ const operations = {
     const opened = library.open(code, deviceId);
     access?.close();
     access = opened;
+    accessCode = code;
     setTimeout(() => warmUp(opened)); // after the answer
   },
 
   close() {
     access?.close();
     access = null;
+    accessCode = '';
+  },
+
+  /** What the JSON interface of the server has at a path. */
+  async look({path}) {
+    const response = await ask(`v1/${path}`, {headers: {Authorization: `Bearer ${accessCode}`}});
+    return response.json();
   },
 
   /** Begins a sound. */
@@ -75,23 +84,29 @@ function warmUp(opened) {
   }
 }
 
-async function post(packet) {
+function post(packet) {
   const form = new FormData();
   form.append('data', new Blob([packet]));
+  return ask('sdkrequest', {method: 'POST', body: form});
+}
+
+/** The answer to a request; a Fault where there is none. */
+async function ask(address, options) {
   let response;
   try {
-    response = await fetch('sdkrequest', {method: 'POST', body: form, cache: 'no-store', credentials: 'same-origin'});
+    response = await fetch(address, {...options, cache: 'no-store', credentials: 'same-origin'});
   } catch {
     throw new Fault('gone', 'The server does not answer. Check the connection and the server.');
   }
-  if (response.ok) return response;
-  if (response.status === 403) {
+  const {ok, status} = response;
+  if (ok) return response;
+  if (status === 401 || status === 403) {
     throw new Fault('refused', 'The server does not know this access code. Ask its owner for one that is good.');
   }
-  if (response.status === 503) {
+  if (status === 503) {
     throw new Fault('busy', 'The server cannot answer now: it is busy, or its catalogue is not there.');
   }
-  throw new Fault('failed', `The server answered with status ${response.status}; its log says why.`);
+  throw new Fault('failed', `The server answered with status ${status}; its log says why.`);
 }
 
 /** What the header Tarn-Match says of the first match; null where it does not. */
