@@ -36,8 +36,8 @@ class Browser:
 
     def open(self, url, code=None, width=1280, height=900):
         self.size(width, height)
-        self.driver.get(url)
-        self.run("localStorage.clear()")
+        origin = "/".join(url.split("/")[:3])
+        self.driver.execute_cdp_cmd("Storage.clearDataForOrigin", {"origin": origin, "storageTypes": "local_storage"})
         self.driver.get(url)
         self.wait(lambda: self.run("return document.documentElement.dataset.ready === 'true'"))
         if code is not None:
