@@ -17,6 +17,7 @@ int run(int argc, char** argv, std::ostream& out, std::ostream& err) {
     try {
         CommandLine line("tarn-server", "Recognises recordings of your own collection.", KVX_VERSION);
         declareAdd(line);
+        declareWatch(line);
         declareServe(line);
         declareAccount(line);
         declareCatalogueCommands(line);

@@ -6,8 +6,6 @@
 
 #include "fuzz_target.h"
 
-#include <nlohmann/json.hpp>
-
 #include <string>
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -16,16 +14,16 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (const auto result = resultFrom(text)) {
         REQUIRE(result->status != FileStatus::kError);
         REQUIRE(result->answer.matches.empty() == (result->status == FileStatus::kUnknown));
-        const std::string written = textOf(toJson(*result));
+        const std::string written = tarn::server::lineOf(toJson(*result));
         const auto again = resultFrom(written);
         REQUIRE(again.has_value());
-        REQUIRE(textOf(toJson(*again)) == written);
+        REQUIRE(tarn::server::lineOf(toJson(*again)) == written);
     }
     if (const auto answer = answerFrom(text)) {
-        const std::string written = textOf(toJson(*answer));
+        const std::string written = tarn::server::lineOf(toJson(*answer));
         const auto again = answerFrom(written);
         REQUIRE(again.has_value());
-        REQUIRE(textOf(toJson(*again)) == written);
+        REQUIRE(tarn::server::lineOf(toJson(*again)) == written);
     }
     return 0;
 }

@@ -55,6 +55,9 @@ class NoRecogniser : public Recogniser {
   public:
     Recognition recognise(const FingerprintQuery&, size_t) override { return {}; }
     std::vector<Match> lookUp(const std::string&, size_t) override { return {}; }
+    std::optional<uint32_t> browse(uint32_t, uint32_t, const std::function<bool(const Match&)>&) override {
+        return std::nullopt;
+    }
     uint64_t recordingCount() override { return 0; }
 };
 

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <iostream>
 #include <ostream>
 #include <unistd.h>
 
@@ -47,7 +48,8 @@ class Destination {
 std::vector<std::string> namesOf(const RunOptions& options) {
     std::vector<std::string> names = options.paths;
     if (!options.listFile.empty()) {
-        const auto listed = server::readFileList(options.listFile, options.nullSeparated ? '\0' : '\n');
+        const auto end = options.nullSeparated ? server::NameEnd::kZeroByte : server::NameEnd::kLineFeed;
+        const auto listed = server::readFileList(options.listFile, end, std::cin);
         names.insert(names.end(), listed.begin(), listed.end());
     }
     return names;

@@ -134,7 +134,7 @@ std::optional<Answer> AnswerCache::answerTo(std::span<const int16_t> samples) {
 void AnswerCache::keep(std::span<const int16_t> samples, const Answer& answer) {
     impl_->guarded([&] {
         const std::string question = questionOf(samples);
-        const std::string value = textOf(toJson(answer));
+        const std::string value = server::lineOf(toJson(answer));
         impl_->keepAnswer.bind(impl_->options.source).bind(question).bind(secondsNow()).bind(value).run();
         return true;
     });
@@ -156,7 +156,7 @@ std::optional<FileResult> AnswerCache::resultOf(const FileIdentity& file) {
 void AnswerCache::keep(const FileIdentity& file, const FileResult& result) {
     if (result.status == FileStatus::kError) return;
     impl_->guarded([&] {
-        const std::string value = textOf(toJson(result));
+        const std::string value = server::lineOf(toJson(result));
         impl_->keepFile.bind(impl_->options.source)
             .bind(file.path)
             .bind(static_cast<int64_t>(file.bytes))

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "recognise/json/answer_json.h"
 
-#include "base/base64.h"
-#include "base/text.h"
 #include "recognise/model/names.h"
-
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <utility>
@@ -36,7 +32,7 @@ Json jsonOf(const Match& match) {
         if (match.*time) json[name] = *(match.*time);
     }
     if (!match.companions.empty()) json["companions"] = match.companions;
-    if (!match.path.empty()) addPath(json, match.path);
+    if (!match.path.empty()) server::addPath(json, match.path);
     return json;
 }
 
@@ -80,11 +76,6 @@ Json toJson(const FileResult& result) {
     return json;
 }
 
-void addPath(Json& json, const std::string& path) {
-    json["path"] = path;
-    if (!server::isUtf8(path)) json["path_base64"] = server::base64Of(path);
-}
-
 std::optional<Answer> answerFrom(const std::string& text) {
     try {
         return answerFrom(Json::parse(text));
@@ -110,7 +101,5 @@ std::optional<FileResult> resultFrom(const std::string& text) {
         return std::nullopt;
     }
 }
-
-std::string textOf(const Json& json) { return json.dump(-1, ' ', false, Json::error_handler_t::replace); }
 
 } // namespace tarn::recognise

@@ -3,8 +3,6 @@
 #include "recognise/json/answer_json.h"
 #include "recognise/output/writers.h"
 
-#include <nlohmann/json.hpp>
-
 #include <ostream>
 
 namespace tarn::recognise {
@@ -17,9 +15,9 @@ class NdjsonWriter : public ResultWriter {
 
     void add(const FileResult& result) override {
         Json json;
-        addPath(json, result.path);
+        server::addPath(json, result.path);
         json.update(toJson(result));
-        out_ << textOf(json) << '\n' << std::flush;
+        out_ << server::lineOf(json) << '\n' << std::flush;
     }
 
   private:

@@ -26,6 +26,8 @@ class AudioDecoder {
     virtual int channels() const = 0; // 1 or 2
     // The length that the file states, in milliseconds; 0 if it states none. It may be wrong.
     virtual uint64_t statedMs() const = 0;
+    // Whether the format keeps every sample; one that can do both counts as what it is mostly used for.
+    virtual bool lossless() const = 0;
     // Before the first read: reading begins there, as nearly as the format allows.
     virtual void startAt(uint64_t ms) = 0;
     // The next piece, channels interleaved, valid until the next call; empty at the end. Throws AudioError if the file

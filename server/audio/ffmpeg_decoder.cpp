@@ -102,6 +102,8 @@ int FfmpegDecoder::rateHz() const { return impl_->rateHz; }
 int FfmpegDecoder::channels() const { return impl_->channels(); }
 uint64_t FfmpegDecoder::statedMs() const { return impl_->file.statedMs(); }
 
+bool FfmpegDecoder::lossless() const { return impl_->file.lossless(); }
+
 void FfmpegDecoder::startAt(uint64_t ms) {
     if (ms == 0) return;
     impl_->skipTo = impl_->file.seek(ms);

@@ -21,6 +21,7 @@ class FfmpegDecoder final : public AudioDecoder {
     int rateHz() const override;
     int channels() const override;
     uint64_t statedMs() const override;
+    bool lossless() const override;
     void startAt(uint64_t ms) override;
     std::span<const int16_t> read() override;
     // What the container says of the recording; texts are as they are in the file.

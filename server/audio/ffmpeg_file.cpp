@@ -161,6 +161,13 @@ int64_t FfmpegFile::seek(uint64_t ms) {
     return place;
 }
 
+// Of the codecs that have both kinds, WavPack is used for lossless files, DTS and others for lossy ones.
+bool FfmpegFile::lossless() const {
+    const AVCodecDescriptor* codec = decoder_->codec_descriptor;
+    if (codec == nullptr || (codec->props & AV_CODEC_PROP_LOSSLESS) == 0) return false;
+    return (codec->props & AV_CODEC_PROP_LOSSY) == 0 || codec->id == AV_CODEC_ID_WAVPACK;
+}
+
 const AVFrame* FfmpegFile::nextFrame(uint64_t& badPackets) {
     if (peeked_) {
         peeked_ = false;

@@ -21,6 +21,7 @@ class FfmpegFile {
     const AVStream& stream() const { return *stream_; }
     uint64_t statedMs() const; // 0 if not stated
     bool lengthIsCertain() const;
+    bool lossless() const;
     // The container's, or the stream's; empty if there is none.
     std::string tag(const char* name) const;
     // Goes to a place at or before it; returns the place in the stream's time base.

@@ -31,7 +31,8 @@ class MediaChild {
 
     void sendSamples(AudioDecoder& decoder) {
         if (request_.startMs > 0) decoder.startAt(request_.startMs);
-        send(FrameKind::kFormat, packedFormat({decoder.rateHz(), decoder.channels(), decoder.statedMs()}));
+        send(FrameKind::kFormat, packedFormat({decoder.rateHz(), static_cast<int16_t>(decoder.channels()),
+                                               static_cast<int16_t>(decoder.lossless() ? 1 : 0), decoder.statedMs()}));
         const auto rate = static_cast<uint64_t>(decoder.rateHz());
         const auto channels = static_cast<uint64_t>(decoder.channels());
         const uint64_t longest = AudioDecoder::kMaxSeconds * 1000;

@@ -24,7 +24,8 @@ enum class FrameKind : uint8_t {
 
 struct AudioFormat {
     int32_t rateHz = 0;
-    int32_t channels = 0;  // 1 or 2
+    int16_t channels = 0;  // 1 or 2
+    int16_t lossless = 0;  // 1: the format keeps every sample
     uint64_t statedMs = 0; // the length that the file states; 0: none
 };
 

@@ -50,7 +50,8 @@ MediaFile::MediaFile(MediaProcess& process, const std::filesystem::path& path, c
         throw;
     }
     file_ = FileDescriptor();
-    if (wanted.tags && tags_.title.empty()) tags_.title = cleanText(path.stem().string());
+    hasTitle_ = !tags_.title.empty();
+    if (wanted.tags && !hasTitle_) tags_.title = cleanText(path.stem().string());
 }
 
 MediaFile::~MediaFile() { finish(); }

@@ -52,9 +52,11 @@ class MediaFile {
 
     // If wanted. Without a title in the file, it is the file's name without its extension.
     const Tags& tags() const { return tags_; }
+    bool hasTitle() const { return hasTitle_; }
     int rateHz() const { return format_.rateHz; }
     int channels() const { return format_.channels; }
     uint64_t statedMs() const { return format_.statedMs; }
+    bool lossless() const { return format_.lossless != 0; }
     // The next piece, channels interleaved, valid until the next call; empty at the end, or where as much as was wanted
     // is read. Throws AudioError if the file is damaged, and if reading takes too much or ends its process.
     std::span<const int16_t> read();
@@ -84,6 +86,7 @@ class MediaFile {
     bool ended_ = false;
     MediaRequest request_;
     Tags tags_;
+    bool hasTitle_ = false;
     AudioFormat format_;
     Frame frame_;
     uint64_t turn_ = 0; // of the next slot

@@ -36,6 +36,25 @@ bool isFloating(int format) {
     }
 }
 
+bool isLossless(int format) {
+    switch (format & SF_FORMAT_SUBMASK) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+    case SF_FORMAT_PCM_16:
+    case SF_FORMAT_PCM_24:
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_DOUBLE:
+    case SF_FORMAT_ALAC_16:
+    case SF_FORMAT_ALAC_20:
+    case SF_FORMAT_ALAC_24:
+    case SF_FORMAT_ALAC_32:
+        return true;
+    default:
+        return false;
+    }
+}
+
 // For other containers the library estimates the length, or takes it from the bytes that are there.
 bool statesItsLength(int format) { return (format & SF_FORMAT_TYPEMASK) == SF_FORMAT_FLAC; }
 
@@ -104,6 +123,8 @@ uint64_t SndfileDecoder::statedMs() const {
     if (info.frames <= 0 || info.frames == SF_COUNT_MAX) return 0;
     return static_cast<uint64_t>(static_cast<double>(info.frames) * 1000 / info.samplerate);
 }
+
+bool SndfileDecoder::lossless() const { return isLossless(impl_->info.format); }
 
 void SndfileDecoder::startAt(uint64_t ms) {
     const auto frame = static_cast<sf_count_t>(ms * static_cast<uint64_t>(rateHz()) / 1000);

@@ -19,6 +19,7 @@ class SndfileDecoder final : public AudioDecoder {
     int rateHz() const override;
     int channels() const override;
     uint64_t statedMs() const override;
+    bool lossless() const override;
     void startAt(uint64_t ms) override;
     std::span<const int16_t> read() override;
 

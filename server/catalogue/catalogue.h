@@ -81,6 +81,10 @@ class CatalogueReader {
     std::vector<uint32_t> byTrackId(const std::string& trackId);
     std::vector<uint32_t> byAlbumId(const std::string& albumId);
     void forEach(const std::function<void(const Recording&)>& visit); // in the order of their ids
+    // The recordings above an id, likewise, until visit() says false or `mostIds` ids have been looked at, of
+    // recordings or of nothing. Returns the last of these ids; nothing: there is no higher one.
+    std::optional<uint32_t> forSome(uint32_t after, uint32_t mostIds,
+                                    const std::function<bool(const Recording&)>& visit);
     // Damage found, one line each; empty: clean. deep: reads every byte, and compares lists and recordings.
     std::vector<std::string> check(bool deep = false);
     std::optional<uint64_t> bytesTaken();

@@ -9,13 +9,17 @@
 #include "catalogue/remedies.h"
 
 #include <algorithm>
+#include <limits>
+#include <numeric>
 #include <utility>
 
 namespace tarn::server {
 
 namespace {
 
-constexpr uint32_t kWave = 256; // recordings that are read together
+// Recordings that are read together: few at first, since who looks at some may soon have enough.
+constexpr uint32_t kFirstWave = 32;
+constexpr uint32_t kMaxWave = 256;
 // Ids that a writer may have given since we last asked what the highest is.
 constexpr uint32_t kNewIds = 20'000;
 
@@ -119,18 +123,31 @@ void CatalogueReader::backUp(const std::string& destination) {
 }
 
 void CatalogueReader::forEach(const std::function<void(const Recording&)>& visit) {
-    for (uint32_t first = 1; first < impl_->state.nextId; first += kWave) {
-        std::vector<uint32_t> ids;
-        for (uint32_t id = first; id < std::min(first + kWave, impl_->state.nextId); ++id) ids.push_back(id);
+    forSome(0, std::numeric_limits<uint32_t>::max(), [&](const Recording& recording) {
+        visit(recording);
+        return true;
+    });
+}
+
+std::optional<uint32_t> CatalogueReader::forSome(uint32_t after, uint32_t mostIds,
+                                                 const std::function<bool(const Recording&)>& visit) {
+    const uint32_t highest = impl_->state.nextId - 1;
+    const std::shared_ptr<void> cleared(nullptr, [&](void*) { impl_->shelf.clear(); });
+    uint32_t last = std::min(after, highest);
+    const uint32_t end = last + std::min(mostIds, highest - last);
+    for (uint32_t wave = kFirstWave; last < end; wave = std::min(2 * wave, kMaxWave)) {
+        std::vector<uint32_t> ids(std::min(wave, end - last));
+        std::iota(ids.begin(), ids.end(), last + 1);
         impl_->shelf.clear();
         impl_->shelf.fetch(ids);
         for (const uint32_t id : ids) {
             const std::optional<Recording> found = recording(id);
-            if (found) visit(*found);
             if (!impl_->complete) throw CatalogueUnavailable(impl_->shown + ": a part of it does not answer");
+            last = id;
+            if (found && !visit(*found)) return last < highest ? std::optional(last) : std::nullopt;
         }
     }
-    impl_->shelf.clear();
+    return last < highest ? std::optional(last) : std::nullopt;
 }
 
 std::vector<std::string> CatalogueReader::check(bool deep) {

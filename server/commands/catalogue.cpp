@@ -6,11 +6,13 @@
 #include "base/text.h"
 #include "catalogue/catalogue.h"
 #include "commands/identify.h"
+#include "commands/json_line.h"
+#include "commands/named_recordings.h"
 #include "commands/reporting.h"
+#include "commands/tolerant_reader.h"
 #include "ingest/recording_reader.h"
 
 #include <algorithm>
-#include <charconv>
 #include <fmt/format.h>
 #include <ostream>
 #include <stdexcept>
@@ -21,40 +23,6 @@ namespace fs = std::filesystem;
 namespace tarn::server {
 
 namespace {
-
-// A mistyped place is no reason to make a catalogue there.
-void expectCatalogue(const std::string& catalogue) { CatalogueReader{catalogue}; }
-
-// A reader that names each damaged recording on err and goes on without it.
-class TolerantReader {
-  public:
-    TolerantReader(const std::string& catalogue, std::ostream& err)
-        : reader_(catalogue, [this, &err](uint32_t /*id*/, const std::string& problem) {
-              err << problem << '\n';
-              damaged_ = true;
-          }) {}
-
-    CatalogueReader* operator->() { return &reader_; }
-    CatalogueReader& operator*() { return reader_; }
-    bool foundDamage() const { return damaged_; }
-
-  private:
-    bool damaged_ = false;
-    CatalogueReader reader_;
-};
-
-// The numbers of the recordings that the user means; not all of them need be there.
-std::vector<uint32_t> idsNamed(CatalogueReader& reader, const std::string& name) {
-    uint32_t id = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), id);
-    if (error == std::errc{} && end == name.data() + name.size()) return {id};
-    return reader.byTrackId(name);
-}
-
-CatalogueError noRecording(const std::string& name) {
-    return CatalogueError("there is no recording " + name +
-                          " in the catalogue; tarn-server list shows which there are");
-}
 
 std::string durationOf(const Recording& recording) { return durationText(recording.durationMs / 1000); }
 
@@ -83,6 +51,20 @@ void show(const Recording& recording, std::ostream& out) {
     }
 }
 
+std::string jsonLineOf(const Recording& recording) {
+    Json json = membersOf(recording);
+    Json& codes = json["codes"] = Json::array();
+    for (size_t i = 0; i < recording.codes.size(); ++i) {
+        for (size_t c = 0; c < recording.codes[i].size(); ++c) {
+            codes.push_back({{"letters", recording.codes[i][c].letters.size()},
+                             {"phase", kCodings[i].phaseSamples},
+                             {"db", -6 * kCodings[i].halvings},
+                             {"codebook", c + 1}});
+        }
+    }
+    return lineOf(json);
+}
+
 FingerprintQuery queryOf(const fs::path& file, MediaProcess& process) {
     try {
         return readQuery(file, process);
@@ -93,10 +75,14 @@ FingerprintQuery queryOf(const fs::path& file, MediaProcess& process) {
 
 } // namespace
 
-int runList(const std::string& catalogue, std::ostream& out, std::ostream& err) {
+int runList(const std::string& catalogue, bool json, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         TolerantReader reader(catalogue, err);
         reader->forEach([&](const Recording& recording) {
+            if (json) {
+                out << lineOf(membersOf(recording)) << '\n';
+                return;
+            }
             out << fmt::format("{}\t{}\t{}\t{}\t{}\t{}\t{}\n", recording.id, recording.trackId, durationOf(recording),
                                recording.tags.artist, recording.tags.title, recording.tags.album,
                                inOneLine(recording.path));
@@ -105,38 +91,23 @@ int runList(const std::string& catalogue, std::ostream& out, std::ostream& err) 
     });
 }
 
-int runShow(const std::string& catalogue, const std::string& name, std::ostream& out, std::ostream& err) {
+int runShow(const std::string& catalogue, const std::string& name, bool json, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         TolerantReader reader(catalogue, err);
         bool shown = false;
         for (const uint32_t id : idsNamed(*reader, name)) {
             const std::optional<Recording> recording = reader->recording(id);
             if (!recording) continue;
-            if (shown) out << '\n';
+            if (json) {
+                out << jsonLineOf(*recording) << '\n';
+            } else {
+                if (shown) out << '\n';
+                show(*recording, out);
+            }
             shown = true;
-            show(*recording, out);
         }
         if (!shown && !reader.foundDamage()) throw noRecording(name);
         return reader.foundDamage() ? 1 : 0;
-    });
-}
-
-int runRemove(const std::string& catalogue, const std::string& name, std::ostream& out, std::ostream& err) {
-    return reporting(err, [&] {
-        expectCatalogue(catalogue);
-        CatalogueWriter writer(catalogue);
-        CatalogueReader reader(catalogue, [](uint32_t, const std::string&) {}); // a damaged one can go as well
-        std::vector<std::string> removed;
-        for (const uint32_t id : idsNamed(reader, name)) {
-            const std::optional<Recording> recording = reader.recording(id);
-            if (!writer.remove(id)) continue;
-            removed.push_back(recording ? fmt::format("{} {}: {}", id, recording->trackId, recording->tags.title)
-                                        : fmt::format("{}, which was damaged", id));
-        }
-        if (removed.empty()) throw noRecording(name);
-        writer.commit();
-        for (const std::string& line : removed) out << "removed " << line << '\n';
-        return 0;
     });
 }
 
@@ -151,7 +122,7 @@ int runCheck(const std::string& catalogue, bool deep, std::ostream& out, std::os
     });
 }
 
-int runStats(const std::string& catalogue, std::ostream& out, std::ostream& err) {
+int runStats(const std::string& catalogue, bool json, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         TolerantReader reader(catalogue, err);
         uint64_t durationMs = 0;
@@ -162,9 +133,19 @@ int runStats(const std::string& catalogue, std::ostream& out, std::ostream& err)
                 for (const CodeString& code : coding) letters += code.letters.size();
             }
         });
+        const std::optional<uint64_t> bytes = reader->bytesTaken();
+        if (json) {
+            Json line = {{"recordings", reader->recordingCount()},
+                         {"audio_ms", durationMs},
+                         {"letters", letters},
+                         {"gram_letters", reader->gramLetters()}};
+            if (bytes) line["bytes"] = *bytes;
+            out << lineOf(line) << '\n';
+            return reader.foundDamage() ? 1 : 0;
+        }
         out << fmt::format("recordings   {}\naudio        {}\nletters      {}, {} of them a gram\n",
                            reader->recordingCount(), durationText(durationMs / 1000), letters, reader->gramLetters());
-        if (const std::optional<uint64_t> bytes = reader->bytesTaken()) {
+        if (bytes) {
             out << fmt::format("takes        {} bytes\n", *bytes);
             if (durationMs > 0) {
                 out << fmt::format("             {:.0f} bytes a minute of audio\n",
@@ -186,11 +167,11 @@ int runCompact(const std::string& catalogue, const Compaction& how, std::ostream
     });
 }
 
-int runIdentify(const std::string& catalogue, const fs::path& file, std::ostream& out, std::ostream& err) {
+int runIdentify(const std::string& catalogue, const fs::path& file, bool json, std::ostream& out, std::ostream& err) {
     return reporting(err, [&] {
         MediaProcess process; // before the reader, whose files it is not to hold
         TolerantReader reader(catalogue, err);
-        return identify(*reader, queryOf(file, process), out) ? 0 : 1;
+        return identify(*reader, queryOf(file, process), json, out) ? 0 : 1;
     });
 }
 

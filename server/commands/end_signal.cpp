@@ -51,6 +51,11 @@ int EndSignal::wait() {
     return signal_;
 }
 
+bool EndSignal::hasCome() {
+    const std::lock_guard lock(mutex_);
+    return signal_ != 0;
+}
+
 void EndSignal::take() {
     const sigset_t signals = endSignals();
     int signal = 0;

@@ -23,6 +23,7 @@ class EndSignal {
     void watch(std::chrono::milliseconds limit, std::function<void()> overdue);
     // Returns the signal when it has come.
     int wait();
+    bool hasCome();
 
   private:
     void take();

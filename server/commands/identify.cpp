@@ -2,6 +2,7 @@
 #include "commands/identify.h"
 
 #include "base/text.h"
+#include "commands/json_line.h"
 #include "matching/matcher.h"
 
 #include <fmt/format.h>
@@ -29,13 +30,36 @@ std::string verdict(const Candidate& candidate, bool isBest) {
     return "not accepted: confidence " + chance + " is below " + std::to_string(confidenceOf(kMinChance));
 }
 
-} // namespace
+Json jsonOf(const Candidate& candidate, bool isBest) {
+    const Coding& coding = kCodings[candidate.alignment.coding];
+    Json json = membersOf(candidate.recording);
+    json["weight"] = candidate.score / 100.0;
+    json["bits"] = candidate.alignment.bits;
+    json["at_ms"] = offsetMs(candidate.alignment);
+    json["map"] = candidate.alignment.map;
+    json["phase"] = coding.phaseSamples;
+    json["quiet"] = coding.halvings > 0;
+    if (candidate.sameAs) json["same_as"] = *candidate.sameAs;
+    if (isBest) json["confidence"] = confidenceOf(candidate.chance);
+    json["accepted"] = candidate.accepted;
+    return json;
+}
 
-bool identify(CatalogueReader& reader, const FingerprintQuery& query, std::ostream& out) {
-    const Examination examination = examine(reader, query);
+void printJson(const Examination& examination, bool recognised, std::ostream& out) {
+    Json json = {{"recognised", recognised}};
+    if (!examination.refusal.empty()) json["refusal"] = examination.refusal;
+    json["grams"] = examination.grams;
+    json["stages"] = examination.stages;
+    Json& candidates = json["candidates"] = Json::array();
+    for (const Candidate& candidate : examination.candidates)
+        candidates.push_back(jsonOf(candidate, candidates.empty()));
+    out << lineOf(json) << '\n';
+}
+
+void print(const Examination& examination, std::ostream& out) {
     if (!examination.refusal.empty()) {
         out << "Not looked up: " << examination.refusal << '\n';
-        return false;
+        return;
     }
     out << counted(examination.grams, "gram") << " looked up in "
         << counted(static_cast<uint64_t>(examination.stages), "stage") << ", "
@@ -50,7 +74,19 @@ bool identify(CatalogueReader& reader, const FingerprintQuery& query, std::ostre
             << "): " << verdict(candidate, isBest) << '\n';
         isBest = false;
     }
-    return !examination.candidates.empty() && examination.candidates.front().accepted;
+}
+
+} // namespace
+
+bool identify(CatalogueReader& reader, const FingerprintQuery& query, bool json, std::ostream& out) {
+    const Examination examination = examine(reader, query);
+    const bool recognised = !examination.candidates.empty() && examination.candidates.front().accepted;
+    if (json) {
+        printJson(examination, recognised, out);
+    } else {
+        print(examination, out);
+    }
+    return recognised;
 }
 
 } // namespace tarn::server

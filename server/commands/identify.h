@@ -11,6 +11,7 @@ namespace tarn::server {
 
 // Looks the query up and prints every candidate: what its grams weigh, how well it fits where, and why it was taken or
 // not. Returns whether one was accepted.
-bool identify(CatalogueReader& reader, const FingerprintQuery& query, std::ostream& out);
+// json: as one object.
+bool identify(CatalogueReader& reader, const FingerprintQuery& query, bool json, std::ostream& out);
 
 } // namespace tarn::server

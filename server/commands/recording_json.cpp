@@ -3,6 +3,7 @@
 
 #include "base/base64.h"
 #include "coding/code_packing.h"
+#include "commands/json_line.h"
 #include "model/alphabet.h"
 
 #include <nlohmann/json.hpp>
@@ -19,8 +20,6 @@
 namespace tarn::server {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 constexpr std::array<std::pair<const char*, std::string& (*)(Recording&)>, 8> kTexts = {{
     {"track_id", [](Recording& r) -> std::string& { return r.trackId; }},
@@ -92,13 +91,25 @@ CodeString stringFrom(const Json& json) {
     return string;
 }
 
-} // namespace
-
-std::string toJson(const ExportedRecording& exported) {
-    Recording recording = exported.recording; // one list of members serves both directions
-    Json json;
+// One list of members serves both directions.
+void addMembers(Json& json, Recording& recording) {
     for (const auto& [name, text] : kTexts) json[name] = text(recording);
     for (const auto& [name, number] : kNumbers) json[name] = number(recording);
+}
+
+} // namespace
+
+Json membersOf(const Recording& recording) {
+    Recording members = recording;
+    Json json = {{"id", recording.id}};
+    addMembers(json, members);
+    return json;
+}
+
+std::string toJson(const ExportedRecording& exported) {
+    Recording recording = exported.recording;
+    Json json;
+    addMembers(json, recording);
     if (exported.file) {
         json["file"] = {{"bytes", exported.file->bytes},
                         {"modified_ns", static_cast<int64_t>(exported.file->modifiedNs)}};
@@ -109,8 +120,7 @@ std::string toJson(const ExportedRecording& exported) {
         Json& strings = codes.emplace_back(Json::array());
         for (const CodeString& string : coding) strings.push_back(jsonOf(string));
     }
-    // Tags may hold bytes that are no UTF-8.
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return lineOf(json);
 }
 
 ExportedRecording fromJson(const std::string& line) {

@@ -2,11 +2,13 @@
 // One request and its answer, and the way of a recognition request between the connection and a worker.
 #pragma once
 
+#include "http/bounded_body.h"
 #include "http/catalogue_watch.h"
 #include "http/form_body.h"
 #include "http/http_limits.h"
 #include "http/work_queue.h"
 #include "protocol/request_handler.h"
+#include "json/json_handler.h"
 
 #include <atomic>
 #include <chrono>
@@ -32,14 +34,17 @@ struct Exchange {
 
     Stage stage = Stage::kReading;
     Clock::time_point start = Clock::now();
-    std::string client;             // its address, for the log; of a recognition request
-    std::unique_ptr<FormBody> form; // of a recognition request
+    std::string client;                // its address, for the log; of a recognition request
+    std::unique_ptr<FormBody> form;    // of a packet
+    std::unique_ptr<BoundedBody> body; // of a JSON request whose header is good
     uint64_t bodyBytes = 0;
-    AdmittedRequest request; // while it is queued
+    bool isJson = false;
+    std::variant<AdmittedRequest, JsonRequest> request; // of a JSON request from its header on, else while it is queued
     Clock::time_point admittedAt;
     std::chrono::nanoseconds waiting{0};
     Reply reply; // from kAnswered on
 
+    bool isRequest() const { return form != nullptr || isJson; } // that a worker may answer
     void answer(Reply made) {
         reply = std::move(made);
         stage = Stage::kAnswered;
@@ -50,8 +55,12 @@ struct Exchange {
 class Exchanges {
   public:
     // Throws std::system_error where the workers cannot be started.
-    Exchanges(const RequestHandler& handler, CatalogueWatch& catalogue, const HttpLimits& limits);
+    Exchanges(const RequestHandler& handler, Recogniser& recogniser, CatalogueWatch& catalogue,
+              const HttpLimits& limits);
 
+    // The header of a JSON request has arrived. Where it is not good, the exchange has its reply from then on, which
+    // the client gets when it has sent the body.
+    void openJson(Exchange& exchange, const JsonHeader& header);
     // The whole body of a recognition request has arrived. Everything that needs no catalogue is done here, on the
     // thread of input and output: a flood of packets without a good signature never takes a place in the queue. True:
     // the reply is there. False: the connection is suspended until it is, and the exchange must not be touched.
@@ -62,9 +71,14 @@ class Exchanges {
 
   private:
     std::variant<AdmittedRequest, Reply> admit(Exchange& exchange) const;
+    std::optional<Reply> takeJson(Exchange& exchange) const;
+    // The same failure, as a packet's client and as a JSON request's has it.
+    static Reply overload(Exchange& exchange);
     void work(MHD_Connection* connection, Exchange& exchange, WorkQueue::Fate fate);
 
     const RequestHandler& handler_;
+    const JsonHandler json_;
+    BodyBudget budget_;
     CatalogueWatch& catalogue_; // learns of requests that it could not answer
     const HttpLimits limits_;
     std::atomic<bool> outOfTime_ = false;

@@ -9,15 +9,16 @@
 #include "http/listen_socket.h"
 #include "http/metrics.h"
 #include "http/page.h"
+#include "http/request_facts.h"
 #include "http/request_framing.h"
 #include "protocol/match_place.h"
+#include "json/problem.h"
 
 #include <atomic>
 #include <cerrno>
 #include <microhttpd.h>
 #include <optional>
 #include <string_view>
-#include <strings.h>
 #include <system_error>
 
 namespace tarn::server {
@@ -38,25 +39,11 @@ Connection& connectionOf(MHD_Connection* connection) {
     return *static_cast<Connection*>(info->socket_context);
 }
 
-std::string peerOf(MHD_Connection* connection) {
-    const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
-    return addressText(info == nullptr ? nullptr : info->client_addr);
-}
-
-// Of several headers X-Forwarded-For, the last one; empty: there is none.
-std::string_view forwardedFor(MHD_Connection* connection) {
-    std::string_view last;
-    const auto keepLast = [](void* kept, MHD_ValueKind, const char* name, const char* value) -> MHD_Result {
-        if (value != nullptr && strcasecmp(name, "X-Forwarded-For") == 0) *static_cast<std::string_view*>(kept) = value;
-        return MHD_YES;
-    };
-    MHD_get_connection_values(connection, MHD_HEADER_KIND, keepLast, &last);
-    return last;
-}
-
 HttpResponse responseOf(const Reply& reply) {
     HttpResponse response = reply.status == 503 ? tryAgainLater(reply.body) : HttpResponse{reply.status, reply.body};
     if (reply.status == 200) response.type = "application/octet-stream";
+    if (reply.type != nullptr) response.type = reply.type;
+    response.headers.insert(response.headers.end(), reply.headers.begin(), reply.headers.end());
     if (!reply.match.empty()) response.headers.emplace_back(kMatchHeader, reply.match);
     response.closeConnection = reply.closeConnection;
     return response;
@@ -88,8 +75,8 @@ class HttpServer::Impl : public ServiceView {
     static void onConnection(void* self, MHD_Connection* connection, void** socketContext,
                              MHD_ConnectionNotificationCode what);
 
-    MHD_Result begin(MHD_Connection* connection, const Endpoint* endpoint, std::string_view method, const char* version,
-                     void** slot);
+    MHD_Result begin(MHD_Connection* connection, const Endpoint* endpoint, std::string_view target,
+                     std::string_view method, const char* version, void** slot);
     MHD_Result answer(MHD_Connection* connection, const Endpoint* endpoint, std::string_view target,
                       std::string_view method, Exchange& exchange);
     MHD_Result sendReply(MHD_Connection* connection, Exchange& exchange);
@@ -116,13 +103,15 @@ MHD_Result HttpServer::Impl::onRequest(void* self, MHD_Connection* connection, c
     auto& impl = *static_cast<Impl*>(self);
     try {
         const Endpoint* endpoint = endpointAt(target);
-        if (*slot == nullptr) return impl.begin(connection, endpoint, method, version, slot);
+        if (*slot == nullptr) return impl.begin(connection, endpoint, target, method, version, slot);
         auto& exchange = *static_cast<Exchange*>(*slot);
         if (*bodyBytes == 0) return impl.answer(connection, endpoint, target, method, exchange);
         exchange.bodyBytes += *bodyBytes;
         if (exchange.form) exchange.form->add(body, *bodyBytes);
+        if (exchange.body) exchange.body->add(body, *bodyBytes);
         *bodyBytes = 0;
-        return exchange.bodyBytes > kMaxDiscardedBytes ? MHD_NO : MHD_YES;
+        const uint64_t mayBeTaken = exchange.isJson ? impl.limits_.audioBytes : 0;
+        return exchange.bodyBytes > mayBeTaken + kMaxDiscardedBytes ? MHD_NO : MHD_YES;
     } catch (const std::exception& error) {
         impl.backend_.log->error("request: {}", error.what());
         return MHD_NO;
@@ -151,18 +140,26 @@ void HttpServer::Impl::onConnection(void* self, MHD_Connection* connection, void
 
 // Once the header is here. A request whose end is in doubt is refused before any of its body is read, and the
 // connection ends with it, since the bytes after it may be anything.
-MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, const Endpoint* endpoint, std::string_view method,
-                                   const char* version, void** slot) {
+MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, const Endpoint* endpoint, std::string_view target,
+                                   std::string_view method, const char* version, void** slot) {
     auto& exchange = *std::make_unique<Exchange>().release(); // onCompleted() deletes it
     *slot = &exchange;
     if (endpoint != nullptr && endpoint->takesRequests() && endpoint->allows(method)) {
-        exchange.form = std::make_unique<FormBody>(connection, limits_.packetBytes);
+        if (const auto* operation = std::get_if<JsonOperation>(&endpoint->way)) {
+            exchanges_->openJson(exchange, jsonHeaderOf(connection, *operation, target));
+        } else {
+            exchange.form = std::make_unique<FormBody>(connection, limits_.packetBytes);
+        }
         exchange.client = backend_.trustedProxies.clientOf(peerOf(connection), forwardedFor(connection));
     }
     connections_.beginRequest(connectionOf(connection));
     const char* fault = framingFault(connection, version);
     if (fault == nullptr) return MHD_YES;
-    exchange.answer(RequestHandler::failure({}, RequestOutcome::kBadPacket, std::string("bad request: ") + fault));
+    Reply refusal = RequestHandler::failure({}, RequestOutcome::kBadPacket, std::string("bad request: ") + fault);
+    const bool isOfJson = endpoint != nullptr && endpoint->isOfJson();
+    if (isOfJson) refusal = problemOf(std::move(refusal));
+    exchange.answer(std::move(refusal));
+    exchange.reply.closeConnection = true;
     return sendReply(connection, exchange);
 }
 
@@ -171,6 +168,7 @@ MHD_Result HttpServer::Impl::answer(MHD_Connection* connection, const Endpoint* 
                                     std::string_view method, Exchange& exchange) {
     connections_.setTurn(connectionOf(connection), true);
     if (endpoint == nullptr) return send(connection, servesPage_ ? answerPage(connection, target, method) : notFound());
+    if (std::holds_alternative<Nothing>(endpoint->way)) return send(connection, notFoundInJson());
     if (!endpoint->allows(method)) return send(connection, methodNotAllowed(*endpoint));
     if (!endpoint->takesRequests()) return send(connection, endpoint->answer(*this));
     if (exchange.stage == Exchange::Stage::kReading && !exchanges_->finishBody(connection, exchange)) return MHD_YES;
@@ -199,7 +197,7 @@ MHD_Result HttpServer::Impl::send(MHD_Connection* connection, const HttpResponse
 }
 
 void HttpServer::Impl::end(MHD_Connection* connection, const Exchange& exchange, bool sent) {
-    if (exchange.form) {
+    if (exchange.isRequest()) {
         const std::chrono::nanoseconds total = Clock::now() - exchange.start;
         if (exchange.stage == Exchange::Stage::kReplied && sent) {
             metrics_.request(exchange.reply.report, exchange.waiting, total);
@@ -228,7 +226,7 @@ void HttpServer::Impl::start() {
     port_ = boundPort(listener_);
     servesPage_ = backend_.page || isOnLoopback(listener_);
     try {
-        exchanges_.emplace(backend_.handler, catalogue_, limits_);
+        exchanges_.emplace(backend_.handler, backend_.recogniser, catalogue_, limits_);
     } catch (const std::system_error& error) {
         throw ListenError(std::string("the workers cannot be started: ") + error.what() +
                           "; ask for fewer with --workers, or give the service more memory");
@@ -239,7 +237,8 @@ void HttpServer::Impl::start() {
                                static_cast<unsigned>(limits_.connectionsPerAddress), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
                                kConnectionBytes, MHD_OPTION_NOTIFY_COMPLETED, &onCompleted, this,
                                MHD_OPTION_NOTIFY_CONNECTION, &onConnection, this, MHD_OPTION_SIGPIPE_HANDLED_BY_APP, 1,
-                               MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_END);
+                               MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_UNESCAPE_CALLBACK, &leaveEscapes, nullptr,
+                               MHD_OPTION_END);
     if (daemon_ == nullptr)
         throw ListenError(address_ +
                           ": the HTTP library cannot start; give the service more memory, threads or open files");

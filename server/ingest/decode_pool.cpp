@@ -10,11 +10,11 @@ namespace tarn::server {
 
 namespace {
 
-DecodedFile decode(const FoundFile& file, MediaProcess& process) {
+DecodedFile decode(const FoundFile& file, MediaProcess& process, const std::atomic<bool>& stop) {
     DecodedFile decoded;
     decoded.file = &file;
     try {
-        decoded.recording = readRecording(file.path, process);
+        decoded.recording = readRecording(file.path, process, {file.namesBelow, &stop});
     } catch (const std::exception& error) {
         decoded.problem = reasonOf(error);
     }
@@ -60,7 +60,7 @@ void DecodePool::work(MediaProcess& process) {
     while (!ending_ && next_ < files_.size()) {
         const FoundFile& file = files_[next_++];
         lock.unlock();
-        DecodedFile decoded = decode(file, process);
+        DecodedFile decoded = decode(file, process, ending_);
         lock.lock();
         room_.wait(lock, [&] { return ending_ || queue_.size() < workers_ * kQueuePerWorker; });
         queue_.push_back(std::move(decoded));

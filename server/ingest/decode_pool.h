@@ -6,6 +6,7 @@
 #include "ingest/file_walk.h"
 #include "model/recording.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -29,7 +30,7 @@ class DecodePool {
     // Starts a thread for each of the processes that read files. files and processes must outlive the pool. Recordings
     // wait in a short queue: a slow taker slows the threads down.
     DecodePool(const std::vector<FoundFile>& files, std::span<MediaProcess> processes);
-    ~DecodePool(); // ends the threads as soon as each is done with its file
+    ~DecodePool(); // ends the threads, with the files that they read
     DecodePool(const DecodePool&) = delete;
     DecodePool& operator=(const DecodePool&) = delete;
 
@@ -48,7 +49,7 @@ class DecodePool {
     std::condition_variable done_;
     std::condition_variable room_;
     size_t next_ = 0;
-    bool ending_ = false;
+    std::atomic<bool> ending_ = false;
     std::deque<DecodedFile> queue_;
     std::vector<std::thread> threads_;
 };

@@ -1,49 +1,58 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ingest/file_list.h"
 
-#include "base/file_descriptor.h"
-#include "base/text.h"
-
+#include <cerrno>
+#include <cstring>
 #include <fstream>
-#include <iostream>
-#include <stdexcept>
+#include <streambuf>
 
 namespace tarn::server {
 
-std::vector<std::string> readFileList(std::istream& in, char separator) {
-    std::vector<std::string> names;
-    std::string name;
-    const auto end = [&] {
-        if (!name.empty()) names.push_back(std::move(name));
-        name.clear();
-    };
-    for (int c = in.get(); c != std::istream::traits_type::eof(); c = in.get()) {
-        if (static_cast<char>(c) == separator) {
-            end();
-            continue;
-        }
-        if (name.size() == kMaxNameBytes) {
-            throw std::runtime_error("name " + std::to_string(names.size() + 1) + " is longer than " +
-                                     std::to_string(kMaxNameBytes) + " bytes" +
-                                     (separator == '\n' ? "; names that end with a zero byte need --null" : ""));
-        }
-        name += static_cast<char>(c);
+bool FileListReader::next(std::string& name) {
+    while (readName(name)) {
+        if (!name.empty()) return true;
     }
-    if (in.bad()) throw std::runtime_error("it cannot be read to its end");
-    end();
-    return names;
+    return false;
 }
 
-std::vector<std::string> readFileList(const std::string& file, char separator) {
-    const std::string shown = file == "-" ? "standard input" : inOneLine(file);
-    try {
-        if (file == "-") return readFileList(std::cin, separator);
-        std::ifstream in(file, std::ios::binary);
-        if (!in) throw std::runtime_error(errnoText("", "the list cannot be opened"));
-        return readFileList(in, separator);
-    } catch (const std::runtime_error& error) {
-        throw std::runtime_error(shown + ": " + error.what());
+bool FileListReader::readName(std::string& name) {
+    name.clear();
+    ++number_;
+    const auto fail = [this](const char* what) {
+        throw FileListError("name " + std::to_string(number_) + " of the list " + what);
+    };
+    bool read = false;
+    for (char c = 0; list_.get(c); read = true) {
+        if (c == static_cast<char>(end_)) return true;
+        if (c == '\0') fail("holds a zero byte; if the names are separated by zero bytes, give --null");
+        if (name.size() == kMaxNameBytes) {
+            fail(end_ == NameEnd::kZeroByte
+                     ? "has more than 4095 bytes; with --null, names are separated by zero bytes"
+                     : "has more than 4095 bytes; names are separated by line feeds, or with --null by zero bytes");
+        }
+        name += c;
     }
+    if (list_.bad()) throw FileListError("the list cannot be read to its end; none of its files was taken");
+    return read;
+}
+
+std::vector<std::string> readFileList(const std::string& file, NameEnd end, std::istream& standardInput) {
+    std::ifstream opened;
+    if (file != "-") {
+        errno = 0;
+        opened.open(file, std::ios::binary);
+        if (!opened || opened.peek() == std::ifstream::traits_type::eof()) {
+            if (errno != 0)
+                throw FileListError(file + ": " + std::strerror(errno) +
+                                    "; give --files-from a file of names, or - for standard input");
+            opened.clear();
+        }
+    }
+    std::istream& list = file == "-" ? standardInput : opened;
+    FileListReader reader(list, end);
+    std::vector<std::string> names;
+    for (std::string name; reader.next(name);) names.push_back(name);
+    return names;
 }
 
 } // namespace tarn::server

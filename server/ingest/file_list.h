@@ -1,20 +1,42 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lists of names, as other programs write them: a name a line, or names that end with a zero byte.
+// Lists of file names that other programs write, such as find -print and find -print0.
 #pragma once
 
-#include <iosfwd>
+#include <cstddef>
+#include <istream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace tarn::server {
 
-constexpr size_t kMaxNameBytes = 4096; // no system takes a longer path
+class FileListError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
 
-// separator: '\n' or '\0'. Empty names are left out. Throws std::runtime_error where a name is too long or reading
-// fails.
-std::vector<std::string> readFileList(std::istream& in, char separator);
+enum class NameEnd : char { kLineFeed = '\n', kZeroByte = '\0' };
 
-// From that file; "-": from standard input. The error names the file.
-std::vector<std::string> readFileList(const std::string& file, char separator);
+// One name at a time; it never holds more than one.
+class FileListReader {
+  public:
+    static constexpr size_t kMaxNameBytes = 4095; // the longest path that the system takes
+
+    FileListReader(std::istream& list, NameEnd end) : list_(list), end_(end) {}
+
+    // False at the end of the list. Empty names are left out; the last name needs no end. Throws FileListError for a
+    // name that is too long or holds a zero byte, and where the list cannot be read.
+    bool next(std::string& name);
+
+  private:
+    bool readName(std::string& name);
+
+    std::istream& list_;
+    NameEnd end_;
+    size_t number_ = 0; // of the name, from 1, empty ones included
+};
+
+// All names of a file, or of the standard input for "-". Throws FileListError.
+std::vector<std::string> readFileList(const std::string& file, NameEnd end, std::istream& standardInput);
 
 } // namespace tarn::server

@@ -22,19 +22,13 @@ constexpr std::array<std::string_view, 49> kExtensions = {
     "mp3",  "mpc",    "oga",  "ogg",  "oma",  "opus", "ra",   "rf64", "rm",  "sd2", "snd", "spx", "tak",
     "thd",  "truehd", "tta",  "voc",  "w64",  "wav",  "wave", "weba", "wma", "wv"};
 
-bool looksLikeAudio(const fs::path& path) {
-    std::string extension = path.extension().string();
-    if (extension.empty()) return false;
-    extension.erase(0, 1);
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
-    return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
-}
-
 class Walk {
   public:
+    explicit Walk(bool untilFirst = false) : untilFirst_(untilFirst) {}
+
     void visit(const fs::path& path, bool named) {
         struct stat about {};
+        if (untilFirst_ && !found.files.empty()) return;
         if (::stat(path.c_str(), &about) != 0) return problem(path, std::error_code(errno, std::generic_category()));
         if (S_ISDIR(about.st_mode)) {
             if (folders_.emplace(about.st_dev, about.st_ino).second) enter(path);
@@ -64,24 +58,43 @@ class Walk {
         if (error) return problem(path, error);
         if (!files_.insert(canonical.native()).second) return;
         constexpr int64_t kNsPerSecond = 1'000'000'000;
-        found.files.push_back({std::move(canonical), static_cast<uint64_t>(about.st_size),
-                               about.st_mtim.tv_sec * kNsPerSecond + about.st_mtim.tv_nsec, named});
+        found.files.push_back({std::move(canonical),
+                               static_cast<uint64_t>(about.st_size),
+                               about.st_mtim.tv_sec * kNsPerSecond + about.st_mtim.tv_nsec,
+                               named,
+                               {}});
     }
 
     void problem(const fs::path& path, const std::error_code& error) {
         found.problems.push_back({path, error.message()});
     }
 
+    const bool untilFirst_;
     std::set<std::pair<dev_t, ino_t>> folders_;
     std::set<std::string> files_;
 };
 
 } // namespace
 
+bool looksLikeAudio(const fs::path& path) {
+    std::string extension = path.extension().string();
+    if (extension.empty()) return false;
+    extension.erase(0, 1);
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
+    return std::find(kExtensions.begin(), kExtensions.end(), extension) != kExtensions.end();
+}
+
 FoundFiles findFiles(const std::vector<std::string>& paths) {
     Walk walk;
     for (const std::string& path : paths) walk.visit(path, true);
     return std::move(walk.found);
+}
+
+bool holdsAudioFile(const std::string& folder) {
+    Walk walk(true);
+    walk.visit(folder, true);
+    return !walk.found.files.empty();
 }
 
 } // namespace tarn::server

@@ -14,6 +14,8 @@ struct FoundFile {
     uint64_t bytes = 0;
     int64_t modifiedNs = 0;
     bool named = false; // on the command line, not found in a folder
+    // Canonical: names of folders below it may stand for missing tags; empty: none may.
+    std::filesystem::path namesBelow;
 };
 
 struct FoundProblem {
@@ -30,5 +32,10 @@ struct FoundFiles {
 // audio files, including formats that we cannot decode, so that such files are reported rather than skipped silently.
 // Hidden files and folders are left out. Links are followed; each folder is entered once.
 FoundFiles findFiles(const std::vector<std::string>& paths);
+
+// By its extension.
+bool looksLikeAudio(const std::filesystem::path& path);
+// Whether findFiles() would find a file in the folder. What cannot be read holds none.
+bool holdsAudioFile(const std::string& folder);
 
 } // namespace tarn::server

@@ -5,6 +5,7 @@
 #include "coding/pcm_preparation.h"
 #include "coding/query_coder.h"
 #include "coding/recording_coder.h"
+#include "ingest/path_names.h"
 #include "ingest/record_builder.h"
 #include "model/frames.h"
 
@@ -41,21 +42,31 @@ class Excerpt {
     uint64_t end_;
 };
 
+void fillNames(Tags& tags, bool hasTitle, const Tags& names) {
+    if (!hasTitle) tags.title = names.title;
+    if (tags.artist.empty()) tags.artist = names.artist;
+    if (tags.album.empty()) tags.album = names.album;
+    if (tags.number == 0) tags.number = names.number;
+}
+
 } // namespace
 
-Recording readRecording(const std::filesystem::path& path, MediaProcess& process) {
+Recording readRecording(const std::filesystem::path& path, MediaProcess& process, const ReadingOptions& options) {
     MediaFile::Wanted wanted;
     wanted.tags = true;
     wanted.samples = true;
     MediaFile file(process, path, wanted);
     Recording recording;
     recording.tags = file.tags();
+    if (!options.namesBelow.empty())
+        fillNames(recording.tags, file.hasTitle(), namesFromPath(path, options.namesBelow));
     PcmPreparation preparation(file.rateHz(), file.channels());
     RecordingCoder coder;
     Digest hash;
     // The same samples at another rate are another recording.
     hash.add(std::to_string(file.rateHz()) + " Hz, " + std::to_string(file.channels()) + " channels\n");
     for (auto piece = file.read(); !piece.empty(); piece = file.read()) {
+        if (options.stop != nullptr && *options.stop) throw AudioError("reading was stopped");
         hash.add(piece);
         coder.add(preparation.prepare(piece));
     }

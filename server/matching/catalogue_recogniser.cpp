@@ -18,6 +18,9 @@ Match matchOf(const Recording& recording) {
     match.recordingId = recording.id;
     match.durationMs = recording.durationMs;
     match.path = recording.path;
+    match.trackId = recording.trackId;
+    match.albumId = recording.albumId;
+    match.tags = recording.tags;
     match.trackBlob = recording.trackBlob;
     match.albumBlob = recording.albumBlob;
     return match;
@@ -119,6 +122,17 @@ std::vector<Match> CatalogueRecogniser::lookUp(const std::string& id, size_t max
         }
         if (matches.empty() && !reader.complete()) throw notAll();
         return matches;
+    });
+}
+
+std::optional<uint32_t> CatalogueRecogniser::browse(uint32_t after, uint32_t mostIds,
+                                                    const std::function<bool(const Match&)>& show) {
+    return withReader([&](CatalogueReader& reader) {
+        return reader.forSome(after, mostIds, [&](const Recording& recording) {
+            Match match = matchOf(recording);
+            match.confidence = 100;
+            return show(match);
+        });
     });
 }
 

@@ -25,6 +25,8 @@ class CatalogueRecogniser : public Recogniser {
 
     Recognition recognise(const FingerprintQuery& query, size_t maxMatches) override;
     std::vector<Match> lookUp(const std::string& id, size_t maxMatches) override;
+    std::optional<uint32_t> browse(uint32_t after, uint32_t mostIds,
+                                   const std::function<bool(const Match&)>& show) override;
     uint64_t recordingCount() override;
     // Brings what recognition reads into memory; a catalogue that cannot be read now is left alone.
     void warmUp(const std::stop_token& stop);

@@ -4,9 +4,12 @@
 #pragma once
 
 #include "model/query.h"
+#include "model/recording.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,6 +21,9 @@ struct Match {
     int confidence = 0;    // 0 to 100: the chance that this is the recording
     uint32_t offsetMs = 0; // where in the recording the query begins
     uint32_t durationMs = 0;
+    std::string trackId;
+    std::string albumId; // empty: no album
+    Tags tags;
     std::string trackBlob;
     std::string albumBlob;               // empty: no album
     std::vector<std::string> companions; // track ids of further copies of the recording; of a query's match only
@@ -45,6 +51,11 @@ class Recogniser {
     // The recordings of a track id, or of an album id (one per album is enough to answer with the album). Confidence
     // 100. Empty: not found.
     virtual std::vector<Match> lookUp(const std::string& id, size_t maxMatches) = 0;
+    // Shows the recordings whose ids lie above `after`, in the order of ids, until show() says false or `mostIds` ids
+    // have been looked at, of recordings or of nothing. Returns the last of these ids, to go on after; nothing: there
+    // is no higher one.
+    virtual std::optional<uint32_t> browse(uint32_t after, uint32_t mostIds,
+                                           const std::function<bool(const Match&)>& show) = 0;
     virtual uint64_t recordingCount() = 0;
 };
 

@@ -9,9 +9,9 @@
 #include "protocol/packet_reader.h"
 #include "protocol/record_filter.h"
 #include "protocol/signature.h"
+#include "protocol/stopwatch.h"
 
 #include <algorithm>
-#include <chrono>
 #include <new>
 #include <set>
 
@@ -19,29 +19,8 @@ namespace tarn::server {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr size_t kUsualAnswers = 10; // where the request option is 0 and states no bound
-constexpr size_t kMaxAnswers = 100;
 // Recordings that an 'M' request may have read for it: reading costs the same whether the answer holds it or not.
 constexpr size_t kMaxRead = 100;
-
-// Adds the time of its life to a total.
-class Stopwatch {
-  public:
-    explicit Stopwatch(std::chrono::nanoseconds& total) : total_(total) {}
-    ~Stopwatch() { total_ += Clock::now() - start_; }
-    Stopwatch(const Stopwatch&) = delete;
-    Stopwatch& operator=(const Stopwatch&) = delete;
-
-  private:
-    std::chrono::nanoseconds& total_;
-    Clock::time_point start_ = Clock::now();
-};
-
-size_t mostAnswers(uint16_t requestOption) {
-    return requestOption == 0 ? kUsualAnswers : std::min<size_t>(requestOption, kMaxAnswers);
-}
 
 // Letters and digits as they are, anything else as hexadecimal digits: a log line must not be shaped from outside.
 std::string printable(std::initializer_list<char> characters) {
@@ -64,6 +43,10 @@ RequestKind kindOf(const RequestPayload& payload) {
 }
 
 } // namespace
+
+size_t RequestHandler::mostAnswers(uint16_t requestOption) {
+    return requestOption == 0 ? kUsualAnswers : std::min<size_t>(requestOption, kMaxAnswers);
+}
 
 Reply RequestHandler::failure(RequestReport report, RequestOutcome outcome, const std::string& text,
                               const std::string& detail) {

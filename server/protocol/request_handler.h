@@ -13,14 +13,21 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <variant>
+#include <vector>
 
 namespace tarn::server {
+
+constexpr size_t kUsualAnswers = 10; // where a request states no bound
+constexpr size_t kMaxAnswers = 100;
 
 struct Reply {
     int status = 200;
     std::string body;
-    std::string match; // the header that says where the first match lies; empty: none
+    std::string match;          // the header that says where the first match lies; empty: none
+    const char* type = nullptr; // of the body; null: records where the status is 200, else text
+    std::vector<std::pair<const char*, std::string>> headers = {}; // further ones
     // The client takes everything up to the end of the connection for the answer, or may do so: a failure always ends
     // it.
     bool closeConnection = false;
@@ -49,9 +56,12 @@ class RequestHandler {
     // Framing, account, signature, and only then the payload.
     std::variant<AdmittedRequest, Reply> admit(std::span<const uint8_t> packet) const;
     Reply answer(AdmittedRequest request) const;
+    const CodeFinder& accounts() const { return accounts_; }
     // Both steps.
     Reply handle(std::span<const uint8_t> packet) const;
 
+    // The bound of answers that a request option states.
+    static size_t mostAnswers(uint16_t requestOption);
     // A reply for a failure: text to the client; detail, where there is more to say, to the log alone.
     static Reply failure(RequestReport report, RequestOutcome outcome, const std::string& text,
                          const std::string& detail = {});

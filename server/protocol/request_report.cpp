@@ -13,10 +13,11 @@ struct OutcomeRow {
     int httpStatus;
 };
 constexpr OutcomeRow kOutcomes[] = {
-    {RequestOutcome::kMatched, "matched", 200},      {RequestOutcome::kNotFound, "not_found", 200},
-    {RequestOutcome::kBadPacket, "bad_packet", 400}, {RequestOutcome::kRefused, "refused", 403},
-    {RequestOutcome::kTooLarge, "too_large", 413},   {RequestOutcome::kFailed, "failed", 500},
-    {RequestOutcome::kOverload, "overload", 503},    {RequestOutcome::kUnavailable, "unavailable", 503},
+    {RequestOutcome::kMatched, "matched", 200},         {RequestOutcome::kNotFound, "not_found", 200},
+    {RequestOutcome::kBadPacket, "bad_packet", 400},    {RequestOutcome::kBadRequest, "bad_request", 400},
+    {RequestOutcome::kRefused, "refused", 403},         {RequestOutcome::kTooLarge, "too_large", 413},
+    {RequestOutcome::kFailed, "failed", 500},           {RequestOutcome::kOverload, "overload", 503},
+    {RequestOutcome::kUnavailable, "unavailable", 503},
 };
 
 struct KindRow {
@@ -28,6 +29,8 @@ constexpr KindRow kKinds[] = {
     {RequestKind::kFingerprint, "fingerprint"},
     {RequestKind::kIdentity, "identity"},
     {RequestKind::kItems, "items"},
+    {RequestKind::kJsonRecognise, "json_recognise"},
+    {RequestKind::kJsonBrowse, "json_browse"},
 };
 
 // Row i is of the i-th value, so that a value finds its row.

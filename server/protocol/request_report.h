@@ -14,18 +14,19 @@ enum class RequestOutcome {
     kMatched,
     kNotFound,
     kBadPacket,
-    kRefused, // unknown account or bad signature: no client learns which
+    kBadRequest, // in JSON: of another media type, without what it needs, or audio that cannot be taken
+    kRefused,    // unknown account or bad signature: no client learns which
     kTooLarge,
     kFailed,
     kOverload,    // too many requests wait, or memory is short
     kUnavailable, // the catalogue cannot be asked
 };
-constexpr size_t kRequestOutcomes = 8;
+constexpr size_t kRequestOutcomes = 9;
 const char* outcomeName(RequestOutcome outcome);
 int httpStatus(RequestOutcome outcome);
 
-enum class RequestKind { kUnknown, kFingerprint, kIdentity, kItems };
-constexpr size_t kRequestKinds = 4;
+enum class RequestKind { kUnknown, kFingerprint, kIdentity, kItems, kJsonRecognise, kJsonBrowse };
+constexpr size_t kRequestKinds = 6;
 const char* kindName(RequestKind kind);
 
 struct RequestReport {

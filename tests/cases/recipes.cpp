@@ -38,7 +38,14 @@ void makeMusic(const std::filesystem::path& path, Settings& settings) {
 void makePiece(const std::filesystem::path& path, Settings& settings) {
     const auto number = static_cast<uint64_t>(settings.number("number", 1));
     const auto seconds = static_cast<double>(settings.number("seconds", 4));
-    writeSound(path, tarn::demo::renderPiece(number, seconds, 22050, 1), tarn::demo::FileFormat::kWav);
+    const auto from = static_cast<double>(settings.number("from", 0));
+    std::filesystem::create_directories(path.parent_path());
+    tarn::demo::Sound sound = tarn::demo::renderPiece(number, from + seconds, 22050, 1);
+    sound.samples.erase(sound.samples.begin(), sound.samples.begin() + static_cast<std::ptrdiff_t>(from * 22050));
+    tarn::demo::FileFormat format = tarn::demo::FileFormat::kWav;
+    if (path.extension() == ".flac") format = tarn::demo::FileFormat::kFlac;
+    if (path.extension() == ".ogg") format = tarn::demo::FileFormat::kOgg;
+    writeSound(path, sound, format);
 }
 
 void makeCatalogue(const std::filesystem::path& path, Settings& settings) {

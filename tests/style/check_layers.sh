@@ -60,12 +60,13 @@ room base
 room model base
 room protocol base model
 room coding base model protocol
+room json base model protocol coding
 room catalogue base model coding
 room matching base model coding catalogue
 room audio base model
 room ingest base model coding audio
 room accounts base model
-room http base model protocol
+room http base model protocol json
 # step FOLDER FOLDER...: the first folder of recognise/ may include the others (those of recognise/ by that name, else the
 # server's), and itself.
 steps=

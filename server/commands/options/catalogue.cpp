@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/catalogue.h"
 
+#include "commands/duplicates.h"
 #include "commands/options/declarations.h"
+#include "commands/remove.h"
 
 namespace tarn::server {
 
@@ -11,10 +13,9 @@ struct Options {
     std::string catalogue;
     std::string name;
     bool deep = false;
+    bool json = false;
     Compaction compaction;
 };
-
-constexpr char kNameHelp[] = "Number or track id";
 
 } // namespace
 
@@ -25,26 +26,36 @@ void declareCatalogueCommands(CommandLine& line) {
         addCatalogueOption(command, options->catalogue);
         return command;
     };
-    declare("list", "List the recordings").runs([options](std::ostream& out, std::ostream& err) {
-        return runList(options->catalogue, out, err);
+    Command list = declare("list", "List the recordings");
+    addJsonOption(list, options->json);
+    list.runs([options](std::ostream& out, std::ostream& err) {
+        return runList(options->catalogue, options->json, out, err);
     });
     Command show = declare("show", "Show all that is known of a recording");
-    show.argument("ID", options->name, kNameHelp);
+    show.argument("ID", options->name, "Number or track id");
+    addJsonOption(show, options->json);
     show.runs([options](std::ostream& out, std::ostream& err) {
-        return runShow(options->catalogue, options->name, out, err);
+        return runShow(options->catalogue, options->name, options->json, out, err);
     });
-    Command remove = declare("remove", "Remove a recording");
-    remove.argument("ID", options->name, kNameHelp);
+    Command remove = declare("remove", "Remove a recording, or those of a file or folder");
+    remove.argument("ID", options->name, "Number, track id, or path of a file or folder");
     remove.runs(toTheEnd([options](std::ostream& out, std::ostream& err) {
         return runRemove(options->catalogue, options->name, out, err);
     }));
+    Command duplicates = declare("duplicates", "Find what is there more than once");
+    addJsonOption(duplicates, options->json);
+    duplicates.runs([options](std::ostream& out, std::ostream& err) {
+        return runDuplicates(options->catalogue, options->json, out, err);
+    });
     Command check = declare("check", "Look for damage");
     check.flag("--deep", options->deep, "Read every list, too, and compare them with the recordings");
     check.runs([options](std::ostream& out, std::ostream& err) {
         return runCheck(options->catalogue, options->deep, out, err);
     });
-    declare("stats", "Size of the catalogue").runs([options](std::ostream& out, std::ostream& err) {
-        return runStats(options->catalogue, out, err);
+    Command stats = declare("stats", "Size of the catalogue");
+    addJsonOption(stats, options->json);
+    stats.runs([options](std::ostream& out, std::ostream& err) {
+        return runStats(options->catalogue, options->json, out, err);
     });
     Command compact = declare("compact", "Take out of the lists what was removed or replaced");
     compact.flag("--purge", options->compaction.anew, "Make the lists anew from the recordings; damaged ones go");

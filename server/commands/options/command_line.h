@@ -60,6 +60,8 @@ class Command {
     void argument(const char* name, std::vector<std::string>& values, const char* help);  // one or more
     void arguments(const char* name, std::vector<std::string>& values, const char* help); // any number
     void argument(const char* name, uint32_t& value, const char* help);                   // from 1
+    // One or more, or none where the option, which is declared later, is given.
+    void argumentUnless(const char* option, const char* name, std::vector<std::string>& values, const char* help);
 
   private:
     CLI::App& app_;

@@ -9,15 +9,17 @@
 namespace tarn::server {
 
 void declareAdd(CommandLine& line);
+void declareWatch(CommandLine& line);
 void declareServe(CommandLine& line);
 void declareAccount(CommandLine& line);
-void declareCatalogueCommands(CommandLine& line); // list, show, remove, check, stats, compact
+void declareCatalogueCommands(CommandLine& line); // list, show, remove, duplicates, check, stats, compact
 void declareTransfer(CommandLine& line);          // backup, restore, export, import
 void declareIdentify(CommandLine& line);
 
 // Options that several of them have.
 void addCatalogueOption(Command& command, std::string& catalogue);
 void addAccountsOption(Command& command, std::filesystem::path& file);
+void addJsonOption(Command& command, bool& json);
 void addGramLettersOption(Command& command, unsigned& letters, const char* help);
 
 } // namespace tarn::server

@@ -8,13 +8,15 @@ void declareIdentify(CommandLine& line) {
     struct Options {
         std::string catalogue;
         std::string file;
+        bool json = false;
     };
     const auto options = std::make_shared<Options>();
     Command identify = line.command("identify", "Recognise a file without a server, and say why");
     addCatalogueOption(identify, options->catalogue);
     identify.argument("FILE", options->file, "An audio file");
+    addJsonOption(identify, options->json);
     identify.runs([options](std::ostream& out, std::ostream& err) {
-        return runIdentify(options->catalogue, options->file, out, err);
+        return runIdentify(options->catalogue, options->file, options->json, out, err);
     });
 }
 

@@ -89,6 +89,14 @@ void Command::arguments(const char* name, std::vector<std::string>& values, cons
     app_.add_option(name, values, help)->type_name("");
 }
 
+void Command::argumentUnless(const char* option, const char* name, std::vector<std::string>& values, const char* help) {
+    const CLI::Option* const argument = app_.add_option(name, values, help)->type_name("");
+    app_.parse_complete_callback([&app = app_, argument, option, name] {
+        if (argument->count() == 0 && app.get_option(option)->count() == 0)
+            throw CLI::RequiredError(std::string(name) + " or " + option);
+    });
+}
+
 void Command::argument(const char* name, uint32_t& value, const char* help) {
     needed(app_, name, value, help)
         ->check(CLI::Range(uint32_t{1}, std::numeric_limits<uint32_t>::max()).description(""));

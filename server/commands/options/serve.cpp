@@ -40,6 +40,10 @@ void declareServe(CommandLine& line) {
     command.number("--connections-per-address", limits.connectionsPerAddress, 0, 100'000,
                    "Connections at once from one address; 0: no limit");
     command.number("--packet-bytes", limits.packetBytes, 1024, 4 * 1024 * 1024, "Bytes of the longest packet");
+    command.number("--audio-bytes", limits.audioBytes, 1024, 1024 * 1024 * 1024,
+                   "Bytes of the longest audio for the JSON interface");
+    command.number("--audio-bytes-at-once", limits.audioBytesAtOnce, 1024, 64ULL * 1024 * 1024 * 1024,
+                   "Bytes of all audio that is being sent or waits; one account has half of them");
     command.number("--waiting", limits.waiting, 1, 1'000'000, "Admitted requests that wait for a worker");
     command.seconds("--request-seconds", limits.requestTime, "To send a request, and to take its answer");
     command.seconds("--waiting-seconds", limits.waitingTime, "For an admitted request to wait for a worker");

@@ -15,6 +15,8 @@ void addAccountsOption(Command& command, std::filesystem::path& file) {
     command.file("--accounts", file, "FILE", "File of the accounts");
 }
 
+void addJsonOption(Command& command, bool& json) { command.flag("--json", json, "Print JSON"); }
+
 void addGramLettersOption(Command& command, unsigned& letters, const char* help) {
     command.oneOf("--gram-letters", letters, {0, 5, 6, 7}, help);
 }

@@ -3,8 +3,6 @@
 
 #include <gmock/gmock.h>
 
-#include <nlohmann/json.hpp>
-
 namespace {
 
 using namespace tarn::recognise;
@@ -54,7 +52,7 @@ void expectSame(const Match& a, const Match& b) {
 
 TEST(AnswerJson, IsReadAsItWasWritten) {
     const FileResult result = wholeResult();
-    const auto read = resultFrom(textOf(toJson(result)));
+    const auto read = resultFrom(tarn::server::lineOf(toJson(result)));
     ASSERT_TRUE(read.has_value());
     EXPECT_EQ(read->status, FileStatus::kMatched);
     EXPECT_EQ(read->durationMs, result.durationMs);
@@ -65,12 +63,12 @@ TEST(AnswerJson, IsReadAsItWasWritten) {
     FileResult silent;
     silent.status = FileStatus::kUnknown;
     silent.silent = true;
-    const auto readSilent = resultFrom(textOf(toJson(silent)));
+    const auto readSilent = resultFrom(tarn::server::lineOf(toJson(silent)));
     ASSERT_TRUE(readSilent.has_value());
     EXPECT_EQ(readSilent->status, FileStatus::kUnknown);
     EXPECT_TRUE(readSilent->silent);
 
-    const auto answer = answerFrom(textOf(toJson(result.answer)));
+    const auto answer = answerFrom(tarn::server::lineOf(toJson(result.answer)));
     ASSERT_TRUE(answer.has_value());
     expectSame(answer->matches.at(0), result.answer.matches[0]);
 }
@@ -91,11 +89,11 @@ TEST(AnswerJson, TakesNothingElse) {
 
 TEST(AnswerJson, IsValidWhateverBytesAPathHolds) {
     Json json;
-    addPath(json, "caf\xe9.wav");
-    EXPECT_EQ(textOf(json), "{\"path\":\"caf\xEF\xBF\xBD.wav\",\"path_base64\":\"Y2Fm6S53YXY=\"}");
+    tarn::server::addPath(json, "caf\xe9.wav");
+    EXPECT_EQ(tarn::server::lineOf(json), "{\"path\":\"caf\xEF\xBF\xBD.wav\",\"path_base64\":\"Y2Fm6S53YXY=\"}");
     json = Json();
-    addPath(json, "café\n.wav");
-    EXPECT_EQ(textOf(json), "{\"path\":\"café\\n.wav\"}");
+    tarn::server::addPath(json, "café\n.wav");
+    EXPECT_EQ(tarn::server::lineOf(json), "{\"path\":\"café\\n.wav\"}");
 }
 
 } // namespace

@@ -48,6 +48,46 @@ TEST_P(Catalogue, IsNotReadWhereThereIsNone) {
     EXPECT_EQ(CatalogueReader(location()).recordingCount(), 1U);
 }
 
+TEST_P(Catalogue, ShowsAStretchOfItsRecordingsInTheOrderOfTheirIds) {
+    {
+        CatalogueWriter writer(location());
+        for (uint32_t number = 1; number <= 5; ++number) writer.put(sampleRecording(number));
+        writer.commit();
+        writer.remove(2);
+        writer.remove(5);
+        writer.commit();
+    }
+    constexpr uint32_t kAll = 4'000'000'000;
+    const struct {
+        const char* name;
+        uint32_t after;
+        uint32_t mostIds;
+        size_t enough; // recordings, after which the visitor says so
+        std::vector<uint32_t> ids;
+        std::optional<uint32_t> goOnAfter;
+    } cases[] = {
+        {"all", 0, kAll, 9, {1, 3, 4}, std::nullopt},
+        {"enough at the first", 0, kAll, 1, {1}, 1},
+        {"a bound of ids", 0, 2, 9, {1}, 2},
+        {"from there on", 2, 2, 9, {3, 4}, 4},
+        {"only what was removed", 4, 2, 9, {}, std::nullopt},
+        {"no id", 1, 0, 9, {}, 1},
+        {"after the last", 5, kAll, 9, {}, std::nullopt},
+        {"far after the last", kAll, kAll, 9, {}, std::nullopt},
+    };
+    CatalogueReader reader(location());
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<uint32_t> ids;
+        const auto goOnAfter = reader.forSome(c.after, c.mostIds, [&](const Recording& recording) {
+            ids.push_back(recording.id);
+            return ids.size() < c.enough;
+        });
+        EXPECT_EQ(ids, c.ids);
+        EXPECT_EQ(goOnAfter, c.goOnAfter);
+    }
+}
+
 TEST_P(Catalogue, ShowsWhatWasCommittedAndDropsTheRest) {
     {
         CatalogueWriter writer(location());

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/catalogue.h"
+#include "commands/duplicates.h"
+#include "commands/remove.h"
 #include "commands/transfer.h"
 
 #include "support/files.h"
@@ -43,7 +45,7 @@ class CatalogueCommands : public testing::Test {
 };
 
 TEST_F(CatalogueCommands, ListARecordingALine) {
-    EXPECT_EQ(run(tarn::server::runList), 0);
+    EXPECT_EQ(run(tarn::server::runList, false), 0);
     std::string expected;
     for (const Recording& each : recordingsIn(catalogue_)) {
         expected += std::to_string(each.id) + "\t" + each.trackId + "\t0:04\t" + each.tags.artist + "\t" +
@@ -55,13 +57,13 @@ TEST_F(CatalogueCommands, ListARecordingALine) {
 
 TEST_F(CatalogueCommands, ShowARecordingByNumberOrTrackId) {
     const Recording recording = recordingsIn(catalogue_).at(1);
-    EXPECT_EQ(run(tarn::server::runShow, std::to_string(recording.id)), 0);
+    EXPECT_EQ(run(tarn::server::runShow, std::to_string(recording.id), false), 0);
     const std::string byNumber = out_;
     for (const std::string& fact : {recording.trackId, recording.albumId, recording.tags.title, recording.path,
                                     recording.contentHash, std::string("0:04")}) {
         EXPECT_THAT(byNumber, HasSubstr(" " + fact + "\n"));
     }
-    EXPECT_EQ(run(tarn::server::runShow, recording.trackId), 0);
+    EXPECT_EQ(run(tarn::server::runShow, recording.trackId, false), 0);
     EXPECT_EQ(out_, byNumber);
 }
 
@@ -79,7 +81,7 @@ TEST_F(CatalogueCommands, RemoveARecordingWhichMayBeAddedAgain) {
 TEST_F(CatalogueCommands, RefuseNamesThatAreNone) {
     for (const char* name : {"0", "4", "99999999999999999999", "-1", "T-0000000000000000", "", "1x"}) {
         SCOPED_TRACE(name);
-        EXPECT_EQ(run(tarn::server::runShow, std::string(name)), 1);
+        EXPECT_EQ(run(tarn::server::runShow, std::string(name), false), 1);
         EXPECT_EQ(out_, "");
         EXPECT_THAT(err_, HasSubstr("there is no recording"));
         EXPECT_EQ(run(tarn::server::runRemove, std::string(name)), 1);
@@ -90,7 +92,7 @@ TEST_F(CatalogueCommands, RefuseNamesThatAreNone) {
 TEST_F(CatalogueCommands, CheckAndMeasureAndCompact) {
     EXPECT_EQ(run(tarn::server::runCheck, false), 0) << err_;
     EXPECT_EQ(out_, "3 recordings, no damage found\n");
-    EXPECT_EQ(run(tarn::server::runStats), 0);
+    EXPECT_EQ(run(tarn::server::runStats, false), 0);
     EXPECT_THAT(out_, HasSubstr("recordings   3\naudio        0:12\n"));
     EXPECT_THAT(out_, HasSubstr("bytes a minute of audio"));
     for (const tarn::server::Compaction& how : {tarn::server::Compaction{}, {.anew = true}, {.gramLetters = 6}}) {
@@ -109,10 +111,12 @@ TEST_F(CatalogueCommands, CheckFindsDamage) {
 
 TEST_F(CatalogueCommands, TellAMistypedPlaceFromAnEmptyCatalogue) {
     catalogue_ = (folder_ / "nowhere").string();
-    for (const auto command : {tarn::server::runList, tarn::server::runStats, tarn::server::runExport}) {
-        EXPECT_EQ(run(command), 1);
+    for (const auto command : {tarn::server::runList, tarn::server::runStats, tarn::server::runDuplicates}) {
+        EXPECT_EQ(run(command, false), 1);
         EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalogue_));
     }
+    EXPECT_EQ(run(tarn::server::runExport), 1);
+    EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalogue_));
     EXPECT_EQ(run(tarn::server::runCheck, false), 1);
     EXPECT_THAT(err_, HasSubstr("there is no catalogue at " + catalogue_));
     EXPECT_EQ(run(tarn::server::runCompact, tarn::server::Compaction{}), 1);
@@ -134,12 +138,13 @@ TEST(Identify, RecognisesAFileOfTheCollectionAndNoOther) {
               0);
     std::ostringstream out;
     std::ostringstream err;
-    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "known1.ogg", out, err), 0) << out.str() << err.str();
+    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "known1.ogg", false, out, err), 0)
+        << out.str() << err.str();
     EXPECT_THAT(out.str(), HasSubstr("known1"));
     EXPECT_THAT(out.str(), HasSubstr("accepted with confidence"));
-    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "unknown.wav", out, err), 1);
+    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "unknown.wav", false, out, err), 1);
     EXPECT_EQ(err.str(), "");
-    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "missing.wav", out, err), 1);
+    EXPECT_EQ(tarn::server::runIdentify(catalogue, folder / "missing.wav", false, out, err), 1);
     EXPECT_THAT(err.str(), HasSubstr("there is no such file"));
 }
 

@@ -103,9 +103,11 @@ TEST(ServeTool, TakesSoManyConnectionsFromOneAddress) {
 
 TEST(ServeTool, RefusesLimitsThatMakeNoSense) {
     const char* const cases[][2] = {
-        {"--connections", "0"},       {"--connections-per-address", "-1"}, {"--packet-bytes", "10"},
-        {"--waiting", "0"},           {"--request-seconds", "0"},          {"--waiting-seconds", "-2"},
+        {"--connections", "0"},       {"--connections-per-address", "-1"},
+        {"--packet-bytes", "10"},     {"--waiting", "0"},
+        {"--request-seconds", "0"},   {"--waiting-seconds", "-2"},
         {"--stopping-seconds", "1d"}, {"--trusted-proxy", "example"},
+        {"--audio-bytes", "10"},      {"--audio-bytes-at-once", "0"},
     };
     for (const auto& [option, value] : cases) {
         SCOPED_TRACE(option);

@@ -34,6 +34,21 @@ TEST(Endpoints, AreFoundByThePathOfTheTarget) {
         {"/", nullptr},
         {"health", nullptr},
         {"", nullptr},
+        {"/%68ealth", "/health"},
+        {"/health%2F", nullptr},
+        {"/v1/recognise", "/v1/recognise"},
+        {"http://host/v1/recognise", "/v1/recognise"},
+        {"/v1/tracks/T-1", "/v1/tracks/*"},
+        {"/v1/tracks/%54-1", "/v1/tracks/*"},
+        {"/v1/tracks/a%2Fb", "/v1/tracks/*"},
+        {"/v1/tracks/", "/v1/**"},
+        {"/v1/tracks", "/v1/**"},
+        {"/v1/tracks/T-1/", "/v1/**"},
+        {"/v1/tracks/a/b", "/v1/**"},
+        {"/v1/tracks/%4", "/v1/**"},
+        {"/v1/", "/v1/**"},
+        {"/v1", nullptr},
+        {"/v1/recordings/", "/v1/**"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.target);
@@ -41,9 +56,16 @@ TEST(Endpoints, AreFoundByThePathOfTheTarget) {
         ASSERT_EQ(found != nullptr, c.path != nullptr);
         if (found != nullptr) {
             EXPECT_EQ(found->path, c.path);
-            EXPECT_EQ(found->takesRequests(), found->path == "/sdkrequest");
+            const bool isAnsweredAtOnce = found->path == "/health" || found->path == "/metrics";
+            EXPECT_EQ(found->takesRequests(), !isAnsweredAtOnce && found->path != "/v1/**");
         }
     }
+}
+
+TEST(Endpoints, GiveTheIdInATargetWithoutItsEscapes) {
+    EXPECT_EQ(idIn("/v1/tracks/T-1"), "T-1");
+    EXPECT_EQ(idIn("http://host/v1/albums/%41-1"), "A-1");
+    EXPECT_EQ(idIn("/v1/tracks/a%2Fb%00%ff"), std::string("a/b\0\xff", 5));
 }
 
 TEST(Endpoints, AllowWholeNamesOfMethodsOnly) {

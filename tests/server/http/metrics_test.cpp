@@ -44,15 +44,15 @@ TEST(Metrics, CountRequestsByKindAndOutcome) {
 
 TEST(Metrics, HaveEverySeriesFromZeroOn) {
     const std::string text = Metrics().text({});
-    for (const char* kind : {"fingerprint", "identity", "items", "unknown"}) {
-        for (const char* outcome :
-             {"matched", "not_found", "bad_packet", "refused", "too_large", "failed", "overload", "unavailable"}) {
+    for (const char* kind : {"fingerprint", "identity", "items", "unknown", "json_recognise", "json_browse"}) {
+        for (const char* outcome : {"matched", "not_found", "bad_packet", "bad_request", "refused", "too_large",
+                                    "failed", "overload", "unavailable"}) {
             const std::string series =
                 std::string("tarn_requests_total{kind=\"") + kind + "\",outcome=\"" + outcome + "\"} 0\n";
             EXPECT_NE(text.find(series), std::string::npos) << series;
         }
     }
-    for (const char* status : {"200", "400", "403", "404", "405", "413", "500", "503"}) {
+    for (const char* status : {"200", "400", "401", "403", "404", "405", "413", "415", "422", "500", "503"}) {
         const std::string series = std::string("tarn_http_responses_total{code=\"") + status + "\"} 0\n";
         EXPECT_NE(text.find(series), std::string::npos) << series;
     }

@@ -83,10 +83,29 @@ TEST_F(Matching, FindsAnExcerptFromAnywhereAndItsPlace) {
             EXPECT_EQ(matches[0].recordingId, seed);
             EXPECT_EQ(matches[0].trackBlob, kvxtest::sampleRecording(seed).trackBlob);
             EXPECT_EQ(matches[0].albumBlob, kvxtest::sampleRecording(seed).albumBlob);
+            EXPECT_EQ(matches[0].trackId, kvxtest::sampleRecording(seed).trackId);
+            EXPECT_EQ(matches[0].albumId, kvxtest::sampleRecording(seed).albumId);
+            EXPECT_EQ(matches[0].tags.title, kvxtest::sampleRecording(seed).tags.title);
             EXPECT_GE(matches[0].confidence, 90);
             EXPECT_NEAR(matches[0].offsetMs, start * 1000, 1000);
         }
     }
+}
+
+TEST_F(Matching, ShowsItsRecordingsOneAfterAnother) {
+    CatalogueRecogniser recogniser(location());
+    std::vector<uint32_t> ids;
+    std::optional<uint32_t> after = 0;
+    while (after) {
+        after = recogniser.browse(*after, 1000, [&](const Match& match) {
+            EXPECT_EQ(match.confidence, 100);
+            EXPECT_NE(match.trackId, "");
+            ids.push_back(match.recordingId);
+            return false; // one at a time
+        });
+    }
+    EXPECT_EQ(ids.size(), recogniser.recordingCount());
+    EXPECT_TRUE(std::is_sorted(ids.begin(), ids.end()));
 }
 
 TEST_F(Matching, FindsAShortExcerptAndANoisyOne) {
@@ -258,17 +277,17 @@ TEST_F(Matching, IsUnavailableWhileTheCatalogueCannotBeRead) {
 TEST_F(Matching, IdentifyTellsWhatItFoundAndWhy) {
     CatalogueReader reader(location());
     std::ostringstream found;
-    EXPECT_TRUE(identify(reader, queryOf(excerpt(3, 25, 30.1)), found));
+    EXPECT_TRUE(identify(reader, queryOf(excerpt(3, 25, 30.1)), false, found));
     EXPECT_THAT(found.str(), HasSubstr("accepted with confidence"));
     EXPECT_THAT(found.str(), HasSubstr("the same recording as"));
     EXPECT_THAT(found.str(), HasSubstr("another recording fits better"));
     EXPECT_THAT(found.str(), HasSubstr("Artist 3 - Title 3"));
     EXPECT_THAT(found.str(), HasSubstr("bits, at 0:2"));
     std::ostringstream unknown;
-    EXPECT_FALSE(identify(reader, queryOf(melody(300, 31)), unknown));
+    EXPECT_FALSE(identify(reader, queryOf(melody(300, 31)), false, unknown));
     EXPECT_THAT(unknown.str(), HasSubstr("not accepted: confidence"));
     std::ostringstream refused;
-    EXPECT_FALSE(identify(reader, {}, refused));
+    EXPECT_FALSE(identify(reader, {}, false, refused));
     EXPECT_EQ(refused.str(),
               "Not looked up: the fingerprint has too few letters, too few different ones, or too many\n");
 }

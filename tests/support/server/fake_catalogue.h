@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -68,6 +69,12 @@ inline tarn::server::Match match(const std::string& name, int confidence) {
     made.recordingId = 12;
     made.confidence = confidence;
     made.offsetMs = 61000;
+    made.durationMs = 183000;
+    made.trackId = "T-" + name;
+    made.albumId = "A-" + name;
+    made.tags.title = "title " + name;
+    made.tags.artist = "artist of title " + name;
+    made.tags.album = "album " + name;
     made.trackBlob = tarn::server::blobOf(trackFields("T-" + name, "title " + name));
     made.albumBlob = tarn::server::blobOf(albumFields("A-" + name, "album " + name));
     return made;
@@ -81,6 +88,7 @@ class FakeCatalogue : public tarn::server::Recogniser {
 
     std::vector<tarn::server::Match> matches;
     std::map<std::string, std::vector<tarn::server::Match>> byId;
+    std::map<uint32_t, tarn::server::Match> recordings; // by number, for browse()
     std::function<void()> beforeAnswer = [] {};
     std::function<void()> beforeCount = [] {};
     std::atomic<size_t> asked = 0;
@@ -106,6 +114,20 @@ class FakeCatalogue : public tarn::server::Recogniser {
                                                all.begin() + static_cast<ptrdiff_t>(std::min(most, all.size())));
         read += given.size();
         return given;
+    }
+    std::optional<uint32_t> browse(uint32_t after, uint32_t mostIds,
+                                   const std::function<bool(const tarn::server::Match&)>& show) override {
+        beforeAnswer();
+        const std::lock_guard lock(mutex_);
+        ++asked;
+        const uint32_t highest = recordings.empty() ? 0 : recordings.rbegin()->first;
+        uint32_t id = after;
+        for (uint32_t looked = 0; id < highest && looked < mostIds; ++looked) {
+            ++id;
+            const auto found = recordings.find(id);
+            if (found != recordings.end() && !show(found->second)) break;
+        }
+        return id < highest ? std::optional(id) : std::nullopt;
     }
     uint64_t recordingCount() override {
         beforeCount();
