@@ -63,7 +63,8 @@ class Parts(PageTest):
 
     def test_metrics_are_read_and_summed(self):
         text = ('# HELP x\ntarn_requests_total{kind="fingerprint",outcome="matched"} 3\n'
-                'tarn_requests_total{kind="items",outcome="not_found"} 2\ntarn_catalogue_recordings 12\n'
+                'tarn_requests_total{kind="items",outcome="not_found"} 2\n'
+                'tarn_requests_total{kind="json_recognise",outcome="not_found"} 4\ntarn_catalogue_recordings 12\n'
                 'tarn_catalogue_up 1\nnonsense\n'
                 'tarn_request_seconds_bucket{stage="total",le="0.001"} 1\n'
                 'tarn_request_seconds_bucket{stage="total",le="0.0025"} 4\n'
@@ -71,10 +72,11 @@ class Parts(PageTest):
         figures = dict(self.browser.run_async(
             "const {figuresOf, readMetrics} = await import('./figures.js');"
             "return figuresOf(readMetrics(given[0]))", text))
-        self.assertEqual(figures["Requests"], "5")
+        self.assertEqual(figures["Recognitions"], "7")
         self.assertEqual(figures["Matched"], "3")
+        self.assertEqual(figures["Not found"], "4")
         self.assertEqual(figures["Recordings"], "12")
-        self.assertEqual(figures["Half of them within"], "2.5 ms")
+        self.assertEqual(figures["Half of all requests within"], "2.5 ms")
         self.assertEqual(figures["Waiting"], "not known")
 
     def test_the_middle_of_the_channels_is_heard(self):

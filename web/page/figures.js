@@ -30,24 +30,24 @@ export function medianOf(histogram, label) {
   return total === 0 ? null : bounds.find(([, count]) => count >= total / 2)[0];
 }
 
-function sum(values, part) {
-  return Object.entries(values ?? {})
-    .filter(([labels]) => labels.includes(part))
-    .reduce((all, [, value]) => all + value, 0);
+/** How many recognitions there were, of those whose labels have a part; look-ups by ids are none. */
+function recognitions(metrics, part = '') {
+  const isOne = (labels) => /kind="(fingerprint|json_recognise)"/.test(labels) && labels.includes(part);
+  const counts = Object.entries(metrics.tarn_requests_total ?? {}).filter(([labels]) => isOne(labels));
+  return counts.reduce((sum, [, count]) => sum + count, 0);
 }
 
 /** What is shown, as [name, text]. */
 export function figuresOf(metrics) {
-  const requests = metrics.tarn_requests_total;
   const median = medianOf(metrics.tarn_request_seconds_bucket, 'stage="total"');
   const one = (name) => String(metrics[name]?.[''] ?? 'not known');
   return [
     ['Recordings', one('tarn_catalogue_recordings')],
     ['Catalogue', metrics.tarn_catalogue_up?.[''] === 1 ? 'available' : 'not available'],
-    ['Requests', String(sum(requests, ''))],
-    ['Matched', String(sum(requests, 'outcome="matched"'))],
-    ['Not found', String(sum(requests, 'outcome="not_found"'))],
-    ['Half of them within', median === null ? 'no request yet' : `${median * 1000} ms`],
+    ['Recognitions', String(recognitions(metrics))],
+    ['Matched', String(recognitions(metrics, 'outcome="matched"'))],
+    ['Not found', String(recognitions(metrics, 'outcome="not_found"'))],
+    ['Half of all requests within', median === null ? 'no request yet' : `${median * 1000} ms`],
     ['Waiting', one('tarn_requests_waiting')],
     ['Connections', one('tarn_connections')],
   ];
@@ -66,7 +66,7 @@ export function showFigures(details, {note, list, line}) {
       note.textContent = '';
       list.replaceChildren(...figuresOf(metrics).map(
         ([name, text]) => element('div', {}, element('dt', {}, name), element('dd', {}, text))));
-      readings = [...readings, sum(metrics.tarn_requests_total, '')].slice(-kKept);
+      readings = [...readings, recognitions(metrics)].slice(-kKept);
       draw(readings, line);
     } catch {
       note.textContent = 'The figures cannot be read here. The server may be gone, or its proxy keeps them private.';
