@@ -9,6 +9,7 @@
 #include "catalogue/store.h"
 #include "commands/service_log.h"
 #include "http/http_server.h"
+#include "http/page_files.h"
 #include "kvx.h"
 
 #include <chrono>
@@ -16,6 +17,7 @@
 #include <cstdlib>
 #include <ostream>
 #include <spdlog/logger.h>
+#include <stdexcept>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -49,6 +51,11 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
     const std::string catalogue = shownLocation(options.catalogue);
     log->info("tarn-server {}, catalogue {}, accounts {}", KVX_VERSION, catalogue, options.accounts.string());
     try {
+        if (options.page && pageFiles().empty()) {
+            throw std::runtime_error("this tarn-server was built without the page, since no compiler for WebAssembly "
+                                     "was found or TARN_BUILD_WEB is off; leave --page out, or build it with "
+                                     "-DTARN_BUILD_WEB=ON (scripts/install-dependencies web)");
+        }
         setup.endSignal.watch(options.limits.stoppingTime + kEnding, [log] {
             log->error("something hangs, perhaps the disk of the catalogue; the service ends without waiting for it");
         });
@@ -69,7 +76,7 @@ int runServe(const ServeOptions& options, ServiceSetup& setup, Recogniser& recog
             recogniser);
         HttpServer server(options.listen, options.limits,
                           {handler, recogniser, catalogue, [&] { return accounts.size(); }, log,
-                           TrustedProxies(options.trustedProxies)});
+                           TrustedProxies(options.trustedProxies), options.page});
         out << "listening on " << server.address() << std::endl;
         if (!out) return kOutputLost; // who started the service does not learn its address
         log->info("listening on {} (--listen {}), {}", server.address(), options.listen,

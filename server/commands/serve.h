@@ -21,6 +21,7 @@ struct ServeOptions {
     std::filesystem::path accounts;          // see defaultAccountsFile()
     std::filesystem::path identities;        // empty: "identities" beside the accounts
     std::vector<std::string> trustedProxies; // addresses; see http/trusted_proxies.h
+    bool page = false;                       // also on another address than loopback
     HttpLimits limits;
 };
 

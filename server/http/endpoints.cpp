@@ -43,6 +43,8 @@ constexpr Endpoint kEndpoints[] = {
 
 constexpr std::string_view kSeparator = ", ";
 
+} // namespace
+
 // A client that frames HTTP itself sends the absolute form, http://HOST/PATH.
 std::string_view pathOf(std::string_view target) {
     constexpr std::string_view kScheme = "http://";
@@ -50,6 +52,8 @@ std::string_view pathOf(std::string_view target) {
     const size_t slash = target.find('/', kScheme.size());
     return slash == std::string_view::npos ? "/" : target.substr(slash);
 }
+
+namespace {
 
 bool isAt(const Endpoint& endpoint, std::string_view path) {
     std::string_view pattern = endpoint.path;
@@ -79,6 +83,11 @@ const Endpoint* endpointAt(std::string_view target) {
     const auto* const found = std::find_if(std::begin(kEndpoints), std::end(kEndpoints),
                                            [&](const Endpoint& each) { return isAt(each, path); });
     return found == std::end(kEndpoints) ? nullptr : found;
+}
+
+const Endpoint& pageEndpoint() {
+    static constexpr Endpoint kPage = {"/", "GET, HEAD", Nothing{}};
+    return kPage;
 }
 
 std::span<const Endpoint> endpoints() { return kEndpoints; }

@@ -42,8 +42,12 @@ struct Endpoint {
 };
 
 std::span<const Endpoint> endpoints();
+// The path in a request's target, with the query after it.
+std::string_view pathOf(std::string_view target);
 // The endpoint at the path in a request's target, whose escapes are not resolved yet; null: there is none.
 const Endpoint* endpointAt(std::string_view target);
+// The methods that every file of the page takes.
+const Endpoint& pageEndpoint();
 // The id in a target of an endpoint that takes one.
 std::string idIn(std::string_view target);
 

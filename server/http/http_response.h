@@ -14,6 +14,7 @@ struct HttpResponse {
     const char* type = "text/plain";
     std::vector<std::pair<const char*, std::string>> headers = {}; // further ones
     bool closeConnection = false;
+    const char* caching = "no-store"; // the header Cache-Control
 };
 
 // With a time after which to ask again.

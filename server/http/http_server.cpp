@@ -8,6 +8,7 @@
 #include "http/exchange.h"
 #include "http/listen_socket.h"
 #include "http/metrics.h"
+#include "http/page.h"
 #include "http/request_facts.h"
 #include "http/request_framing.h"
 #include "protocol/match_place.h"
@@ -76,8 +77,8 @@ class HttpServer::Impl : public ServiceView {
 
     MHD_Result begin(MHD_Connection* connection, const Endpoint* endpoint, std::string_view target,
                      std::string_view method, const char* version, void** slot);
-    MHD_Result answer(MHD_Connection* connection, const Endpoint* endpoint, std::string_view method,
-                      Exchange& exchange);
+    MHD_Result answer(MHD_Connection* connection, const Endpoint* endpoint, std::string_view target,
+                      std::string_view method, Exchange& exchange);
     MHD_Result sendReply(MHD_Connection* connection, Exchange& exchange);
     MHD_Result send(MHD_Connection* connection, const HttpResponse& response);
     void end(MHD_Connection* connection, const Exchange& exchange, bool sent);
@@ -89,6 +90,7 @@ class HttpServer::Impl : public ServiceView {
     FileDescriptor listener_;
     std::string address_;
     uint16_t port_ = 0;
+    bool servesPage_ = false;
     MHD_Daemon* daemon_ = nullptr;
     Connections connections_;
     CatalogueWatch catalogue_;
@@ -103,7 +105,7 @@ MHD_Result HttpServer::Impl::onRequest(void* self, MHD_Connection* connection, c
         const Endpoint* endpoint = endpointAt(target);
         if (*slot == nullptr) return impl.begin(connection, endpoint, target, method, version, slot);
         auto& exchange = *static_cast<Exchange*>(*slot);
-        if (*bodyBytes == 0) return impl.answer(connection, endpoint, method, exchange);
+        if (*bodyBytes == 0) return impl.answer(connection, endpoint, target, method, exchange);
         exchange.bodyBytes += *bodyBytes;
         if (exchange.form) exchange.form->add(body, *bodyBytes);
         if (exchange.body) exchange.body->add(body, *bodyBytes);
@@ -162,10 +164,10 @@ MHD_Result HttpServer::Impl::begin(MHD_Connection* connection, const Endpoint* e
 }
 
 // Once the body is here, and again when a worker has answered.
-MHD_Result HttpServer::Impl::answer(MHD_Connection* connection, const Endpoint* endpoint, std::string_view method,
-                                    Exchange& exchange) {
+MHD_Result HttpServer::Impl::answer(MHD_Connection* connection, const Endpoint* endpoint, std::string_view target,
+                                    std::string_view method, Exchange& exchange) {
     connections_.setTurn(connectionOf(connection), true);
-    if (endpoint == nullptr) return send(connection, notFound());
+    if (endpoint == nullptr) return send(connection, servesPage_ ? answerPage(connection, target, method) : notFound());
     if (std::holds_alternative<Nothing>(endpoint->way)) return send(connection, notFoundInJson());
     if (!endpoint->allows(method)) return send(connection, methodNotAllowed(*endpoint));
     if (!endpoint->takesRequests()) return send(connection, endpoint->answer(*this));
@@ -184,7 +186,7 @@ MHD_Result HttpServer::Impl::send(MHD_Connection* connection, const HttpResponse
     MHD_Response* made = MHD_create_response_from_buffer(bytes.size(), bytes.data(), MHD_RESPMEM_MUST_COPY);
     if (made == nullptr) return MHD_NO;
     MHD_add_response_header(made, "Content-Type", response.type);
-    MHD_add_response_header(made, "Cache-Control", "no-store");
+    MHD_add_response_header(made, "Cache-Control", response.caching);
     for (const auto& [name, value] : response.headers) MHD_add_response_header(made, name, value.c_str());
     if (response.closeConnection || stopping_) MHD_add_response_header(made, "Connection", "close");
     connections_.setTurn(connectionOf(connection), false);
@@ -222,6 +224,7 @@ void HttpServer::Impl::start() {
     listener_ = listenOn(address_);
     address_ = boundAddress(listener_);
     port_ = boundPort(listener_);
+    servesPage_ = backend_.page || isOnLoopback(listener_);
     try {
         exchanges_.emplace(backend_.handler, backend_.recogniser, catalogue_, limits_);
     } catch (const std::system_error& error) {

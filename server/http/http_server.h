@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The service on the network: POST /sdkrequest, the JSON interface below /v1/, GET /health, GET /metrics.
+// The service on the network: POST /sdkrequest, the JSON interface below /v1/, GET /health, GET /metrics, and the files
+// of the page.
 //
 // One thread does all input and output and checks signatures; workers ask the catalogue. A connection whose request
 // waits for a worker is suspended meanwhile. Two more threads end connections that are too slow and look after the size
@@ -28,6 +29,7 @@ class HttpServer {
         std::function<size_t()> accountCount;
         std::shared_ptr<spdlog::logger> log;
         TrustedProxies trustedProxies = TrustedProxies({});
+        bool page = false; // whether to serve the page; on loopback it always is
     };
 
     // Looks at the catalogue, then listens. Throws ListenError.

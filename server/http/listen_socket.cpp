@@ -115,6 +115,15 @@ std::string boundAddress(const FileDescriptor& socket) {
     return (name.ss_family == AF_INET6 ? "[" + host + "]" : host) + ":" + std::to_string(boundPort(socket));
 }
 
+bool isOnLoopback(const FileDescriptor& socket) {
+    const sockaddr_storage name = nameOf(socket);
+    if (name.ss_family == AF_INET6) {
+        return IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6&>(name).sin6_addr);
+    }
+    constexpr uint32_t kLoopbackNet = 127; // 127.0.0.0/8
+    return ntohl(reinterpret_cast<const sockaddr_in&>(name).sin_addr.s_addr) >> 24 == kLoopbackNet;
+}
+
 std::string addressText(const sockaddr* address) {
     char text[INET6_ADDRSTRLEN] = "?";
     if (address != nullptr && address->sa_family == AF_INET6) {

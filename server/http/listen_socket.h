@@ -22,6 +22,8 @@ FileDescriptor listenOn(const std::string& address);
 // What it is bound to, in the same form.
 std::string boundAddress(const FileDescriptor& socket);
 uint16_t boundPort(const FileDescriptor& socket);
+// Whether only programs of this machine reach it.
+bool isOnLoopback(const FileDescriptor& socket);
 // An address without its port.
 std::string addressText(const sockaddr* address);
 

@@ -12,7 +12,7 @@ const std::vector<double> kSeconds = {0.0001, 0.00025, 0.0005, 0.001, 0.0025, 0.
                                       0.05,   0.1,     0.25,   0.5,   1,      2.5,   5,    10};
 const std::vector<double> kCandidateCounts = {0, 1, 2, 5, 10, 20, 50, 100, 200, 500, 1000};
 // Every status that the service itself sends. A series that is there from zero on shows its first event to rate().
-constexpr int kStatuses[] = {200, 400, 401, 403, 404, 405, 413, 415, 422, 500, 503};
+constexpr int kStatuses[] = {200, 304, 400, 401, 403, 404, 405, 413, 415, 422, 500, 503};
 constexpr const char* kStageNames[] = {"verify", "wait", "recognise", "write", "total"};
 
 double seconds(std::chrono::nanoseconds time) { return std::chrono::duration<double>(time).count(); }

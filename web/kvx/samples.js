@@ -25,7 +25,13 @@ export function pcmOf(samples, begin, end) {
   if (typeOf(part) === 'Uint8Array') return part;
   // What a decoder divided by 32768 comes back as it was.
   if (typeOf(part) === 'Float32Array') {
-    part = Int16Array.from(part, (value) => Math.max(-32768, Math.min(32767, Math.round(value * 32768))));
+    // A loop with comparisons: Int16Array.from with a function, Math.min and Math.max take ten times as long.
+    const values = new Int16Array(part.length);
+    for (let i = 0; i < part.length; ++i) {
+      const value = Math.floor(part[i] * 32768 + 0.5);
+      values[i] = value > 32767 ? 32767 : value < -32768 ? -32768 : value;
+    }
+    part = values;
   }
   return new Uint8Array(part.buffer, part.byteOffset, part.byteLength);
 }

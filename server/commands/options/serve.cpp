@@ -33,6 +33,7 @@ void declareServe(CommandLine& line) {
     command.text("--listen", options->listen, "HOST:PORT", "Where to listen; port 0 picks a free one");
     command.texts("--trusted-proxy", options->trustedProxies, "ADDRESS",
                   "Proxy whose last address in X-Forwarded-For is the client's, for the log", whatIsWrongWithAddress);
+    command.flag("--page", options->page, "Serve the page for browsers, which on a loopback address is always served");
     HttpLimits& limits = options->limits;
     command.number("--workers", limits.workers, 0, 1024, "Threads that ask the catalogue; 0: one for each processor");
     command.number("--connections", limits.connections, 1, 100'000, "Connections at once");

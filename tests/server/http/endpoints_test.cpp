@@ -31,6 +31,7 @@ TEST(Endpoints, AreFoundByThePathOfTheTarget) {
         {"http:///health/", nullptr},
         {"https://host/health", nullptr},
         {"/health/", nullptr},
+        {"/", nullptr},
         {"health", nullptr},
         {"", nullptr},
         {"/%68ealth", "/health"},

@@ -129,7 +129,7 @@ TEST(HttpServer, TellsWhatIsWrongWithARequest) {
          "the packet is larger than 1000 bytes\n"},
         {"a megabyte", postOf(formOf(part("data", std::string(1'000'000, 'x')))), 413,
          "the packet is larger than 1000 bytes\n"},
-        {"another path", getOf("/"), 404, "not found\n"},
+        {"another path", getOf("/other"), 404, "not found\n"},
         {"another method", getOf("/sdkrequest"), 405, "405: use POST\n"},
         {"posting to the health check", "POST /health HTTP/1.1\r\nHost: h\r\nContent-Length: 0\r\n\r\n", 405,
          "405: use GET or HEAD\n"},

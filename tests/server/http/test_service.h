@@ -27,7 +27,8 @@ class TestService {
     explicit TestService(
         const tarn::server::HttpLimits& limits = {},
         const std::function<void(FakeCatalogue&)>& prepare = [](FakeCatalogue&) {},
-        const std::vector<std::string>& trustedProxies = {})
+        const std::vector<std::string>& trustedProxies = {}, const std::string& listen = "127.0.0.1:0",
+        bool page = false)
         : catalogue(prepare), handler_(
                                   [this](uint32_t id) -> std::optional<std::string> {
                                       beforeAccount();
@@ -38,10 +39,10 @@ class TestService {
                                       return tarn::server::DeviceIdentity{'i', 'd'};
                                   },
                                   catalogue),
-          server_("127.0.0.1:0", limits,
+          server_(listen, limits,
                   {handler_, catalogue, "in memory", [] { return size_t{1}; },
                    std::make_shared<spdlog::logger>("test", std::make_shared<spdlog::sinks::ostream_sink_mt>(log)),
-                   tarn::server::TrustedProxies(trustedProxies)}) {}
+                   tarn::server::TrustedProxies(trustedProxies), page}) {}
 
     uint16_t port() const { return server_.port(); }
     std::string address() const { return server_.address(); }

@@ -1,0 +1,113 @@
+# SPDX-License-Identifier: Apache-2.0
+"""The page on small and large screens, light and dark, by keyboard, with assistive technology, and with texts that mean
+harm."""
+import unicodedata
+
+import accessibility
+from fixture import PageTest
+from selenium.webdriver.common.keys import Keys
+
+
+class Everybody(PageTest):
+    def test_every_size_and_colour_keeps_the_rules(self):
+        for number in (0, 3):  # the last one has hostile texts
+            self.browser.choose(self.service.known[number])
+            self.browser.wait_for_text("#status", "Recognised")
+            self.browser.run("document.getElementById('status').textContent = ''")
+            self.browser.run("document.getElementById('figures').open = true")
+            self.browser.wait_for_text("#figures-list", "Connections")
+            for width in (320, 1280):
+                for scheme in ("light", "dark"):
+                    with self.subTest(number=number, width=width, scheme=scheme):
+                        self.browser.size(width, 800)
+                        self.browser.scheme(scheme)
+                        self.browser.finish_animations()
+                        self.assertEqual(accessibility.is_wider_than_the_screen(self.browser), "")
+                        self.assertEqual(accessibility.faults(self.browser), [])
+            self.browser.size(1280, 900)
+
+    def test_colours_differ_between_light_and_dark(self):
+        ground = "return getComputedStyle(document.body).backgroundColor"
+        light = self.browser.run(ground)
+        self.browser.scheme("dark")
+        self.assertNotEqual(self.browser.run(ground), light)
+
+    def test_the_rules_find_what_breaks_them(self):
+        cases = {
+            "contrast": "<p style='color:#777;background:#888'>grey</p>",
+            "a button without a name": "<button></button>",
+            "a small target": "<button style='all:revert;min-height:0;height:9px;padding:0'>x</button>",
+            "a heading of level 6": "<h6>deep</h6>",
+            "names no element": "<p aria-describedby='nowhere'>text</p>",
+            "two elements with the id": "<p id='main'>text</p>",
+            "a textbox without a name": "<input>",
+        }
+        for fault, markup in cases.items():
+            with self.subTest(fault):
+                # The policy of the page forbids style in markup, so that the test sets it through the model.
+                self.browser.run("""const box = document.createElement('div');
+                    box.id = 'harm';
+                    box.innerHTML = arguments[0].replace(/style=/g, 'data-style=');
+                    for (const each of box.querySelectorAll('[data-style]')) each.style.cssText = each.dataset.style;
+                    document.querySelector('main').append(box);""", markup)
+                found = accessibility.faults(self.browser)
+                self.browser.run("document.getElementById('harm').remove()")
+                self.assertTrue(any(fault in each for each in found), found)
+        self.browser.run("const wide = document.body.appendChild(document.createElement('p'));"
+                         "wide.style.width = '4000px'; wide.textContent = 'wide'")
+        self.assertNotEqual(accessibility.is_wider_than_the_screen(self.browser), "")
+
+    def test_the_tabulator_reaches_every_control_and_shows_where_it_is(self):
+        order = accessibility.tab_order(self.browser)
+        search = ["query", "search"] if self.browser.by_id("catalogue").is_displayed() else []
+        self.assertEqual([each["id"] for each in order],
+                         ["skip", "forget", "file", "listen-button", *search, "summary"])
+        for each in order:
+            self.assertRegex(each["outline"], r"^solid [2-9]", each["id"])
+
+    def test_the_code_is_given_by_keyboard(self):
+        self.browser.open(self.service.url)
+        self.browser.run("document.querySelector('.skip').focus()")
+        accessibility.press(self.browser, Keys.TAB, self.service.code, Keys.ENTER)
+        self.browser.wait_for_text("#status", "The access code is set")
+        self.assertEqual(self.browser.run("return document.activeElement.id"), "file")
+
+    def test_nothing_moves_for_those_who_want_that(self):
+        transition = "return getComputedStyle(document.getElementById('listen-button')).transitionDuration"
+        self.assertNotEqual(self.browser.run(transition), "0s")
+        self.browser.driver.execute_cdp_cmd(
+            "Emulation.setEmulatedMedia", {"features": [{"name": "prefers-reduced-motion", "value": "reduce"}]})
+        self.assertEqual(self.browser.run(transition), "0s")
+
+    def test_what_happens_is_announced(self):
+        self.assertEqual(self.browser.by_id("status").get_attribute("role"), "status")
+        self.browser.choose(self.service.known[0])
+        self.browser.wait_for_text("#status", f"Recognised: {self.service.pieces[0]['title']}, by ")
+
+    def test_hostile_texts_are_shown_as_text_and_cut(self):
+        title = self.browser.driver.title
+        self.browser.choose(self.service.known[3])
+        self.browser.wait_for_text("#result-title", "<img src=x onerror=")
+        shown = self.browser.run("return document.getElementById('result').textContent")
+        self.assertIn("</bdi><script>document.title='harmed'</script> of lies", shown)
+        self.assertLess(len(shown), 800)
+        self.assertLess(len(self.browser.text("#history-list")), 400)
+        hidden = [each for each in shown if unicodedata.category(each) in ("Cc", "Cf") and each != "\n"]
+        self.assertEqual(hidden, [])
+        self.assertEqual(self.browser.all("#result img, #result script, #history img"), [])
+        self.assertEqual(self.browser.driver.title, title)
+        self.assert_no_faults()
+
+    def test_the_policy_forbids_inline_scripts_and_code_from_text(self):
+        # Later, in the page's own time: what the driver itself runs may do everything.
+        done = self.browser.run_async("""return await new Promise((resolve) => setTimeout(() => {
+            const script = document.createElement('script');
+            script.textContent = 'window.inline = true';
+            document.body.append(script);
+            let fromText = true;
+            try { new Function('return 1')(); } catch { fromText = false; }
+            const styled = document.createElement('p');
+            styled.setAttribute('style', 'color: red');
+            resolve({inline: window.inline === true, fromText, styled: styled.style.color});
+        }));""")
+        self.assertEqual(done, {"inline": False, "fromText": False, "styled": ""})
