@@ -35,10 +35,10 @@ void writePiece(const TemporaryDirectory& folder, uint32_t piece, const std::str
 }
 
 // Raw samples of a piece, from a second on.
-std::string samplesOf(uint32_t piece, uint32_t fromSecond) {
+std::string samplesOf(uint32_t piece, size_t fromSecond) {
     const demo::Sound sound = demo::renderPiece(piece, 45, kRateHz, 1);
     std::string bytes;
-    for (size_t i = size_t{fromSecond} * kRateHz; i < sound.samples.size(); ++i) {
+    for (size_t i = kRateHz * fromSecond; i < sound.samples.size(); ++i) {
         bytes.push_back(static_cast<char>(sound.samples[i]));
         bytes.push_back(static_cast<char>(sound.samples[i] >> 8));
     }
