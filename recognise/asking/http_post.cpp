@@ -78,7 +78,7 @@ size_t takeHeader(const char* bytes, size_t, size_t count, void* taken) {
 
 struct HttpPost::Impl {
     struct Close {
-        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+        void operator()(CURL* connection) const { curl_easy_cleanup(connection); }
     };
     struct FreeList {
         void operator()(curl_slist* list) const { curl_slist_free_all(list); }
