@@ -152,13 +152,13 @@ std::string serverUrl(const std::string& named) {
     if (code != CURLUE_OK) refuse(std::string("this is no address of a server: ") + curl_url_strerror(code));
     const std::string scheme = partOf(url.get(), CURLUPART_SCHEME);
     if (scheme != "http" && scheme != "https") refuse("a server's address begins with http:// or https://");
-    // A password in an address shows in the list of processes.
-    if (!partOf(url.get(), CURLUPART_USER).empty() || !partOf(url.get(), CURLUPART_PASSWORD).empty()) {
+    // Also where they are empty. A password in an address shows in the list of processes.
+    const std::string whole = partOf(url.get(), CURLUPART_URL); // with two slashes
+    const std::string_view afterScheme = std::string_view(whole).substr(scheme.size() + std::string_view("://").size());
+    if (afterScheme.substr(0, afterScheme.find_first_of("/?#")).find('@') != std::string_view::npos) {
         refuse("a server's address holds no user and no password");
     }
-    if (!partOf(url.get(), CURLUPART_QUERY).empty() || !partOf(url.get(), CURLUPART_FRAGMENT).empty()) {
-        refuse("a server's address ends with its path");
-    }
+    if (named.find_first_of("?#") != std::string::npos) refuse("a server's address ends with its path");
     std::string path = partOf(url.get(), CURLUPART_PATH);
     if (!path.ends_with('/')) path += '/';
     if (curl_url_set(url.get(), CURLUPART_PATH, (path + kPath).c_str(), 0) != CURLUE_OK) throw std::bad_alloc();

@@ -4,6 +4,7 @@
 #include "recognise/model/names.h"
 
 #include <array>
+#include <stdexcept>
 #include <utility>
 
 namespace tarn::recognise {
@@ -22,12 +23,24 @@ constexpr std::array<std::pair<const char*, std::optional<uint64_t> Match::*>, 2
     {"duration_ms", &Match::durationMs},
 }};
 
+// Throws std::invalid_argument where it is anything else.
+template <class Number>
+Number integerFrom(const Json& json) {
+    const std::optional<Number> number = server::integerIn<Number>(json);
+    if (!number) throw std::invalid_argument("not an integer of its type");
+    return *number;
+}
+
+uint64_t timeFrom(const Json& json, const char* name) {
+    return json.contains(name) ? integerFrom<uint64_t>(json[name]) : 0;
+}
+
 Match matchFrom(const Json& json) {
     Match match;
     for (const auto& [name, text] : kTexts) match.*text = json.value(name, std::string());
-    match.confidence = json.at("confidence").get<int>();
+    match.confidence = integerFrom<int>(json.at("confidence"));
     for (const auto& [name, time] : kTimes) {
-        if (json.contains(name)) match.*time = json[name].get<uint64_t>();
+        if (json.contains(name)) match.*time = timeFrom(json, name);
     }
     match.companions = json.value("companions", std::vector<std::string>());
     match.path = json.value("path", std::string());
@@ -79,7 +92,7 @@ Json toJson(const FileResult& result) {
 std::optional<Answer> answerFrom(const std::string& text) {
     try {
         return answerFrom(Json::parse(text));
-    } catch (const Json::exception&) {
+    } catch (const std::exception&) {
         return std::nullopt;
     }
 }
@@ -93,11 +106,11 @@ std::optional<FileResult> resultFrom(const std::string& text) {
         result.status = *status;
         result.answer = answerFrom(json.at("matches"));
         if (result.answer.matches.empty() != (*status == FileStatus::kUnknown)) return std::nullopt;
-        result.durationMs = json.value("file_ms", uint64_t{0});
-        result.probeMs = json.value("probe_ms", uint64_t{0});
+        result.durationMs = timeFrom(json, "file_ms");
+        result.probeMs = timeFrom(json, "probe_ms");
         result.silent = json.value("silent", false);
         return result;
-    } catch (const Json::exception&) {
+    } catch (const std::exception&) {
         return std::nullopt;
     }
 }

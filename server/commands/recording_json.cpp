@@ -56,14 +56,9 @@ Json jsonOf(const CodeString& string) {
     return {{"letters", string.letters}, {"frames", std::move(frames)}};
 }
 
-// The library would turn -1 into the highest number, and 1.5 into 1.
 template <class Number>
 Number numberIn(const Json& json, const char* name) {
-    const bool isInteger = json.is_number_unsigned() || (std::is_signed_v<Number> && json.is_number_integer());
-    if (isInteger && (json.is_number_unsigned() ? std::in_range<Number>(json.get<uint64_t>())
-                                                : std::in_range<Number>(json.get<int64_t>()))) {
-        return json.get<Number>();
-    }
+    if (const std::optional<Number> number = integerIn<Number>(json)) return *number;
     throw std::runtime_error(std::string(name) + " must be an integer from " +
                              std::to_string(std::numeric_limits<Number>::min()) + " to " +
                              std::to_string(std::numeric_limits<Number>::max()));

@@ -82,7 +82,8 @@ TEST(AnswerJson, TakesNothingElse) {
                              "{\"status\":\"matched\",\"matches\":[7]}"}) {
         EXPECT_FALSE(resultFrom(text).has_value()) << text;
     }
-    for (const char* text : {"", "[", "[7]", "[{}]", "[{\"confidence\":[]}]"}) {
+    for (const char* text : {"", "[", "[7]", "[{}]", "[{\"confidence\":[]}]", "[{\"confidence\":1e30}]",
+                             "[{\"confidence\":9,\"offset_ms\":-1}]", "[{\"confidence\":9.5}]"}) {
         EXPECT_FALSE(answerFrom(text).has_value()) << text;
     }
 }
