@@ -11,7 +11,7 @@ const kTrackFields = 23;
 const kAlbumFields = 33;
 const kConfidenceField = 29;
 
-/** A blob of so many fields; those that are not named are empty. */
+/** A blob with this number of fields; those that are not named are empty. */
 function blobOf(count, fields) { return blob(Array.from({length: count}, (_, index) => fields[index] ?? '')); }
 
 const artist = (name) => blobOf(4, {0: 'role', 1: name, 2: 'id', 3: 'v'});

@@ -9,7 +9,7 @@ const access = kvx.open(kAccessCode, kDeviceId);
 const stereo = recording(1, 44100, 2, 6500);
 const mono = recording(2, 32000, 1, 6500);
 
-/** The codes of samples fed so many at a time. */
+/** The codes of samples that are fed in pieces of this length. */
 function codesOf(samples, format, count) {
   const session = access.session(format);
   for (let at = 0; !session.complete && at < samples.length; at += count)

@@ -55,13 +55,13 @@ export function durationOf(samples, {rateHz, channels}) {
   return Math.floor(Math.floor(samples.length / perFrame) * 1000 / rateHz);
 }
 
-/** The element with which the samples after so many milliseconds begin. */
+/** The element with which the samples after this time, in milliseconds, begin. */
 export function elementAt(samples, {rateHz, channels}, ms) {
   const perFrame = channels * (typeOf(samples) === 'Uint8Array' ? 2 : 1);
   return Math.floor(ms * rateHz / 1000) * perFrame;
 }
 
-/** Samples of so many milliseconds, or a little more. */
+/** Samples of this time, in milliseconds, or a little more. */
 export function silence(ms, {rateHz, channels}) { return new Int16Array(Math.ceil(ms * rateHz / 1000) * channels); }
 
 /** A text or bytes as bytes; throws for anything else. */

@@ -9,7 +9,7 @@ import {checkFormat, checkSamples, pcmOf, wholeMs} from './samples.js';
 const kTooShort = -2;
 const kMoreAudioWanted = 20;
 const kEngineRateHz = 22050;
-const kUnit = 4; // the library takes multiples of so many bytes
+const kUnit = 4; // the library takes multiples of this number of bytes
 const kNoBytes = new Uint8Array(0);
 const kCodeStrings = 6;
 
