@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Files of many formats with wrong bytes, through the process that reads files: each ends with samples or with a
-// reason, and the process from which it was forked goes on. TARN_TEST_ROUNDS makes it as long as one likes.
+// reason, and the process from which it was forked goes on. TARN_TEST_ROUNDS and TARN_TEST_SEED make it longer.
 #include "audio/audio_error.h"
 #include "audio/media_process.h"
 #include "demo/audio_writer.h"
@@ -63,7 +63,7 @@ TEST(HostileFiles, CostNothingButThemselves) {
         originals[name] = kvxtest::contents(folder / name);
     }
     MediaProcess process;
-    std::mt19937 dice(15);
+    std::mt19937 dice(kvxtest::seed(15));
     std::map<std::string, uint64_t> reasons;
     uint64_t whole = 0;
     const uint32_t rounds = kvxtest::rounds(20);
