@@ -24,6 +24,8 @@ if(TARN_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
+# Code that no test runs often: optimising it, with the sanitizers in it, takes longer than its tests gain.
+set(TARN_COLD_CODE_OPTIONS "$<$<AND:$<BOOL:${TARN_QUICK_TESTS}>,$<CONFIG:Debug>>:-O0>")
 # Release builds are hardened: stack protector, checked copies, random addresses and read-only relocation tables.
 # Sanitizers replace some of it, and checked copies need optimisation.
 set(hardened $<CONFIG:Release,RelWithDebInfo,MinSizeRel>,$<NOT:$<BOOL:${TARN_SANITIZE}>>)

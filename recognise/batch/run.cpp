@@ -40,7 +40,10 @@ class Destination {
         }
         stream_ = std::make_unique<server::DescriptorStream>(descriptor_.get());
     }
-    std::ostream& stream() { return stream_ ? *stream_ : standard_; }
+    std::ostream& stream() {
+        if (stream_ == nullptr) return standard_;
+        return *stream_;
+    }
 
   private:
     std::ostream& standard_;
