@@ -44,7 +44,8 @@ std::string problemOf(const Given& given) {
     const bool list = given.tracklist || given.live;
     if (asking.server.empty() == asking.catalogue.empty()) return "name whom to ask: either --server or --catalogue";
     if (const std::string wrong = problemOfServer(asking.server); !wrong.empty()) return wrong;
-    if (options.paths.empty() && options.listFile.empty()) return "name a file or a folder, or a list with --files-from";
+    if (options.paths.empty() && options.listFile.empty())
+        return "name a file or a folder, or a list with --files-from";
     if (options.nullSeparated && options.listFile.empty()) return "--null belongs to --files-from";
     if (list && (options.paths.size() != 1 || !options.listFile.empty())) return "a track list is of one file";
     if (given.live && options.paths.front() != "-") return "--live reads standard input, which is called -";

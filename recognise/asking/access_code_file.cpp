@@ -22,9 +22,7 @@ constexpr size_t kMaxFileBytes = 1024;
 
 } // namespace
 
-std::filesystem::path usualCodeFile() {
-    return server::userFolder("XDG_CONFIG_HOME", ".config") / "tarn/access-code";
-}
+std::filesystem::path usualCodeFile() { return server::userFolder("XDG_CONFIG_HOME", ".config") / "tarn/access-code"; }
 
 std::string accessCodeIn(std::string_view bytes) {
     constexpr std::string_view kSpace = " \t\r\n";

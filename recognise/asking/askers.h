@@ -3,9 +3,9 @@
 #pragma once
 
 #include "matching/catalogue_recogniser.h"
-#include "recognise/model/asker.h"
 #include "recognise/asking/server_asker.h"
 #include "recognise/cache/answer_cache.h"
+#include "recognise/model/asker.h"
 
 #include <chrono>
 #include <filesystem>

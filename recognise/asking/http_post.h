@@ -21,7 +21,7 @@ struct HttpOptions {
 struct HttpReply {
     int status = 0;
     std::string body;
-    std::string match;                             // the header Tarn-Match
+    std::string match;                              // the header Tarn-Match
     std::optional<std::chrono::seconds> retryAfter; // only as a number of seconds
 };
 

@@ -31,9 +31,7 @@ server::LibraryHandle makeHandle(const std::string& accessCode) {
 }
 
 // Another try may succeed.
-bool isPassing(int status) {
-    return status == 429 || status == 500 || status == 502 || status == 503 || status == 504;
-}
+bool isPassing(int status) { return status == 429 || status == 500 || status == 502 || status == 503 || status == 504; }
 
 std::string failureText(const HttpReply& reply) {
     std::string text = "the server answers with status " + std::to_string(reply.status);

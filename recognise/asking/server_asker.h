@@ -3,8 +3,8 @@
 #pragma once
 
 #include "coding/library_handle.h"
-#include "recognise/model/asker.h"
 #include "recognise/asking/http_post.h"
+#include "recognise/model/asker.h"
 
 #include <chrono>
 #include <functional>

@@ -77,8 +77,9 @@ FileResult Batch::ask(const InputFile& input, server::MediaProcess& process, std
     {
         const std::lock_guard lock(mutex_);
         if (refused_ || failures_ >= kMaxFailures) {
-            return failedResult(FileError::kNotAsked, "not asked: the server failed before; run this again, answers so far "
-                                                "are kept");
+            return failedResult(FileError::kNotAsked,
+                                "not asked: the server failed before; run this again, answers so far "
+                                "are kept");
         }
     }
     try {

@@ -3,9 +3,9 @@
 #pragma once
 
 #include "audio/media_process.h"
-#include "recognise/model/asker.h"
 #include "recognise/batch/inputs.h"
 #include "recognise/cache/answer_cache.h"
+#include "recognise/model/asker.h"
 #include "recognise/model/file_result.h"
 
 #include <chrono>

@@ -27,8 +27,8 @@ std::vector<InputFile> inputsOf(const std::vector<std::string>& names) {
         std::error_code none;
         const std::filesystem::path folder = std::filesystem::canonical(name, none);
         for (const server::FoundFile& file : found.files) {
-            inputs.push_back({file.named ? name : nameIn(name, folder, file.path), file.path, file.bytes,
-                              file.modifiedNs, {}});
+            inputs.push_back(
+                {file.named ? name : nameIn(name, folder, file.path), file.path, file.bytes, file.modifiedNs, {}});
         }
         for (const server::FoundProblem& problem : found.problems) {
             inputs.push_back({problem.path.string(), problem.path, 0, 0, problem.reason});

@@ -38,9 +38,9 @@ std::string progressLine(const Tally& tally, std::chrono::milliseconds elapsed) 
                                    std::string(kBarColumns - filled, '.'), share * 100, tally.done(), tally.files);
     if (asked > 0 && seconds > 0) {
         const double rate = asked / seconds;
-        line += fmt::format("  {:.1f} a second  {} left", rate,
-                            server::durationText(static_cast<uint64_t>(
-                                static_cast<double>(tally.files - tally.done()) / rate)));
+        line += fmt::format(
+            "  {:.1f} a second  {} left", rate,
+            server::durationText(static_cast<uint64_t>(static_cast<double>(tally.files - tally.done()) / rate)));
     }
     return line.substr(0, 79);
 }

@@ -113,7 +113,8 @@ int recogniseAll(const RunOptions& options, std::ostream& out, std::ostream& err
     tally.files = inputs.size();
     writer->begin();
     {
-        Batch batch(inputs, processes, [&] { return askers.make(); }, askers.cache());
+        Batch batch(
+            inputs, processes, [&] { return askers.make(); }, askers.cache());
         while (tally.done() < inputs.size() && destination.stream().good()) {
             if (const std::optional<FileResult> result = batch.next(display.due())) {
                 display.clear();

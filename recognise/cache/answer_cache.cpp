@@ -125,8 +125,7 @@ std::optional<Answer> AnswerCache::answerTo(std::span<const int16_t> samples) {
     if (impl_->options.refresh) return std::nullopt;
     return impl_->guarded([&]() -> std::optional<Answer> {
         const std::string question = questionOf(samples);
-        const auto value =
-            impl_->findAnswer.bind(impl_->options.source).bind(question).bind(impl_->oldest).run();
+        const auto value = impl_->findAnswer.bind(impl_->options.source).bind(question).bind(impl_->oldest).run();
         return value ? answerFrom(*value) : std::nullopt;
     });
 }

@@ -28,9 +28,9 @@ class AnswerCache {
   public:
     struct Options {
         std::filesystem::path file;
-        std::string source;                // who was asked: what another one answered counts for nothing
+        std::string source;                  // who was asked: what another one answered counts for nothing
         std::chrono::hours longest{30 * 24}; // an older answer is asked for again
-        bool refresh = false;              // keep answers, but take none
+        bool refresh = false;                // keep answers, but take none
     };
     // Throws std::runtime_error that names the file and the way out where it cannot be opened or is no cache.
     explicit AnswerCache(Options options);

@@ -2,8 +2,8 @@
 // Asks the cache before the one who knows.
 #pragma once
 
-#include "recognise/model/asker.h"
 #include "recognise/cache/answer_cache.h"
+#include "recognise/model/asker.h"
 
 #include <memory>
 

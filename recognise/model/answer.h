@@ -16,11 +16,11 @@ struct Match {
     std::string artist;
     std::string albumId;
     std::string album;
-    int confidence = 0;                 // 0 to 100: the chance that this is the recording
-    std::optional<uint64_t> offsetMs;   // where in the recording the audio begins
-    std::optional<uint64_t> durationMs; // of the recording
+    int confidence = 0;                  // 0 to 100: the chance that this is the recording
+    std::optional<uint64_t> offsetMs;    // where in the recording the audio begins
+    std::optional<uint64_t> durationMs;  // of the recording
     std::vector<std::string> companions; // track ids of further copies of the recording
-    std::string path;                   // of the recording's file; only a catalogue of one's own knows it
+    std::string path;                    // of the recording's file; only a catalogue of one's own knows it
 };
 
 struct Answer {

@@ -41,13 +41,12 @@ constexpr std::array<Column, 16> kColumns = {{
      [](const FileResult& r, const Match&) {
          return r.status == FileStatus::kMatched ? std::to_string(r.probeMs) : std::string();
      }},
-    {"file_ms", [](const FileResult& r, const Match&) { return r.durationMs == 0 ? "" : std::to_string(r.durationMs); }},
+    {"file_ms",
+     [](const FileResult& r, const Match&) { return r.durationMs == 0 ? "" : std::to_string(r.durationMs); }},
     {"companions", [](const FileResult&, const Match& m) { return joined(m.companions); }},
     {"recording_path", [](const FileResult&, const Match& m) { return m.path; }},
-    {"error",
-     [](const FileResult& r, const Match&) {
-         return std::string(r.status == FileStatus::kError ? nameOf(r.error) : "");
-     }},
+    {"error", [](const FileResult& r,
+                 const Match&) { return std::string(r.status == FileStatus::kError ? nameOf(r.error) : ""); }},
     {"reason", [](const FileResult& r, const Match&) { return r.silent ? "silence" : r.reason; }},
 }};
 

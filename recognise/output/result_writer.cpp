@@ -14,7 +14,8 @@ struct Kind {
     const char* name;
     std::unique_ptr<ResultWriter> (*make)(std::ostream& out);
 };
-constexpr std::array<Kind, 4> kKinds = {{ // in the order of Format
+constexpr std::array<Kind, 4> kKinds = {{
+    // in the order of Format
     {"table", makeTableWriter},
     {"ndjson", makeNdjsonWriter},
     {"csv", makeCsvWriter},

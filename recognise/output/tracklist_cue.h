@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Track lists as CUE sheets. A sheet has 99 tracks at most. Unknown sound is a track; silence belongs to the track before
-// it.
+// Track lists as CUE sheets. A sheet has 99 tracks at most. Unknown sound is a track; silence belongs to the track
+// before it.
 #pragma once
 
 #include "recognise/output/tracklist_writer.h"

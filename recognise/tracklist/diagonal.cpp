@@ -90,8 +90,7 @@ std::optional<double> Diagonal::clearSpeed() const {
     }
     // Of a slope through evenly spread points whose deviation is 1.5 times their median scatter.
     const auto spanMs = static_cast<double>(points_.back().streamMs - points_.front().streamMs);
-    const double uncertainty =
-        1.5 * medianOf(scatter) * std::sqrt(12.0 / static_cast<double>(points_.size())) / spanMs;
+    const double uncertainty = 1.5 * medianOf(scatter) * std::sqrt(12.0 / static_cast<double>(points_.size())) / spanMs;
     if (std::abs(line.slope - 1) < std::max(kMinClearDeviation, 8 * uncertainty)) return std::nullopt;
     return line.slope;
 }

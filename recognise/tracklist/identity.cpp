@@ -20,8 +20,8 @@ bool Identity::isOf(const Match& match) const {
 }
 
 const Match* Identity::in(const Answer& answer) const {
-    const auto found = std::find_if(answer.matches.begin(), answer.matches.end(),
-                                    [this](const Match& match) { return isOf(match); });
+    const auto found =
+        std::find_if(answer.matches.begin(), answer.matches.end(), [this](const Match& match) { return isOf(match); });
     return found == answer.matches.end() ? nullptr : &*found;
 }
 

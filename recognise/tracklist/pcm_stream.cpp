@@ -41,7 +41,8 @@ uint32_t little(const uint8_t* bytes, int count) {
 
 bool hasName(const uint8_t* bytes, const char* name) { return std::memcmp(bytes, name, 4) == 0; }
 
-constexpr const char* kConvert = "; let FFmpeg convert it: ffmpeg -i INPUT -f wav -c:a pcm_s16le - | tarn-recognise --live -";
+constexpr const char* kConvert =
+    "; let FFmpeg convert it: ffmpeg -i INPUT -f wav -c:a pcm_s16le - | tarn-recognise --live -";
 
 } // namespace
 
@@ -72,7 +73,8 @@ size_t PcmStream::readSome(uint8_t* bytes, size_t count) {
         pollfd waitedFor{descriptor_, POLLIN, 0};
         const int ready = ::poll(&waitedFor, 1, kPollMs);
         if (ready == 0 || (ready < 0 && errno == EINTR)) {
-            if (waiting_.idleSeconds > 0 && Clock::now() - begin >= std::chrono::seconds(waiting_.idleSeconds)) return 0;
+            if (waiting_.idleSeconds > 0 && Clock::now() - begin >= std::chrono::seconds(waiting_.idleSeconds))
+                return 0;
             continue;
         }
         const ssize_t got = ready < 0 ? ready : ::read(descriptor_, bytes, count);
@@ -103,7 +105,8 @@ void PcmStream::readHeader() {
     while (readAll(chunk.data(), chunk.size())) {
         const uint32_t size = little(&chunk[4], 4);
         if (hasName(chunk.data(), "data")) {
-            if (format_.channels == 0) throw StreamError("the stream's samples come before their format" + std::string(kConvert));
+            if (format_.channels == 0)
+                throw StreamError("the stream's samples come before their format" + std::string(kConvert));
             if (size != 0 && size < kEndlessBytes) leftBytes_ = size;
             return;
         }

@@ -11,8 +11,8 @@ namespace tarn::recognise {
 
 class PieceTracker {
   public:
-    // A match of this confidence is sure by itself; otherwise two windows must name the recording on one diagonal, or two
-    // at all where the server gives no places. (An answer has 85 or more.)
+    // A match of this confidence is sure by itself; otherwise two windows must name the recording on one diagonal, or
+    // two at all where the server gives no places. (An answer has 85 or more.)
     static constexpr int kSureConfidence = 99;
     // A recording that is not heard for so long has ended; one that comes back before is one piece with a drop-out.
     static constexpr int64_t kGoneMs = 30'000;

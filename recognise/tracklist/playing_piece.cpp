@@ -84,7 +84,8 @@ int64_t PlayingPiece::startMs() const {
     if (const auto end = meter_->lastEnd(namedMs - kMaxSoundMs, namedMs - kMinSoundMs)) return *end;
     if (line_.count() > 0) {
         const int64_t zeroMs = std::llround(line_.streamAt(0));
-        if (zeroMs >= estimateMs - kMaxEarlyMs && zeroMs <= estimateMs + kMaxLateMs) return std::max<int64_t>(0, zeroMs);
+        if (zeroMs >= estimateMs - kMaxEarlyMs && zeroMs <= estimateMs + kMaxLateMs)
+            return std::max<int64_t>(0, zeroMs);
     }
     return estimateMs;
 }
@@ -125,8 +126,8 @@ void PlayingPiece::end(int64_t lastNamedMs, int64_t heardMs) {
     setSpeed();
     int64_t endMs = lastNamedMs + kHeardMs;
     const auto own = ownEndMs();
-    const auto silent = meter_ == nullptr ? std::nullopt
-                                          : meter_->firstStart(lastNamedMs + kMinSoundMs, lastNamedMs + kMaxSoundMs);
+    const auto silent =
+        meter_ == nullptr ? std::nullopt : meter_->firstStart(lastNamedMs + kMinSoundMs, lastNamedMs + kMaxSoundMs);
     if (silent) {
         endMs = *silent;
     } else if (own && std::abs(*own - endMs) <= kMaxOwnEndMs) {
@@ -139,7 +140,7 @@ void PlayingPiece::endWithStream(int64_t heardMs) {
     fix();
     setSpeed();
     const auto own = ownEndMs();
-    const bool isDone = own && *own < heardMs && *own > lastWindowMs_ + kMinSoundMs;
+    const bool isDone = own && *own<heardMs&& * own> lastWindowMs_ + kMinSoundMs;
     entry_.endMs = std::max(entry_.startMs + 1, isDone ? *own : heardMs);
 }
 

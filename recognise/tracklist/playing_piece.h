@@ -19,8 +19,8 @@ constexpr int64_t kHeardMs = 9'500;
 
 class PlayingPiece {
   public:
-    // match: of the window that begins at windowMs. firstNamedMs: the start of the first window that names it. Its start
-    // is an estimate until fix() has the line.
+    // match: of the window that begins at windowMs. firstNamedMs: the start of the first window that names it. Its
+    // start is an estimate until fix() has the line.
     PlayingPiece(const Match& match, int64_t windowMs, int64_t firstNamedMs, const LevelMeter& meter);
     // The recording begins anew.
     PlayingPiece(const Match& match, const Diagonal& line, int64_t windowMs);

@@ -41,8 +41,8 @@ class TrackLister {
     BorderFinder borders_;
     GapTracker gaps_;
     PieceTracker pieces_;
-    int64_t nextMs_ = 0;     // the start of the next window
-    int64_t answeredMs_ = 0; // windows stand for the stream up to here
+    int64_t nextMs_ = 0;       // the start of the next window
+    int64_t answeredMs_ = 0;   // windows stand for the stream up to here
     bool wasNotAsked_ = false; // the last window
     int failures_ = 0;         // in a row
     uint64_t asked_ = 0;
