@@ -38,14 +38,17 @@ class Destination {
         if (!descriptor_.isOpen()) {
             throw std::runtime_error(server::errnoText(server::inOneLine(file), "the output cannot be opened"));
         }
-        stream_ = std::make_unique<server::DescriptorStream>(descriptor_.get());
+        file_ = std::make_unique<server::DescriptorStream>(descriptor_.get());
     }
-    std::ostream& stream() { return stream_ ? *stream_ : standard_; }
+    std::ostream& stream() {
+        if (file_) return *file_;
+        return standard_;
+    }
 
   private:
     std::ostream& standard_;
     server::FileDescriptor descriptor_;
-    std::unique_ptr<server::DescriptorStream> stream_;
+    std::unique_ptr<server::DescriptorStream> file_;
 };
 
 std::vector<std::string> namesOf(const RunOptions& options) {

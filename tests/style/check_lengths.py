@@ -10,7 +10,7 @@ EXCEPTIONS = {  # a file, and why it stays in one piece
     "tests/records/plain_members.h": "a table: a line for each member of each record",
 }
 SUFFIXES = {".cpp", ".c", ".h", ".inc", ".py", ".sh", ".js", ".mjs", ".ts"}
-FOLDERS = ["app", "bench", "demo", "examples", "fuzz", "process", "sdk", "server", "src", "tests", "web"]
+FOLDERS = ["app", "bench", "demo", "examples", "fuzz", "process", "recognise", "sdk", "server", "src", "tests", "web"]
 
 
 def main(root):

@@ -3,7 +3,7 @@
 # Every source says under which licence it is. usage: check_licence.sh SOURCE
 set -eu
 cd "$1"
-without=$(find app bench cmake demo examples fuzz scripts sdk server src tests web .ci CMakeLists.txt \
+without=$(find app bench cmake demo examples fuzz process recognise scripts sdk server src tests web .ci CMakeLists.txt \
     -path fuzz/corpus -prune -o -path tests/data -prune -o \
     -type f ! -name '*.txt' ! -name '*.in' ! -name '*.md' -print -o -name CMakeLists.txt -print |
     xargs grep -L 'SPDX-License-Identifier: Apache-2.0') || true
