@@ -146,8 +146,8 @@ int runTracklist(const RunOptions& options, TracklistFormat format, std::ostream
         server::MediaProcess media; // before anything else is open
         Destination destination(options.output, out);
         Askers askers(options.asking, err);
-        const int status = runTracklist({.file = options.paths.front(), .format = format, .media = &media},
-                                        *askers.make(), destination.stream(), err);
+        const int status = listTracksOfFile({.file = options.paths.front(), .format = format, .media = &media},
+                                            *askers.make(), destination.stream(), err);
         return destination.stream().flush().good() ? status : server::kOutputLost;
     });
 }
@@ -163,7 +163,7 @@ int runLive(const RunOptions& options, TracklistFormat format, const std::option
         live.pcm = pcm;
         live.format = format;
         live.waiting.stop = [&signal] { return signal.hasCome(); };
-        const int status = runLive(live, *askers.make(), destination.stream(), err);
+        const int status = listTracksOfStream(live, *askers.make(), destination.stream(), err);
         return destination.stream().flush().good() ? status : server::kOutputLost;
     });
 }
