@@ -15,8 +15,14 @@ namespace tarn::recognise {
 
 namespace {
 
-// Results of files, and track lists.
-const std::vector<std::string> kFormats = {"table", "ndjson", "csv", "xml", "cue", "labels"};
+// Of results of files, then those that only track lists have.
+std::vector<std::string> allFormats() {
+    std::vector<std::string> names = formatNames();
+    for (const std::string& name : tracklistFormatNames()) {
+        if (std::ranges::find(names, name) == names.end()) names.push_back(name);
+    }
+    return names;
+}
 
 struct Given {
     RunOptions run;
@@ -42,20 +48,23 @@ std::string problemOf(const Given& given) {
     const RunOptions& options = given.run;
     const AskingOptions& asking = options.asking;
     const bool list = given.tracklist || given.live;
-    if (asking.server.empty() == asking.catalogue.empty()) return "name whom to ask: either --server or --catalogue";
+    if (asking.server.empty() == asking.catalogue.empty()) return "say what to ask: either --server or --catalogue";
     if (const std::string wrong = problemOfServer(asking.server); !wrong.empty()) return wrong;
     if (options.paths.empty() && options.listFile.empty())
         return "name a file or a folder, or a list with --files-from";
-    if (options.nullSeparated && options.listFile.empty()) return "--null belongs to --files-from";
-    if (list && (options.paths.size() != 1 || !options.listFile.empty())) return "a track list is of one file";
-    if (given.live && options.paths.front() != "-") return "--live reads standard input, which is called -";
-    if (!given.live && !given.pcm.empty()) return "--pcm belongs to --live";
-    if (!given.pcm.empty() && !pcmFormat(given.pcm)) return "--pcm wants a rate and channels, such as 44100,2";
-    if (list && !tracklistFormat(given.format)) return "a track list has no format " + given.format;
-    if (given.live && given.format == "cue") return "a CUE sheet cannot be written while a stream goes on";
+    if (options.nullSeparated && options.listFile.empty()) return "--null needs --files-from";
+    if (list && (options.paths.size() != 1 || !options.listFile.empty()))
+        return "a track list is of one file; name that file alone";
+    if (given.live && options.paths.front() != "-") return "--live reads standard input; give - as the only path";
+    if (!given.live && !given.pcm.empty()) return "--pcm needs --live";
+    if (!given.pcm.empty() && !pcmFormat(given.pcm))
+        return "--pcm must be a rate and a number of channels, such as 44100,2";
+    if (list && !tracklistFormat(given.format)) return "there are no track lists in the format " + given.format;
+    if (given.live && given.format == "cue")
+        return "--live has no format cue: a CUE sheet can only be written at the end";
     const std::vector<std::string> ofFiles = formatNames();
     if (!list && std::find(ofFiles.begin(), ofFiles.end(), given.format) == ofFiles.end()) {
-        return "the format " + given.format + " is one of track lists (--tracklist)";
+        return "the format " + given.format + " is for track lists; add --tracklist";
     }
     return {};
 }
@@ -94,7 +103,8 @@ void declareOptions(server::CommandLine& line) {
     program.flag("--tracklist", given->tracklist, "Say what plays from when to when in one long recording");
     program.flag("--live", given->live, "The same of a stream on standard input (-), while it goes on");
     program.textOrNothing("--pcm", given->pcm, "RATE,CHANNELS", "The stream is samples of 16 bits without a header");
-    program.oneOf("--format", given->format, kFormats, "table, ndjson, csv or xml; of track lists also cue or labels");
+    program.oneOf("--format", given->format, allFormats(),
+                  "table, ndjson, csv or xml; of track lists also cue or labels");
     program.textOrNothing("--output", run.output, "FILE", "Write results into this file");
     program.number("--jobs", run.jobs, 0, 256, "Files at a time; 0: one for each processor");
     program.number("--retries", asking.retries, 0, 100, "Further tries where the server is busy or does not answer");
