@@ -24,6 +24,6 @@ int main(int argc, char** argv) {
     tarn::server::MediaProcess media;
     tarn::server::CatalogueRecogniser catalogue(words[1]);
     CatalogueAsker asker(catalogue);
-    if (isLive) return runLive({0, std::nullopt, *format, {}}, asker, std::cout, std::cerr);
-    return runTracklist({words[3], *format, &media}, asker, std::cout, std::cerr);
+    if (isLive) return listTracksOfStream({0, std::nullopt, *format, {}}, asker, std::cout, std::cerr);
+    return listTracksOfFile({words[3], *format, &media}, asker, std::cout, std::cerr);
 }

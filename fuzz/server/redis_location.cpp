@@ -66,5 +66,6 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!text.starts_with(kScheme) || text.find(kPassword) != std::string::npos) return 0;
     const std::string after = text.substr(kScheme.size());
     if (const auto location = read("redis://user:" + kPassword + "@" + after, true)) check(*location);
+    REQUIRE(!read("rediss://user:" + kPassword + "@" + after, true));
     return 0;
 }

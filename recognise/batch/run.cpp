@@ -38,17 +38,17 @@ class Destination {
         if (!descriptor_.isOpen()) {
             throw std::runtime_error(server::errnoText(server::inOneLine(file), "the output cannot be opened"));
         }
-        stream_ = std::make_unique<server::DescriptorStream>(descriptor_.get());
+        file_ = std::make_unique<server::DescriptorStream>(descriptor_.get());
     }
     std::ostream& stream() {
-        if (stream_ == nullptr) return standard_;
-        return *stream_;
+        if (file_) return *file_;
+        return standard_;
     }
 
   private:
     std::ostream& standard_;
     server::FileDescriptor descriptor_;
-    std::unique_ptr<server::DescriptorStream> stream_;
+    std::unique_ptr<server::DescriptorStream> file_;
 };
 
 std::vector<std::string> namesOf(const RunOptions& options) {
@@ -146,8 +146,8 @@ int runTracklist(const RunOptions& options, TracklistFormat format, std::ostream
         server::MediaProcess media; // before anything else is open
         Destination destination(options.output, out);
         Askers askers(options.asking, err);
-        const int status = runTracklist({.file = options.paths.front(), .format = format, .media = &media},
-                                        *askers.make(), destination.stream(), err);
+        const int status = listTracksOfFile({.file = options.paths.front(), .format = format, .media = &media},
+                                            *askers.make(), destination.stream(), err);
         return destination.stream().flush().good() ? status : server::kOutputLost;
     });
 }
@@ -163,7 +163,7 @@ int runLive(const RunOptions& options, TracklistFormat format, const std::option
         live.pcm = pcm;
         live.format = format;
         live.waiting.stop = [&signal] { return signal.hasCome(); };
-        const int status = runLive(live, *askers.make(), destination.stream(), err);
+        const int status = listTracksOfStream(live, *askers.make(), destination.stream(), err);
         return destination.stream().flush().good() ? status : server::kOutputLost;
     });
 }

@@ -65,7 +65,7 @@ int listFile(const TracklistOptions& options, server::MediaProcess& media, Asker
 
 } // namespace
 
-int runTracklist(const TracklistOptions& options, Asker& asker, std::ostream& out, std::ostream& err) {
+int listTracksOfFile(const TracklistOptions& options, Asker& asker, std::ostream& out, std::ostream& err) {
     try {
         if (options.media != nullptr) return listFile(options, *options.media, asker, out, err);
         server::MediaProcess media;
@@ -76,11 +76,11 @@ int runTracklist(const TracklistOptions& options, Asker& asker, std::ostream& ou
     }
 }
 
-int runLive(const LiveOptions& options, Asker& asker, std::ostream& out, std::ostream& err) {
+int listTracksOfStream(const LiveOptions& options, Asker& asker, std::ostream& out, std::ostream& err) {
     const std::string name = "live";
     const auto writer = makeEventWriter(options.format, out);
     if (writer == nullptr) {
-        err << "a CUE sheet cannot be written while a stream goes on; choose ndjson, csv, labels or table\n";
+        err << "a CUE sheet can only be written at the end of a stream; choose ndjson, csv, labels or table\n";
         return kListUnreadable;
     }
     try {

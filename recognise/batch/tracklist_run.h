@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The two commands that make track lists: of a file, and of a stream while it goes on.
+// Track lists: of a file, and of a stream while it goes on.
 #pragma once
 
 #include "audio/media_process.h"
@@ -37,7 +37,7 @@ constexpr int kListNotAsked = 3;   // a part could not be asked
 
 // What is found goes to out, what is wrong to err, a line each. What was found before something went wrong is written.
 // Reading ends early when out cannot be written.
-int runTracklist(const TracklistOptions& options, Asker& asker, std::ostream& out, std::ostream& err);
-int runLive(const LiveOptions& options, Asker& asker, std::ostream& out, std::ostream& err);
+int listTracksOfFile(const TracklistOptions& options, Asker& asker, std::ostream& out, std::ostream& err);
+int listTracksOfStream(const LiveOptions& options, Asker& asker, std::ostream& out, std::ostream& err);
 
 } // namespace tarn::recognise

@@ -68,6 +68,13 @@ class EventLineWriter : public EventWriter {
 
 } // namespace
 
+std::vector<std::string> tracklistFormatNames() {
+    std::vector<std::string> names;
+    names.reserve(kFormats.size());
+    for (const auto& [name, format] : kFormats) names.emplace_back(name);
+    return names;
+}
+
 std::optional<TracklistFormat> tracklistFormat(std::string_view name) {
     for (const auto& [known, format] : kFormats) {
         if (known == name) return format;

@@ -10,12 +10,14 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tarn::recognise {
 
 enum class TracklistFormat { kTable, kJson, kCsv, kCue, kLabels };
 
-// "table", "ndjson", "csv", "cue", "labels".
+std::vector<std::string> tracklistFormatNames();
+// Nothing for another name than those.
 std::optional<TracklistFormat> tracklistFormat(std::string_view name);
 
 class TracklistWriter {

@@ -7,30 +7,28 @@
 
 namespace tarn::server {
 
-std::string shownLocation(const std::string& location) {
-    return isRedisLocation(location) ? redis::withoutLogin(location) : location;
-}
+std::string shownLocation(const std::string& location) { return redis::withoutLogin(location); }
 
 std::optional<int64_t> lastWritten(const std::string& location) {
-    if (isRedisLocation(location)) return std::nullopt;
+    if (redis::isAddress(location)) return std::nullopt;
     return lmdb::lastWritten(location);
 }
 
 void expectPlaceForCopy(const std::string& destination) {
-    if (!isRedisLocation(destination)) return;
+    if (!redis::isAddress(destination)) return;
     throw CatalogueError(
         shownLocation(destination) +
-        " is no folder, and a copy goes to a folder; to fill Redis servers, run tarn-server export "
+        " is not a folder, and a copy goes to a folder; to fill Redis servers, run tarn-server export "
         "--catalogue FOLDER and give its output to tarn-server import --catalogue redis://HOST:PORT -");
 }
 
 std::unique_ptr<StoreReader> openStoreReader(const std::string& location) {
-    if (isRedisLocation(location)) return openRedisReader(location);
+    if (redis::isAddress(location)) return openRedisReader(location);
     return lmdb::openReader(location);
 }
 
 std::unique_ptr<StoreWriter> openStoreWriter(const std::string& location, bool make) {
-    if (isRedisLocation(location)) return openRedisWriter(location, make);
+    if (redis::isAddress(location)) return openRedisWriter(location, make);
     return lmdb::openWriter(location, make);
 }
 

@@ -9,9 +9,9 @@
 #include "http/listen_socket.h"
 #include "http/metrics.h"
 #include "http/page.h"
+#include "http/replying.h"
 #include "http/request_facts.h"
 #include "http/request_framing.h"
-#include "protocol/match_place.h"
 #include "json/problem.h"
 
 #include <atomic>
@@ -37,16 +37,6 @@ constexpr auto kFirstLook = std::chrono::seconds(5);
 Connection& connectionOf(MHD_Connection* connection) {
     const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
     return *static_cast<Connection*>(info->socket_context);
-}
-
-HttpResponse responseOf(const Reply& reply) {
-    HttpResponse response = reply.status == 503 ? tryAgainLater(reply.body) : HttpResponse{reply.status, reply.body};
-    if (reply.status == 200) response.type = "application/octet-stream";
-    if (reply.type != nullptr) response.type = reply.type;
-    response.headers.insert(response.headers.end(), reply.headers.begin(), reply.headers.end());
-    if (!reply.match.empty()) response.headers.emplace_back(kMatchHeader, reply.match);
-    response.closeConnection = reply.closeConnection;
-    return response;
 }
 
 } // namespace
@@ -181,17 +171,8 @@ MHD_Result HttpServer::Impl::sendReply(MHD_Connection* connection, Exchange& exc
 }
 
 MHD_Result HttpServer::Impl::send(MHD_Connection* connection, const HttpResponse& response) {
-    // The library asks for bytes that may be written, copies them and writes nothing.
-    std::string bytes = response.body;
-    MHD_Response* made = MHD_create_response_from_buffer(bytes.size(), bytes.data(), MHD_RESPMEM_MUST_COPY);
-    if (made == nullptr) return MHD_NO;
-    MHD_add_response_header(made, "Content-Type", response.type);
-    MHD_add_response_header(made, "Cache-Control", response.caching);
-    for (const auto& [name, value] : response.headers) MHD_add_response_header(made, name, value.c_str());
-    if (response.closeConnection || stopping_) MHD_add_response_header(made, "Connection", "close");
     connections_.setTurn(connectionOf(connection), false);
-    const MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(response.status), made);
-    MHD_destroy_response(made);
+    const MHD_Result queued = queueResponse(connection, response, stopping_);
     metrics_.response(response.status);
     return queued;
 }

@@ -29,7 +29,7 @@ allow app kvx.h
 allow server kvx.h core/packet_layout.h fingerprint/letter_stream.h
 allow recognise kvx.h
 allow web kvx.h fingerprint/session.h
-if grep -rnE '^#include "(app|server|web|commands|catalogue|matching|protocol)/' sdk src; then
+if grep -rnE '^#include "(app|server|recognise|web|commands|catalogue|matching|protocol)/' sdk src; then
     echo "the library includes what stands above it"
     status=1
 fi
@@ -41,60 +41,48 @@ if grep -rnE '^#include "fingerprint/plain/' sdk src --include='*.h' --include='
 fi
 [ -e sdk/fingerprint/plain/ticks.h ] || { echo "sdk/fingerprint/plain is gone: is anything looked at?"; status=1; }
 
-# room FOLDER FOLDER...: the server's first folder may include the others, and itself.
+# room FOLDER NAME...: the sources of a folder may include the folders of these names, as #include writes them, and
+# their own folder.
 rooms=
 room() {
     inside=$1
     rooms="$rooms $inside"
-    allowed_rooms=$(echo "$*" | tr ' ' '|')
-    found=$(grep -rhoE '^#include "[a-z]+/' "server/$inside" | sed 's/.*"//; s,/,,' | sort -u)
-    [ -n "$found" ] || { echo "server/$inside includes nothing: is anything looked at?"; status=1; }
-    for other in $found; do
-        [ -d "server/$other" ] || continue
-        echo "$other" | grep -qxE "$allowed_rooms" && continue
-        echo "server/$inside includes server/$other, and may include: $*"
-        status=1
-    done
-}
-room base
-room model base
-room protocol base model
-room coding base model protocol
-room json base model protocol coding
-room catalogue base model coding
-room matching base model coding catalogue
-room audio base model
-room ingest base model coding audio
-room accounts base model
-room http base model protocol json
-# step FOLDER FOLDER...: the first folder of recognise/ may include the others (those of recognise/ by that name, else the
-# server's), and itself.
-steps=
-step() {
-    inside=$1
-    steps="$steps $inside"
-    allowed_steps=$(echo "recognise/$*" | tr ' ' '|')
-    found=$(grep -rhoE '^#include "(recognise/)?[a-z]+/' "recognise/$inside" | sed 's/.*"//; s,/$,,' | sort -u)
-    [ -n "$found" ] || { echo "recognise/$inside includes nothing: is anything looked at?"; status=1; }
+    shift
+    allowed_rooms=$(echo "${inside#server/} $*" | tr ' ' '|')
+    found=$(grep -rhoE '^#include "(recognise/)?[a-z]+/' "$inside" | sed 's/.*"//; s,/$,,' | sort -u)
+    [ -n "$found" ] || { echo "$inside includes nothing: is anything looked at?"; status=1; }
     for other in $found; do
         [ -d "$other" ] || [ -d "server/$other" ] || continue
-        echo "$other" | grep -qxE "$allowed_steps" && continue
-        echo "recognise/$inside includes $other, and may include: $*"
+        echo "$other" | grep -qxE "$allowed_rooms" && continue
+        echo "$inside includes $other, and may include: $*"
         status=1
     done
 }
-step model recognise/model
-step json recognise/model base
-step cache recognise/model recognise/json base
-step asking recognise/model recognise/cache base model coding protocol matching catalogue
-step files recognise/model base model coding audio
-step tracklist recognise/model base model coding audio
-step output recognise/model recognise/json recognise/tracklist base
-step batch recognise/model recognise/asking recognise/tracklist coding commands recognise/cache recognise/files recognise/output base audio ingest
-for folder in recognise/*/; do
-    folder=$(basename "$folder")
-    echo "$steps" | grep -qw "$folder" && continue
-    echo "recognise/$folder has no line here"
+room server/base
+room server/model base
+room server/protocol base model
+room server/coding base model protocol
+room server/json base model protocol coding
+room server/catalogue base model coding
+room server/matching base model coding catalogue
+room server/audio base model
+room server/ingest base model coding audio
+room server/accounts base model
+room server/http base model protocol json
+room recognise/model
+room recognise/json recognise/model base
+room recognise/cache recognise/model recognise/json base
+room recognise/asking recognise/model recognise/cache base model coding protocol matching catalogue
+room recognise/files recognise/model base model coding audio
+room recognise/tracklist recognise/model base model coding audio
+room recognise/output recognise/model recognise/json recognise/tracklist base
+room recognise/batch recognise/model recognise/asking recognise/tracklist recognise/cache recognise/files recognise/output coding commands base audio ingest
+# The commands may include all folders of the server. No folder is forgotten.
+for folder in server/*/ recognise/*/; do
+    folder=${folder%/}
+    case $folder in server/systemd | server/commands) continue ;; esac
+    echo "$rooms" | tr ' ' '\n' | grep -qxF "$folder" && continue
+    echo "$folder has no line here"
     status=1
 done
 # Integers of the wire pass through the two cursors of util/bytes.h. kvx.h and core/memory_hooks.cpp declare the hooks.
@@ -103,11 +91,4 @@ users=$(grep -rlE 'KVXMemCopy[23]' sdk src | LC_ALL=C sort | tr '\n' ' ')
     echo "the hooks for integers are used in: $users"
     status=1
 }
-# The commands may include all of them. No folder is forgotten.
-for folder in server/*/; do
-    folder=$(basename "$folder")
-    [ "$folder" = systemd ] || [ "$folder" = commands ] || echo "$rooms" | grep -qw "$folder" && continue
-    echo "server/$folder has no line here"
-    status=1
-done
 exit $status

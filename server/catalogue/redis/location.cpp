@@ -4,6 +4,7 @@
 #include "catalogue/errors.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdlib>
 
@@ -12,6 +13,8 @@ namespace tarn::server::redis {
 namespace {
 
 constexpr std::string_view kScheme = "redis://";
+constexpr std::string_view kName = "redis";
+constexpr std::string_view kEncryptedName = "rediss"; // by TLS, which Debian's client library cannot do
 constexpr uint32_t kMaxTimeoutMs = 600'000;
 constexpr uint32_t kMaxCacheMegabytes = 65536;
 
@@ -35,6 +38,14 @@ bool isNameLetter(char letter) {
            letter == '-' || letter == '_' || letter == '.';
 }
 
+// What stands before the first ":", in small letters; empty where that is no scheme.
+std::string schemeOf(std::string_view text) {
+    std::string scheme(text.substr(0, text.find(':')));
+    if (scheme.size() == text.size() || !std::ranges::all_of(scheme, isNameLetter)) return {};
+    for (char& letter : scheme) letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+    return scheme;
+}
+
 } // namespace
 
 std::string toText(const Address& address) {
@@ -51,32 +62,38 @@ std::optional<Address> addressIn(std::string_view text) {
     return address;
 }
 
+bool isAddress(std::string_view text) {
+    const std::string scheme = schemeOf(text);
+    if (scheme == kName || scheme == kEncryptedName) return true;
+    return !scheme.empty() && text.substr(scheme.size() + 1).starts_with("//");
+}
+
 std::string withoutLogin(std::string_view text) {
     const size_t end = text.rfind('@');
-    if (!text.starts_with(kScheme) || end == std::string_view::npos) return std::string(text);
-    return std::string(kScheme) + std::string(text.substr(end + 1));
+    if (!isAddress(text) || end == std::string_view::npos) return std::string(text);
+    return std::string(text.substr(0, text.find(':'))) + "://" + std::string(text.substr(end + 1));
 }
 
 Location locationIn(const std::string& text) {
     Location location;
     std::string_view rest = text;
-    if (!rest.starts_with(kScheme))
-        throw CatalogueError("expected " + std::string(kScheme) + "HOST:PORT[,HOST:PORT...]");
+    location.shown = withoutLogin(text);
+    const auto wrong = [&](const std::string& what) { return CatalogueError(location.shown + ": " + what); };
+    if (schemeOf(text) == kEncryptedName) {
+        throw wrong("the connection cannot be encrypted; use redis:// on a network of its own or through a tunnel");
+    }
+    if (!rest.starts_with(kScheme)) throw wrong("a catalogue is a folder or redis://HOST:PORT[,HOST:PORT...]");
     rest.remove_prefix(kScheme.size());
     const size_t end = rest.rfind('@');
     const std::string_view login = end == std::string_view::npos ? std::string_view() : rest.substr(0, end);
     if (end != std::string_view::npos) rest.remove_prefix(end + 1);
-    location.shown = withoutLogin(text);
-    const auto wrong = [&](const std::string& what) { return CatalogueError(location.shown + ": " + what); };
-
     const size_t colon = std::min(login.find(':'), login.size());
     location.user = login.substr(0, colon);
     location.password = login.substr(std::min(colon + 1, login.size()));
     const char* secret = std::getenv("TARN_REDIS_PASSWORD");
     if (location.password.empty() && secret != nullptr) location.password = secret;
     if (!location.user.empty() && location.password.empty()) {
-        throw wrong("the user \"" + location.user +
-                    "\" has no password: write USER:PASSWORD@ or set TARN_REDIS_PASSWORD");
+        throw wrong("there is a user but no password; write USER:PASSWORD@ or set TARN_REDIS_PASSWORD");
     }
 
     for (std::string_view options = takeAfter(rest, '?'); !options.empty();) {

@@ -36,7 +36,11 @@ struct Location {
     size_t cacheBytes = size_t{128} << 20; // of lists that a reader keeps from one commit to the next
 };
 
-// What may be shown of a location, be it right or wrong: all but user and password.
+// Whether a text is meant as an address, right or wrong: it begins with a scheme and "//", or with "redis:". Every
+// other text is a folder.
+bool isAddress(std::string_view text);
+
+// What may be shown of a text: of an address, be it right or wrong, all but user and password.
 std::string withoutLogin(std::string_view text);
 
 // Throws CatalogueError that says what is wrong.

@@ -13,8 +13,6 @@
 
 namespace tarn::server {
 
-inline bool isRedisLocation(std::string_view location) { return location.starts_with("redis://"); }
-
 std::unique_ptr<StoreReader> openRedisReader(const std::string& location);
 std::unique_ptr<StoreWriter> openRedisWriter(const std::string& location, bool make);
 

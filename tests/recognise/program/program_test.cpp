@@ -17,10 +17,10 @@
 
 namespace {
 
+using kvxtest::CatalogueService;
 using kvxtest::Ended;
 using kvxtest::knownCatalogue;
 using kvxtest::melody;
-using kvxtest::Service;
 using Json = nlohmann::json;
 using testing::HasSubstr;
 
@@ -48,7 +48,7 @@ class Program : public testing::Test {
         return all;
     }
     Ended run(const std::vector<std::string>& more) const { return kvxtest::runProgram(words(more)); }
-    Ended ask(const Service& service, const std::vector<std::string>& more) const {
+    Ended ask(const CatalogueService& service, const std::vector<std::string>& more) const {
         std::vector<std::string> all = {"--server", "http://" + service.address() + "/", "--format", "ndjson"};
         all.insert(all.end(), more.begin(), more.end());
         return run(all);
@@ -71,7 +71,7 @@ class Program : public testing::Test {
 };
 
 TEST_F(Program, GetsTheSameAnswersFromAServerAndFromItsCatalogue) {
-    const Service service(knownCatalogue(), knownCatalogue().catalogue());
+    const CatalogueService service(knownCatalogue(), knownCatalogue().catalogue());
     const Ended asked = ask(service, knownFiles());
     EXPECT_EQ(asked.status, 0) << asked.err;
     std::vector<std::string> words = {"--catalogue", knownCatalogue().catalogue().string(), "--format", "ndjson"};
@@ -96,7 +96,7 @@ TEST_F(Program, GetsTheSameAnswersFromAServerAndFromItsCatalogue) {
 }
 
 TEST_F(Program, SaysByItsStatusWhatCameOfTheFiles) {
-    const Service service(knownCatalogue(), knownCatalogue().catalogue());
+    const CatalogueService service(knownCatalogue(), knownCatalogue().catalogue());
     const std::string known = knownCatalogue().file(3);
     const std::string missing = folder_.file("missing.wav");
     EXPECT_EQ(ask(service, {known}).status, 0);
@@ -204,7 +204,7 @@ TEST_F(Program, GivesTheExpectedResultForEveryFile) {
         list += folder_.file(each.name) + '\0';
     }
     put(folder_ / "list", list);
-    const Service service(knownCatalogue(), knownCatalogue().catalogue());
+    const CatalogueService service(knownCatalogue(), knownCatalogue().catalogue());
     for (int round = 0; round < 2; ++round) { // the second by the cache
         const Ended ended = ask(service, {"--files-from", folder_.file("list"), "-0"});
         EXPECT_EQ(ended.status, 2);
@@ -233,7 +233,7 @@ TEST_F(Program, AsksForNothingTwiceAfterItWasKilled) {
     for (uint32_t i = 0; i < kFiles; ++i) {
         kvxtest::writeMusic(folder_ / "music" / (std::to_string(i) + ".wav"), melody(500 + i, 9));
     }
-    const Service service(knownCatalogue(), knownCatalogue().catalogue());
+    const CatalogueService service(knownCatalogue(), knownCatalogue().catalogue());
     const std::vector<std::string> all =
         words({"--server", "http://" + service.address(), "--format", "ndjson", folder_.file("music")});
     size_t onTheWay = 0;

@@ -33,7 +33,7 @@ Ran list(const Script& script, const std::string& file, TracklistFormat format) 
     ScriptedAsker asker(script);
     std::ostringstream out;
     std::ostringstream err;
-    const int status = runTracklist({file, format, nullptr}, asker, out, err);
+    const int status = listTracksOfFile({file, format, nullptr}, asker, out, err);
     return {status, out.str(), err.str()};
 }
 
@@ -44,7 +44,7 @@ Ran live(const Script& script, const std::string& file, const LiveOptions& optio
     const tarn::server::FileDescriptor stream(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     LiveOptions all = options;
     all.descriptor = stream.get();
-    const int status = runLive(all, asker, out, err);
+    const int status = listTracksOfStream(all, asker, out, err);
     return {status, out.str(), err.str()};
 }
 
@@ -109,7 +109,7 @@ TEST_F(Tracklist, SaysWhatACueSheetHasNoRoomFor) {
     std::ostringstream out;
     std::ostringstream err;
     const std::string file = written("mix.wav", wavOf(samplesOf({450, {}})));
-    EXPECT_EQ(runTracklist({file, TracklistFormat::kCue, nullptr}, asker, out, err), kListComplete);
+    EXPECT_EQ(listTracksOfFile({file, TracklistFormat::kCue, nullptr}, asker, out, err), kListComplete);
     EXPECT_THAT(out.str(), HasSubstr("TRACK 99 AUDIO"));
     EXPECT_THAT(err.str(), HasSubstr("left out, because a CUE sheet holds 99; choose another format"));
 }
@@ -133,7 +133,7 @@ TEST_F(Tracklist, OfAStream) {
 TEST_F(Tracklist, RefusesStreamsAndFormatsThatCannotBe) {
     const Ran none = live(kMix, written("a.mp3", Bytes(100, 'x')), {});
     EXPECT_EQ(none.status, kListUnreadable);
-    EXPECT_THAT(none.err, HasSubstr("live: the stream is no WAV"));
+    EXPECT_THAT(none.err, HasSubstr("live: the stream is not WAV"));
     LiveOptions cue;
     cue.format = TracklistFormat::kCue;
     EXPECT_EQ(live(kMix, written("b.wav", wavOf({})), cue).status, kListUnreadable);
@@ -154,7 +154,7 @@ TEST_F(Tracklist, EndsWhenNobodyReadsIt) {
     out.setstate(std::ios::badbit);
     std::ostringstream err;
     const std::string file = written("long.wav", wavOf(samplesOf({600, {}})));
-    runTracklist({file, TracklistFormat::kLabels, nullptr}, asker, out, err);
+    listTracksOfFile({file, TracklistFormat::kLabels, nullptr}, asker, out, err);
     EXPECT_LE(asker.asked, 3); // of 148 windows
 }
 

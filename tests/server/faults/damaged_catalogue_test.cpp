@@ -221,7 +221,7 @@ class Trial {
     void serve() {
         if (damage_.asNobody) return; // the service runs as it is started
         prepareDamage();
-        Service service(known_, copy_);
+        CatalogueService service(known_, copy_);
         ASSERT_TRUE(service.isUp()) << service.log();
         for (const uint32_t piece : {2U, 4U}) {
             const HttpAnswer answer = exchange(service.port(), known_.request(piece));

@@ -81,7 +81,7 @@ TEST_F(DamagedRecording, IsNamedByEveryLookAndTheOthersAreShown) {
 }
 
 TEST_F(DamagedRecording, IsPassedOverByTheServiceAndLoggedOnce) {
-    Service service(known_, damaged());
+    CatalogueService service(known_, damaged());
     ASSERT_TRUE(service.isUp());
     for (const uint32_t piece : {3U, 4U, 6U, kDamagedPiece, kDamagedPiece}) {
         SCOPED_TRACE(piece);

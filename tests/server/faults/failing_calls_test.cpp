@@ -100,7 +100,7 @@ TEST(FailingCalls, OfServeAreNeverAnEmptyAnswer) {
         std::vector<int> statuses;
         failing.fail(call, error);
         FailingCalls::preload();
-        Service service(known, known.catalogue());
+        CatalogueService service(known, known.catalogue());
         unsetenv("LD_PRELOAD");
         if (!service.isUp()) {
             EXPECT_EQ(service.wait(), 1);

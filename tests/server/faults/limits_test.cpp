@@ -39,7 +39,7 @@ TEST(TooFewDescriptors, OfTheServiceAreNeverAnEmptyAnswer) {
     const FailingCalls failing;
     failing.fail(0, {"EMFILE", EMFILE});
     FailingCalls::preload();
-    Service service(known, copy);
+    CatalogueService service(known, copy);
     unsetenv("LD_PRELOAD");
     ASSERT_TRUE(service.isUp()) << service.log();
     const std::array<std::string, 2> requests = {known.request(2), known.request(4)};

@@ -16,13 +16,13 @@ using namespace kvxtest;
 using testing::HasSubstr;
 
 // The service's own look at its catalogue comes once a second: waits until it says so.
-void awaitHealth(const Service& service, int status) {
+void awaitHealth(const CatalogueService& service, int status) {
     while (exchange(service.port(), getOf("/health")).status != status) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
 }
 
-std::string metrics(const Service& service) { return exchange(service.port(), getOf("/metrics")).body; }
+std::string metrics(const CatalogueService& service) { return exchange(service.port(), getOf("/metrics")).body; }
 
 } // namespace
 
@@ -52,7 +52,7 @@ TEST(NoCatalogue, IsMadeByAddAloneAndIsNoEmptyOneToTheOthers) {
 TEST(NoCatalogue, IsToldByTheServiceWhichWaitsForOne) {
     const KnownCatalogue& known = knownCatalogue();
     const TemporaryDirectory folder;
-    Service service(known, folder / "c");
+    CatalogueService service(known, folder / "c");
     ASSERT_TRUE(service.isUp());
     EXPECT_EQ(exchange(service.port(), known.request(0)).status, 503);
     awaitHealth(service, 503);
@@ -71,7 +71,7 @@ TEST(VanishedCatalogue, Is503UntilItIsBackAndTheLogSaysBoth) {
     for (const bool whole : {true, false}) {
         SCOPED_TRACE(whole);
         const fs::path copy = known.copy();
-        Service service(known, copy);
+        CatalogueService service(known, copy);
         ASSERT_TRUE(service.isUp());
         EXPECT_EQ(exchange(service.port(), request).status, 200);
         awaitHealth(service, 200);

@@ -105,9 +105,9 @@ inline KnownCatalogue& knownCatalogue() {
 }
 
 // The program's service over a catalogue.
-class Service : public ServiceProcess {
+class CatalogueService : public ServiceProcess {
   public:
-    Service(const KnownCatalogue& known, const std::filesystem::path& catalogue)
+    CatalogueService(const KnownCatalogue& known, const std::filesystem::path& catalogue)
         : ServiceProcess({serverProgram(), "serve", "--listen", "127.0.0.1:0", "--workers", "1", "--catalogue",
                           catalogue.string(), "--accounts", known.accounts().string()}) {}
 
