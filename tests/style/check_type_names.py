@@ -3,10 +3,10 @@
 """No two sources define a type of the same namespace and name: the linker takes one definition of its functions for
 both, without a word, and the program crashes. usage: check_type_names.py SOURCE"""
 import re
+import subprocess
 import sys
 from pathlib import Path
 
-FOLDERS = ["app", "bench", "demo", "fuzz", "process", "recognise", "sdk", "server", "src", "tests", "web"]
 SUFFIXES = {".cpp", ".h", ".inc"}
 # A comment, a text or a character, none of which has braces that count.
 UNCOUNTED = re.compile(
@@ -70,7 +70,8 @@ PLANTED = [
 def main(root):
     wrong = [f"this check is wrong about:\n{one}\n{other}" for one, other, clash in PLANTED
              if bool(clashes([("one.h", one), ("other.h", other)])) != clash]
-    paths = [path for folder in FOLDERS for path in sorted((root / folder).rglob("*")) if path.suffix in SUFFIXES]
+    folders = subprocess.run([root / "scripts/source-folders", "all"], check=True, capture_output=True, text=True).stdout
+    paths = [path for folder in folders.split() for path in sorted((root / folder).rglob("*")) if path.suffix in SUFFIXES]
     sources = [(path.relative_to(root).as_posix(), path.read_text(encoding="utf-8")) for path in paths]
     found = clashes(sources)
     count = sum(len(types_in(text)) for _, text in sources)
