@@ -34,11 +34,15 @@ class CatalogueWriter {
     CatalogueWriter(const CatalogueWriter&) = delete;
     CatalogueWriter& operator=(const CatalogueWriter&) = delete;
 
-    // Adds, or replaces the recording of the same contentHash, which gets another id only where its letters differ.
-    // Durable and visible after the next commit().
+    // Adds, or replaces the recording of the same contentHash, which gets another id only where its letters differ, and
+    // keeps its paths among the other paths, of which there are 100 at most. Durable and visible after the next
+    // commit().
     enum class Outcome { kAdded, kUpdated };
     Outcome put(const Recording& recording);
     bool remove(uint32_t id);
+    // From now on the recording has these paths, the first as the one that was read last. false: there is none of that
+    // id, or no path.
+    bool keepPaths(uint32_t id, std::vector<std::string> paths);
     bool contains(const std::string& contentHash);
     // A file that was read before and has not changed (size, modification time) needs no decoding. thoroughly: unless
     // its recording is damaged.

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <map>
 #include <string_view>
 
@@ -28,6 +29,19 @@ bool haveSameLetters(const Recording& a, const Recording& b) {
         }
     }
     return true;
+}
+
+// A folder of silent files is one recording, and each of them would make it longer.
+constexpr size_t kMaxOtherPaths = 100;
+
+void addPathsOf(const Recording& old, Recording& recording) {
+    const auto add = [&](const std::string& path) {
+        std::vector<std::string>& paths = recording.otherPaths;
+        if (path.empty() || path == recording.path || paths.size() >= kMaxOtherPaths) return;
+        if (std::find(paths.begin(), paths.end(), path) == paths.end()) paths.push_back(path);
+    };
+    add(old.path);
+    for (const std::string& path : old.otherPaths) add(path);
 }
 
 } // namespace
@@ -155,9 +169,10 @@ struct CatalogueWriter::Impl {
         return state.nextId++;
     }
 
-    // The id under which the recording goes on, or 0: it must have another.
-    uint32_t replaced(uint32_t known, const Recording& recording) {
+    // The id under which the recording goes on, or 0: it must have another. It takes over the paths that are known.
+    uint32_t replaced(uint32_t known, Recording& recording) {
         const std::optional<Recording> old = unpackRecording(get(recordingKey(known)).value_or(""));
+        if (old) addPathsOf(*old, recording);
         if (!old || !haveSameLetters(*old, recording)) {
             remove(known);
             return 0;
@@ -166,7 +181,7 @@ struct CatalogueWriter::Impl {
         return known;
     }
 
-    Outcome put(const Recording& recording) {
+    Outcome put(Recording recording) {
         const uint32_t known = find(recording.contentHash);
         uint32_t id = known == 0 ? 0 : replaced(known, recording);
         if (id == 0) {
@@ -178,6 +193,15 @@ struct CatalogueWriter::Impl {
         changes[hashKey(recording.contentHash)] = packIds({id});
         link(recording, id, true);
         return known == 0 ? Outcome::kAdded : Outcome::kUpdated;
+    }
+
+    bool keepPaths(uint32_t id, std::vector<std::string> paths) {
+        std::optional<Recording> recording = unpackRecording(get(recordingKey(id)).value_or(""));
+        if (!recording || paths.empty()) return false;
+        recording->path = std::move(paths.front());
+        recording->otherPaths.assign(std::make_move_iterator(paths.begin() + 1), std::make_move_iterator(paths.end()));
+        changes[recordingKey(id)] = packRecording(*recording);
+        return true;
     }
 
     // Visits every recording's id in waves: the values, and the first id of them.
@@ -279,6 +303,10 @@ CatalogueWriter::~CatalogueWriter() = default;
 CatalogueWriter::Outcome CatalogueWriter::put(const Recording& recording) { return impl_->put(recording); }
 bool CatalogueWriter::remove(uint32_t id) { return impl_->remove(id); }
 bool CatalogueWriter::contains(const std::string& contentHash) { return impl_->find(contentHash) != 0; }
+
+bool CatalogueWriter::keepPaths(uint32_t id, std::vector<std::string> paths) {
+    return impl_->keepPaths(id, std::move(paths));
+}
 
 bool CatalogueWriter::isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, bool thoroughly) {
     const std::optional<FileEntry> entry = unpackFileEntry(impl_->get(fileKey(path)).value_or(""));

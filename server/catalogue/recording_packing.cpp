@@ -67,17 +67,28 @@ std::optional<std::string> inflated(std::string_view bytes, uint64_t size) {
     return out;
 }
 
+void appendText(std::string& out, std::string_view text) {
+    appendVarint(out, text.size());
+    out += text;
+}
+
+std::optional<std::string_view> takeText(std::string_view& bytes) {
+    const std::optional<uint64_t> length = takeVarint(bytes);
+    if (!length || *length > bytes.size()) return std::nullopt;
+    const std::string_view text = bytes.substr(0, static_cast<size_t>(*length));
+    bytes.remove_prefix(text.size());
+    return text;
+}
+
 } // namespace
 
 std::string packRecording(const Recording& recording) {
     Recording fields = recording; // one list of members serves both directions, and reading wants them writable
     std::string content;
     for (const auto number : kNumbers) appendVarint(content, number(fields));
-    for (const auto text : kTexts) {
-        appendVarint(content, text(fields).size());
-        content += text(fields);
-    }
+    for (const auto text : kTexts) appendText(content, text(fields));
     appendCodes(content, recording.codes);
+    for (const std::string& path : recording.otherPaths) appendText(content, path);
     std::string out;
     appendVarint(out, kFormat);
     appendVarint(out, content.size());
@@ -97,14 +108,18 @@ std::optional<Recording> unpackRecording(std::string_view bytes) {
         number(recording) = static_cast<uint32_t>(*value);
     }
     for (const auto text : kTexts) {
-        const std::optional<uint64_t> length = takeVarint(bytes);
-        if (!length || *length > bytes.size()) return std::nullopt;
-        text(recording) = bytes.substr(0, static_cast<size_t>(*length));
-        bytes.remove_prefix(static_cast<size_t>(*length));
+        const std::optional<std::string_view> taken = takeText(bytes);
+        if (!taken) return std::nullopt;
+        text(recording) = *taken;
     }
     std::optional<RecordingCodes> codes = takeCodes(bytes);
-    if (!codes || !bytes.empty()) return std::nullopt;
+    if (!codes) return std::nullopt;
     recording.codes = std::move(*codes);
+    while (!bytes.empty()) {
+        const std::optional<std::string_view> path = takeText(bytes);
+        if (!path) return std::nullopt;
+        recording.otherPaths.emplace_back(*path);
+    }
     return recording;
 }
 

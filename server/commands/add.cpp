@@ -118,7 +118,7 @@ class AddRun {
     }
 
     void prune() {
-        if (pruning_.gone.empty()) return;
+        if (pruning_.gone.empty() && pruning_.fewerPaths.empty()) return;
         reader_->refresh();
         const Pruning now = planPruning(*reader_, options_.folders); // a disk may have gone meanwhile
         std::vector<std::string> lines;
@@ -134,7 +134,8 @@ class AddRun {
             lines.push_back("pruned " + describe(recording.path, recording) + '\n');
             if (lines.size() >= options_.batchFiles) commitPruned();
         }
-        if (!lines.empty()) commitPruned();
+        for (const RemainingPaths& remaining : now.fewerPaths) writer_.keepPaths(remaining.id, remaining.paths);
+        if (!lines.empty() || !now.fewerPaths.empty()) commitPruned();
     }
 
     void addAll(const std::vector<FoundFile>& files) {

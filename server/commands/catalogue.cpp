@@ -41,7 +41,7 @@ void show(const Recording& recording, std::ostream& out) {
     line("year", number(recording.tags.year));
     line("album id", recording.albumId);
     line("duration", durationOf(recording));
-    line("path", inOneLine(recording.path));
+    for (const std::string& path : pathsOf(recording)) line("path", inOneLine(path));
     line("content", recording.contentHash);
     for (size_t i = 0; i < recording.codes.size(); ++i) {
         for (size_t c = 0; c < recording.codes[i].size(); ++c) {

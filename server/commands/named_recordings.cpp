@@ -4,6 +4,7 @@
 #include "base/paths.h"
 #include "base/text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <system_error>
@@ -24,7 +25,9 @@ std::vector<uint32_t> idsAtPath(CatalogueReader& reader, const std::string& path
     if (path.empty()) return ids;
     const std::string canonical = canonicalAsFarAsItGoes(path);
     reader.forEach([&](const Recording& recording) {
-        if (isAtOrBelow(recording.path, canonical)) ids.push_back(recording.id);
+        const std::vector<std::string> paths = pathsOf(recording);
+        const auto isNamed = [&](const std::string& each) { return isAtOrBelow(each, canonical); };
+        if (std::any_of(paths.begin(), paths.end(), isNamed)) ids.push_back(recording.id);
     });
     return ids;
 }

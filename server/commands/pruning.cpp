@@ -46,11 +46,19 @@ Pruning planPruning(CatalogueReader& reader, const std::vector<std::string>& fol
         if (paths.insert(path).second) roots[path].refusal = refusalOf(path);
     }
     Pruning pruning;
+    const auto isDropped = [&](const std::string& path) {
+        const auto found = roots.find(innermostOf(paths, path));
+        return found != roots.end() && found->second.refusal.empty() && isGone(path);
+    };
     reader.forEach([&](const Recording& recording) {
         const auto found = roots.find(innermostOf(paths, recording.path));
-        if (found == roots.end()) return;
-        ++found->second.recordings;
-        if (!found->second.refusal.empty() || !isGone(recording.path)) return;
+        if (found != roots.end()) ++found->second.recordings;
+        std::vector<std::string> kept = pathsOf(recording);
+        if (std::erase_if(kept, isDropped) == 0) return;
+        if (!kept.empty()) {
+            pruning.fewerPaths.push_back({recording.id, std::move(kept)});
+            return;
+        }
         pruning.gone.push_back(recording);
         pruning.gone.back().codes = {};
     });

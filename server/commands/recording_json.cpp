@@ -90,6 +90,7 @@ CodeString stringFrom(const Json& json) {
 void addMembers(Json& json, Recording& recording) {
     for (const auto& [name, text] : kTexts) json[name] = text(recording);
     for (const auto& [name, number] : kNumbers) json[name] = number(recording);
+    if (!recording.otherPaths.empty()) json["other_paths"] = recording.otherPaths;
 }
 
 } // namespace
@@ -127,6 +128,8 @@ ExportedRecording fromJson(const std::string& line) {
             number(exported.recording) = numberIn<uint32_t>(json.at(name), name);
         }
         for (const auto& [name, blob] : kBlobs) blob(exported.recording) = bytesOf(json.at(name).get<std::string>());
+        if (json.contains("other_paths"))
+            exported.recording.otherPaths = json["other_paths"].get<std::vector<std::string>>();
         if (exported.recording.contentHash.empty())
             throw std::runtime_error("content_hash is empty; every recording needs one");
         if (json.contains("file")) {

@@ -27,6 +27,7 @@ Recording example() {
     recording.path = "/a";
     recording.trackBlob = "\x01\x02\x03";
     recording.codes[0][0] = {"aab", {44, 52, 61}};
+    recording.otherPaths = {"/b"};
     return recording;
 }
 
@@ -53,6 +54,7 @@ TEST(CataloguePage, ItsRecordingIsStoredSo) {
     const std::optional<Recording> read = unpackRecording(stored);
     ASSERT_TRUE(read.has_value());
     EXPECT_EQ(read->tags.artist, "Ines");
+    EXPECT_EQ(read->otherPaths, std::vector<std::string>{"/b"});
     EXPECT_EQ(read->codes[0][0].letters, "aab");
     EXPECT_EQ(read->codes[0][0].frames, (std::vector<uint32_t>{44, 52, 61}));
 }

@@ -67,6 +67,22 @@ TEST_F(CatalogueCommands, ShowARecordingByNumberOrTrackId) {
     EXPECT_EQ(out_, byNumber);
 }
 
+TEST_F(CatalogueCommands, ShowEveryFileOfARecordingAndRemoveItByAny) {
+    const Recording recording = recordingsIn(catalogue_).at(0);
+    std::vector<std::string> paths = {recording.path};
+    for (const char* name : {"copy.wav", "further.wav"}) {
+        std::filesystem::copy_file(recording.path, folder_ / name);
+        paths.push_back(std::filesystem::canonical(folder_ / name).string());
+        EXPECT_THAT(addTo(catalogue_, {paths.back()}).out, HasSubstr("0 added, 1 updated"));
+    }
+    EXPECT_EQ(run(tarn::server::runShow, recording.trackId, false), 0);
+    for (const std::string& path : paths) EXPECT_THAT(out_, HasSubstr("path         " + path + "\n"));
+    EXPECT_EQ(run(tarn::server::runList, true), 0);
+    EXPECT_THAT(out_, HasSubstr("\"other_paths\":[\"" + paths[1] + "\",\"" + paths[0] + "\"]"));
+    EXPECT_EQ(run(tarn::server::runRemove, paths[1]), 0);
+    EXPECT_EQ(recordingsIn(catalogue_).size(), 2U);
+}
+
 TEST_F(CatalogueCommands, RemoveARecordingWhichMayBeAddedAgain) {
     const Recording recording = recordingsIn(catalogue_).at(1);
     EXPECT_EQ(run(tarn::server::runRemove, recording.trackId), 0);

@@ -89,8 +89,32 @@ TEST_F(Prune, KeepsARecordingOfWhichAnotherFileIsThere) {
     ASSERT_TRUE(names().contains("music/zz.wav"));
     fs::remove(root_ / "music/zz.wav");
     const Added added = add(true, {path("music")});
-    EXPECT_THAT(added.out, HasSubstr("0 added, 1 updated, 2 unchanged, 0 skipped, 0 pruned;"));
+    EXPECT_THAT(added.out, HasSubstr("0 added, 0 updated, 3 unchanged, 0 skipped, 0 pruned;"));
     EXPECT_EQ(names(), (std::set<std::string>{"music/a.wav", "music/b.wav", "music/deep/c.wav", "other/d.wav"}));
+}
+
+TEST_F(Prune, ForgetsThePathsThatAreGoneAndTheRecordingWithTheLast) {
+    fs::copy_file(root_ / "music/a.wav", root_ / "music/x.wav");
+    fs::copy_file(root_ / "music/a.wav", root_ / "other/y.wav");
+    add(false, {path("music"), path("other")});
+    const auto pathsOfA = [&] {
+        std::set<std::string> paths;
+        for (const auto& each : kvxtest::recordingsIn(catalogue_)) {
+            const std::vector<std::string> all = pathsOf(each);
+            if (all.size() > 1 || all.front() == path("other/y.wav")) paths.insert(all.begin(), all.end());
+        }
+        return paths;
+    };
+    EXPECT_EQ(pathsOfA(), (std::set<std::string>{path("music/a.wav"), path("music/x.wav"), path("other/y.wav")}));
+    fs::remove(root_ / "music/a.wav");
+    fs::remove(root_ / "other/y.wav");
+    add(true, {path("music")});
+    EXPECT_EQ(pathsOfA(), (std::set<std::string>{path("music/x.wav"), path("other/y.wav")})) << "y is not below music";
+    fs::remove(root_ / "music/x.wav");
+    EXPECT_THAT(add(true, {path("music")}).out, HasSubstr(" 0 pruned;"));
+    EXPECT_EQ(pathsOfA(), std::set<std::string>{path("other/y.wav")});
+    EXPECT_THAT(add(true, {path("other")}).out, HasSubstr(" 1 pruned;"));
+    EXPECT_EQ(names(), (std::set<std::string>{"music/b.wav", "music/deep/c.wav", "other/d.wav"}));
 }
 
 // A disk that is not mounted leaves such folders.
