@@ -1,10 +1,11 @@
 #!/bin/sh
 # SPDX-License-Identifier: Apache-2.0
 # Every source says under which licence it is. usage: check_licence.sh SOURCE
+# JSON has no comments; package.json says it in a member.
 set -eu
 cd "$1"
 without=$(find app bench cmake demo examples fuzz scripts sdk server src tests web .ci CMakeLists.txt \
     -path fuzz/corpus -prune -o -path tests/data -prune -o \
-    -type f ! -name '*.txt' ! -name '*.in' ! -name '*.md' -print -o -name CMakeLists.txt -print |
+    -type f ! -name '*.txt' ! -name '*.in' ! -name '*.md' ! -name 'package*.json' -print -o -name CMakeLists.txt -print |
     xargs grep -L 'SPDX-License-Identifier: Apache-2.0') || true
 [ -z "$without" ] || { echo "no licence line in:" "$without"; exit 1; }
