@@ -14,11 +14,15 @@ namespace tarn::server {
 
 namespace {
 
-// Scripts, styles and requests of the page's own address only, and nothing inline. 'wasm-unsafe-eval' allows
-// WebAssembly to be compiled and no JavaScript to be made from text, which 'unsafe-eval' would.
+// Scripts, styles and requests of the page's own address only, and nothing inline.
 constexpr char kContentPolicy[] =
-    "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; style-src 'self'; img-src 'self'; connect-src 'self'; "
-    "worker-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; connect-src 'self'; worker-src 'self'; "
+    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+// A worker has the policy of its own file. The library runs in this one: 'wasm-unsafe-eval' allows WebAssembly to be
+// compiled there, and no JavaScript to be made from text, which 'unsafe-eval' would.
+constexpr std::string_view kWorkerPath = "/worker.js";
+constexpr char kWorkerPolicy[] = "default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; connect-src 'self'; "
+                                 "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 constexpr char kPermissions[] = "microphone=(self), camera=(), geolocation=(), display-capture=()";
 
 std::string_view trimmed(std::string_view text) {
@@ -102,7 +106,7 @@ HttpResponse pageAnswer(const PageFile& file, const PageRequest& request) {
     response.caching = "no-cache"; // keep it, and ask each time whether it is still good
     response.headers = {{"ETag", tag},
                         {"Vary", "Accept-Encoding"},
-                        {"Content-Security-Policy", kContentPolicy},
+                        {"Content-Security-Policy", file.path == kWorkerPath ? kWorkerPolicy : kContentPolicy},
                         {"X-Content-Type-Options", "nosniff"},
                         {"Referrer-Policy", "no-referrer"},
                         {"Permissions-Policy", kPermissions}};

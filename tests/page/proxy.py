@@ -11,9 +11,10 @@ PASSED_ON = {"content-type", "content-encoding", "content-security-policy", "tar
 
 class Proxy:
     """json: a function of a path below v1/ and the header Authorization, which answers in the place of the service's
-    JSON interface with a status and an object; None: the service answers itself."""
+    JSON interface with a status and an object; None: the service answers itself. scripts: texts and policies of files
+    of JavaScript by their names, which the service does not have."""
 
-    def __init__(self, address, json=None):
+    def __init__(self, address, json=None, scripts=None):
         class Handler(BaseHTTPRequestHandler):
             def pass_on(self):
                 if not self.path.startswith(PREFIX + "/"):
@@ -22,6 +23,12 @@ class Proxy:
                 if json is not None and self.path.startswith(PREFIX + "/v1/"):
                     status, value = json(self.path[len(PREFIX) + 4:], self.headers.get("Authorization"))
                     self.answer(status, [("Content-Type", "application/json")], dumps(value).encode())
+                    return
+                name = self.path[len(PREFIX) + 1:]
+                if name in (scripts or {}):
+                    text, policy = scripts[name]
+                    headers = [("Content-Type", "text/javascript"), ("Content-Security-Policy", policy)]
+                    self.answer(200, headers, text.encode())
                     return
                 body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
                 connection = http.client.HTTPConnection(address)

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the JavaScript needs beside the functions of kvx.h: the version, what a session holds, and where the members of
-// the records lie in memory.
+// What the JavaScript needs beside the functions of kvx.h: the version, what a session holds, samples of floats, and
+// where the members of the records lie in memory.
 #include "fingerprint/session.h"
 #include "kvx.h"
 
+#include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -79,6 +81,21 @@ const char* kvxCodeString(const KVXHandle* handle, uint32_t index) { return kvx:
 
 // Mono samples at 22050 Hz.
 uint32_t kvxSamplesMissing(const KVXHandle* handle) { return kvx::samplesMissing(*handle); }
+
+// The 16-bit samples of values from -1 to 1. Halves are rounded up, what lies beyond is cut, and what is no number is
+// silence. The arrays do not overlap.
+void kvxIntegersOf(const float* values, uint32_t count, int16_t* samples) {
+    // A sum with this has an integer in its low bits. clang 14 converts floats to integers one by one.
+    constexpr float kIntegerBits = 3 << 22;
+    for (uint32_t i = 0; i < count; ++i) {
+        const float scaled = values[i] * 32768.0F; // exact, as the difference below; a sum with 0.5F is not
+        const float below = std::floor(scaled);
+        const float nearest = scaled - below >= 0.5F ? below + 1.0F : below;
+        const float cut = nearest > 32767.0F ? 32767.0F : nearest < -32768.0F ? -32768.0F : nearest;
+        const float integer = (std::isnan(scaled) ? 0.0F : cut) + kIntegerBits;
+        samples[i] = static_cast<int16_t>(std::bit_cast<uint32_t>(integer));
+    }
+}
 
 // Describes the records of a type of answer; null for types that have no reader here.
 const Record* kvxRecord(int32_t type) {

@@ -12,6 +12,8 @@ export const kPcmBytes = 16384; // a multiple of 4; far below the size at which 
 
 export class Memory {
   #exports;
+  #floats;
+  #integers;
   #layouts = new Map(); // address of a record's description: the description
 
   /** The address of two words for what a function hands out. They are there even when no memory is left. */
@@ -26,6 +28,8 @@ export class Memory {
     this.#exports = exports;
     this.place = this.#take(8);
     this.pcm = this.#take(kPcmBytes);
+    this.#floats = this.#take(kPcmBytes);
+    this.#integers = this.#take(kPcmBytes / 2);
   }
 
   /** Gives work a function that takes blocks, and gives all of them back in the end. */
@@ -56,6 +60,16 @@ export class Memory {
 
   /** A view that is good until the module is called again. */
   bytes(address, length) { return new Uint8Array(this.#exports.memory.buffer, address, length); }
+
+  /**
+   * Values from -1 to 1 as bytes of 16-bit samples: a view that is good until the module is called again. At most
+   * kPcmBytes of floats; the module converts four at once.
+   */
+  pcmOfFloats(values) {
+    new Float32Array(this.#exports.memory.buffer, this.#floats, values.length).set(values);
+    this.#exports.kvxIntegersOf(this.#floats, values.length, this.#integers);
+    return this.bytes(this.#integers, values.length * 2);
+  }
 
   word(address) { return new DataView(this.#exports.memory.buffer).getUint32(address, true); }
 

@@ -19,21 +19,17 @@ export function checkSamples(samples) {
     'samples must be an Int16Array, a Float32Array of values from -1 to 1, or a Uint8Array of 16-bit samples');
 }
 
-/** The elements from begin to end as bytes of PCM. */
-export function pcmOf(samples, begin, end) {
-  let part = samples.subarray(begin, end);
-  if (typeOf(part) === 'Uint8Array') return part;
-  // What a decoder divided by 32768 comes back as it was.
-  if (typeOf(part) === 'Float32Array') {
-    // A loop with comparisons: Int16Array.from with a function, Math.min and Math.max take ten times as long.
-    const values = new Int16Array(part.length);
-    for (let i = 0; i < part.length; ++i) {
-      const value = Math.floor(part[i] * 32768 + 0.5);
-      values[i] = value > 32767 ? 32767 : value < -32768 ? -32768 : value;
-    }
-    part = values;
+/** The elements from begin to end as bytes of PCM. memory converts floats. */
+export function pcmOf(samples, begin, end, memory) {
+  const part = samples.subarray(begin, end);
+  switch (typeOf(part)) {
+    case 'Uint8Array':
+      return part;
+    case 'Float32Array': // what a decoder divided by 32768 comes back as it was
+      return memory.pcmOfFloats(part);
+    default:
+      return new Uint8Array(part.buffer, part.byteOffset, part.byteLength);
   }
-  return new Uint8Array(part.buffer, part.byteOffset, part.byteLength);
 }
 
 /** Throws unless a session can be opened for the format; only that the track is long enough is left to the library. */

@@ -52,7 +52,7 @@ export class Session {
     checkSamples(samples);
     const most = Math.floor((kPcmBytes - kUnit) / samples.BYTES_PER_ELEMENT);
     for (let at = 0; at < samples.length && !this.#complete; at += most) {
-      this.#feedPiece(pcmOf(samples, at, at + most));
+      this.#feedPiece(pcmOf(samples, at, at + most, this.#memory));
     }
     return this.#complete;
   }
