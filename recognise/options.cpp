@@ -93,30 +93,32 @@ void declareOptions(server::CommandLine& line) {
     asking.cacheFile = usualCacheFile();
     server::Command program = line.whole();
     program.arguments("PATH", run.paths, "Files, and folders with audio files");
-    program.textOrNothing("--files-from", run.listFile, "FILE", "Further names, one a line; - is standard input");
+    program.textOrNothing("--files-from", run.listFile, "FILE",
+                          "File of further names, one per line; -: standard input");
     program.flag("-0,--null", run.nullSeparated, "The names of --files-from end with a zero byte");
     program.textOrNothing("--server", asking.server, "URL", "The server to ask, such as http://music.example:8080/");
     program.textOrNothing("--catalogue,--catalog", asking.catalogue, "PLACE",
                           "The catalogue to ask instead: a folder, or redis://HOST:PORT");
     program.file("--code-file", asking.codeFile, "FILE",
-                 "The access code for the server; nobody but its owner may read the file");
+                 "File with the access code; only its owner may have access to it");
     program.flag("--tracklist", given->tracklist, "Say what plays from when to when in one long recording");
-    program.flag("--live", given->live, "The same of a stream on standard input (-), while it goes on");
+    program.flag("--live", given->live, "The same for a stream on standard input (-), while it plays");
     program.textOrNothing("--pcm", given->pcm, "RATE,CHANNELS", "The stream is samples of 16 bits without a header");
     program.oneOf("--format", given->format, allFormats(),
-                  "table, ndjson, csv or xml; of track lists also cue or labels");
+                  "table, ndjson, csv or xml; for track lists also cue or labels, but not xml");
     program.textOrNothing("--output", run.output, "FILE", "Write results into this file");
     program.number("--jobs", run.jobs, 0, 256, "Files at a time; 0: one for each processor");
-    program.number("--retries", asking.retries, 0, 100, "Further tries where the server is busy or does not answer");
+    program.number("--retries", asking.retries, 0, 100, "Further tries when the server is busy or does not answer");
     program.seconds("--timeout", asking.http.timeout, "The longest wait for an answer");
-    program.textOrNothing("--proxy", asking.http.proxy, "URL", "The proxy to use; otherwise as the environment has it");
+    program.textOrNothing("--proxy", asking.http.proxy, "URL",
+                          "The proxy to use; without it, the one of the environment");
     program.textOrNothing("--ca-file", asking.http.authorities, "FILE",
                           "Certificates to trust instead of the system's");
     program.file("--cache", asking.cacheFile, "FILE", "Where answers are kept");
-    program.number("--cache-days", given->cacheDays, 0, 3650, "Ask again about what was answered longer ago");
+    program.number("--cache-days", given->cacheDays, 0, 3650, "Days after which a kept answer is asked for again");
     program.flag("--refresh", asking.refresh, "Ask again about everything");
     program.flag("--no-cache", given->noCache, "Keep no answers and use none");
-    program.flag("--quiet", run.quiet, "Neither progress nor a summary");
+    program.flag("--quiet", run.quiet, "Print neither progress nor a summary");
     program.runs([given](std::ostream& out, std::ostream& err) { return runWith(*given, out, err); });
 }
 

@@ -45,7 +45,7 @@ std::string readAccessCode(const std::filesystem::path& file) {
     }
     struct stat status {};
     if (fstat(descriptor.get(), &status) != 0) throw std::runtime_error(server::errnoText(name, "cannot be examined"));
-    if (!S_ISREG(status.st_mode)) throw std::runtime_error(name + ": it is no file; name one with --code-file");
+    if (!S_ISREG(status.st_mode)) throw std::runtime_error(name + ": it is not a file; name one with --code-file");
     if ((status.st_mode & kOthers) != 0) {
         throw std::runtime_error(name + ": others may read or write it; run chmod 600 on it");
     }

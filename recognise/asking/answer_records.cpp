@@ -53,7 +53,7 @@ Answer readAnswer(KVXHandle* handle, std::string_view body, const server::MatchP
     if (body.empty() || body.size() > std::numeric_limits<int32_t>::max() ||
         KVXParseServerResponse(handle, reinterpret_cast<const uint8_t*>(body.data()), static_cast<int32_t>(body.size()),
                                &count) != 0) {
-        throw NoAnswer("the server's answer is damaged: it is no sequence of records");
+        throw NoAnswer("the server's answer is damaged: it is not a sequence of records");
     }
     Answer answer;
     size_t albums = 0;

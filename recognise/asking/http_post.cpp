@@ -149,14 +149,14 @@ std::string serverUrl(const std::string& named) {
         throw std::invalid_argument(problem + "; name it like http://music.example:8080/");
     };
     const CURLUcode code = curl_url_set(url.get(), CURLUPART_URL, named.c_str(), CURLU_NON_SUPPORT_SCHEME);
-    if (code != CURLUE_OK) refuse(std::string("this is no address of a server: ") + curl_url_strerror(code));
+    if (code != CURLUE_OK) refuse(std::string("this is not the address of a server: ") + curl_url_strerror(code));
     const std::string scheme = partOf(url.get(), CURLUPART_SCHEME);
-    if (scheme != "http" && scheme != "https") refuse("a server's address begins with http:// or https://");
+    if (scheme != "http" && scheme != "https") refuse("the address of a server begins with http:// or https://");
     // Also where they are empty. A password in an address shows in the list of processes.
     const std::string whole = partOf(url.get(), CURLUPART_URL); // with two slashes
     const std::string_view afterScheme = std::string_view(whole).substr(scheme.size() + std::string_view("://").size());
     if (afterScheme.substr(0, afterScheme.find_first_of("/?#")).find('@') != std::string_view::npos) {
-        refuse("a server's address holds no user and no password");
+        refuse("the address of a server cannot have a user or a password");
     }
     if (named.find_first_of("?#") != std::string::npos) refuse("a server's address ends with its path");
     std::string path = partOf(url.get(), CURLUPART_PATH);

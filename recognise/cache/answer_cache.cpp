@@ -66,7 +66,7 @@ SqliteDatabase opened(const std::filesystem::path& file) {
         const std::string tables =
             SqliteStatement(database, "SELECT CAST(count(*) AS TEXT) FROM sqlite_schema").run().value_or("");
         if (owner != kOurs && (owner != kNobody || tables != "0")) {
-            throw std::runtime_error(name + ": this is no cache of this version; name another file with --cache");
+            throw std::runtime_error(name + ": this is not a cache of this version; name another file with --cache");
         }
         if (owner != kOurs) database.run(kMake);
         return database;

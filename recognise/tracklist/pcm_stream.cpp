@@ -98,7 +98,7 @@ void PcmStream::readHeader() {
     std::array<uint8_t, 12> head{};
     if (!readAll(head.data(), head.size())) throw StreamError("the stream ends before its first sample");
     if ((!hasName(head.data(), "RIFF") && !hasName(head.data(), "RF64")) || !hasName(&head[8], "WAVE")) {
-        throw StreamError("the stream is no WAV; describe 16-bit samples without a header by --pcm RATE,CHANNELS" +
+        throw StreamError("the stream is not WAV; describe 16-bit samples without a header with --pcm RATE,CHANNELS" +
                           std::string(kConvert));
     }
     std::array<uint8_t, 8> chunk{};
@@ -131,7 +131,7 @@ void PcmStream::readFormat(uint32_t size) {
     if (tag == kExtensible && size >= 40) tag = little(&fields[24], 2);
     const uint32_t bits = little(&fields[14], 2);
     if (tag != kPcm || bits != 16) {
-        throw StreamError("the stream's samples are no 16-bit PCM (format " + std::to_string(tag) + ", " +
+        throw StreamError("the stream's samples are not 16-bit PCM (format " + std::to_string(tag) + ", " +
                           std::to_string(bits) + " bits)" + kConvert);
     }
     const uint32_t rate = little(&fields[4], 4);

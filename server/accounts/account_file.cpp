@@ -144,8 +144,7 @@ AccountList loadAccounts(const std::filesystem::path& file) {
     if (!S_ISREG(status.st_mode))
         throw AccountError(file.string() + ": is not a regular file; name the file of the accounts with --accounts");
     if ((status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        throw AccountError(file.string() + ": its mode lets others than its owner use it; run chmod 600 " +
-                           file.string());
+        throw AccountError(file.string() + ": users other than its owner can use it; run chmod 600 " + file.string());
     }
     try {
         return Parser(file, readWhole(descriptor, file)).parse();

@@ -18,7 +18,7 @@ void expectPlaceForCopy(const std::string& destination) {
     if (!redis::isAddress(destination)) return;
     throw CatalogueError(
         shownLocation(destination) +
-        " is no folder, and a copy goes to a folder; to fill Redis servers, run tarn-server export "
+        " is not a folder, and a copy goes to a folder; to fill Redis servers, run tarn-server export "
         "--catalogue FOLDER and give its output to tarn-server import --catalogue redis://HOST:PORT -");
 }
 

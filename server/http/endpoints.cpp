@@ -97,7 +97,7 @@ std::string idIn(std::string_view target) { return percentDecoded(target.substr(
 HttpResponse notFound() { return {404, "not found\n"}; }
 
 HttpResponse notFoundInJson() {
-    return {404, problemDocument(404, "nothing is at this path; /v1/openapi.json lists the paths"), kProblemType};
+    return {404, problemDocument(404, "there is nothing at this path; /v1/openapi.json lists the paths"), kProblemType};
 }
 
 HttpResponse methodNotAllowed(const Endpoint& endpoint) {

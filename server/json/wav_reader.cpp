@@ -15,7 +15,7 @@ constexpr uint16_t kTagExtensible = 0xFFFE;
 constexpr size_t kExtensibleTagOffset = 24; // in the chunk "fmt ", where the subformat begins
 constexpr uint16_t kBits = 16;
 
-BadJsonRequest noWav(const std::string& why) { return {400, "the body is no WAV file: " + why}; }
+BadJsonRequest noWav(const std::string& why) { return {400, "the body is not a WAV file: " + why}; }
 BadJsonRequest otherWav(const std::string& what) {
     return {422, what + "; send 16-bit PCM of 1 or 2 channels at 11025 to 192000 Hz"};
 }
@@ -41,7 +41,7 @@ Pcm readFormat(std::string_view chunk) {
         rest = chunk.substr(kExtensibleTagOffset);
         tag = take<uint16_t>(rest);
     }
-    if (tag != kTagPcm) throw otherWav("the samples of the WAV file are no PCM");
+    if (tag != kTagPcm) throw otherWav("the samples of the WAV file are not PCM");
     if (bits != kBits) throw otherWav("the samples of the WAV file have " + std::to_string(bits) + " bits");
     if (pcm.channels < 1 || pcm.channels > kMaxChannels)
         throw otherWav("the WAV file has " + std::to_string(pcm.channels) + " channels");

@@ -113,10 +113,10 @@ void Environment::openFile(bool make) {
     const bool there = ::stat(file().c_str(), &about) == 0;
     if (!there && errno != ENOENT && errno != ENOTDIR) throw failed(file());
     if (there && !S_ISREG(about.st_mode)) {
-        throw CatalogueError(file().string() + " is no file; " + kRestore);
+        throw CatalogueError(file().string() + " is not a file; " + kRestore);
     }
     if (!there) {
-        if (errno == ENOTDIR) throw CatalogueError(folder_.string() + " is no folder: a catalogue lies in a folder");
+        if (errno == ENOTDIR) throw CatalogueError(folder_.string() + " is not a folder: a catalogue lies in a folder");
         expectNotOlder(folder_);
         // Beside a lock there was a catalogue; what is made here now would be taken for it.
         if (fs::exists(file().string() + "-lock")) {

@@ -10,7 +10,7 @@ namespace {
 void declareAccountAdd(Command& account) {
     const auto options = std::make_shared<AccountAddOptions>();
     Command add = account.command("add", "Make an account and show its access code, once");
-    add.textOrNothing("--name", options->name, "NAME", "Whose it is");
+    add.textOrNothing("--name", options->name, "NAME", "Name of the account, such as its user's");
     add.number("--encryption", options->encryptionMethod, 1, 3, "1 none, 2 byte rotation, 3 block cipher");
     add.number("--checksum", options->checksumMethod, 2, 3, "2 byte sum, 3 digest");
     addAccountsOption(add, options->accounts);

@@ -43,8 +43,8 @@ void declareAdd(CommandLine& line) {
     addCatalogueOption(command, options->add.catalogue);
     command.argumentUnless("--files-from", "PATH", options->add.paths, "Audio files, and folders of them");
     command.textOrNothing("--files-from", options->filesFrom, "FILE",
-                          "List of more paths, one a line; -: standard input");
-    command.flag("-0,--null", options->null, "The list's names end with a zero byte, not with a line feed");
+                          "File of further paths, one per line; -: standard input");
+    command.flag("-0,--null", options->null, "The names of --files-from end with a zero byte, not a line feed");
     command.flag("--prune", options->add.prune, "Remove recordings whose files below the folders are gone");
     command.flag("--no-names-from-folders", options->withoutFolderNames,
                  "Do not take names that the tags lack from the path");

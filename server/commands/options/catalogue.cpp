@@ -42,13 +42,13 @@ void declareCatalogueCommands(CommandLine& line) {
     remove.runs(toTheEnd([options](std::ostream& out, std::ostream& err) {
         return runRemove(options->catalogue, options->name, out, err);
     }));
-    Command duplicates = declare("duplicates", "Find what is there more than once");
+    Command duplicates = declare("duplicates", "Find recordings that are there more than once");
     addJsonOption(duplicates, options->json);
     duplicates.runs([options](std::ostream& out, std::ostream& err) {
         return runDuplicates(options->catalogue, options->json, out, err);
     });
     Command check = declare("check", "Look for damage");
-    check.flag("--deep", options->deep, "Read every list, too, and compare them with the recordings");
+    check.flag("--deep", options->deep, "Also read every list and compare the lists with the recordings");
     check.runs([options](std::ostream& out, std::ostream& err) {
         return runCheck(options->catalogue, options->deep, out, err);
     });

@@ -32,8 +32,8 @@ void declareServe(CommandLine& line) {
     addCatalogueOption(command, options->catalogue);
     command.text("--listen", options->listen, "HOST:PORT", "Where to listen; port 0 picks a free one");
     command.texts("--trusted-proxy", options->trustedProxies, "ADDRESS",
-                  "Proxy whose last address in X-Forwarded-For is the client's, for the log", whatIsWrongWithAddress);
-    command.flag("--page", options->page, "Serve the page for browsers, which on a loopback address is always served");
+                  "Proxy in front: the log shows the last address of its X-Forwarded-For", whatIsWrongWithAddress);
+    command.flag("--page", options->page, "Serve the page for browsers; on a loopback address it is always served");
     HttpLimits& limits = options->limits;
     command.number("--workers", limits.workers, 0, 1024, "Threads that ask the catalogue; 0: one for each processor");
     command.number("--connections", limits.connections, 1, 100'000, "Connections at once");
@@ -45,9 +45,11 @@ void declareServe(CommandLine& line) {
     command.number("--audio-bytes-at-once", limits.audioBytesAtOnce, 1024, 64ULL * 1024 * 1024 * 1024,
                    "Bytes of all audio that is being sent or waits; one account has half of them");
     command.number("--waiting", limits.waiting, 1, 1'000'000, "Admitted requests that wait for a worker");
-    command.seconds("--request-seconds", limits.requestTime, "To send a request, and to take its answer");
-    command.seconds("--waiting-seconds", limits.waitingTime, "For an admitted request to wait for a worker");
-    command.seconds("--stopping-seconds", limits.stoppingTime, "For what is in flight when the service ends");
+    command.seconds("--request-seconds", limits.requestTime, "Longest time to send a request, and to take its answer");
+    command.seconds("--waiting-seconds", limits.waitingTime,
+                    "Longest time that an admitted request waits for a worker");
+    command.seconds("--stopping-seconds", limits.stoppingTime,
+                    "Longest time for what is in flight when the service ends");
     addAccountsOption(command, options->accounts);
     command.runs([options](std::ostream& out, std::ostream& err) { return serve(*options, out, err); });
 }

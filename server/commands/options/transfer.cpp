@@ -37,7 +37,7 @@ void declareTransfer(CommandLine& line) {
         return runExport(options->catalogue, out, err);
     });
     Command import = declare("import", "Add recordings that were exported");
-    import.argument("FILE", options->other, "The lines; -: standard input");
+    import.argument("FILE", options->other, "File of exported lines; -: standard input");
     import.runs(toTheEnd([options](std::ostream& out, std::ostream& err) {
         return runImport(options->catalogue, options->other, std::cin, out, err);
 }));

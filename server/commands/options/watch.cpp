@@ -15,7 +15,8 @@ void declareWatch(CommandLine& line) {
     Command command = line.command("watch", "Keep the catalogue as folders are: add what comes, remove what goes");
     addCatalogueOption(command, add.catalogue);
     command.argument("FOLDER", add.paths, "Folders of audio files");
-    command.seconds("--settle-seconds", options->watch.settle, "For which a file must not have changed");
+    command.seconds("--settle-seconds", options->watch.settle,
+                    "How long a file must not have changed before it is read");
     command.flag("--no-names-from-folders", options->withoutFolderNames,
                  "Do not take names that the tags lack from the path");
     command.number("--workers", add.workers, 0, 1024, "Threads that decode; 0: one for each processor");

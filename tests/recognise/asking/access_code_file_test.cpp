@@ -63,9 +63,9 @@ TEST(AccessCodeFile, RefusesAFileThatOthersMayReadOrWrite) {
 TEST(AccessCodeFile, SaysWhatIsWrongWithWhatIsNoFile) {
     const kvxtest::TemporaryDirectory folder;
     EXPECT_THAT(refusalOf(folder / "missing"), HasSubstr("No such file or directory; write the code into it"));
-    EXPECT_THAT(refusalOf(folder.path()), HasSubstr("it is no file"));
+    EXPECT_THAT(refusalOf(folder.path()), HasSubstr("it is not a file"));
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    EXPECT_THAT(refusalOf(folder / "pipe"), HasSubstr("it is no file")); // and does not wait for a writer
+    EXPECT_THAT(refusalOf(folder / "pipe"), HasSubstr("it is not a file")); // and does not wait for a writer
 }
 
 } // namespace

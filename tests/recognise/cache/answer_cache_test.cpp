@@ -131,9 +131,9 @@ TEST(AnswerCache, LeavesAForeignFileAlone) {
     EXPECT_EQ(kvxtest::contents(folder / "notes.txt"), std::string(5000, 'n'));
 
     SqliteDatabase(folder / "other.sqlite").run("CREATE TABLE mails (text TEXT)");
-    EXPECT_THAT(refusalOf(optionsFor(folder / "other.sqlite")), HasSubstr("this is no cache"));
+    EXPECT_THAT(refusalOf(optionsFor(folder / "other.sqlite")), HasSubstr("this is not a cache"));
     SqliteDatabase(folder / "newer.sqlite").run("PRAGMA application_id = 1952543342; PRAGMA user_version = 2");
-    EXPECT_THAT(refusalOf(optionsFor(folder / "newer.sqlite")), HasSubstr("this is no cache of this version"));
+    EXPECT_THAT(refusalOf(optionsFor(folder / "newer.sqlite")), HasSubstr("this is not a cache of this version"));
     EXPECT_THAT(refusalOf(optionsFor(folder.path())), HasSubstr("the cache cannot be used"));
 }
 

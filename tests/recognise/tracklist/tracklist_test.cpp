@@ -133,7 +133,7 @@ TEST_F(Tracklist, OfAStream) {
 TEST_F(Tracklist, RefusesStreamsAndFormatsThatCannotBe) {
     const Ran none = live(kMix, written("a.mp3", Bytes(100, 'x')), {});
     EXPECT_EQ(none.status, kListUnreadable);
-    EXPECT_THAT(none.err, HasSubstr("live: the stream is no WAV"));
+    EXPECT_THAT(none.err, HasSubstr("live: the stream is not WAV"));
     LiveOptions cue;
     cue.format = TracklistFormat::kCue;
     EXPECT_EQ(live(kMix, written("b.wav", wavOf({})), cue).status, kListUnreadable);

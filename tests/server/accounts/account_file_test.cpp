@@ -75,7 +75,7 @@ TEST(AccountFile, IsItsOwnersAlone) {
         SCOPED_TRACE(mode);
         ASSERT_EQ(chmod((folder / "accounts").c_str(), mode), 0);
         EXPECT_EQ(failureOf(folder / "accounts"),
-                  "its mode lets others than its owner use it; run chmod 600 " + (folder / "accounts").string());
+                  "users other than its owner can use it; run chmod 600 " + (folder / "accounts").string());
     }
 }
 
