@@ -9,9 +9,13 @@ RULES = [  # what may not be there, but for what is named, and what to write ins
     (r"catalog(?!ue)", r"--catalog\b", 'it is "catalogue" everywhere'),
     (r"\bk(Most|Fewest|Least|Longest|Shortest|Largest|Smallest|Deepest)[A-Z]", None, "bounds are kMax... and kMin..."),
     # A server runs behind a proxy, a decoder behind an interface.
+    (r"\b(a|the|this|each|every|one|of|no) tracklists?(?!\w|\.\w|[`/-])", None,
+     'it is a "track list"; one word is for names'),
+    (r"\bone a line\b", None, 'say "one per line"'),
+    (r'"[^"]*\b(it|this) is no (?!longer\b)', None, 'a message says "is not a ..."'),
     (r"behind", r"behind (an? (proxy|load)|the interface)|behind[- ]TLS|not \"behind\"", 'say "after"'),
 ]
-SUFFIXES = {".cpp", ".h", ".inc", ".c", ".md", ".txt", ".js", ".mjs", ".ts"}
+SUFFIXES = {".cpp", ".h", ".inc", ".c", ".md", ".txt", ".js", ".mjs", ".ts", ".html", ".css", ".case", ".sh"}
 SKIPPED = {".git", "build", "corpus", "data"}
 
 
