@@ -143,12 +143,12 @@ int runStats(const std::string& catalogue, bool json, std::ostream& out, std::os
             out << lineOf(line) << '\n';
             return reader.foundDamage() ? 1 : 0;
         }
-        out << fmt::format("recordings   {}\naudio        {}\nletters      {}, {} of them a gram\n",
+        out << fmt::format("recordings   {}\naudio        {}\nletters      {}, in grams of {}\n",
                            reader->recordingCount(), durationText(durationMs / 1000), letters, reader->gramLetters());
         if (bytes) {
             out << fmt::format("takes        {} bytes\n", *bytes);
             if (durationMs > 0) {
-                out << fmt::format("             {:.0f} bytes a minute of audio\n",
+                out << fmt::format("             {:.0f} bytes per minute of audio\n",
                                    static_cast<double>(*bytes) * 60'000 / static_cast<double>(durationMs));
             }
         }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The kinds of options and arguments.
+#include "base/text.h"
 #include "commands/options/command_line.h"
 
 #include <CLI/App.hpp>
@@ -7,6 +8,7 @@
 #include <CLI/Formatter.hpp>
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
+#include <fmt/format.h>
 #include <limits>
 
 namespace tarn::server {
@@ -23,11 +25,30 @@ CLI::Option* needed(CLI::App& app, const char* name, Value& value, const char* h
     return app.add_option(name, value, help)->type_name("")->required();
 }
 
-// The help shows the bounds after the text: the validators' own words for them would stand in the option's name.
+// The same validator with words of our own: what it expects. The help has none of them, for they would stand in the
+// option's name.
+CLI::Validator inWords(const CLI::Validator& validator, const std::string& expected) {
+    const auto check = [validator, expected](std::string& text) {
+        return validator(text).empty() ? "" : "expected " + expected + ", found \"" + inOneLine(text) + "\"";
+    };
+    return {check, ""};
+}
+
+template <class Number>
+CLI::Validator between(Number least, Number most) {
+    return inWords(CLI::Range(least, most), "an integer from " + std::to_string(least) + " to " + std::to_string(most));
+}
+
+template <class Value>
+CLI::Validator oneOfThese(const std::vector<Value>& values) {
+    return inWords(CLI::IsMember(values), fmt::format("one of {}", fmt::join(values, ", ")));
+}
+
+// The help shows the bounds after the text.
 template <class Number>
 void bounded(CLI::App& app, const char* name, Number& value, Number least, Number most, const std::string& help) {
     shown(app, name, value, "N", help + " (" + std::to_string(least) + " to " + std::to_string(most) + ")")
-        ->check(CLI::Range(least, most).description(""));
+        ->check(between(least, most));
 }
 
 } // namespace
@@ -60,11 +81,11 @@ void Command::number(const char* name, int& value, int least, int most, const ch
 }
 
 void Command::oneOf(const char* name, unsigned& value, std::initializer_list<unsigned> values, const char* help) {
-    shown(app_, name, value, "N", help)->check(CLI::IsMember(std::vector<unsigned>(values)).description(""));
+    shown(app_, name, value, "N", help)->check(oneOfThese(std::vector<unsigned>(values)));
 }
 
 void Command::oneOf(const char* name, std::string& value, const std::vector<std::string>& values, const char* help) {
-    shown(app_, name, value, "NAME", help)->check(CLI::IsMember(values).description(""));
+    shown(app_, name, value, "NAME", help)->check(oneOfThese(values));
 }
 
 void Command::seconds(const char* name, std::chrono::milliseconds& value, const char* help) {
@@ -75,7 +96,7 @@ void Command::seconds(const char* name, std::chrono::milliseconds& value, const 
             },
             help)
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.01, 3600.0).description(""))
+        ->check(inWords(CLI::Range(0.01, 3600.0), "seconds from 0.01 to 3600"))
         ->default_str(std::to_string(value.count() / 1000));
 }
 
@@ -98,8 +119,7 @@ void Command::argumentUnless(const char* option, const char* name, std::vector<s
 }
 
 void Command::argument(const char* name, uint32_t& value, const char* help) {
-    needed(app_, name, value, help)
-        ->check(CLI::Range(uint32_t{1}, std::numeric_limits<uint32_t>::max()).description(""));
+    needed(app_, name, value, help)->check(between(uint32_t{1}, std::numeric_limits<uint32_t>::max()));
 }
 
 } // namespace tarn::server

@@ -94,7 +94,7 @@ TEST_F(CatalogueCommands, CheckAndMeasureAndCompact) {
     EXPECT_EQ(out_, "3 recordings, no damage found\n");
     EXPECT_EQ(run(tarn::server::runStats, false), 0);
     EXPECT_THAT(out_, HasSubstr("recordings   3\naudio        0:12\n"));
-    EXPECT_THAT(out_, HasSubstr("bytes a minute of audio"));
+    EXPECT_THAT(out_, HasSubstr("bytes per minute of audio"));
     for (const tarn::server::Compaction& how : {tarn::server::Compaction{}, {.anew = true}, {.gramLetters = 6}}) {
         EXPECT_EQ(run(tarn::server::runCompact, how), 0) << err_;
         EXPECT_EQ(run(tarn::server::runCheck, true), 0) << err_;
