@@ -40,7 +40,7 @@ std::optional<std::string> chooseDeviceId(NetworkInterfaces& interfaces) {
         const auto address = thisInterface->hardwareAddressString();
         if (!name || !address) continue;
         const size_t preference = preferenceOf(*name);
-        if (preference < addresses.size()) addresses[preference] = address; // the last interface of a name wins
+        if (preference < addresses.size()) addresses[preference] = address; // the last of a name, on purpose
     }
     const auto found =
         std::find_if(addresses.begin(), addresses.end(), [](const auto& each) { return each.has_value(); });

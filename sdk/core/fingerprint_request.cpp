@@ -18,7 +18,7 @@ void writeText(kvx::ByteSink& sink, const char* text) {
 }
 
 // Fingerprint block. The flag comes after short6 although it lies before short5 in the descriptor, and text8 before
-// text6: the server reads them so.
+// text6, on purpose: the server reads them so.
 void writeFingerprintBlock(kvx::ByteSink& sink, const KVXHandle& handle, const KVXFingerprintDescriptor& descriptor) {
     sink.u32(static_cast<uint32_t>(handle.durationMs));
     sink.u32(descriptor.value1);

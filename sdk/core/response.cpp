@@ -105,7 +105,7 @@ int32_t KVXGetResponseType(KVXHandle* handle, int32_t number) noexcept {
 int32_t KVXSetID(KVXHandle* handle) noexcept {
     if (handle == nullptr || handle->state == kvx::kUnusable || handle->responseCount < 1) return -1;
     if (handle->responseData[0] != 'G') return -1;
-    // The cursor spans the rest of the body, not the record alone: the blob's own table says where it ends.
+    // The cursor spans the rest of the body, not the record alone, on purpose: the blob's own table says where it ends.
     const KVXBlob blob{const_cast<uint8_t*>(handle->responseData) + kRecordFrameBytes, 0,
                        static_cast<uint32_t>(handle->responseLength) - kRecordFrameBytes};
     if (BlobGetCount(&blob) != 1) return -1;

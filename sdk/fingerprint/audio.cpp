@@ -21,7 +21,7 @@ uint32_t saturatedStep(float step) {
     return static_cast<uint32_t>(step);
 }
 
-// Toward minus infinity.
+// Toward minus infinity, on purpose.
 int16_t meanOf(const int16_t* pair) { return static_cast<int16_t>((pair[0] + pair[1]) >> 1); }
 
 // A sample of the input, or the mean of a frame's two channels.
@@ -145,7 +145,7 @@ uint32_t resample(kvx::ResamplerState& state, const int16_t* input, int32_t inpu
     size_t next = 0; // the first input sample not consumed
     for (;;) {
         if (state.inputCount > state.position) {
-            if (written == outputCapacity) return outputCapacity; // what is left of the input is dropped
+            if (written == outputCapacity) return outputCapacity; // on purpose, what is left is dropped
             output[written++] = between(previous, sampleAt<Channels>(input, next), state.fraction);
             state.fraction += state.stepFraction;
             state.position += (state.fraction >> 16) + state.stepWhole;

@@ -82,7 +82,7 @@ constexpr auto kDVDDiscRows = rowsOf<DVDDisc>({
     text<&DVDDisc::text36>(),
     text<&DVDDisc::text37>(),
 });
-// The only record whose loader zeroes it first.
+// The only record whose loader zeroes it first, on purpose.
 constexpr Table<DVDDisc> kvx::kDVDDisc{"DVDDisc", kDVDDiscRows, {.isZeroedByLoader = true}};
 static_assert(kDVDDisc.headerBytes() == 157);
 KVX_WRITER(DVDDisc, KVXGetDVDDiscBlobSize, KVXGetDVDDiscBlob)

@@ -29,10 +29,14 @@ KVX_WRITER(ValuePairYOMI, KVXGetValuePairYOMIBlobSize, KVXGetValuePairYOMIBlob)
 KVX_LOADER(ValuePairYOMI, KVXLoadValuePairYOMIFromBlob)
 KVX_FREE_ARRAY(ValuePairYOMI, KVXFreeValuePairYOMIs)
 
+// The server has text5 and text6 ahead of text4: on purpose the rows are in its order, not in that of the members.
 constexpr auto kCreditRows = rowsOf<Credit>({
-    text<&Credit::text1>(), text<&Credit::text2>(), text<&Credit::text3>(), text<&Credit::text5>(),
-    text<&Credit::text6>(), // the server has these two
-    text<&Credit::text4>(), // ahead of text4
+    text<&Credit::text1>(),
+    text<&Credit::text2>(),
+    text<&Credit::text3>(),
+    text<&Credit::text5>(),
+    text<&Credit::text6>(),
+    text<&Credit::text4>(),
 });
 constexpr Table<Credit> kvx::kCredit{"Credit", kCreditRows};
 static_assert(kCredit.headerBytes() == 29);
@@ -40,7 +44,7 @@ KVX_WRITER(Credit, KVXGetCreditsBlobSize, KVXGetCreditsBlob)
 KVX_LOADER(Credit, KVXLoadCreditFromBlob)
 KVX_FREE_ARRAY(Credit, KVXFreeCredits)
 
-// Strict where other records are lenient: exactly two fields, and a number of exactly two bytes.
+// Strict on purpose where other records are lenient: exactly two fields, and a number of exactly two bytes.
 constexpr auto kNumValuePairRows = rowsOf<NumValuePair>({
     exactWidth(shortNumber<&NumValuePair::number>()),
     text<&NumValuePair::value>(),
@@ -51,8 +55,8 @@ KVX_WRITER(NumValuePair, KVXGetNumValuePairBlobSize, KVXGetNumValuePairBlob)
 KVX_LOADER(NumValuePair, KVXLoadNumValuePairFromBlob)
 KVX_FREE(NumValuePair, KVXFreeNumValuePair)
 // The bare array is not a field of a record, so the array primitives do not fit: it writes every start offset itself,
-// its table has room for the whole count (only the count byte is taken modulo 256), and without elements it is a header
-// instead of nothing. A negative count shortens that header, in size and position alike.
+// its table has room for the whole count (only the count byte is taken modulo 256). Without elements it is a header
+// instead of nothing, and a negative count shortens that header, in size and position alike, both on purpose.
 extern "C" int32_t KVXGetNumValuePairsBlobSize(const NumValuePair* array, int16_t count, uint32_t* size) noexcept {
     uint64_t total = blobHeaderBytes(static_cast<uint32_t>(count));
     for (int32_t i = 0; i < count && total < kTooLong; ++i) {
@@ -78,10 +82,12 @@ extern "C" int32_t KVXGetNumValuePairsBlob(const NumValuePair* array, int16_t co
     return kOk;
 }
 
+// The server has text4 ahead of text3, and so have the rows, on purpose.
 constexpr auto kReleaseRows = rowsOf<Release>({
-    text<&Release::text1>(), text<&Release::text2>(),
-    text<&Release::text4>(), // the server has this one
-    text<&Release::text3>(), // ahead of text3
+    text<&Release::text1>(),
+    text<&Release::text2>(),
+    text<&Release::text4>(),
+    text<&Release::text3>(),
 });
 constexpr Table<Release> kvx::kRelease{"Release", kReleaseRows};
 static_assert(kRelease.headerBytes() == 21);

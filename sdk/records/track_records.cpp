@@ -23,7 +23,7 @@ constexpr auto kCTrackDataRows = rowsOf<CTrackData>({
     text<&CTrackData::text4>(),
 });
 // The allocating loader takes the size of a whole track and zeroes only its own; freeing leaves the pointer as it is,
-// so that a failed load leaves it dangling.
+// so that a failed load leaves it dangling. Both on purpose: applications and their hooks see the same calls.
 constexpr Table<CTrackData> kvx::kCTrackData{
     "CTrackData",
     kCTrackDataRows,
@@ -61,7 +61,7 @@ constexpr auto kTrackRows = rowsOf<Track>({
     shortNumber<&Track::short22>(),
 });
 // The allocating loader asks for 14 fields although it reads all 23: a blob of 14 to 21 fails later, at the first index
-// beyond its count. Both tests are kept; the loader of a medium's tracks has only the second.
+// beyond its count. Both tests are kept on purpose; the loader of a medium's tracks has only the second.
 constexpr Table<Track> kvx::kTrack{"Track", kTrackRows, {.leastFields = 14}};
 static_assert(kTrack.headerBytes() == 97);
 KVX_WRITER(Track, KVXGetTrackBlobSize, KVXGetTrackBlob)

@@ -14,7 +14,7 @@ constexpr size_t kRounds = 16;
 constexpr int32_t kBlockBytes = 8;
 constexpr size_t kKeyBytes = sizeof(KVXHandle::secretKey);
 
-// In force in every build type, and with a line number that stays.
+// In force in every build type, and with a line number that stays, on purpose.
 [[noreturn]] void assertionFailed(const char* text, const char* file, int line) {
     std::fprintf(stderr, "%s:%d: Assertion `%s' failed.\n", file, line, text);
     std::abort();
@@ -95,7 +95,7 @@ extern "C" int32_t KVXEncryptBlowfish(KVXHandle* handle, uint8_t* data, int32_t 
     if (count <= 0) return 0; // no block
     if (handle->cipher == nullptr) return -1;
     for (int32_t offset = 0; offset < count; offset += kBlockBytes) {
-        // Through the hook for integers, so the halves are little-endian words on the wire.
+        // Through the hook for integers, so the halves are little-endian words on the wire, on purpose.
         kvx::ByteSource plain({data + offset, kBlockBytes});
         uint32_t left = plain.u32();
         uint32_t right = plain.u32();
