@@ -23,7 +23,11 @@ void Tally::count(const FileResult& result) {
         ++unknown;
         break;
     case FileStatus::kError:
-        ++(result.error == FileError::kServer || result.error == FileError::kNotAsked ? server : unreadable);
+        if (result.error == FileError::kServer || result.error == FileError::kNotAsked) {
+            ++server;
+        } else {
+            ++unreadable;
+        }
         break;
     }
 }

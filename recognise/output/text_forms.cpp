@@ -4,7 +4,6 @@
 #include "base/text.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 
 namespace tarn::recognise {
 
@@ -66,11 +65,7 @@ std::string xmlText(std::string_view text) {
     return escaped;
 }
 
-std::string clockText(uint64_t milliseconds) {
-    const uint64_t seconds = (milliseconds + 500) / 1000;
-    if (seconds >= 3600) return fmt::format("{}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
-    return fmt::format("{}:{:02}", seconds / 60, seconds % 60);
-}
+std::string clockText(uint64_t milliseconds) { return server::durationText((milliseconds + 500) / 1000); }
 
 std::string padded(const std::string& text, size_t columns) {
     const size_t taken = columnsOf(text);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "recognise/tracklist/pcm_stream.h"
 
+#include "base/bytes.h"
+
 #include <poll.h>
 #include <unistd.h>
 
@@ -33,10 +35,10 @@ bool isUsable(const PcmFormat& format) {
            format.channels <= kMaxChannels;
 }
 
-uint32_t little(const uint8_t* bytes, int count) {
-    uint32_t value = 0;
-    for (int i = count - 1; i >= 0; --i) value = value << 8U | bytes[i];
-    return value;
+template <std::unsigned_integral Number>
+Number numberAt(const uint8_t* bytes) {
+    std::string_view there(reinterpret_cast<const char*>(bytes), sizeof(Number));
+    return server::takeLittleEndian<Number>(there).value();
 }
 
 bool hasName(const uint8_t* bytes, const char* name) { return std::memcmp(bytes, name, 4) == 0; }
@@ -103,7 +105,7 @@ void PcmStream::readHeader() {
     }
     std::array<uint8_t, 8> chunk{};
     while (readAll(chunk.data(), chunk.size())) {
-        const uint32_t size = little(&chunk[4], 4);
+        const auto size = numberAt<uint32_t>(&chunk[4]);
         if (hasName(chunk.data(), "data")) {
             if (format_.channels == 0)
                 throw StreamError("the stream's samples come before their format" + std::string(kConvert));
@@ -127,15 +129,16 @@ void PcmStream::readFormat(uint32_t size) {
                           kConvert);
     }
     if (size > fields.size()) skip(size - static_cast<uint32_t>(fields.size()));
-    uint32_t tag = little(fields.data(), 2);
-    if (tag == kExtensible && size >= 40) tag = little(&fields[24], 2);
-    const uint32_t bits = little(&fields[14], 2);
+    auto tag = numberAt<uint16_t>(fields.data());
+    if (tag == kExtensible && size >= 40) tag = numberAt<uint16_t>(&fields[24]);
+    const auto bits = numberAt<uint16_t>(&fields[14]);
     if (tag != kPcm || bits != 16) {
         throw StreamError("the stream's samples are not 16-bit PCM (format " + std::to_string(tag) + ", " +
                           std::to_string(bits) + " bits)" + kConvert);
     }
-    const uint32_t rate = little(&fields[4], 4);
-    format_ = {static_cast<int>(std::min<uint32_t>(rate, kMaxRateHz + 1)), static_cast<int>(little(&fields[2], 2))};
+    const auto rate = numberAt<uint32_t>(&fields[4]);
+    format_ = {static_cast<int>(std::min<uint32_t>(rate, kMaxRateHz + 1)),
+               static_cast<int>(numberAt<uint16_t>(&fields[2]))};
     if (!isUsable(format_)) {
         throw StreamError("the stream has " + std::to_string(rate) + " Hz and " + std::to_string(format_.channels) +
                           " channels; 11025 to 768000 Hz and 1 to 64 channels can be recognised" + kConvert);
@@ -162,7 +165,7 @@ std::span<const int16_t> PcmStream::read() {
         const size_t there = carried_ + got;
         const size_t used = there / frameBytes * frameBytes;
         samples_.reserve(used / 2);
-        for (size_t i = 0; i < used; i += 2) samples_.push_back(static_cast<int16_t>(little(&bytes_[i], 2)));
+        for (size_t i = 0; i < used; i += 2) samples_.push_back(static_cast<int16_t>(numberAt<uint16_t>(&bytes_[i])));
         carried_ = there - used;
         std::memmove(bytes_.data(), bytes_.data() + used, carried_);
     }
