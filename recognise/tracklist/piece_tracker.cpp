@@ -14,7 +14,7 @@ constexpr int kSecondLook = 8;
 } // namespace
 
 void PieceTracker::follow(const Window& window) {
-    if (window.outcome == Outcome::kAnswered) hear(window);
+    if (window.outcome == WindowOutcome::kAnswered) hear(window);
     if (playing_ && window.startMs - playing_->lastWindowMs() > kGoneMs) endPlaying(window);
     if (!playing_) gaps_.advance(window.endMs - kSettledMs);
 }

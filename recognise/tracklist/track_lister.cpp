@@ -37,7 +37,7 @@ void TrackLister::look(int64_t startMs, int64_t endMs) {
     const Window window = windowAt(startMs, endMs);
     // A window stands for its middle.
     const Stretch stretch{answeredMs_, endMs - kHopMs};
-    wasNotAsked_ = window.outcome == Outcome::kNotAsked;
+    wasNotAsked_ = window.outcome == WindowOutcome::kNotAsked;
     if (wasNotAsked_) gaps_.notAsked(stretch, window.reason);
     answeredMs_ = stretch.endMs;
     pieces_.follow(window);
@@ -46,9 +46,9 @@ void TrackLister::look(int64_t startMs, int64_t endMs) {
 }
 
 Window TrackLister::windowAt(int64_t startMs, int64_t endMs) {
-    Window window{startMs, endMs, Outcome::kAnswered, {}, {}};
+    Window window{startMs, endMs, WindowOutcome::kAnswered, {}, {}};
     if (endMs - startMs - meter_.silentMs(startMs, endMs) < kMinSoundMs) {
-        window.outcome = Outcome::kSilent;
+        window.outcome = WindowOutcome::kSilent;
         return window;
     }
     if (maxFailures_ == 0 || failures_ < maxFailures_) {
@@ -63,7 +63,7 @@ Window TrackLister::windowAt(int64_t startMs, int64_t endMs) {
         }
     }
     ++notAsked_;
-    window.outcome = Outcome::kNotAsked;
+    window.outcome = WindowOutcome::kNotAsked;
     window.reason = reason_;
     return window;
 }

@@ -15,12 +15,12 @@ namespace tarn::recognise {
 constexpr int64_t kWindowMs = 12'000;
 constexpr int64_t kHopMs = 4'000;
 
-enum class Outcome { kAnswered, kSilent, kNotAsked };
+enum class WindowOutcome { kAnswered, kSilent, kNotAsked };
 
 struct Window {
     int64_t startMs = 0;
     int64_t endMs = 0;
-    Outcome outcome = Outcome::kAnswered;
+    WindowOutcome outcome = WindowOutcome::kAnswered;
     Answer answer;
     std::string reason; // why it was not asked
 };
