@@ -105,7 +105,11 @@ def recording(value):
     for name in ("track_records", "album_records"):
         found[name] = base64.b64encode(inner.sized()).decode()
     found["codes"] = [[code_string(inner) for _ in range(2)] for _ in range(3)]
-    assert inner.at == len(inner.data)
+    others = []
+    while inner.at < len(inner.data):
+        others.append(inner.sized().decode())
+    if others:
+        found["other_paths"] = others
     return found
 
 
