@@ -95,7 +95,8 @@ class CatalogueReader {
     Lookup lookUp(std::vector<ListNumber> lists);
     // Of the latest look-up, those of the highest scores that are still there, highest first, equal ones by id.
     std::vector<ScoredRecording> best(size_t most);
-    // Whether everything answered that was asked since the last refresh(). If not, what was not found may be there.
+    // Whether everything answered that was asked since the last refresh(), and had lost nothing. If not, what was not
+    // found may have been added.
     bool complete() const;
 
   private:

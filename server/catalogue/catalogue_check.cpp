@@ -47,6 +47,11 @@ void CatalogueCheck::look(const Recording& recording) {
 }
 
 std::vector<std::string> CatalogueCheck::finish() {
+    if (state_.lacksRecordings) {
+        problems_.push_back(std::string("the store lost commits, so recordings may be missing, and removed ones be "
+                                        "there again; ") +
+                            kAddAgain);
+    }
     if (recordings_ != state_.recordings) {
         problems_.push_back("the catalogue has " + counted(recordings_, "recording") + " where there should be " +
                             std::to_string(state_.recordings) + "; " + kRestore);

@@ -16,6 +16,7 @@ struct CatalogueState {
     uint32_t recordings = 0;
     uint32_t removed = 0;
     uint32_t turn = 0;
+    bool lacksRecordings = false; // by a value of its own (kLostKey): a store lost commits that held some
 };
 
 ListTable tableOf(const CatalogueState& state);

@@ -38,6 +38,7 @@ struct CatalogueWriter::Impl {
     CatalogueState state;
     std::map<std::string, std::optional<std::string>> changes; // not committed yet
     std::vector<Posting> postings;                             // not committed yet
+    bool mended = false;                                       // what commits had lost, since this writer is there
 
     Impl(const std::string& location, unsigned gramLetters)
         : shown(shownLocation(location)), store(openStoreWriter(location, true)) {
@@ -58,20 +59,15 @@ struct CatalogueWriter::Impl {
         throw CatalogueUnavailable(shown + ": a part of the catalogue does not answer; try again when all of it does");
     }
 
-    // Commits were lost after they had returned, perhaps that of the state too: no id may be given twice.
+    // Commits were lost after they had returned, perhaps that of the state too. Their ids are not given again: keys
+    // that were not lost still lead to them. Recordings that were lost, only their files bring back.
     void mend() {
         constexpr uint32_t kLostIds = 20'000;
-        const uint32_t known = state.nextId;
-        for (uint32_t first = known; first < known + kLostIds; first += kWave) {
-            std::vector<std::string> keys;
-            for (uint32_t id = first; id < first + kWave; ++id) keys.push_back(recordingKey(id));
-            const std::vector<StoredValue> values = store->reader().values(keys);
-            for (size_t i = 0; i < values.size(); ++i) {
-                expectAnswer(values[i]);
-                if (values[i].state == StoredValue::State::kThere) state.nextId = first + static_cast<uint32_t>(i) + 1;
-            }
-        }
+        state.nextId = std::min(state.nextId + kLostIds, kMaxId);
+        mended = true;
+        changes[kLostKey] = "1";
         makeLists(state.gramLetters);
+        store->isWholeAgain();
     }
 
     // Of a store that cannot commit all at once, the last writer may have died after the recordings and before the
@@ -252,12 +248,13 @@ struct CatalogueWriter::Impl {
         state.removed = 0;
         commit();
         store->eraseLists(old);
-        store->isWholeAgain();
         return damaged;
     }
 
     std::vector<uint32_t> compact(const Compaction& how) {
         commit();
+        // A writer that mended has not seen the lost recordings come back.
+        if (state.lacksRecordings && !mended) changes[kLostKey] = std::nullopt;
         const unsigned gramLetters = how.gramLetters == 0 ? state.gramLetters : how.gramLetters;
         if (how.anew || gramLetters != state.gramLetters) return makeLists(gramLetters);
         try {

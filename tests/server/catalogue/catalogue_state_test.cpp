@@ -39,6 +39,15 @@ TEST(CatalogueState, IsReadAsItWasWritten) {
     EXPECT_EQ(state->recordings, 42U);
     EXPECT_EQ(state->removed, 3U);
     EXPECT_EQ(state->turn, 1U);
+    EXPECT_FALSE(state->lacksRecordings);
+}
+
+TEST(CatalogueState, SaysWhetherLostCommitsAreStillToBeAddedAgain) {
+    MemoryStore store = storeOf(kCatalogueFormat, pack(kState));
+    store.stored[kLostKey] = "1";
+    EXPECT_TRUE(readState(store, "c")->lacksRecordings);
+    store.lostValues = {kLostKey};
+    EXPECT_THROW(readState(store, "c"), CatalogueUnavailable);
 }
 
 TEST(CatalogueState, IsNoneInAnEmptyStore) {
