@@ -86,7 +86,8 @@ std::string RedisReader::infoOf(size_t node, const std::string& field) {
 
 void RedisReader::checkNodes(std::vector<std::string>& faults) {
     if (const size_t slots = cluster_.uncovered(); slots > 0) {
-        faults.push_back(std::to_string(slots) + " of the cluster's slots belong to no node: start what is missing");
+        faults.push_back("the cluster has slots without a node: " + std::to_string(slots) +
+                         "; start what is missing, or run redis-cli --cluster fix");
     }
     for (const size_t node : cluster_.masters()) {
         try {
