@@ -51,7 +51,8 @@ std::optional<CatalogueState> readState(StoreReader& store, const std::string& l
     }
     std::optional<CatalogueState> state = unpack(found[1].bytes);
     if (!found[0].bytes.empty() && found[0].bytes != kCatalogueFormat) {
-        throw CatalogueError(location + ": the catalogue is of another version of the format; make it anew");
+        throw CatalogueError(location + ": the catalogue is of another version of the format; make it anew: "
+                                        "run tarn-server add for the music with another place after --catalogue");
     }
     if (found[0].bytes.empty() || !state) {
         throw CatalogueError(location + ": what the catalogue says of itself is damaged; " + kRestore);

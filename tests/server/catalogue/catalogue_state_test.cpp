@@ -66,8 +66,10 @@ TEST(CatalogueState, OfAPartThatDoesNotAnswerIsNeitherNoneNorDamaged) {
 TEST(CatalogueState, OfAnotherFormatIsRefusedWhateverItSays) {
     for (const std::string& state : {pack(kState), std::string("of the future")}) {
         MemoryStore store = storeOf("5", state);
-        EXPECT_EQ(errorOf([&] { readState(store, "c"); }),
-                  "c: the catalogue is of another version of the format; make it anew");
+        EXPECT_EQ(
+            errorOf([&] { readState(store, "c"); }),
+            "c: the catalogue is of another version of the format; make it anew: run tarn-server add for the music "
+            "with another place after --catalogue");
     }
 }
 
