@@ -198,6 +198,8 @@ struct CatalogueWriter::Impl {
                 isThere[first + i] = values[i].state == StoredValue::State::kThere;
             }
         });
+        // A removal that was cut off may not have been counted.
+        state.recordings = static_cast<uint32_t>(std::count(isThere.begin(), isThere.end(), true));
         store->rewriteLists(tableOf(state), [&](ListNumber, std::span<const std::string_view> pieces) {
             std::vector<uint32_t> ids;
             const bool sound = forEachId(pieces, [&](uint32_t id) {
