@@ -40,9 +40,10 @@ class CatalogueWriter {
     enum class Outcome { kAdded, kUpdated };
     Outcome put(const Recording& recording);
     bool remove(uint32_t id);
+    using Paths = std::vector<std::string>;
     // From now on the recording has these paths, the first as the one that was read last. false: there is none of that
     // id, or no path.
-    bool keepPaths(uint32_t id, std::vector<std::string> paths);
+    bool keepPaths(uint32_t id, const Paths& paths);
     bool contains(const std::string& contentHash);
     // A file that was read before and has not changed (size, modification time) needs no decoding. thoroughly: unless
     // its recording is damaged.
@@ -99,7 +100,8 @@ class CatalogueReader {
     Lookup lookUp(std::vector<ListNumber> lists);
     // Of the latest look-up, those of the highest scores that are still there, highest first, equal ones by id.
     std::vector<ScoredRecording> best(size_t most);
-    // Whether everything answered that was asked since the last refresh(). If not, what was not found may be there.
+    // Whether everything answered that was asked since the last refresh(), and had lost nothing. If not, what was not
+    // found may have been added.
     bool complete() const;
 
   private:

@@ -47,9 +47,16 @@ void CatalogueCheck::look(const Recording& recording) {
 }
 
 std::vector<std::string> CatalogueCheck::finish() {
+    if (state_.lacksRecordings) {
+        problems_.push_back(std::string("the store lost commits, so recordings may be missing, and removed ones be "
+                                        "there again; ") +
+                            kAddAgain);
+    }
     if (recordings_ != state_.recordings) {
         problems_.push_back("the catalogue has " + counted(recordings_, "recording") + " where there should be " +
-                            std::to_string(state_.recordings) + "; " + kRestore);
+                            std::to_string(state_.recordings) +
+                            "; if tarn-server remove was cut off, tarn-server compact counts them; otherwise " +
+                            kRestore);
     }
     if (missingPostings_ > 0) {
         problems_.push_back("the lists lack " + counted(missingPostings_, "recording") + "; " + kMakeLists);

@@ -180,6 +180,8 @@ std::vector<ScoredRecording> CatalogueReader::best(size_t most) {
     }
 }
 
-bool CatalogueReader::complete() const { return impl_->complete; }
+bool CatalogueReader::complete() const {
+    return impl_->complete && !impl_->state.lacksRecordings && !impl_->store->hasGaps();
+}
 
 } // namespace tarn::server

@@ -39,7 +39,7 @@ std::string pack(const CatalogueState& state) {
 }
 
 std::optional<CatalogueState> readState(StoreReader& store, const std::string& location) {
-    const std::array<std::string, 2> keys = {kFormatKey, kStateKey};
+    const std::array<std::string, 3> keys = {kFormatKey, kStateKey, kLostKey};
     const std::vector<StoredValue> found = store.values(keys);
     for (const StoredValue& value : found) {
         if (value.state == StoredValue::State::kLost) {
@@ -49,14 +49,21 @@ std::optional<CatalogueState> readState(StoreReader& store, const std::string& l
     if (found[0].state == StoredValue::State::kAbsent && found[1].state == StoredValue::State::kAbsent) {
         return std::nullopt;
     }
-    const std::optional<CatalogueState> state = unpack(found[1].bytes);
+    std::optional<CatalogueState> state = unpack(found[1].bytes);
     if (!found[0].bytes.empty() && found[0].bytes != kCatalogueFormat) {
-        throw CatalogueError(location + ": the catalogue is of another version of the format; make it anew");
+        throw CatalogueError(location + ": the catalogue is of another version of the format; make it anew: "
+                                        "run tarn-server add for the music with another place after --catalogue");
     }
     if (found[0].bytes.empty() || !state) {
         throw CatalogueError(location + ": what the catalogue says of itself is damaged; " + kRestore);
     }
+    state->lacksRecordings = found[2].state == StoredValue::State::kThere;
     return state;
+}
+
+void expectAnswer(const StoredValue& value, const std::string& location) {
+    if (value.state != StoredValue::State::kLost) return;
+    throw CatalogueUnavailable(location + ": a part of the catalogue does not answer; try again when all of it does");
 }
 
 void expectIntact(const StoredValue& value, const std::string& location) {

@@ -16,6 +16,7 @@ struct CatalogueState {
     uint32_t recordings = 0;
     uint32_t removed = 0;
     uint32_t turn = 0;
+    bool lacksRecordings = false; // by a value of its own (kLostKey): a store lost commits that held some
 };
 
 ListTable tableOf(const CatalogueState& state);
@@ -24,6 +25,9 @@ std::string pack(const CatalogueState& state);
 
 // Nothing: there is no catalogue in the store. Throws CatalogueError where it is of another format, or damaged.
 std::optional<CatalogueState> readState(StoreReader& store, const std::string& location);
+
+// Throws CatalogueUnavailable where the part of the store that has the value does not answer.
+void expectAnswer(const StoredValue& value, const std::string& location);
 
 // Throws CatalogueError where what leads to recordings is damaged: it must not be taken for nothing.
 void expectIntact(const StoredValue& value, const std::string& location);

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <map>
 #include <string_view>
 
@@ -31,6 +30,7 @@ struct CatalogueWriter::Impl {
     CatalogueState state;
     std::map<std::string, std::optional<std::string>> changes; // not committed yet
     std::vector<Posting> postings;                             // not committed yet
+    bool mended = false;                                       // what commits had lost, since this writer is there
 
     Impl(const std::string& location, unsigned gramLetters)
         : shown(shownLocation(location)), store(openStoreWriter(location, true)) {
@@ -46,25 +46,15 @@ struct CatalogueWriter::Impl {
         commit();
     }
 
-    void expectAnswer(const StoredValue& value) const {
-        if (value.state != StoredValue::State::kLost) return;
-        throw CatalogueUnavailable(shown + ": a part of the catalogue does not answer; try again when all of it does");
-    }
-
-    // Commits were lost after they had returned, perhaps that of the state too: no id may be given twice.
+    // Commits were lost after they had returned, perhaps that of the state too. Their ids are not given again: keys
+    // that were not lost still lead to them. Recordings that were lost, only their files bring back.
     void mend() {
         constexpr uint32_t kLostIds = 20'000;
-        const uint32_t known = state.nextId;
-        for (uint32_t first = known; first < known + kLostIds; first += kWave) {
-            std::vector<std::string> keys;
-            for (uint32_t id = first; id < first + kWave; ++id) keys.push_back(recordingKey(id));
-            const std::vector<StoredValue> values = store->reader().values(keys);
-            for (size_t i = 0; i < values.size(); ++i) {
-                expectAnswer(values[i]);
-                if (values[i].state == StoredValue::State::kThere) state.nextId = first + static_cast<uint32_t>(i) + 1;
-            }
-        }
+        state.nextId = std::min(state.nextId + kLostIds, kMaxId);
+        mended = true;
+        changes[kLostKey] = "1";
         makeLists(state.gramLetters);
+        store->isWholeAgain();
     }
 
     // Of a store that cannot commit all at once, the last writer may have died after the recordings and before the
@@ -85,7 +75,7 @@ struct CatalogueWriter::Impl {
     std::optional<std::string> get(const std::string& key) const {
         if (const auto changed = changes.find(key); changed != changes.end()) return changed->second;
         const StoredValue value = store->reader().values({&key, 1}).front();
-        expectAnswer(value);
+        expectAnswer(value, shown);
         if (value.state == StoredValue::State::kAbsent) return std::nullopt;
         if (!key.starts_with('r')) expectIntact(value, shown);
         return std::string(value.bytes);
@@ -174,11 +164,11 @@ struct CatalogueWriter::Impl {
         return known == 0 ? Outcome::kAdded : Outcome::kUpdated;
     }
 
-    bool keepPaths(uint32_t id, std::vector<std::string> paths) {
+    bool keepPaths(uint32_t id, const Paths& paths) {
         std::optional<Recording> recording = unpackRecording(get(recordingKey(id)).value_or(""));
         if (!recording || paths.empty()) return false;
-        recording->path = std::move(paths.front());
-        recording->otherPaths.assign(std::make_move_iterator(paths.begin() + 1), std::make_move_iterator(paths.end()));
+        recording->path = paths.front();
+        recording->otherPaths.assign(paths.begin() + 1, paths.end());
         changes[recordingKey(id)] = packRecording(*recording);
         return true;
     }
@@ -191,7 +181,7 @@ struct CatalogueWriter::Impl {
             for (uint32_t id = first; id < std::min(first + kWave, state.nextId); ++id)
                 keys.push_back(recordingKey(id));
             const std::vector<StoredValue> values = store->reader().values(keys);
-            for (const StoredValue& value : values) expectAnswer(value);
+            for (const StoredValue& value : values) expectAnswer(value, shown);
             visit(first, values);
             store->reader().refresh();
         }
@@ -205,6 +195,8 @@ struct CatalogueWriter::Impl {
                 isThere[first + i] = values[i].state == StoredValue::State::kThere;
             }
         });
+        // A removal that was cut off may not have been counted.
+        state.recordings = static_cast<uint32_t>(std::count(isThere.begin(), isThere.end(), true));
         store->rewriteLists(tableOf(state), [&](ListNumber, std::span<const std::string_view> pieces) {
             std::vector<uint32_t> ids;
             const bool sound = forEachId(pieces, [&](uint32_t id) {
@@ -255,12 +247,13 @@ struct CatalogueWriter::Impl {
         state.removed = 0;
         commit();
         store->eraseLists(old);
-        store->isWholeAgain();
         return damaged;
     }
 
     std::vector<uint32_t> compact(const Compaction& how) {
         commit();
+        // A writer that mended has not seen the lost recordings come back.
+        if (state.lacksRecordings && !mended) changes[kLostKey] = std::nullopt;
         const unsigned gramLetters = how.gramLetters == 0 ? state.gramLetters : how.gramLetters;
         if (how.anew || gramLetters != state.gramLetters) return makeLists(gramLetters);
         try {
@@ -282,10 +275,7 @@ CatalogueWriter::~CatalogueWriter() = default;
 CatalogueWriter::Outcome CatalogueWriter::put(const Recording& recording) { return impl_->put(recording); }
 bool CatalogueWriter::remove(uint32_t id) { return impl_->remove(id); }
 bool CatalogueWriter::contains(const std::string& contentHash) { return impl_->find(contentHash) != 0; }
-
-bool CatalogueWriter::keepPaths(uint32_t id, std::vector<std::string> paths) {
-    return impl_->keepPaths(id, std::move(paths));
-}
+bool CatalogueWriter::keepPaths(uint32_t id, const Paths& paths) { return impl_->keepPaths(id, paths); }
 
 bool CatalogueWriter::isKnownFile(const std::string& path, uint64_t bytes, int64_t modifiedNs, bool thoroughly) {
     const std::optional<FileEntry> entry = unpackFileEntry(impl_->get(fileKey(path)).value_or(""));

@@ -22,6 +22,8 @@ namespace tarn::server {
 
 inline constexpr char kFormatKey[] = "mformat";
 inline constexpr char kStateKey[] = "mstate";
+// There while recordings may be missing that a commit reported: what commits of a store lost was not added again yet.
+inline constexpr char kLostKey[] = "mlost";
 
 inline std::string recordingKey(uint32_t id) {
     std::string key = "r";

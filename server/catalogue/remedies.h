@@ -8,6 +8,7 @@
 namespace tarn::server {
 
 inline constexpr char kRestore[] = "restore the catalogue from a copy, or add the music to a new one";
+inline constexpr char kAddAgain[] = "add the same folders again with tarn-server add, then run tarn-server compact";
 inline constexpr char kMakeLists[] = "tarn-server compact --purge makes them anew";
 
 // error: as errno gives it.

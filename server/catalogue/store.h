@@ -68,6 +68,8 @@ class StoreReader {
     virtual std::vector<std::string> check(bool deep) = 0;
     // Whether parts of commits were lost after they had returned, so that lists or values may be missing.
     virtual bool lostCommits() { return false; }
+    // The same of what was read since the last refresh(), without asking each time: what is not there may be lost.
+    virtual bool hasGaps() { return false; }
     // That the store takes, on its disk or in the memory of its nodes; nothing: it cannot tell.
     virtual std::optional<uint64_t> bytesTaken() = 0;
     // A copy of the whole store, consistent while others read and write, in a folder where nothing is.

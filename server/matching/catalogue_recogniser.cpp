@@ -41,7 +41,8 @@ CatalogueRecogniser::CatalogueRecogniser(std::string location, Log log)
     : location_(std::move(location)), shown_(shownLocation(location_)), log_(std::move(log)) {}
 
 CatalogueUnavailable CatalogueRecogniser::notAll() const {
-    return CatalogueUnavailable(shown_ + ": a part of the catalogue does not answer");
+    return CatalogueUnavailable(shown_ +
+                                ": a part of the catalogue does not answer or was lost; tarn-server check says which");
 }
 
 template <class Work>

@@ -99,7 +99,8 @@ class Search {
             if (scored.id != recording.id && scored.score >= least) ids.push_back(scored.id);
         }
         if (!lookup.complete() || !reader_.complete())
-            throw CatalogueUnavailable("a part of the catalogue does not answer; try again when all of it does");
+            throw CatalogueUnavailable(
+                "a part of the catalogue does not answer or was lost; tarn-server check says which");
         return ids;
     }
 

@@ -43,6 +43,9 @@ void LoopbackServer::play(int connection, const Script& script) {
         case Step::Kind::kReceiveRequest:
             receiveWholeRequest(connection);
             break;
+        case Step::Kind::kReceiveText:
+            receiveText(connection, step.bytes, step.times);
+            break;
         case Step::Kind::kSend:
             if (!io_.sendAll(connection, step.bytes)) return;
             break;
@@ -76,6 +79,17 @@ void LoopbackServer::receiveWholeRequest(int connection) {
         return isWholeRequest(viewOf(requests_.back()));
     };
     while (!whole() && receiveSome(connection)) continue;
+}
+
+void LoopbackServer::receiveText(int connection, std::string_view text, size_t times) {
+    const auto enough = [&] {
+        const std::lock_guard lock(mutex_);
+        const std::string_view all = viewOf(requests_.back());
+        size_t found = 0;
+        for (size_t at = all.find(text); at != std::string_view::npos; at = all.find(text, at + 1)) ++found;
+        return found >= times;
+    };
+    while (!enough() && receiveSome(connection)) continue;
 }
 
 } // namespace kvxtest

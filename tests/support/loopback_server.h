@@ -17,6 +17,7 @@ namespace kvxtest {
 struct Step {
     enum class Kind {
         kReceiveRequest, // until a head and as much body as it announces are there
+        kReceiveText,    // until the connection has sent the bytes so often
         kSend,
         kPause,
         kAwaitClose, // until the client closes
@@ -25,9 +26,13 @@ struct Step {
     Kind kind;
     std::string bytes = {};
     int milliseconds = 0;
+    size_t times = 0;
 };
 
 inline Step receiveRequest() { return {Step::Kind::kReceiveRequest}; }
+inline Step receiveText(std::string_view bytes, size_t times) {
+    return {Step::Kind::kReceiveText, std::string(bytes), 0, times};
+}
 inline Step send(std::string_view bytes) { return {Step::Kind::kSend, std::string(bytes)}; }
 inline Step pauseMs(int milliseconds) { return {Step::Kind::kPause, {}, milliseconds}; }
 inline Step awaitClose() { return {Step::Kind::kAwaitClose}; }
@@ -59,6 +64,7 @@ class LoopbackServer {
     // Appends what comes to the current request; false at the end of the connection or of the server.
     bool receiveSome(int connection);
     void receiveWholeRequest(int connection);
+    void receiveText(int connection, std::string_view text, size_t times);
 
     std::vector<Script> scripts_;
     Family family_;

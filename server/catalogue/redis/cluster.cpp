@@ -21,6 +21,7 @@ constexpr size_t kLogin = SIZE_MAX;
 constexpr size_t kProof = SIZE_MAX - 1;
 constexpr size_t kAsking = SIZE_MAX - 2;
 constexpr size_t kReadOnly = SIZE_MAX - 3;
+constexpr std::string_view kAllDown = "CLUSTERDOWN The cluster is down"; // not one slot alone
 constexpr std::string_view kNoCluster = "cluster support disabled";
 
 } // namespace
@@ -218,6 +219,7 @@ void Cluster::judge(Node& node, const Sent& sent, Reply reply, Round& round) {
         round.again.push_back({sent.command, target, redirection->once});
     } else if (willPass(text)) {
         trouble_ = toText(node.address) + ": " + std::string(text);
+        if (text.starts_with(kAllDown)) trouble_ += " (set cluster-require-full-coverage no, and the others answer)";
         mapIsStale_ = true;
         if (isCommand) round.later.push_back({sent.command, kUnknown, false});
     } else if (round.refused.empty()) { // after a login that is refused, all else is

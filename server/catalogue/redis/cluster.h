@@ -49,6 +49,8 @@ class Cluster {
     size_t uncovered() const;
     // Goes up when a master broke off or is none any more: what it had acknowledged may be lost since.
     uint64_t upheavals() const { return upheavals_; }
+    // Goes up with the upheavals, and when a slot has moved.
+    uint64_t changes() const { return upheavals_ + mapVersion_; }
     const std::string& trouble() const { return trouble_; }
     CatalogueUnavailable unavailable() const;
 

@@ -34,7 +34,9 @@ bool Markers::anyHasLost() const {
 
 bool Markers::allAnswered() const { return std::ranges::count(answered, true) == kGroups; }
 
-Markers readMarkers(Cluster& cluster, const Keys& keys, Milliseconds patience) {
+namespace {
+
+Markers readOnce(Cluster& cluster, const Keys& keys, Milliseconds patience) {
     Commands commands;
     for (size_t range = 0; range < kGroups; ++range) {
         const std::string key = keys.marker(range);
@@ -55,6 +57,18 @@ Markers readMarkers(Cluster& cluster, const Keys& keys, Milliseconds patience) {
         markers.confirmed = std::max(markers.confirmed, markers.each[range].confirmed);
     }
     return markers;
+}
+
+} // namespace
+
+// One that was read before a commit set it, while another was read after, has lost nothing: it is newer when it is read
+// again.
+Markers readMarkers(Cluster& cluster, const Keys& keys, Milliseconds patience) {
+    const Markers first = readOnce(cluster, keys, patience);
+    if (!first.anyHasLost()) return first;
+    Markers second = readOnce(cluster, keys, patience);
+    second.confirmed = first.confirmed;
+    return second;
 }
 
 } // namespace tarn::server::redis

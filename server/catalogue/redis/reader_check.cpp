@@ -3,6 +3,7 @@
 #include "catalogue/keys.h"
 #include "catalogue/redis/markers.h"
 #include "catalogue/redis/redis_reader.h"
+#include "catalogue/remedies.h"
 
 #include <algorithm>
 #include <charconv>
@@ -42,6 +43,19 @@ bool RedisReader::isThere() {
 
 bool RedisReader::lostCommits() { return readMarkers(cluster_, keys_, patience_).anyHasLost(); }
 
+Markers RedisReader::takeMarkers() {
+    changes_ = cluster_.changes();
+    Markers markers = readMarkers(cluster_, keys_, Milliseconds(0));
+    hasGaps_ = markers.anyHasLost();
+    return markers;
+}
+
+// What answered since the markers were read may be a replica that took over, or a server that came back empty.
+bool RedisReader::hasGaps() {
+    if (changes_ != cluster_.changes()) takeMarkers();
+    return hasGaps_;
+}
+
 void RedisReader::checkMarkers(std::vector<std::string>& faults) {
     const Markers markers = readMarkers(cluster_, keys_, patience_);
     std::map<size_t, uint64_t> first; // lost commit of a node
@@ -51,10 +65,10 @@ void RedisReader::checkMarkers(std::vector<std::string>& faults) {
         lost = std::min(lost, markers.each[range].written + 1);
     }
     for (const auto& [node, lost] : first) {
-        faults.push_back(cluster_.nameOf(node) + " lost what it got in the commits from " + std::to_string(lost) +
-                         " to " + std::to_string(markers.confirmed) +
-                         " (a replica took over that did not have it yet, or the server started without its data): add "
-                         "the same folders again with tarn-server add, then run tarn-server compact");
+        faults.push_back(
+            cluster_.nameOf(node) + " lost what it got in the commits from " + std::to_string(lost) + " to " +
+            std::to_string(markers.confirmed) +
+            " (a replica took over that did not have it yet, or the server started without its data): " + kAddAgain);
     }
 }
 
@@ -72,7 +86,8 @@ std::string RedisReader::infoOf(size_t node, const std::string& field) {
 
 void RedisReader::checkNodes(std::vector<std::string>& faults) {
     if (const size_t slots = cluster_.uncovered(); slots > 0) {
-        faults.push_back(std::to_string(slots) + " of the cluster's slots belong to no node: start what is missing");
+        faults.push_back("the cluster has slots without a node: " + std::to_string(slots) +
+                         "; start what is missing, or run redis-cli --cluster fix");
     }
     for (const size_t node : cluster_.masters()) {
         try {

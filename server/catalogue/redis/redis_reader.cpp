@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "catalogue/redis/redis_reader.h"
 
-#include "catalogue/redis/markers.h"
-
 #include <algorithm>
 #include <array>
 
@@ -36,7 +34,7 @@ bool RedisReader::refresh() {
     if (now - refreshed_ < kRefreshEvery) return false;
     refreshed_ = now;
     // A marker is written after all else of a commit: what is read from now on has all of that one.
-    const Markers markers = readMarkers(cluster_, keys_, Milliseconds(0));
+    const Markers markers = takeMarkers();
     const auto last = std::ranges::find(markers.each, markers.written, &Marker::written);
     if (markers.written > 0) cache_.beginCommit(std::to_string(last->written) + " " + last->writer);
     return true;

@@ -5,6 +5,7 @@
 #include "catalogue/redis/cluster.h"
 #include "catalogue/redis/keys.h"
 #include "catalogue/redis/list_cache.h"
+#include "catalogue/redis/markers.h"
 #include "catalogue/store.h"
 
 #include <chrono>
@@ -41,6 +42,7 @@ class RedisReader final : public StoreReader {
     void forEachList(ListTable table, const std::function<void(ListNumber, const StoredList&)>& visit) override;
     std::vector<std::string> check(bool deep) override;
     bool lostCommits() override;
+    bool hasGaps() override;
     std::optional<uint64_t> bytesTaken() override;
     void backUp(const std::string& destination) override;
 
@@ -69,6 +71,7 @@ class RedisReader final : public StoreReader {
     // What their blocks have of them; nothing: lost or damaged.
     std::vector<std::optional<CachedList>> partsOf(ListTable table, std::span<const ListNumber> numbers);
     std::string infoOf(size_t node, const std::string& field);
+    Markers takeMarkers();
     void checkMarkers(std::vector<std::string>& faults);
     void checkNodes(std::vector<std::string>& faults);
     void checkLists(std::vector<std::string>& faults);
@@ -77,6 +80,8 @@ class RedisReader final : public StoreReader {
     Keys keys_;
     Milliseconds patience_;
     Clock::time_point refreshed_{};
+    uint64_t changes_ = 0;                // of the cluster, when the markers were last read
+    bool hasGaps_ = false;                // they showed lost commits
     std::deque<std::vector<Reply>> kept_; // what the readings point to
     std::deque<std::vector<std::string_view>> pieces_;
     ListCache cache_; // a long list that was counted is read whole next

@@ -39,6 +39,15 @@ TEST(CatalogueState, IsReadAsItWasWritten) {
     EXPECT_EQ(state->recordings, 42U);
     EXPECT_EQ(state->removed, 3U);
     EXPECT_EQ(state->turn, 1U);
+    EXPECT_FALSE(state->lacksRecordings);
+}
+
+TEST(CatalogueState, SaysWhetherLostCommitsAreStillToBeAddedAgain) {
+    MemoryStore store = storeOf(kCatalogueFormat, pack(kState));
+    store.stored[kLostKey] = "1";
+    EXPECT_TRUE(readState(store, "c")->lacksRecordings);
+    store.lostValues = {kLostKey};
+    EXPECT_THROW(readState(store, "c"), CatalogueUnavailable);
 }
 
 TEST(CatalogueState, IsNoneInAnEmptyStore) {
@@ -57,8 +66,10 @@ TEST(CatalogueState, OfAPartThatDoesNotAnswerIsNeitherNoneNorDamaged) {
 TEST(CatalogueState, OfAnotherFormatIsRefusedWhateverItSays) {
     for (const std::string& state : {pack(kState), std::string("of the future")}) {
         MemoryStore store = storeOf("5", state);
-        EXPECT_EQ(errorOf([&] { readState(store, "c"); }),
-                  "c: the catalogue is of another version of the format; make it anew");
+        EXPECT_EQ(
+            errorOf([&] { readState(store, "c"); }),
+            "c: the catalogue is of another version of the format; make it anew: run tarn-server add for the music "
+            "with another place after --catalogue");
     }
 }
 

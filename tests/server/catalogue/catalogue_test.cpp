@@ -5,6 +5,7 @@
 #include "catalogue/keys.h"
 #include "catalogue/recording_packing.h"
 #include "catalogue/store.h"
+#include "server/catalogue/catalogue_error.h"
 #include "server/catalogue/catalogue_suite.h"
 #include "server/catalogue/engines.h"
 #include "support/server/sample_recording.h"
@@ -13,6 +14,7 @@
 #include <gtest/gtest.h>
 
 using kvxtest::Catalogue;
+using kvxtest::errorOf;
 using kvxtest::nearest;
 using kvxtest::titlesIn;
 
@@ -46,6 +48,25 @@ TEST_P(Catalogue, IsNotReadWhereThereIsNone) {
     writer.put(sampleRecording(1));
     writer.commit();
     EXPECT_EQ(CatalogueReader(location()).recordingCount(), 1U);
+}
+
+TEST_P(Catalogue, OfAnotherVersionOfTheFormatIsRefusedAndLeftAsItIs) {
+    for (const char* version : {"3", "5"}) {
+        SCOPED_TRACE(version);
+        const std::vector<std::string> keys = {kFormatKey, kStateKey};
+        openStoreWriter(location(), true)->commit({24, {}, {{kFormatKey, version}, {kStateKey, "of its own"}}});
+        const auto refusal = [](const std::function<void()>& open) {
+            EXPECT_THAT(errorOf(open),
+                        HasSubstr("of another version of the format; make it anew: run tarn-server add"));
+        };
+        refusal([&] { CatalogueReader reader(location()); });
+        refusal([&] { CatalogueWriter writer(location()); });
+        const auto store = openStoreReader(location());
+        store->refresh();
+        const std::vector<StoredValue> values = store->values(keys);
+        EXPECT_EQ(values[0].bytes, version);
+        EXPECT_EQ(values[1].bytes, "of its own");
+    }
 }
 
 TEST_P(Catalogue, ShowsAStretchOfItsRecordingsInTheOrderOfTheirIds) {

@@ -2,6 +2,7 @@
 // Loaded before a program's libraries: makes one of its system calls fail, or all.
 //   FAILING_STATE   a file of 16 bytes that all its processes share: the calls so far, and 1 while every call fails
 //   FAILING_CALL    number of the call that fails, from 1; 0: none, they are only counted
+//   FAILING_LASTS   set: so does every call after it, in all its processes
 //   FAILING_ERROR   the error; it also chooses the calls that count: those that it can befall. 0: the call ends its
 //                   process, and only those of other processes than the first count
 // Standard input, output and error are left alone, and so are pipes, sockets and events: a disk does not fail there.
@@ -36,6 +37,7 @@ struct State {
 };
 State* state = nullptr;
 uint64_t failing = 0;
+bool lasts = false;
 int error = 0;
 pid_t first = 0;
 
@@ -50,6 +52,7 @@ __attribute__((constructor)) void begin() {
     syscall(SYS_close, file);
     if (place == MAP_FAILED) return;
     failing = strtoull(call, nullptr, 10);
+    lasts = getenv("FAILING_LASTS") != nullptr;
     error = atoi(number);
     first = getpid();
     state = static_cast<State*>(place);
@@ -72,7 +75,9 @@ constexpr int kByName = -1; // a call that takes no descriptor
 
 bool fails(Kind kind, int file = kByName) {
     if (state == nullptr || !befalls(kind) || (file != kByName && !isOnDisk(file))) return false;
-    if (++state->calls != failing && state->all == 0) return false;
+    const bool isTheOne = ++state->calls == failing;
+    if (isTheOne && lasts) state->all = 1;
+    if (!isTheOne && state->all == 0) return false;
     if (error == 0) kill(getpid(), SIGKILL);
     errno = error;
     return true;

@@ -25,7 +25,8 @@ class FailingCalls {
         setenv("FAILING_STATE", file_.c_str(), 1);
     }
     ~FailingCalls() {
-        for (const char* name : {"ASAN_OPTIONS", "FAILING_STATE", "FAILING_CALL", "FAILING_ERROR"}) unsetenv(name);
+        for (const char* name : {"ASAN_OPTIONS", "FAILING_STATE", "FAILING_CALL", "FAILING_LASTS", "FAILING_ERROR"})
+            unsetenv(name);
     }
     FailingCalls(const FailingCalls&) = delete;
     FailingCalls& operator=(const FailingCalls&) = delete;
@@ -37,6 +38,8 @@ class FailingCalls {
         setenv("FAILING_CALL", std::to_string(call).c_str(), 1);
         setenv("FAILING_ERROR", std::to_string(error.number).c_str(), 1);
     }
+    // Every call after the one that fails does, too.
+    static void failOn() { setenv("FAILING_LASTS", "1", 1); }
     // Whether every call fails from now on that the error can befall, also in programs that run.
     void failAll(bool all) const {
         const uint64_t number = all ? 1 : 0;

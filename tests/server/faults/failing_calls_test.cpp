@@ -77,6 +77,57 @@ TEST(FailingCalls, OfAddLoseNothing) { failCommand("add", {knownCatalogue().file
 
 TEST(FailingCalls, OfCompactLoseNothing) { failCommand("compact", {"--purge"}); }
 
+// Every write fails from one on, until there is room again.
+TEST(FullDisk, LosesNothingAndTheNextRunGoesOn) {
+    const KnownCatalogue& known = knownCatalogue();
+    const struct {
+        const char* command;
+        std::vector<std::string> more;
+        std::string gone;  // the line that it takes from the list
+        std::string comes; // the columns that it adds
+    } cases[] = {
+        {"add", {known.file(KnownCatalogue::kNew)}, "", KnownCatalogue::columnsOf(KnownCatalogue::kNew)},
+        {"remove", {"4"}, KnownCatalogue::columnsOf(3), ""},
+        {"compact", {}, "", ""},
+        {"compact", {"--purge"}, "", ""},
+    };
+    const Error full = {"ENOSPC", ENOSPC};
+    FailingCalls failing;
+    FailingCalls::failOn();
+    for (const auto& c : cases) {
+        failing.fail(0, full);
+        ASSERT_EQ(known.run(c.command, known.copy(), c.more, FailingCalls::preload).status, 0);
+        const uint64_t calls = failing.calls();
+        ASSERT_GT(calls, 0U);
+        size_t refused = 0;
+        forEachCall(calls, 4, [&](uint64_t call) {
+            SCOPED_TRACE(std::string(c.command) + " from call " + std::to_string(call));
+            const fs::path copy = known.copy();
+            failing.fail(call, full);
+            const Ended ended = known.run(c.command, copy, c.more, FailingCalls::preload);
+            if (ended.status != 0) {
+                ++refused;
+                EXPECT_THAT(ended.err, testing::HasSubstr("No space left on device"));
+                EXPECT_THAT(ended.err, testing::HasSubstr("make room"));
+            }
+            std::set<std::string> kept = known.list();
+            if (!c.gone.empty()) {
+                std::erase_if(kept, [&](const std::string& line) { return line.find(c.gone) != std::string::npos; });
+                ASSERT_EQ(kept.size(), known.list().size() - 1);
+            }
+            expectAll(copy, kept);
+            // Where removing was refused, nothing was removed.
+            if (ended.status != 0) expectAll(copy, known.list());
+            const Ended again = known.run(c.command, copy, c.more);
+            EXPECT_EQ(again.status, ended.status == 0 && !c.gone.empty() ? 2 : 0) << again.err;
+            expectAll(copy, kept, c.comes);
+            EXPECT_EQ(known.run("list", copy).out.find(c.gone) == std::string::npos, !c.gone.empty());
+        });
+        EXPECT_GT(refused, 0U);
+        std::cout << c.command << ", no room: " << calls << " calls, " << refused << " refused\n";
+    }
+}
+
 // Another process dies, as of damage that its library does not survive.
 TEST(DyingProcesses, OfAddCostOneFile) {
     const KnownCatalogue& known = knownCatalogue();

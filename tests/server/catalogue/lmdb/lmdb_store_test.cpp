@@ -6,11 +6,15 @@
 #include "server/catalogue/stored_things.h"
 #include "support/temporary_directory.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <stop_token>
 #include <string>
 #include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace tarn::server;
 
@@ -84,6 +88,66 @@ TEST(WarmUp, BringsTheListsIntoMemoryUnlessItIsStopped) {
     EXPECT_LT(before, kIds);
     reader->warmUp(stored_things::kTable, {});
     EXPECT_GT(residentBytesOf(file), before + kIds); // a posting takes two bytes here
+}
+
+// In another process, so that no other test has too little room. Commits until there is none; says how many it
+// reported, and what went wrong then.
+TEST(MapOfTheFile, ThatCannotGrowRefusesACommitAndLosesNoneBefore) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs address space of its own";
+#endif
+    constexpr size_t kBytes = size_t{8} << 20;                // of a commit
+    constexpr rlim_t kRoom = (rlim_t{64} << 20) + 6 * kBytes; // for the smallest map, and the buffers of a commit
+    const TemporaryDirectory folder;
+    const std::string location = folder / "c";
+    const auto keyOf = [](uint64_t number) { return "r" + std::to_string(number); };
+    const auto valueOf = [](uint64_t number) { return std::string(kBytes, static_cast<char>('a' + number)); };
+    lmdb::openWriter(location, true)->commit(stored_things::changesOf({{"mformat", "1"}}));
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        std::ifstream status("/proc/self/statm");
+        rlim_t pages = 0;
+        status >> pages;
+        const rlim_t most = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + kRoom;
+        const rlimit limit{most, most};
+        setrlimit(RLIMIT_AS, &limit);
+        std::string said;
+        uint64_t reported = 0;
+        try {
+            const auto writer = lmdb::openWriter(location, false);
+            for (; reported < 26; ++reported) {
+                writer->commit(stored_things::changesOf({{keyOf(reported), valueOf(reported)}}));
+            }
+        } catch (const std::exception& error) {
+            said = error.what();
+        }
+        said = std::to_string(reported) + " " + said;
+        _exit(write(ends[1], said.data(), said.size()) < 0 ? 1 : 0);
+    }
+    close(ends[1]);
+    std::string said(4096, '\0');
+    said.resize(static_cast<size_t>(std::max<ssize_t>(read(ends[0], said.data(), said.size()), 0)));
+    close(ends[0]);
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_NE(said.find("raise the limit of address space (ulimit -v)"), std::string::npos) << said;
+    const uint64_t reported = std::stoull(said);
+    EXPECT_GT(reported, 2U);
+    const auto expectThere = [&](uint64_t count) {
+        const auto reader = lmdb::openReader(location);
+        reader->refresh();
+        for (uint64_t number = 0; number <= count; ++number) {
+            const std::string key = keyOf(number);
+            const StoredValue value = reader->values({&key, 1}).front();
+            EXPECT_EQ(value.bytes == valueOf(number), number < count) << number;
+        }
+        EXPECT_TRUE(reader->check(true).empty());
+    };
+    expectThere(reported);
+    lmdb::openWriter(location, false)->commit(stored_things::changesOf({{keyOf(reported), valueOf(reported)}}));
+    expectThere(reported + 1);
 }
 
 std::vector<Engine> engines() {

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Of a catalogue in Redis: what needs no server.
+// Of a catalogue in Redis: what needs no server of Redis.
 #include "catalogue/errors.h"
 #include "catalogue/redis/keys.h"
 #include "catalogue/redis/location.h"
 #include "catalogue/redis/markers.h"
 #include "catalogue/redis/replies.h"
+#include "support/loopback_server.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,6 +25,16 @@ Reply replyFrom(const std::string& bytes) {
     redisReaderGetReply(reader, &reply);
     redisReaderFree(reader);
     return Reply(static_cast<redisReply*>(reply));
+}
+
+// As a server answers for all markers, of which one is of another commit.
+std::string markersSent(const std::string& all, const std::string& one) {
+    std::string sent;
+    for (size_t range = 0; range < kGroups; ++range) {
+        const std::string& text = range == 7 ? one : all;
+        sent += "$" + std::to_string(text.size()) + "\r\n" + text + "\r\n";
+    }
+    return sent;
 }
 
 } // namespace
@@ -163,4 +174,34 @@ TEST(RedisMarkers, AreReadAsTheyWereWritten) {
     for (const char* bad : {"", "1", "1 2 t", "blocks", "blocks 1", "blocks 1 ", "blocks 1 2", "blocks x 2 t",
                             "blocks 1 -2 t", "blocks 99999999999999999999 1 t"})
         EXPECT_FALSE(markerIn(bad)) << bad;
+}
+
+// A commit sets them while they are read: one was read before it, the others after.
+TEST(RedisMarkers, HaveLostNothingThatIsThereWhenTheyAreReadAgain) {
+    const std::string before = "blocks 4 4 t";
+    const std::string after = "blocks 5 5 t";
+    const struct {
+        const char* name;
+        std::string one;      // the marker that is older at first
+        std::string allAgain; // the others
+        bool lost;
+    } cases[] = {
+        {"is as new as the others", after, after, false},
+        {"is of a commit that has not reached the others", "blocks 6 5 t", after, false},
+        {"is of the commit before", after, "blocks 6 6 t", false},
+        {"is as old as before", before, after, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const kvxtest::LoopbackServer server(
+            {{kvxtest::receiveText("SLOTS", 1), kvxtest::send("-ERR This instance has cluster support disabled\r\n"),
+              kvxtest::receiveText("GET", kGroups), kvxtest::send(markersSent(after, before)),
+              kvxtest::receiveText("GET", 2 * kGroups), kvxtest::send(markersSent(c.allAgain, c.one)),
+              kvxtest::awaitClose()}});
+        Cluster cluster(locationIn("redis://" + server.host()), Milliseconds(20'000));
+        const Markers markers = readMarkers(cluster, Keys("t"), Milliseconds(0));
+        EXPECT_TRUE(markers.allAnswered());
+        EXPECT_EQ(markers.anyHasLost(), c.lost);
+        EXPECT_EQ(markers.hasLost(7), c.lost);
+    }
 }

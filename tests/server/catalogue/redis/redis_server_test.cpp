@@ -21,6 +21,7 @@ using kvxtest::awaitOrThrow;
 using kvxtest::errorOf;
 using kvxtest::RedisServer;
 using kvxtest::TemporaryDirectory;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -51,6 +52,26 @@ TEST(RedisServer, IsNotTakenForAnEmptyOneWhenItLostWhatSaysItsFormat) {
     sharedServer().ask({"DEL", name.substr(1) + ":mformat"});
     EXPECT_THAT(errorOf([&] { openRedisReader(location); }), HasSubstr("lost a part of itself"));
     EXPECT_THAT(errorOf([&] { openRedisWriter(location, true); }), HasSubstr("lost a part of itself"));
+}
+
+// Its markers had no word for the layout.
+TEST(RedisServer, RefusesTheLayoutBeforeThisOneAndLeavesItAsItIs) {
+    const std::string name = freshName();
+    const std::string location = "redis://" + sharedServer().address() + name + kPatient;
+    const redis::Keys keys(name.substr(1));
+    openRedisWriter(location, true)->commit(format());
+    for (size_t range = 0; range < redis::kGroups; ++range)
+        sharedServer().ask({"SET", keys.marker(range), "1 1 token"});
+    const auto refusal =
+        AllOf(HasSubstr("export it with that version"), HasSubstr("under another name, redis://HOST:PORT/NAME"));
+    EXPECT_THAT(errorOf([&] { openRedisReader(location); }), refusal);
+    EXPECT_THAT(errorOf([&] { openRedisWriter(location, true); }), refusal);
+    EXPECT_EQ(sharedServer().text({"GET", keys.marker(0)}), "1 1 token");
+    // One alone is damage: its server has lost it.
+    openRedisWriter("redis://" + sharedServer().address() + name + "x" + kPatient, true)->commit(format());
+    sharedServer().ask({"SET", redis::Keys(name.substr(1) + "x").marker(0), "1 1 token"});
+    EXPECT_THAT(openRedisReader("redis://" + sharedServer().address() + name + "x" + kPatient)->check(false),
+                ElementsAre(HasSubstr("lost what it got in the commits from 1 to 1")));
 }
 
 TEST(RedisServer, RefusesAWriterWhoseLockAnotherTook) {
