@@ -64,7 +64,7 @@ Markers readOnce(Cluster& cluster, const Keys& keys, Milliseconds patience) {
 // One that was read before a commit set it, while another was read after, has lost nothing: it is newer when it is read
 // again.
 Markers readMarkers(Cluster& cluster, const Keys& keys, Milliseconds patience) {
-    const Markers first = readOnce(cluster, keys, patience);
+    Markers first = readOnce(cluster, keys, patience);
     if (!first.anyHasLost()) return first;
     Markers second = readOnce(cluster, keys, patience);
     second.confirmed = first.confirmed;

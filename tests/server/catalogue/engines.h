@@ -16,6 +16,8 @@ class Place {
   public:
     virtual ~Place() = default;
     virtual std::string location() const = 0;
+    // The next writer need not wait until it is sure that the one before is dead.
+    virtual void forgetDeadWriter() const {}
 };
 
 struct Engine {

@@ -29,9 +29,21 @@ const std::vector<int16_t>& soundOf(uint32_t piece) {
     return sound;
 }
 
-FingerprintQuery queryOf(uint32_t piece) {
-    const std::vector<int16_t>& samples = soundOf(piece);
-    return codeQuery(std::span(samples).subspan(size_t{5} * kRateHz, size_t{30} * kRateHz + kRateHz / 10), 30100);
+// Each is coded once for all tests.
+const RecordingCodes& codesOf(uint32_t piece) {
+    static std::map<uint32_t, RecordingCodes> codes;
+    if (!codes.contains(piece)) codes.emplace(piece, codeRecording(soundOf(piece)));
+    return codes.at(piece);
+}
+
+const FingerprintQuery& queryOf(uint32_t piece) {
+    static std::map<uint32_t, FingerprintQuery> queries;
+    if (!queries.contains(piece)) {
+        const auto excerpt =
+            std::span(soundOf(piece)).subspan(size_t{5} * kRateHz, size_t{30} * kRateHz + kRateHz / 10);
+        queries.emplace(piece, codeQuery(excerpt, 30100));
+    }
+    return queries.at(piece);
 }
 
 struct Answers {
@@ -47,7 +59,7 @@ class PiecesAsked {
         CatalogueWriter writer(location);
         for (uint32_t piece = 1; piece <= kPieces; ++piece) {
             Recording recording = kvxtest::sampleRecording(piece);
-            recording.codes = codeRecording(soundOf(piece));
+            recording.codes = codesOf(piece);
             writer.put(recording);
         }
         writer.commit();

@@ -195,9 +195,14 @@ namespace {
 class ClusterPlace final : public Place {
   public:
     std::string location() const override { return location_; }
+    void forgetDeadWriter() const override {
+        const std::string lock = redis::Keys(name_.substr(1)).lock();
+        sharedCluster().master(sharedCluster().ownerOf(redis::slotOf(lock))).ask({"DEL", lock});
+    }
 
   private:
-    std::string location_ = sharedCluster().location() + freshName() + kPatient;
+    std::string name_ = freshName();
+    std::string location_ = sharedCluster().location() + name_ + kPatient;
 };
 
 } // namespace
